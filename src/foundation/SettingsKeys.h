@@ -1,0 +1,39 @@
+#pragma once
+
+// The names of every persistent setting. The helper program reads the same file, so
+// these names are part of the file format.
+namespace SettingsKey {
+inline constexpr char manualPaths[] = "manualPaths";
+inline constexpr char autosavePaths[] = "autosavePaths";
+inline constexpr char autoRemove[] = "autoRemove";
+inline constexpr char autoRemoveUseCriteria[] = "autoRemoveUseCriteria";
+inline constexpr char autoRemoveUseCriteriaAge[] = "autoRemoveUseCriteriaAge";
+inline constexpr char autoRemoveCriteriaAge[] = "autoRemoveCriteriaAge";
+inline constexpr char autoRemoveUseCriteriaSize[] = "autoRemoveUseCriteriaSize";
+inline constexpr char autoRemoveCriteriaSize[] = "autoRemoveCriteriaSize";
+inline constexpr char autoRemoveUseCriteriaTotalCount[] = "autoRemoveUseCriteriaTotalCount";
+inline constexpr char autoRemoveCriteriaTotalCount[] = "autoRemoveCriteriaTotalCount";
+inline constexpr char autoRemoveUseCriteriaTotalSize[] = "autoRemoveUseCriteriaTotalSize";
+inline constexpr char autoRemoveCriteriaTotalSize[] = "autoRemoveCriteriaTotalSize";
+inline constexpr char autoClean[] = "autoClean";
+inline constexpr char autoCleanAction[] = "autoCleanAction";
+inline constexpr char autoCleanUseCriteriaAge[] = "autoCleanUseCriteriaAge";
+inline constexpr char autoCleanCriteriaAge[] = "autoCleanCriteriaAge";
+inline constexpr char autoCleanUseCriteriaSize[] = "autoCleanUseCriteriaSize";
+inline constexpr char autoCleanCriteriaSize[] = "autoCleanCriteriaSize";
+inline constexpr char autoCleanUseCriteriaTotalSize[] = "autoCleanUseCriteriaTotalSize";
+inline constexpr char autoCleanCriteriaTotalSize[] = "autoCleanCriteriaTotalSize";
+inline constexpr char autosaveFolder[] = "autosaveFolder";
+inline constexpr char requireAdminPassword[] = "requireAdminPassword";
+inline constexpr char expandedItems[] = "expandedItems";
+inline constexpr char sortedColumn[] = "sortedColumn";
+inline constexpr char sortedDescending[] = "sortedDescending";
+inline constexpr char sortColumn[] = "sortColumn";
+inline constexpr char sortDescending[] = "sortDescending";
+// Lives only in the analytics file, never in the application's own settings.
+inline constexpr char logQC[] = "logQC";
+// Maker-wide switches in the global file.
+inline constexpr char disableLogging[] = "disable-logging";
+inline constexpr char disableCrashReporter[] = "disable-crash-reporter";
+inline constexpr char checkForUpdatesAtStartup[] = "SUCheckAtStartup";
+} // namespace SettingsKey

@@ -1,0 +1,94 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+// The operating-system facilities with no portable answer. Everything above this seam asks
+// here rather than calling the system, so tests can substitute answers (user id, console
+// user, tool paths) without depending on who runs them.
+
+enum class Tool {
+    Launchctl,
+    Ditto,
+    Mdfind,
+    Killall,
+    Chown,
+    Chmod,
+    Diskutil,
+    Touch,
+    Rm,
+    Mv,
+    Cp,
+    Mkdir,
+    Findmnt,
+    Plocate,
+    Locate,
+    Pkexec,
+    Systemctl,
+};
+
+enum class StandardFolder {
+    Applications,
+    AdminApplications,
+    Documents,
+    Library,
+    Preferences,
+    Caches,
+    ApplicationSupport,
+    Desktop,
+    Movies,
+    Logs,
+    Documentation,
+    SystemLibrary,
+    Trash,
+    LaunchAgents,
+};
+
+enum class Domain { User, Local, System };
+
+struct OSVersion {
+    int major = 0;
+    int minor = 0;
+    int bugfix = 0;
+};
+
+class Platform {
+public:
+    virtual ~Platform();
+
+    // The platform in force. Never null: the native one unless a test installed another.
+    static Platform& current();
+    // Replaces the platform in force and returns the previous one (tests restore it).
+    static std::unique_ptr<Platform> install(std::unique_ptr<Platform> platform);
+    static std::unique_ptr<Platform> makeNative();
+
+    virtual unsigned userId() const = 0;
+    virtual QString userName() const = 0;
+    // The home folder of this process's own user, as its environment names it.
+    virtual QString homeDirectory() const = 0;
+    virtual QString homeDirectoryOfUser(const QString& name) const = 0;
+    // The user at the console as the platform reports it; null when nobody is logged in.
+    virtual QString consoleUser() const = 0;
+    virtual QString bootVolumeName() const = 0;
+    virtual std::optional<OSVersion> osVersion() const = 0;
+    // Human-readable system description for the log header.
+    virtual QString osVersionText() const = 0;
+    // The folders of a kind in a domain, with "~" expanded; empty when the platform has none.
+    virtual QStringList standardFolders(StandardFolder kind, Domain domain) const = 0;
+    virtual QString temporaryDirectory() const = 0;
+
+    QString toolPath(Tool tool) const;
+    void setToolPath(Tool tool, const QString& path);
+
+protected:
+    void setDefaultToolPaths(std::map<Tool, QString> paths);
+
+private:
+    mutable std::mutex m_toolMutex;
+    std::map<Tool, QString> m_toolPaths;
+};

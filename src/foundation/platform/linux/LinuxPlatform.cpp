@@ -1,0 +1,263 @@
+#include "LinuxPlatform.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QStandardPaths>
+#include <QSysInfo>
+
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <vector>
+
+namespace {
+
+QString passwdHome(uid_t uid)
+{
+    std::vector<char> buffer(16384);
+    passwd entry{};
+    passwd* result = nullptr;
+    if (getpwuid_r(uid, &entry, buffer.data(), buffer.size(), &result) == 0 && result)
+        return QFile::decodeName(result->pw_dir);
+    return {};
+}
+
+// An XDG variable holds an absolute path or is ignored, as the base-directory rules say.
+QString xdgFolder(const char* variable, const QString& home, const QString& fallback)
+{
+    const QString value = qEnvironmentVariable(variable);
+    if (!value.isEmpty() && QDir::isAbsolutePath(value))
+        return QDir::cleanPath(value);
+    return QDir::cleanPath(home + QLatin1Char('/') + fallback);
+}
+
+QString userDirFromQt(QStandardPaths::StandardLocation location)
+{
+    return QDir::cleanPath(QStandardPaths::writableLocation(location));
+}
+
+} // namespace
+
+std::unique_ptr<Platform> Platform::makeNative()
+{
+    return std::make_unique<LinuxPlatform>();
+}
+
+LinuxPlatform::LinuxPlatform()
+{
+    setDefaultToolPaths({
+        {Tool::Launchctl, QStringLiteral("/bin/launchctl")},
+        {Tool::Ditto, QStringLiteral("/usr/bin/ditto")},
+        {Tool::Mdfind, QStringLiteral("/usr/bin/mdfind")},
+        {Tool::Killall, QStringLiteral("/usr/bin/killall")},
+        {Tool::Chown, QStringLiteral("/bin/chown")},
+        {Tool::Chmod, QStringLiteral("/bin/chmod")},
+        {Tool::Diskutil, QStringLiteral("/usr/sbin/diskutil")},
+        {Tool::Touch, QStringLiteral("/usr/bin/touch")},
+        {Tool::Rm, QStringLiteral("/bin/rm")},
+        {Tool::Mv, QStringLiteral("/bin/mv")},
+        {Tool::Cp, QStringLiteral("/bin/cp")},
+        {Tool::Mkdir, QStringLiteral("/bin/mkdir")},
+        {Tool::Findmnt, QStringLiteral("/usr/bin/findmnt")},
+        {Tool::Plocate, QStringLiteral("/usr/bin/plocate")},
+        {Tool::Locate, QStringLiteral("/usr/bin/locate")},
+        {Tool::Pkexec, QStringLiteral("/usr/bin/pkexec")},
+        {Tool::Systemctl, QStringLiteral("/usr/bin/systemctl")},
+    });
+}
+
+unsigned LinuxPlatform::userId() const
+{
+    return ::getuid();
+}
+
+QString LinuxPlatform::userName() const
+{
+    std::vector<char> buffer(16384);
+    passwd entry{};
+    passwd* result = nullptr;
+    if (getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &result) == 0 && result)
+        return QString::fromLocal8Bit(result->pw_name);
+    return qEnvironmentVariable("USER");
+}
+
+QString LinuxPlatform::homeDirectory() const
+{
+    const QString home = qEnvironmentVariable("HOME");
+    if (!home.isEmpty())
+        return QDir::cleanPath(home);
+    return passwdHome(::getuid());
+}
+
+QString LinuxPlatform::homeDirectoryOfUser(const QString& name) const
+{
+    std::vector<char> buffer(16384);
+    passwd entry{};
+    passwd* result = nullptr;
+    const QByteArray encoded = name.toLocal8Bit();
+    if (getpwnam_r(encoded.constData(), &entry, buffer.data(), buffer.size(), &result) == 0 && result)
+        return QFile::decodeName(result->pw_dir);
+    return {};
+}
+
+QString LinuxPlatform::seatStateFile() const
+{
+    return QStringLiteral("/run/systemd/seats/seat0");
+}
+
+QString LinuxPlatform::parseSeatActiveUid(const QByteArray& seatFile)
+{
+    for (const QByteArray& line : seatFile.split('\n')) {
+        if (line.startsWith("ACTIVE_UID="))
+            return QString::fromLatin1(line.mid(11).trimmed());
+    }
+    return {};
+}
+
+QString LinuxPlatform::consoleUser() const
+{
+    QFile seat(seatStateFile());
+    // Without logind (containers, CI) the machine has no seat: the process's own user is
+    // the one in front of it.
+    if (!QFileInfo::exists(QFileInfo(seat.fileName()).path()))
+        return userName();
+    if (!seat.open(QIODevice::ReadOnly))
+        return {};
+    bool ok = false;
+    const uid_t uid = parseSeatActiveUid(seat.readAll()).toUInt(&ok);
+    if (!ok)
+        return {};
+    std::vector<char> buffer(16384);
+    passwd entry{};
+    passwd* result = nullptr;
+    if (getpwuid_r(uid, &entry, buffer.data(), buffer.size(), &result) == 0 && result)
+        return QString::fromLocal8Bit(result->pw_name);
+    return {};
+}
+
+QString LinuxPlatform::unescapeDiskLabel(const QString& label)
+{
+    // udev writes unsafe bytes of a label as \xNN.
+    QByteArray out;
+    const QByteArray in = label.toUtf8();
+    for (qsizetype i = 0; i < in.size(); ++i) {
+        if (in[i] == '\\' && i + 3 < in.size() && in[i + 1] == 'x') {
+            bool ok = false;
+            const int value = in.mid(i + 2, 2).toInt(&ok, 16);
+            if (ok) {
+                out.append(char(value));
+                i += 3;
+                continue;
+            }
+        }
+        out.append(in[i]);
+    }
+    return QString::fromUtf8(out);
+}
+
+QString LinuxPlatform::bootVolumeName() const
+{
+    struct stat root {};
+    if (::stat("/", &root) == 0) {
+        const QDir labels(QStringLiteral("/dev/disk/by-label"));
+        for (const QString& name : labels.entryList(QDir::Files | QDir::System | QDir::NoDotAndDotDot)) {
+            struct stat device {};
+            const QByteArray path = QFile::encodeName(labels.filePath(name));
+            if (::stat(path.constData(), &device) == 0 && S_ISBLK(device.st_mode) &&
+                device.st_rdev == root.st_dev)
+                return unescapeDiskLabel(name);
+        }
+    }
+    return QSysInfo::machineHostName();
+}
+
+std::optional<OSVersion> LinuxPlatform::parseOsReleaseVersion(const QByteArray& osRelease)
+{
+    for (const QByteArray& rawLine : osRelease.split('\n')) {
+        const QByteArray line = rawLine.trimmed();
+        if (!line.startsWith("VERSION_ID="))
+            continue;
+        QByteArray value = line.mid(11);
+        if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') && value.back() == value.front())
+            value = value.mid(1, value.size() - 2);
+        const QList<QByteArray> parts = value.split('.');
+        OSVersion version;
+        int* fields[] = {&version.major, &version.minor, &version.bugfix};
+        for (int i = 0; i < 3 && i < parts.size(); ++i) {
+            bool ok = false;
+            *fields[i] = parts[i].toInt(&ok);
+            if (!ok)
+                return std::nullopt;
+        }
+        return version;
+    }
+    return std::nullopt;
+}
+
+std::optional<OSVersion> LinuxPlatform::osVersion() const
+{
+    for (const char* path : {"/etc/os-release", "/usr/lib/os-release"}) {
+        QFile file(QString::fromLatin1(path));
+        if (file.open(QIODevice::ReadOnly))
+            return parseOsReleaseVersion(file.read(64 * 1024));
+    }
+    return std::nullopt;
+}
+
+QString LinuxPlatform::osVersionText() const
+{
+    return QSysInfo::prettyProductName();
+}
+
+QStringList LinuxPlatform::standardFolders(StandardFolder kind, Domain domain) const
+{
+    const QString home = homeDirectory();
+    const QString dataHome = xdgFolder("XDG_DATA_HOME", home, QStringLiteral(".local/share"));
+    auto one = [](const QString& path) { return path.isEmpty() ? QStringList() : QStringList{path}; };
+
+    if (domain == Domain::System) {
+        if (kind == StandardFolder::SystemLibrary || kind == StandardFolder::Library)
+            return {QStringLiteral("/usr/lib")};
+        return {};
+    }
+    const bool user = domain == Domain::User;
+    switch (kind) {
+    case StandardFolder::Applications:
+        return one(user ? dataHome + QStringLiteral("/applications") : QStringLiteral("/usr/share/applications"));
+    case StandardFolder::AdminApplications:
+        return {};
+    case StandardFolder::Documents:
+        return user ? one(userDirFromQt(QStandardPaths::DocumentsLocation)) : QStringList();
+    case StandardFolder::Desktop:
+        return user ? one(userDirFromQt(QStandardPaths::DesktopLocation)) : QStringList();
+    case StandardFolder::Movies:
+        return user ? one(userDirFromQt(QStandardPaths::MoviesLocation)) : QStringList();
+    case StandardFolder::Library:
+    case StandardFolder::ApplicationSupport:
+        return one(user ? dataHome : QStringLiteral("/usr/local/share"));
+    case StandardFolder::Preferences:
+        return one(user ? xdgFolder("XDG_CONFIG_HOME", home, QStringLiteral(".config")) : QStringLiteral("/etc/xdg"));
+    case StandardFolder::Caches:
+        return one(user ? xdgFolder("XDG_CACHE_HOME", home, QStringLiteral(".cache")) : QStringLiteral("/var/cache"));
+    case StandardFolder::Logs:
+        return one(user ? xdgFolder("XDG_STATE_HOME", home, QStringLiteral(".local/state"))
+                        : QStringLiteral("/var/log"));
+    case StandardFolder::Documentation:
+        return user ? QStringList() : QStringList{QStringLiteral("/usr/share/doc")};
+    case StandardFolder::SystemLibrary:
+        return {};
+    case StandardFolder::Trash:
+        return user ? one(dataHome + QStringLiteral("/Trash")) : QStringList();
+    case StandardFolder::LaunchAgents:
+        return one(user ? xdgFolder("XDG_CONFIG_HOME", home, QStringLiteral(".config")) + QStringLiteral("/systemd/user")
+                        : QStringLiteral("/etc/systemd/system"));
+    }
+    return {};
+}
+
+QString LinuxPlatform::temporaryDirectory() const
+{
+    return QDir::cleanPath(QDir::tempPath());
+}

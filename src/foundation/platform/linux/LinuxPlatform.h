@@ -1,0 +1,30 @@
+#pragma once
+
+#include "foundation/platform/Platform.h"
+
+// Linux answers: XDG base directories for the well-known folders, logind's seat0 for the
+// console user, os-release for the version.
+class LinuxPlatform : public Platform {
+public:
+    LinuxPlatform();
+
+    unsigned userId() const override;
+    QString userName() const override;
+    QString homeDirectory() const override;
+    QString homeDirectoryOfUser(const QString& name) const override;
+    QString consoleUser() const override;
+    QString bootVolumeName() const override;
+    std::optional<OSVersion> osVersion() const override;
+    QString osVersionText() const override;
+    QStringList standardFolders(StandardFolder kind, Domain domain) const override;
+    QString temporaryDirectory() const override;
+
+    // Pure helpers, public so that they can be tested on their own.
+    static std::optional<OSVersion> parseOsReleaseVersion(const QByteArray& osRelease);
+    static QString parseSeatActiveUid(const QByteArray& seatFile);
+    static QString unescapeDiskLabel(const QString& label);
+
+protected:
+    // The logind state folder; a test platform may point it elsewhere.
+    virtual QString seatStateFile() const;
+};

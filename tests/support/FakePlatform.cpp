@@ -1,0 +1,22 @@
+#include "FakePlatform.h"
+
+#include <QDir>
+
+FakePlatform::FakePlatform(QString machineRoot) : m_machineRoot(std::move(machineRoot)) {}
+
+QStringList FakePlatform::standardFolders(StandardFolder kind, Domain domain) const
+{
+    QStringList folders = LinuxPlatform::standardFolders(kind, domain);
+    if (domain == Domain::User)
+        return folders;
+    // Machine-wide folders live under the test's own root, so that nothing outside the
+    // test's folder is ever touched.
+    for (QString& folder : folders)
+        folder = m_machineRoot + folder;
+    return folders;
+}
+
+QString FakePlatform::temporaryDirectory() const
+{
+    return m_machineRoot + QStringLiteral("/tmp");
+}

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "foundation/platform/linux/LinuxPlatform.h"
+
+#include <QMap>
+
+// The Linux platform with the questions about who runs the program answered by the test,
+// and the machine-wide folders moved under a folder of the test's own.
+class FakePlatform : public LinuxPlatform {
+public:
+    explicit FakePlatform(QString machineRoot);
+
+    unsigned uid = 501;
+    QString user = QStringLiteral("jo");
+    QString console = QStringLiteral("jo");
+    QMap<QString, QString> homes; // user name -> home, for users other than the process's
+    QString bootVolume = QStringLiteral("Macintosh HD");
+    std::optional<OSVersion> version = OSVersion{12, 0, 0};
+
+    unsigned userId() const override { return uid; }
+    QString userName() const override { return user; }
+    QString homeDirectoryOfUser(const QString& name) const override { return homes.value(name); }
+    QString consoleUser() const override { return console; }
+    QString bootVolumeName() const override { return bootVolume; }
+    std::optional<OSVersion> osVersion() const override { return version; }
+    QStringList standardFolders(StandardFolder kind, Domain domain) const override;
+    QString temporaryDirectory() const override;
+
+    QString machineRoot() const { return m_machineRoot; }
+
+private:
+    QString m_machineRoot;
+};

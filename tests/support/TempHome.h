@@ -1,0 +1,48 @@
+#pragma once
+
+#include "FakePlatform.h"
+
+#include <QByteArray>
+#include <QMap>
+#include <QString>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+// A fresh home for each test: HOME and the XDG folders point into a temporary folder, and
+// the fake platform answers for the user. Nothing a test does reaches the real home.
+class TempHome {
+public:
+    TempHome();
+    ~TempHome();
+    TempHome(const TempHome&) = delete;
+    TempHome& operator=(const TempHome&) = delete;
+
+    QString root() const { return m_dir.path(); }
+    QString home() const { return m_home; }
+    QString machineRoot() const { return m_dir.path() + QStringLiteral("/machine"); }
+    FakePlatform& platform() { return *m_platform; }
+
+    // A path under the temporary folder, its parent folders created.
+    QString makeFolder(const QString& relative) const;
+    QString writeFile(const QString& relative, const QByteArray& contents = QByteArray()) const;
+
+private:
+    QTemporaryDir m_dir;
+    QString m_home;
+    FakePlatform* m_platform = nullptr;
+    std::unique_ptr<Platform> m_previousPlatform;
+    QMap<QByteArray, QByteArray> m_savedEnvironment;
+};
+
+class TempHomeTest : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+    TempHome& home() { return *m_home; }
+
+private:
+    std::unique_ptr<TempHome> m_home;
+};
