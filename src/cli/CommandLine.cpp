@@ -1,14 +1,11 @@
 #include "CommandLine.h"
 
+#include "Subcommand.h"
+
 #include "foundation/BMLog.h"
 #include "foundation/Console.h"
 
 #include <QCoreApplication>
-
-#include <CLI/CLI.hpp>
-
-#include <cstdio>
-#include <iostream>
 
 namespace {
 
@@ -29,6 +26,10 @@ std::optional<int> runCommandLine(int argc, char** argv)
                  "vestry"};
     app.set_version_flag("--version", versionText().toStdString());
     app.require_subcommand(0, 1);
+    std::vector<std::unique_ptr<Subcommand>> commands = makeSubcommands();
+    std::vector<CLI::App*> parsers;
+    for (auto& command : commands)
+        parsers.push_back(command->define(app));
 
     try {
         app.parse(argc, argv);
@@ -41,12 +42,23 @@ std::optional<int> runCommandLine(int argc, char** argv)
         return 2;
     }
 
+    Subcommand* chosen = nullptr;
+    for (size_t i = 0; i < commands.size(); ++i) {
+        if (parsers[i]->parsed())
+            chosen = commands[i].get();
+    }
+    if (!chosen) {
+        std::fputs(app.help().c_str(), stderr);
+        return 2;
+    }
+
     QCoreApplication core(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Vestry"));
     QCoreApplication::setApplicationVersion(QStringLiteral(VESTRY_VERSION));
     // Standard output carries results; what the program says to a person goes to stderr.
     Console::setStream(Console::Stream::StandardError);
     BMLog::createNewLog(QStringLiteral("Vestry"));
+    const int status = chosen->run();
     BMLog::willTerminate();
-    return 0;
+    return status;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QByteArray>
+#include <QDateTime>
 #include <QString>
 #include <QStringList>
 
@@ -51,6 +53,16 @@ enum class StandardFolder {
 
 enum class Domain { User, Local, System };
 
+// What one status query of the file system says about an item.
+struct FileFacts {
+    bool isDirectory = false;
+    bool isSymbolicLink = false; // only when links are not followed
+    quint64 size = 0;
+    // Birth time where the file system records it, else the modification time.
+    QDateTime created;
+    QDateTime modified;
+};
+
 struct OSVersion {
     int major = 0;
     int minor = 0;
@@ -81,6 +93,13 @@ public:
     // The folders of a kind in a domain, with "~" expanded; empty when the platform has none.
     virtual QStringList standardFolders(StandardFolder kind, Domain domain) const = 0;
     virtual QString temporaryDirectory() const = 0;
+
+    // One status query; nothing when the item cannot be examined.
+    virtual std::optional<FileFacts> fileFacts(const QString& path, bool followLinks = true) const = 0;
+    // The 32-byte Finder information of an item (type, creator, flags, ...); nothing when
+    // the item has none.
+    virtual std::optional<QByteArray> finderInfo(const QString& path) const = 0;
+    virtual bool setFinderInfo(const QString& path, const QByteArray& info) const = 0;
 
     QString toolPath(Tool tool) const;
     void setToolPath(Tool tool, const QString& path);

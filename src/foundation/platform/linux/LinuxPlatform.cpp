@@ -6,7 +6,9 @@
 #include <QStandardPaths>
 #include <QSysInfo>
 
+#include <fcntl.h>
 #include <pwd.h>
+#include <sys/xattr.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -260,4 +262,80 @@ QStringList LinuxPlatform::standardFolders(StandardFolder kind, Domain domain) c
 QString LinuxPlatform::temporaryDirectory() const
 {
     return QDir::cleanPath(QDir::tempPath());
+}
+
+std::optional<FileFacts> LinuxPlatform::fileFacts(const QString& path, bool followLinks) const
+{
+    struct statx info {};
+    const QByteArray encoded = QFile::encodeName(path);
+    const int flags = AT_STATX_SYNC_AS_STAT | (followLinks ? 0 : AT_SYMLINK_NOFOLLOW);
+    if (path.isEmpty() || ::statx(AT_FDCWD, encoded.constData(), flags, STATX_BASIC_STATS | STATX_BTIME, &info) != 0)
+        return std::nullopt;
+    auto toDate = [](const statx_timestamp& t) {
+        return QDateTime::fromMSecsSinceEpoch(qint64(t.tv_sec) * 1000 + t.tv_nsec / 1000000, Qt::UTC);
+    };
+    FileFacts facts;
+    facts.isDirectory = S_ISDIR(info.stx_mode);
+    facts.isSymbolicLink = S_ISLNK(info.stx_mode);
+    facts.size = info.stx_size;
+    facts.modified = toDate(info.stx_mtime);
+    facts.created = (info.stx_mask & STATX_BTIME) ? toDate(info.stx_btime) : facts.modified;
+    return facts;
+}
+
+namespace {
+constexpr int kFinderInfoSize = 32;
+constexpr int kAfpInfoSize = 60;
+constexpr int kAfpFinderInfoOffset = 16;
+
+std::optional<QByteArray> readAttribute(const QByteArray& path, const char* name)
+{
+    char buffer[256];
+    const ssize_t n = ::getxattr(path.constData(), name, buffer, sizeof buffer);
+    if (n < 0)
+        return std::nullopt;
+    return QByteArray(buffer, n);
+}
+} // namespace
+
+std::optional<QByteArray> LinuxPlatform::finderInfoFromAfpInfo(const QByteArray& afpInfo)
+{
+    // "AFP\0", version 1.0, big-endian.
+    if (afpInfo.size() < kAfpFinderInfoOffset + kFinderInfoSize || !afpInfo.startsWith(QByteArray("AFP\0", 4)))
+        return std::nullopt;
+    return afpInfo.mid(kAfpFinderInfoOffset, kFinderInfoSize);
+}
+
+QByteArray LinuxPlatform::afpInfoWithFinderInfo(QByteArray afpInfo, const QByteArray& info)
+{
+    if (afpInfo.size() < kAfpInfoSize || !afpInfo.startsWith(QByteArray("AFP\0", 4))) {
+        afpInfo = QByteArray(kAfpInfoSize, 0);
+        afpInfo.replace(0, 8, QByteArray("AFP\0\0\1\0\0", 8));
+    }
+    afpInfo.replace(kAfpFinderInfoOffset, kFinderInfoSize, info.leftJustified(kFinderInfoSize, 0, true));
+    return afpInfo;
+}
+
+std::optional<QByteArray> LinuxPlatform::finderInfo(const QString& path) const
+{
+    const QByteArray encoded = QFile::encodeName(path);
+    if (auto afp = readAttribute(encoded, netatalkAttribute)) {
+        if (auto info = finderInfoFromAfpInfo(*afp))
+            return info;
+    }
+    if (auto info = readAttribute(encoded, finderInfoAttribute); info && info->size() >= kFinderInfoSize)
+        return info->left(kFinderInfoSize);
+    return std::nullopt;
+}
+
+bool LinuxPlatform::setFinderInfo(const QString& path, const QByteArray& info) const
+{
+    const QByteArray encoded = QFile::encodeName(path);
+    const QByteArray padded = info.leftJustified(kFinderInfoSize, 0, true);
+    // Keep a share's own record current when there is one, so the Mac sees the change.
+    if (auto afp = readAttribute(encoded, netatalkAttribute)) {
+        const QByteArray record = afpInfoWithFinderInfo(*afp, padded);
+        return ::setxattr(encoded.constData(), netatalkAttribute, record.constData(), size_t(record.size()), 0) == 0;
+    }
+    return ::setxattr(encoded.constData(), finderInfoAttribute, padded.constData(), size_t(padded.size()), 0) == 0;
 }

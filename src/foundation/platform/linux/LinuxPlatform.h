@@ -18,6 +18,17 @@ public:
     QString osVersionText() const override;
     QStringList standardFolders(StandardFolder kind, Domain domain) const override;
     QString temporaryDirectory() const override;
+    std::optional<FileFacts> fileFacts(const QString& path, bool followLinks = true) const override;
+    // Netatalk's AfpInfo record first (what a Mac leaves on a netatalk or Samba share),
+    // then the attribute under the Mac's own name.
+    std::optional<QByteArray> finderInfo(const QString& path) const override;
+    bool setFinderInfo(const QString& path, const QByteArray& info) const override;
+
+    static constexpr char netatalkAttribute[] = "user.org.netatalk.Metadata";
+    static constexpr char finderInfoAttribute[] = "user.com.apple.FinderInfo";
+    // The FinderInfo inside an AfpInfo record; nothing when the record is not one.
+    static std::optional<QByteArray> finderInfoFromAfpInfo(const QByteArray& afpInfo);
+    static QByteArray afpInfoWithFinderInfo(QByteArray afpInfo, const QByteArray& info);
 
     // Pure helpers, public so that they can be tested on their own.
     static std::optional<OSVersion> parseOsReleaseVersion(const QByteArray& osRelease);
