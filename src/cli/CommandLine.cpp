@@ -1,7 +1,6 @@
 #include "CommandLine.h"
 
 #include "Subcommand.h"
-
 #include "foundation/BMLog.h"
 #include "foundation/Console.h"
 
@@ -9,15 +8,13 @@
 
 namespace {
 
-QString versionText()
-{
+QString versionText() {
     return QStringLiteral("Vestry %1").arg(QStringLiteral(VESTRY_VERSION));
 }
 
 } // namespace
 
-std::optional<int> runCommandLine(int argc, char** argv)
-{
+std::optional<int> runCommandLine(int argc, char** argv) {
     if (argc <= 1)
         return std::nullopt;
 

@@ -1,7 +1,6 @@
 #include "Subcommand.h"
 
-std::vector<std::unique_ptr<Subcommand>> makeSubcommands()
-{
+std::vector<std::unique_ptr<Subcommand>> makeSubcommands() {
     std::vector<std::unique_ptr<Subcommand>> commands;
     return commands;
 }

@@ -2,8 +2,7 @@
 
 #include <cstdio>
 
-int main(int argc, char** argv)
-{
+int main(int argc, char** argv) {
     if (auto status = runCommandLine(argc, argv))
         return *status;
     std::fprintf(stderr, "vestry: the window is not available in this build; see vestry --help\n");

@@ -8,9 +8,7 @@
 class BMNamedException : public std::runtime_error {
 public:
     BMNamedException(QString name, const QString& reason)
-        : std::runtime_error(reason.toStdString()), m_name(std::move(name))
-    {
-    }
+        : std::runtime_error(reason.toStdString()), m_name(std::move(name)) {}
     const QString& name() const { return m_name; }
 
 private:

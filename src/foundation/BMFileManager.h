@@ -21,7 +21,8 @@ public:
     static QStringList filesMatchingWildcardPath(const QString& pattern);
     static QStringList filesMatchingWildcardPath(const QString& pattern, const QString& basePath);
     // searchSubdirs is accepted and, by design, not used.
-    static QStringList filesMatchingWildcardPath(const QString& pattern, const QString& basePath, bool searchSubdirs);
+    static QStringList filesMatchingWildcardPath(const QString& pattern, const QString& basePath,
+                                                 bool searchSubdirs);
     // "*" any run of characters, "?" one character, case-sensitive.
     static bool matchesLikePattern(const QString& name, const QString& pattern);
     static QString validateFilename(const QString& name);

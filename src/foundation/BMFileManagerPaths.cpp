@@ -1,6 +1,5 @@
 // Path patterns and file names: the part of BMFileManager that works on names only.
 #include "BMFileManager.h"
-
 #include "PathText.h"
 
 #include <QFile>
@@ -11,8 +10,7 @@
 #include <dirent.h>
 #include <sys/stat.h>
 
-QStringList BMFileManager::contentsOfDirectory(const QString& path, bool* ok, QString* error)
-{
+QStringList BMFileManager::contentsOfDirectory(const QString& path, bool* ok, QString* error) {
     QStringList names;
     DIR* dir = ::opendir(QFile::encodeName(path).constData());
     if (!dir) {
@@ -35,20 +33,18 @@ QStringList BMFileManager::contentsOfDirectory(const QString& path, bool* ok, QS
     return names;
 }
 
-bool BMFileManager::fileExistsAtPath(const QString& path)
-{
+bool BMFileManager::fileExistsAtPath(const QString& path) {
     struct stat info {};
     return !path.isEmpty() && ::stat(QFile::encodeName(path).constData(), &info) == 0;
 }
 
-bool BMFileManager::isDirectoryAtPath(const QString& path)
-{
+bool BMFileManager::isDirectoryAtPath(const QString& path) {
     struct stat info {};
-    return !path.isEmpty() && ::stat(QFile::encodeName(path).constData(), &info) == 0 && S_ISDIR(info.st_mode);
+    return !path.isEmpty() && ::stat(QFile::encodeName(path).constData(), &info) == 0 &&
+           S_ISDIR(info.st_mode);
 }
 
-bool BMFileManager::matchesLikePattern(const QString& name, const QString& pattern)
-{
+bool BMFileManager::matchesLikePattern(const QString& name, const QString& pattern) {
     // Iterative wildcard match with single back-tracking point: linear in practice and
     // never recursive, whatever the pattern.
     qsizetype n = 0, p = 0, starP = -1, starN = 0;
@@ -71,18 +67,15 @@ bool BMFileManager::matchesLikePattern(const QString& name, const QString& patte
     return p == pattern.size();
 }
 
-QStringList BMFileManager::filesMatchingWildcardPath(const QString& pattern)
-{
+QStringList BMFileManager::filesMatchingWildcardPath(const QString& pattern) {
     return filesMatchingWildcardPath(pattern, QString(), false);
 }
 
-QStringList BMFileManager::filesMatchingWildcardPath(const QString& pattern, const QString& basePath)
-{
+QStringList BMFileManager::filesMatchingWildcardPath(const QString& pattern, const QString& basePath) {
     return filesMatchingWildcardPath(pattern, basePath, false);
 }
 
-QStringList BMFileManager::filesMatchingWildcardPath(const QString& pattern, const QString& basePath, bool)
-{
+QStringList BMFileManager::filesMatchingWildcardPath(const QString& pattern, const QString& basePath, bool) {
     const bool hasBase = !basePath.isEmpty();
     if (!pattern.contains(QLatin1Char('*')))
         return {hasBase ? PathText::appendingComponent(basePath, pattern) : pattern};
@@ -113,16 +106,14 @@ QStringList BMFileManager::filesMatchingWildcardPath(const QString& pattern, con
     return candidates;
 }
 
-QString BMFileManager::decodeWildcardPath(const QString& pattern, const QString& basePath)
-{
+QString BMFileManager::decodeWildcardPath(const QString& pattern, const QString& basePath) {
     const QStringList matches = filesMatchingWildcardPath(pattern, basePath);
     if (!matches.isEmpty())
         return matches.first();
     return PathText::appendingComponent(basePath, pattern);
 }
 
-QString BMFileManager::validateFilename(const QString& name)
-{
+QString BMFileManager::validateFilename(const QString& name) {
     if (name == QLatin1String("."))
         return QStringLiteral("");
     QString cleaned = name;
@@ -136,14 +127,12 @@ QString BMFileManager::validateFilename(const QString& name)
 
 // Taken means anything at the path, a dangling symbolic link included: a free name must
 // never point into something that is there.
-static bool pathIsTaken(const QString& path)
-{
+static bool pathIsTaken(const QString& path) {
     struct stat info {};
     return ::lstat(QFile::encodeName(path).constData(), &info) == 0;
 }
 
-QString BMFileManager::uniqueFilename(const QString& path)
-{
+QString BMFileManager::uniqueFilename(const QString& path) {
     if (!pathIsTaken(path))
         return path;
     const QString extension = PathText::extension(path);

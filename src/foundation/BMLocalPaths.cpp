@@ -11,14 +11,12 @@
 #include <unistd.h>
 
 namespace {
-Platform& platform()
-{
+Platform& platform() {
     return Platform::current();
 }
 } // namespace
 
-QString BMLocalPaths::applyMacRootRule(const QString& firstEntry, const QString& userDirectory)
-{
+QString BMLocalPaths::applyMacRootRule(const QString& firstEntry, const QString& userDirectory) {
     QString rest = firstEntry;
     if (rest.startsWith(QLatin1String("/var/root")))
         rest = rest.mid(9);
@@ -30,8 +28,7 @@ QString BMLocalPaths::applyMacRootRule(const QString& firstEntry, const QString&
 }
 
 QString BMLocalPaths::applyLinuxRootRule(const QString& folder, const QString& processHome,
-                                         const QString& userDirectory)
-{
+                                         const QString& userDirectory) {
     if (userDirectory.isNull())
         return QString();
     if (processHome.isEmpty() || processHome == QLatin1String("/"))
@@ -45,15 +42,13 @@ QString BMLocalPaths::applyLinuxRootRule(const QString& folder, const QString& p
     return folder;
 }
 
-bool BMLocalPaths::isActingForConsoleUser()
-{
+bool BMLocalPaths::isActingForConsoleUser() {
     if (platform().userId() != 0)
         return false;
     return platform().consoleUser() != platform().userName();
 }
 
-QString BMLocalPaths::pathForDirectory(StandardFolder kind, bool userDomain)
-{
+QString BMLocalPaths::pathForDirectory(StandardFolder kind, bool userDomain) {
     const QStringList folders = platform().standardFolders(kind, userDomain ? Domain::User : Domain::Local);
     if (folders.isEmpty())
         return QString();
@@ -62,38 +57,31 @@ QString BMLocalPaths::pathForDirectory(StandardFolder kind, bool userDomain)
     return folders.first();
 }
 
-QString BMLocalPaths::applicationDirectory(bool userDomain)
-{
+QString BMLocalPaths::applicationDirectory(bool userDomain) {
     return pathForDirectory(StandardFolder::Applications, userDomain);
 }
 
-QString BMLocalPaths::adminApplicationDirectory(bool userDomain)
-{
+QString BMLocalPaths::adminApplicationDirectory(bool userDomain) {
     return pathForDirectory(StandardFolder::AdminApplications, userDomain);
 }
 
-QString BMLocalPaths::documentDirectory(bool userDomain)
-{
+QString BMLocalPaths::documentDirectory(bool userDomain) {
     return pathForDirectory(StandardFolder::Documents, userDomain);
 }
 
-QString BMLocalPaths::libraryDirectory(bool userDomain)
-{
+QString BMLocalPaths::libraryDirectory(bool userDomain) {
     return pathForDirectory(StandardFolder::Library, userDomain);
 }
 
-QString BMLocalPaths::prefsDirectory(bool userDomain)
-{
+QString BMLocalPaths::prefsDirectory(bool userDomain) {
     return pathForDirectory(StandardFolder::Preferences, userDomain);
 }
 
-QString BMLocalPaths::cacheDirectory(bool userDomain)
-{
+QString BMLocalPaths::cacheDirectory(bool userDomain) {
     return pathForDirectory(StandardFolder::Caches, userDomain);
 }
 
-QString BMLocalPaths::darwinCacheDirectory()
-{
+QString BMLocalPaths::darwinCacheDirectory() {
 #ifdef _CS_DARWIN_USER_CACHE_DIR
     char buffer[1024];
     const size_t length = confstr(_CS_DARWIN_USER_CACHE_DIR, buffer, sizeof buffer);
@@ -105,23 +93,19 @@ QString BMLocalPaths::darwinCacheDirectory()
 #endif
 }
 
-QString BMLocalPaths::movieDirectory()
-{
+QString BMLocalPaths::movieDirectory() {
     return pathForDirectory(StandardFolder::Movies, true);
 }
 
-QString BMLocalPaths::appSupportDirectory(bool userDomain)
-{
+QString BMLocalPaths::appSupportDirectory(bool userDomain) {
     return pathForDirectory(StandardFolder::ApplicationSupport, userDomain);
 }
 
-QString BMLocalPaths::desktopDirectory()
-{
+QString BMLocalPaths::desktopDirectory() {
     return pathForDirectory(StandardFolder::Desktop, true);
 }
 
-QString BMLocalPaths::userDirectory()
-{
+QString BMLocalPaths::userDirectory() {
     if (platform().userId() != 0)
         return platform().homeDirectory();
     const QString console = currentConsoleUser();
@@ -132,56 +116,46 @@ QString BMLocalPaths::userDirectory()
     return platform().homeDirectoryOfUser(console);
 }
 
-QString BMLocalPaths::username()
-{
+QString BMLocalPaths::username() {
     if (platform().userId() == 0)
         return currentConsoleUser();
     return platform().userName();
 }
 
-QString BMLocalPaths::systemLibraryDirectory()
-{
+QString BMLocalPaths::systemLibraryDirectory() {
     const QStringList folders = platform().standardFolders(StandardFolder::SystemLibrary, Domain::System);
     return folders.isEmpty() ? QString() : folders.first();
 }
 
-QString BMLocalPaths::trashDirectory()
-{
+QString BMLocalPaths::trashDirectory() {
     return pathForDirectory(StandardFolder::Trash, true);
 }
 
-QString BMLocalPaths::logDirectory(bool userDomain)
-{
+QString BMLocalPaths::logDirectory(bool userDomain) {
     return pathForDirectory(StandardFolder::Logs, userDomain);
 }
 
-QString BMLocalPaths::launchAgentsDirectory(bool userDomain)
-{
+QString BMLocalPaths::launchAgentsDirectory(bool userDomain) {
     return pathForDirectory(StandardFolder::LaunchAgents, userDomain);
 }
 
-QString BMLocalPaths::localDocumentationDirectory()
-{
+QString BMLocalPaths::localDocumentationDirectory() {
     return pathForDirectory(StandardFolder::Documentation, false);
 }
 
-QString BMLocalPaths::tempDirectory()
-{
+QString BMLocalPaths::tempDirectory() {
     return platform().temporaryDirectory();
 }
 
-QString BMLocalPaths::tempFile()
-{
+QString BMLocalPaths::tempFile() {
     return PathText::appendingComponent(tempDirectory(), uuid() + randomString(8));
 }
 
-QString BMLocalPaths::uuid()
-{
+QString BMLocalPaths::uuid() {
     return QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
 }
 
-QString BMLocalPaths::randomString(int length)
-{
+QString BMLocalPaths::randomString(int length) {
     static const char alphabet[] = "abcdefghijklmnopqrstuvwxyz0123456789";
     // The C library generator is process-wide state; one caller at a time.
     static std::mutex generatorMutex;
@@ -194,21 +168,18 @@ QString BMLocalPaths::randomString(int length)
     return text;
 }
 
-QString BMLocalPaths::currentConsoleUser()
-{
+QString BMLocalPaths::currentConsoleUser() {
     const QString user = platform().consoleUser();
     if (user.isEmpty() || user == QLatin1String("loginwindow"))
         return QString();
     return user;
 }
 
-bool BMLocalPaths::isPathSystemDirectory(const QString& path)
-{
+bool BMLocalPaths::isPathSystemDirectory(const QString& path) {
     return isPathSystemDirectory(path, false);
 }
 
-bool BMLocalPaths::isPathSystemDirectory(const QString& path, bool exactMatch)
-{
+bool BMLocalPaths::isPathSystemDirectory(const QString& path, bool exactMatch) {
     if (path == QLatin1String("/"))
         return true;
     if (path.size() < 3)
@@ -260,8 +231,8 @@ bool BMLocalPaths::isPathSystemDirectory(const QString& path, bool exactMatch)
     if (exactMatch)
         return false;
     // Text prefixes, not path components: "/usrlocal" is caught too.
-    static const char* const prefixes[] = {"/usr", "/var", "/private/var", "/System",
-                                           "/etc", "/boot", "/proc", "/sys",     "/dev"};
+    static const char* const prefixes[] = {"/usr",  "/var",  "/private/var", "/System", "/etc",
+                                           "/boot", "/proc", "/sys",         "/dev"};
     for (const char* prefix : prefixes) {
         if (candidate.startsWith(QLatin1String(prefix)))
             return true;
@@ -269,8 +240,7 @@ bool BMLocalPaths::isPathSystemDirectory(const QString& path, bool exactMatch)
     return false;
 }
 
-bool BMLocalPaths::isPathOnTimeMachineVolume(const QString& path)
-{
+bool BMLocalPaths::isPathOnTimeMachineVolume(const QString& path) {
     if (!path.startsWith(QLatin1String("/Volumes/")))
         return false;
     return PathText::components(path).contains(QStringLiteral("Backups.backupdb"));

@@ -26,8 +26,7 @@ namespace {
 
 std::terminate_handler g_previousTerminate = nullptr;
 
-[[noreturn]] void logUncaughtException()
-{
+[[noreturn]] void logUncaughtException() {
     if (std::exception_ptr pending = std::current_exception()) {
         try {
             std::rethrow_exception(pending);
@@ -43,22 +42,19 @@ std::terminate_handler g_previousTerminate = nullptr;
     std::abort();
 }
 
-QString executablePath()
-{
+QString executablePath() {
     if (QCoreApplication::instance())
         return QCoreApplication::applicationFilePath();
     return QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget();
 }
 
-QString generationPath(const QString& folder, const QString& name, int generation)
-{
+QString generationPath(const QString& folder, const QString& name, int generation) {
     return QStringLiteral("%1/%2.%3.log").arg(folder, name).arg(generation);
 }
 
 } // namespace
 
-BMLog::BMLog() : m_queue(std::make_unique<SerialQueue>())
-{
+BMLog::BMLog() : m_queue(std::make_unique<SerialQueue>()) {
     g_previousTerminate = std::set_terminate(logUncaughtException);
     if (QCoreApplication* app = QCoreApplication::instance())
         QObject::connect(app, &QCoreApplication::aboutToQuit, app, [] { BMLog::willTerminate(); });
@@ -66,24 +62,24 @@ BMLog::BMLog() : m_queue(std::make_unique<SerialQueue>())
 
 BMLog::~BMLog() = default;
 
-BMLog& BMLog::sharedController()
-{
+BMLog& BMLog::sharedController() {
     // Never destroyed: threads may still log while the process exits.
     static BMLog* instance = new BMLog;
     return *instance;
 }
 
-QString BMLog::dateDescription(const QDateTime& date)
-{
+QString BMLog::dateDescription(const QDateTime& date) {
     const QDateTime local = date.toLocalTime();
     const int offset = local.offsetFromUtc();
     const int minutes = std::abs(offset) / 60;
-    return local.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss ")) + (offset < 0 ? QLatin1Char('-') : QLatin1Char('+')) +
-           QStringLiteral("%1%2").arg(minutes / 60, 2, 10, QLatin1Char('0')).arg(minutes % 60, 2, 10, QLatin1Char('0'));
+    return local.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss ")) +
+           (offset < 0 ? QLatin1Char('-') : QLatin1Char('+')) +
+           QStringLiteral("%1%2")
+               .arg(minutes / 60, 2, 10, QLatin1Char('0'))
+               .arg(minutes % 60, 2, 10, QLatin1Char('0'));
 }
 
-QString BMLog::storedOrDefaultAppName() const
-{
+QString BMLog::storedOrDefaultAppName() const {
     if (!m_appName.isEmpty())
         return m_appName;
     if (QCoreApplication::instance() && !QCoreApplication::applicationName().isEmpty())
@@ -91,43 +87,39 @@ QString BMLog::storedOrDefaultAppName() const
     return PathText::deletingExtension(PathText::lastComponent(executablePath()));
 }
 
-QString BMLog::appName()
-{
+QString BMLog::appName() {
     BMLog& log = sharedController();
     std::lock_guard lock(log.m_fileMutex);
     return log.storedOrDefaultAppName();
 }
 
-void BMLog::setAppName(const QString& name)
-{
+void BMLog::setAppName(const QString& name) {
     BMLog& log = sharedController();
     std::lock_guard lock(log.m_fileMutex);
     log.m_appName = name;
 }
 
-QString BMLog::logFolder()
-{
+QString BMLog::logFolder() {
     return PathText::appendingComponent(BMLocalPaths::logDirectory(true), QStringLiteral("Brightmoor"));
 }
 
 // Root working for the console user writes into the machine-wide folder, while the folder
 // that is created and rotated stays the user's. The split is long-standing and kept.
-static QString writtenLogPath(const QString& name)
-{
+static QString writtenLogPath(const QString& name) {
     if (BMLocalPaths::isActingForConsoleUser())
-        return generationPath(PathText::appendingComponent(BMLocalPaths::logDirectory(false), QStringLiteral("Brightmoor")),
-                              name, 1);
+        return generationPath(
+            PathText::appendingComponent(BMLocalPaths::logDirectory(false), QStringLiteral("Brightmoor")),
+            name, 1);
     return generationPath(BMLog::logFolder(), name, 1);
 }
 
-QString BMLog::currentLogPath()
-{
+QString BMLog::currentLogPath() {
     return writtenLogPath(appName());
 }
 
-bool BMLog::loggingDisabledBySettings()
-{
-    const QVariant value = BMSettings::globalSettings().value(QString::fromLatin1(SettingsKey::disableLogging));
+bool BMLog::loggingDisabledBySettings() {
+    const QVariant value =
+        BMSettings::globalSettings().value(QString::fromLatin1(SettingsKey::disableLogging));
     switch (value.typeId()) {
     case QMetaType::QString:
         return value.toString() == QLatin1String("1");
@@ -141,17 +133,16 @@ bool BMLog::loggingDisabledBySettings()
     }
 }
 
-void BMLog::closeFile()
-{
+void BMLog::closeFile() {
     if (m_fd >= 0)
         ::close(m_fd);
     m_fd = -1;
 }
 
-bool BMLog::writeEntry(const QString& text)
-{
-    const QByteArray line = (dateDescription(QDateTime::currentDateTime()) + QStringLiteral(" - ") + text +
-                             QLatin1Char('\n')).toUtf8();
+bool BMLog::writeEntry(const QString& text) {
+    const QByteArray line =
+        (dateDescription(QDateTime::currentDateTime()) + QStringLiteral(" - ") + text + QLatin1Char('\n'))
+            .toUtf8();
     qsizetype done = 0;
     while (done < line.size()) {
         const ssize_t n = ::write(m_fd, line.constData() + done, size_t(line.size() - done));
@@ -165,13 +156,11 @@ bool BMLog::writeEntry(const QString& text)
     return true;
 }
 
-void BMLog::createNewLog(const QString& name)
-{
+void BMLog::createNewLog(const QString& name) {
     sharedController().createLog(name);
 }
 
-void BMLog::createLog(const QString& name)
-{
+void BMLog::createLog(const QString& name) {
     std::lock_guard lock(m_fileMutex);
     closeFile();
     if (loggingDisabledBySettings()) {
@@ -207,12 +196,14 @@ void BMLog::createLog(const QString& name)
     const QString current = writtenLogPath(app);
     QSaveFile empty(current);
     if (!empty.open(QIODevice::WriteOnly) || !empty.commit()) {
-        Console::write(QStringLiteral("Unable to create log file %1 - %2\n").arg(current, empty.errorString()));
+        Console::write(
+            QStringLiteral("Unable to create log file %1 - %2\n").arg(current, empty.errorString()));
         return;
     }
     m_fd = ::open(QFile::encodeName(current).constData(), O_WRONLY | O_APPEND | O_CLOEXEC);
     if (m_fd < 0) {
-        Console::write(QStringLiteral("Unable to create log file %1 - %2\n").arg(current, QString::fromLocal8Bit(std::strerror(errno))));
+        Console::write(QStringLiteral("Unable to create log file %1 - %2\n")
+                           .arg(current, QString::fromLocal8Bit(std::strerror(errno))));
         return;
     }
 
@@ -224,16 +215,17 @@ void BMLog::createLog(const QString& name)
     const QString exe = executablePath();
     if (!exe.isEmpty())
         writeEntry(QStringLiteral("Path: %1").arg(exe));
-    const double gigabytes = double(::sysconf(_SC_PHYS_PAGES)) * double(::sysconf(_SC_PAGESIZE)) / 1024.0 / 1024.0 / 1024.0;
+    const double gigabytes =
+        double(::sysconf(_SC_PHYS_PAGES)) * double(::sysconf(_SC_PAGESIZE)) / 1024.0 / 1024.0 / 1024.0;
     writeEntry(QStringLiteral("System: OS X %1, %2 CPU(s), %3 GB RAM")
                    .arg(Platform::current().osVersionText())
                    .arg(long(::sysconf(_SC_NPROCESSORS_ONLN)))
                    .arg(gigabytes, 0, 'f', 2));
-    writeEntry(sizeof(void*) == 8 ? QStringLiteral("Running in 64-bit mode") : QStringLiteral("Running in 32-bit mode"));
+    writeEntry(sizeof(void*) == 8 ? QStringLiteral("Running in 64-bit mode")
+                                  : QStringLiteral("Running in 32-bit mode"));
 }
 
-void BMLog::appendTextToLog(const QString& text)
-{
+void BMLog::appendTextToLog(const QString& text) {
     const QString trimmed = text.trimmed();
     if (trimmed.isEmpty())
         return;
@@ -241,8 +233,7 @@ void BMLog::appendTextToLog(const QString& text)
     m_queue->add([this, trimmed] { appendLogOnThread(trimmed); });
 }
 
-void BMLog::appendLogOnThread(const QString& text)
-{
+void BMLog::appendLogOnThread(const QString& text) {
     if (m_loggingDisabled)
         return;
     bool rotate = false;
@@ -268,8 +259,7 @@ void BMLog::appendLogOnThread(const QString& text)
     m_bytesInQueue -= text.size();
 }
 
-void BMLog::appendLog(const QString& text)
-{
+void BMLog::appendLog(const QString& text) {
     if (text.isNull())
         return;
     BMLog& log = sharedController();
@@ -278,15 +268,13 @@ void BMLog::appendLog(const QString& text)
         finishWriting();
 }
 
-void BMLog::fastAppendLog(const QString& text)
-{
+void BMLog::fastAppendLog(const QString& text) {
     if (text.isNull())
         return;
     sharedController().appendTextToLog(text);
 }
 
-void BMLog::appendLogAndPrint(const QString& text)
-{
+void BMLog::appendLogAndPrint(const QString& text) {
     const QString trimmed = text.trimmed();
     appendLog(trimmed);
     QString printable = trimmed;
@@ -295,13 +283,11 @@ void BMLog::appendLogAndPrint(const QString& text)
     Console::print(printable);
 }
 
-void BMLog::finishWriting()
-{
+void BMLog::finishWriting() {
     sharedController().m_queue->waitUntilAllDone();
 }
 
-QStringList BMLog::availableLogs()
-{
+QStringList BMLog::availableLogs() {
     const QString folder = logFolder();
     const QString name = appName();
     QStringList logs;
@@ -313,13 +299,11 @@ QStringList BMLog::availableLogs()
     return logs;
 }
 
-void BMLog::willTerminate()
-{
+void BMLog::willTerminate() {
     sharedController().terminate();
 }
 
-void BMLog::terminate()
-{
+void BMLog::terminate() {
     if (m_queue->count() < 11) {
         m_queue->setSuspended(false);
         m_queue->waitUntilAllDone();
@@ -334,12 +318,10 @@ void BMLog::terminate()
     closeFile();
 }
 
-void BMLog::setWriterSuspended(bool suspended)
-{
+void BMLog::setWriterSuspended(bool suspended) {
     sharedController().m_queue->setSuspended(suspended);
 }
 
-int BMLog::pendingEntries()
-{
+int BMLog::pendingEntries() {
     return sharedController().m_queue->count();
 }

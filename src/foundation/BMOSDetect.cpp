@@ -2,8 +2,7 @@
 
 #include "Console.h"
 
-bool BMOSDetect::versionAtLeast(const OSVersion& have, int major, int minor, int bugfix)
-{
+bool BMOSDetect::versionAtLeast(const OSVersion& have, int major, int minor, int bugfix) {
     if (have.major < major)
         return false;
     if (have.major == major && have.minor < minor)
@@ -13,8 +12,7 @@ bool BMOSDetect::versionAtLeast(const OSVersion& have, int major, int minor, int
     return have.bugfix >= bugfix;
 }
 
-BMOSDetect::GestaltResult BMOSDetect::versionFromGestalt(GestaltQuery query, void* context)
-{
+BMOSDetect::GestaltResult BMOSDetect::versionFromGestalt(GestaltQuery query, void* context) {
     GestaltResult result;
     const GestaltAnswer whole = query("sysv", context);
     if (whole.error == 0 && whole.value < 0x1040) {
@@ -38,8 +36,7 @@ BMOSDetect::GestaltResult BMOSDetect::versionFromGestalt(GestaltQuery query, voi
     return result;
 }
 
-void BMOSDetect::getSystemVersion(int* major, int* minor, int* bugfix)
-{
+void BMOSDetect::getSystemVersion(int* major, int* minor, int* bugfix) {
     OSVersion version{10, 5, 0};
     if (const auto platformVersion = Platform::current().osVersion())
         version = *platformVersion;
@@ -53,45 +50,36 @@ void BMOSDetect::getSystemVersion(int* major, int* minor, int* bugfix)
         *bugfix = version.bugfix;
 }
 
-bool BMOSDetect::isOSVersionHigherThan(int major, int minor, int bugfix)
-{
+bool BMOSDetect::isOSVersionHigherThan(int major, int minor, int bugfix) {
     OSVersion have;
     getSystemVersion(&have.major, &have.minor, &have.bugfix);
     return versionAtLeast(have, major, minor, bugfix);
 }
 
-QString BMOSDetect::osxVersion()
-{
+QString BMOSDetect::osxVersion() {
     OSVersion have;
     getSystemVersion(&have.major, &have.minor, &have.bugfix);
     return QStringLiteral("%1.%2.%3").arg(have.major).arg(have.minor).arg(have.bugfix);
 }
 
-bool BMOSDetect::isLeopardOrHigher()
-{
+bool BMOSDetect::isLeopardOrHigher() {
     return isOSVersionHigherThan(10, 5, 0);
 }
-bool BMOSDetect::isSnowLeopardOrHigher()
-{
+bool BMOSDetect::isSnowLeopardOrHigher() {
     return isOSVersionHigherThan(10, 6, 0);
 }
-bool BMOSDetect::isLionOrHigher()
-{
+bool BMOSDetect::isLionOrHigher() {
     return isOSVersionHigherThan(10, 7, 0);
 }
-bool BMOSDetect::isMountainLionOrHigher()
-{
+bool BMOSDetect::isMountainLionOrHigher() {
     return isOSVersionHigherThan(10, 8, 0);
 }
-bool BMOSDetect::isMavericksOrHigher()
-{
+bool BMOSDetect::isMavericksOrHigher() {
     return isOSVersionHigherThan(10, 9, 0);
 }
-bool BMOSDetect::isYosemiteOrHigher()
-{
+bool BMOSDetect::isYosemiteOrHigher() {
     return isOSVersionHigherThan(10, 10, 0);
 }
-bool BMOSDetect::isElCapitanOrHigher()
-{
+bool BMOSDetect::isElCapitanOrHigher() {
     return isOSVersionHigherThan(10, 11, 0);
 }

@@ -11,8 +11,7 @@
 
 namespace {
 
-QVariantMap loadOrSetAside(const QString& path)
-{
+QVariantMap loadOrSetAside(const QString& path) {
     if (path.isEmpty() || !QFileInfo::exists(path))
         return {};
     if (auto map = PlistFile::readDictionary(path))
@@ -21,12 +20,12 @@ QVariantMap loadOrSetAside(const QString& path)
     const QString aside = path + QStringLiteral(".unreadable");
     QFile::remove(aside);
     if (QFile::rename(path, aside))
-        Console::print(QStringLiteral("Settings file %1 could not be read; it was kept as %2").arg(path, aside));
+        Console::print(
+            QStringLiteral("Settings file %1 could not be read; it was kept as %2").arg(path, aside));
     return {};
 }
 
-QString prefsFile(bool userDomain, const QString& name)
-{
+QString prefsFile(bool userDomain, const QString& name) {
     const QString folder = BMLocalPaths::prefsDirectory(userDomain);
     return folder.isEmpty() ? QString() : PathText::appendingComponent(folder, name);
 }
@@ -34,30 +33,25 @@ QString prefsFile(bool userDomain, const QString& name)
 } // namespace
 
 BMSettings::BMSettings(PathSource userFile, PathSource computerWideFile)
-    : m_userFile(std::move(userFile)), m_computerWideFile(std::move(computerWideFile))
-{
+    : m_userFile(std::move(userFile)), m_computerWideFile(std::move(computerWideFile)) {
 }
 
-BMSettings& BMSettings::standard()
-{
+BMSettings& BMSettings::standard() {
     static BMSettings store([] { return prefsFile(true, standardFileName()); },
                             [] { return prefsFile(false, standardFileName()); });
     return store;
 }
 
-BMSettings& BMSettings::analytics()
-{
+BMSettings& BMSettings::analytics() {
     static BMSettings store([] { return prefsFile(true, analyticsFileName()); });
     return store;
 }
 
-QVariantMap BMSettings::globalSettings()
-{
+QVariantMap BMSettings::globalSettings() {
     return PlistFile::readDictionary(prefsFile(true, globalFileName())).value_or(QVariantMap());
 }
 
-QVariantMap BMSettings::applicationDefaults()
-{
+QVariantMap BMSettings::applicationDefaults() {
     using namespace SettingsKey;
     return {
         {autoRemove, qint64(0)},
@@ -82,38 +76,34 @@ QVariantMap BMSettings::applicationDefaults()
     };
 }
 
-QString BMSettings::userFilePath() const
-{
+QString BMSettings::userFilePath() const {
     return m_userFile ? m_userFile() : QString();
 }
 
-QString BMSettings::computerWideFilePath() const
-{
+QString BMSettings::computerWideFilePath() const {
     return m_computerWideFile ? m_computerWideFile() : QString();
 }
 
-void BMSettings::ensureLoaded() const
-{
+void BMSettings::ensureLoaded() const {
     const QString userPath = userFilePath();
     const QString widePath = computerWideFilePath();
     if (m_loaded && userPath == m_loadedUserPath && widePath == m_loadedComputerWidePath)
         return;
     m_user = loadOrSetAside(userPath);
-    m_computerWide = widePath.isEmpty() ? QVariantMap() : PlistFile::readDictionary(widePath).value_or(QVariantMap());
+    m_computerWide =
+        widePath.isEmpty() ? QVariantMap() : PlistFile::readDictionary(widePath).value_or(QVariantMap());
     m_loadedUserPath = userPath;
     m_loadedComputerWidePath = widePath;
     m_loaded = true;
 }
 
-void BMSettings::registerDefaults(const QVariantMap& defaults)
-{
+void BMSettings::registerDefaults(const QVariantMap& defaults) {
     std::lock_guard lock(m_mutex);
     for (auto it = defaults.cbegin(); it != defaults.cend(); ++it)
         m_defaults.insert(it.key(), it.value());
 }
 
-QVariant BMSettings::value(const QString& key) const
-{
+QVariant BMSettings::value(const QString& key) const {
     std::lock_guard lock(m_mutex);
     ensureLoaded();
     if (auto it = m_user.constFind(key); it != m_user.cend())
@@ -123,13 +113,11 @@ QVariant BMSettings::value(const QString& key) const
     return m_defaults.value(key);
 }
 
-bool BMSettings::hasValue(const QString& key) const
-{
+bool BMSettings::hasValue(const QString& key) const {
     return value(key).isValid();
 }
 
-bool BMSettings::boolValue(const QString& key) const
-{
+bool BMSettings::boolValue(const QString& key) const {
     const QVariant v = value(key);
     if (v.typeId() == QMetaType::QString) {
         const QString text = v.toString().trimmed();
@@ -141,16 +129,14 @@ bool BMSettings::boolValue(const QString& key) const
     return v.isValid() && v.toDouble() != 0.0;
 }
 
-qint64 BMSettings::integerValue(const QString& key) const
-{
+qint64 BMSettings::integerValue(const QString& key) const {
     const QVariant v = value(key);
     if (v.typeId() == QMetaType::QString)
         return qint64(v.toString().trimmed().toDouble());
     return v.isValid() ? qint64(v.toDouble()) : 0;
 }
 
-QString BMSettings::stringValue(const QString& key) const
-{
+QString BMSettings::stringValue(const QString& key) const {
     const QVariant v = value(key);
     switch (v.typeId()) {
     case QMetaType::QString:
@@ -165,8 +151,7 @@ QString BMSettings::stringValue(const QString& key) const
     }
 }
 
-QStringList BMSettings::stringListValue(const QString& key) const
-{
+QStringList BMSettings::stringListValue(const QString& key) const {
     const QVariant v = value(key);
     if (v.typeId() != QMetaType::QVariantList && v.typeId() != QMetaType::QStringList)
         return {};
@@ -179,8 +164,7 @@ QStringList BMSettings::stringListValue(const QString& key) const
     return list;
 }
 
-bool BMSettings::writeUserFile()
-{
+bool BMSettings::writeUserFile() {
     const QString path = userFilePath();
     if (path.isEmpty())
         return false;
@@ -188,8 +172,7 @@ bool BMSettings::writeUserFile()
     return !m_dirty;
 }
 
-bool BMSettings::setValue(const QString& key, const QVariant& value)
-{
+bool BMSettings::setValue(const QString& key, const QVariant& value) {
     std::lock_guard lock(m_mutex);
     ensureLoaded();
     QVariant stored = value;
@@ -201,8 +184,7 @@ bool BMSettings::setValue(const QString& key, const QVariant& value)
     return writeUserFile();
 }
 
-bool BMSettings::removeValue(const QString& key)
-{
+bool BMSettings::removeValue(const QString& key) {
     std::lock_guard lock(m_mutex);
     ensureLoaded();
     if (m_user.remove(key) == 0)
@@ -210,8 +192,7 @@ bool BMSettings::removeValue(const QString& key)
     return writeUserFile();
 }
 
-bool BMSettings::synchronize()
-{
+bool BMSettings::synchronize() {
     std::lock_guard lock(m_mutex);
     ensureLoaded();
     // Changes that could not be written stay in memory rather than being replaced by the
@@ -223,8 +204,7 @@ bool BMSettings::synchronize()
     return true;
 }
 
-bool BMSettings::setComputerWideValue(const QString& key, const QVariant& value)
-{
+bool BMSettings::setComputerWideValue(const QString& key, const QVariant& value) {
     std::lock_guard lock(m_mutex);
     const QString path = computerWideFilePath();
     if (path.isEmpty())

@@ -10,20 +10,17 @@
 #include <condition_variable>
 #include <unistd.h>
 
-void TaskSlot::set(std::shared_ptr<ChildProcess> task)
-{
+void TaskSlot::set(std::shared_ptr<ChildProcess> task) {
     std::lock_guard lock(m_mutex);
     m_task = std::move(task);
 }
 
-std::shared_ptr<ChildProcess> TaskSlot::get() const
-{
+std::shared_ptr<ChildProcess> TaskSlot::get() const {
     std::lock_guard lock(m_mutex);
     return m_task;
 }
 
-void TaskSlot::clear()
-{
+void TaskSlot::clear() {
     set(nullptr);
 }
 
@@ -31,8 +28,7 @@ namespace {
 
 std::shared_ptr<ChildProcess> makeChild(const QString& path, const QStringList& arguments,
                                         ChildProcess::Channel out, ChildProcess::Channel err,
-                                        const BMTaskEx::Environment& environment = {})
-{
+                                        const BMTaskEx::Environment& environment = {}) {
     ChildProcess::Options options;
     options.path = path;
     options.arguments = arguments;
@@ -42,8 +38,7 @@ std::shared_ptr<ChildProcess> makeChild(const QString& path, const QStringList& 
     return std::make_shared<ChildProcess>(std::move(options));
 }
 
-void logNotExecutable(const QString& path)
-{
+void logNotExecutable(const QString& path) {
     BMLog::appendLogAndPrint(QStringLiteral("Error: %1 is not executable").arg(path));
 }
 
@@ -56,14 +51,14 @@ struct TimeoutState {
     BMTaskEx* runner = nullptr;
 };
 
-void timeoutFired(const std::shared_ptr<TimeoutState>& state)
-{
+void timeoutFired(const std::shared_ptr<TimeoutState>& state) {
     std::lock_guard lock(state->mutex);
     if (state->cancelled || !state->runner)
         return;
     std::shared_ptr<ChildProcess> child = state->runner->task();
     if (child && child->isRunning()) {
-        BMLog::appendLogAndPrint(QStringLiteral("Task %1 timed out. Terminating...").arg(child->options().path));
+        BMLog::appendLogAndPrint(
+            QStringLiteral("Task %1 timed out. Terminating...").arg(child->options().path));
         child->terminate();
     }
 }
@@ -72,8 +67,7 @@ void timeoutFired(const std::shared_ptr<TimeoutState>& state)
 
 BMTaskEx::BMTaskEx() = default;
 
-BMTaskEx::~BMTaskEx()
-{
+BMTaskEx::~BMTaskEx() {
     if (m_streamThread.joinable()) {
         if (m_streamThread.get_id() == std::this_thread::get_id())
             m_streamThread.detach();
@@ -82,8 +76,7 @@ BMTaskEx::~BMTaskEx()
     }
 }
 
-bool BMTaskEx::isExecutable(const QString& path)
-{
+bool BMTaskEx::isExecutable(const QString& path) {
     if (path.isEmpty())
         return false;
     const QFileInfo info(path);
@@ -92,8 +85,7 @@ bool BMTaskEx::isExecutable(const QString& path)
     return ::access(QFile::encodeName(path).constData(), X_OK) == 0;
 }
 
-QString BMTaskEx::decode(const QByteArray& bytes, Encoding encoding)
-{
+QString BMTaskEx::decode(const QByteArray& bytes, Encoding encoding) {
     if (bytes.isEmpty())
         return QStringLiteral("");
     switch (encoding) {
@@ -107,8 +99,7 @@ QString BMTaskEx::decode(const QByteArray& bytes, Encoding encoding)
     return QString();
 }
 
-bool BMTaskEx::runTask(const QString& path, const QStringList& arguments, TaskSlot* task)
-{
+bool BMTaskEx::runTask(const QString& path, const QStringList& arguments, TaskSlot* task) {
     if (!isExecutable(path)) {
         logNotExecutable(path);
         return false;
@@ -125,8 +116,7 @@ bool BMTaskEx::runTask(const QString& path, const QStringList& arguments, TaskSl
     return true;
 }
 
-std::shared_ptr<ChildProcess> BMTaskEx::runTaskAndReturn(const QString& path, const QStringList& arguments)
-{
+std::shared_ptr<ChildProcess> BMTaskEx::runTaskAndReturn(const QString& path, const QStringList& arguments) {
     if (!isExecutable(path)) {
         logNotExecutable(path);
         return nullptr;
@@ -140,8 +130,7 @@ std::shared_ptr<ChildProcess> BMTaskEx::runTaskAndReturn(const QString& path, co
     return child;
 }
 
-int BMTaskEx::terminationCodeFromTask(const QString& path, const QStringList& arguments, TaskSlot* task)
-{
+int BMTaskEx::terminationCodeFromTask(const QString& path, const QStringList& arguments, TaskSlot* task) {
     if (!isExecutable(path)) {
         logNotExecutable(path);
         return -1;
@@ -157,15 +146,16 @@ int BMTaskEx::terminationCodeFromTask(const QString& path, const QStringList& ar
     return child->waitForExit();
 }
 
-std::optional<QByteArray> BMTaskEx::dataFromTask(const QString& path, const QStringList& arguments, TaskSlot* task,
-                                                 const Environment& environment, bool logOutput)
-{
+std::optional<QByteArray> BMTaskEx::dataFromTask(const QString& path, const QStringList& arguments,
+                                                 TaskSlot* task, const Environment& environment,
+                                                 bool logOutput) {
     if (!isExecutable(path)) {
         logNotExecutable(path);
         return std::nullopt;
     }
-    auto child = makeChild(path, arguments, logOutput ? ChildProcess::Channel::Pipe : ChildProcess::Channel::Inherit,
-                           ChildProcess::Channel::Pipe, environment);
+    auto child =
+        makeChild(path, arguments, logOutput ? ChildProcess::Channel::Pipe : ChildProcess::Channel::Inherit,
+                  ChildProcess::Channel::Pipe, environment);
     if (task)
         task->set(child);
     QString error;
@@ -184,14 +174,13 @@ std::optional<QByteArray> BMTaskEx::dataFromTask(const QString& path, const QStr
     return out;
 }
 
-QString BMTaskEx::stringFromTask(const QString& path, const QStringList& arguments, Encoding encoding, TaskSlot* task)
-{
+QString BMTaskEx::stringFromTask(const QString& path, const QStringList& arguments, Encoding encoding,
+                                 TaskSlot* task) {
     return decode(dataFromTask(path, arguments, task).value_or(QByteArray()), encoding);
 }
 
 template <typename Result, typename Run>
-Result BMTaskEx::runGuarded(double seconds, Run run)
-{
+Result BMTaskEx::runGuarded(double seconds, Run run) {
     auto state = std::make_shared<TimeoutState>();
     state->runner = this;
     const auto wholeSeconds = std::chrono::seconds(static_cast<long long>(seconds));
@@ -215,46 +204,42 @@ Result BMTaskEx::runGuarded(double seconds, Run run)
     return result;
 }
 
-bool BMTaskEx::runTaskWithTimeout(const QString& path, const QStringList& arguments, double seconds)
-{
+bool BMTaskEx::runTaskWithTimeout(const QString& path, const QStringList& arguments, double seconds) {
     BMTaskEx runner;
     return runner.runGuarded<bool>(seconds, [&](TaskSlot* slot) { return runTask(path, arguments, slot); });
 }
 
 std::optional<QByteArray> BMTaskEx::dataFromTaskWithTimeout(const QString& path, const QStringList& arguments,
-                                                            double seconds)
-{
+                                                            double seconds) {
     BMTaskEx runner;
     return runner.runGuarded<std::optional<QByteArray>>(
         seconds, [&](TaskSlot* slot) { return dataFromTask(path, arguments, slot); });
 }
 
-int BMTaskEx::terminationCodeFromTaskWithTimeout(const QString& path, const QStringList& arguments, double seconds)
-{
+int BMTaskEx::terminationCodeFromTaskWithTimeout(const QString& path, const QStringList& arguments,
+                                                 double seconds) {
     BMTaskEx runner;
-    return runner.runGuarded<int>(seconds,
-                                  [&](TaskSlot* slot) { return terminationCodeFromTask(path, arguments, slot); });
+    return runner.runGuarded<int>(
+        seconds, [&](TaskSlot* slot) { return terminationCodeFromTask(path, arguments, slot); });
 }
 
 QString BMTaskEx::stringFromTaskWithTimeout(const QString& path, const QStringList& arguments, double seconds,
-                                            Encoding encoding)
-{
+                                            Encoding encoding) {
     return decode(dataFromTaskWithTimeout(path, arguments, seconds).value_or(QByteArray()), encoding);
 }
 
 void BMTaskEx::asyncDataFromTask(const QString& path, const QStringList& arguments, DataReceiver receiver,
-                                 const QVariant& object, const Environment& environment)
-{
+                                 const QVariant& object, const Environment& environment) {
     if (m_streamThread.joinable())
         m_streamThread.join();
     m_receiver = std::move(receiver);
     m_object = object;
-    m_task.set(makeChild(path, arguments, ChildProcess::Channel::Pipe, ChildProcess::Channel::Null, environment));
+    m_task.set(
+        makeChild(path, arguments, ChildProcess::Channel::Pipe, ChildProcess::Channel::Null, environment));
     m_streamThread = std::thread([this] { launchAsyncTask(); });
 }
 
-void BMTaskEx::launchAsyncTask()
-{
+void BMTaskEx::launchAsyncTask() {
     try {
         std::shared_ptr<ChildProcess> child = m_task.get();
         if (!child) {
@@ -262,7 +247,8 @@ void BMTaskEx::launchAsyncTask()
             return;
         }
         if (!isExecutable(child->options().path)) {
-            BMLog::appendLog(QStringLiteral("Unable to launch async task - task does not exist or is not executable"));
+            BMLog::appendLog(
+                QStringLiteral("Unable to launch async task - task does not exist or is not executable"));
             return;
         }
         QString error;
@@ -286,16 +272,14 @@ void BMTaskEx::launchAsyncTask()
     }
 }
 
-void BMTaskEx::asyncTaskReturnData(const QByteArray& chunk)
-{
+void BMTaskEx::asyncTaskReturnData(const QByteArray& chunk) {
     if (m_receiver)
         m_receiver(chunk, *this, m_object);
     if (chunk.isEmpty())
         terminateAsyncTask();
 }
 
-void BMTaskEx::terminateAsyncTask()
-{
+void BMTaskEx::terminateAsyncTask() {
     std::shared_ptr<ChildProcess> child = m_task.get();
     if (!child)
         return;

@@ -35,7 +35,8 @@ public:
     using Environment = std::optional<QStringList>;
     // Called on the streaming thread with each chunk, the runner and the caller's value;
     // an empty chunk ends the stream.
-    using DataReceiver = std::function<void(const QByteArray& chunk, BMTaskEx& runner, const QVariant& object)>;
+    using DataReceiver =
+        std::function<void(const QByteArray& chunk, BMTaskEx& runner, const QVariant& object)>;
 
     BMTaskEx();
     ~BMTaskEx();
@@ -50,13 +51,14 @@ public:
     // Launches and returns at once; null when the path is not executable.
     static std::shared_ptr<ChildProcess> runTaskAndReturn(const QString& path, const QStringList& arguments);
     // The exit status, or -1 when the path is not executable.
-    static int terminationCodeFromTask(const QString& path, const QStringList& arguments, TaskSlot* task = nullptr);
+    static int terminationCodeFromTask(const QString& path, const QStringList& arguments,
+                                       TaskSlot* task = nullptr);
     // Standard output when the tool wrote any, else its standard error, else the empty
     // standard output; nothing when it could not run. With logOutput false standard output
     // is inherited rather than captured.
     static std::optional<QByteArray> dataFromTask(const QString& path, const QStringList& arguments,
-                                                  TaskSlot* task = nullptr, const Environment& environment = {},
-                                                  bool logOutput = true);
+                                                  TaskSlot* task = nullptr,
+                                                  const Environment& environment = {}, bool logOutput = true);
     static QString stringFromTask(const QString& path, const QStringList& arguments,
                                   Encoding encoding = Encoding::Ascii, TaskSlot* task = nullptr);
 
@@ -64,11 +66,12 @@ public:
     // count). The stop is carried out on the main thread, so guarded runs belong on
     // background threads.
     static bool runTaskWithTimeout(const QString& path, const QStringList& arguments, double seconds);
-    static std::optional<QByteArray> dataFromTaskWithTimeout(const QString& path, const QStringList& arguments,
-                                                             double seconds);
-    static int terminationCodeFromTaskWithTimeout(const QString& path, const QStringList& arguments, double seconds);
-    static QString stringFromTaskWithTimeout(const QString& path, const QStringList& arguments, double seconds,
-                                             Encoding encoding = Encoding::Ascii);
+    static std::optional<QByteArray> dataFromTaskWithTimeout(const QString& path,
+                                                             const QStringList& arguments, double seconds);
+    static int terminationCodeFromTaskWithTimeout(const QString& path, const QStringList& arguments,
+                                                  double seconds);
+    static QString stringFromTaskWithTimeout(const QString& path, const QStringList& arguments,
+                                             double seconds, Encoding encoding = Encoding::Ascii);
 
     static QString decode(const QByteArray& bytes, Encoding encoding);
 

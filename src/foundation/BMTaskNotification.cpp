@@ -13,18 +13,17 @@
 
 namespace {
 
-QString processName()
-{
+QString processName() {
     return QCoreApplication::instance() ? QCoreApplication::applicationName() : QString();
 }
 
 // The first client name with a listener, or null.
-QString listeningClient()
-{
+QString listeningClient() {
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected() || !bus.interface())
         return QString();
-    for (const QString& service : {BMTaskNotification::halvernService(), BMTaskNotification::ostrandService()}) {
+    for (const QString& service :
+         {BMTaskNotification::halvernService(), BMTaskNotification::ostrandService()}) {
         if (bus.interface()->isServiceRegistered(service).value())
             return service;
     }
@@ -32,9 +31,9 @@ QString listeningClient()
 }
 
 // True when the client answered the method, false when it does not know it.
-bool call(const QString& service, const QString& method, const QVariantList& arguments)
-{
-    QDBusMessage message = QDBusMessage::createMethodCall(service, QStringLiteral("/"), BMTaskNotification::interfaceName(), method);
+bool call(const QString& service, const QString& method, const QVariantList& arguments) {
+    QDBusMessage message = QDBusMessage::createMethodCall(service, QStringLiteral("/"),
+                                                          BMTaskNotification::interfaceName(), method);
     message.setArguments(arguments);
     const QDBusMessage reply = QDBusConnection::sessionBus().call(message, QDBus::Block, 2000);
     if (reply.type() == QDBusMessage::ErrorMessage) {
@@ -46,8 +45,7 @@ bool call(const QString& service, const QString& method, const QVariantList& arg
 }
 
 // Sends the first method the client answers, then paces the next message.
-void send(const char* method, std::initializer_list<std::pair<QString, QVariantList>> attempts)
-{
+void send(const char* method, std::initializer_list<std::pair<QString, QVariantList>> attempts) {
     try {
         const QString service = listeningClient();
         if (service.isNull())
@@ -64,30 +62,26 @@ void send(const char* method, std::initializer_list<std::pair<QString, QVariantL
 
 } // namespace
 
-void BMTaskNotification::postIncrementProgress()
-{
+void BMTaskNotification::postIncrementProgress() {
     send("+[BMTaskNotification postIncrementProgress]", {{QStringLiteral("incrementRemoteProgress"), {}}});
 }
 
-void BMTaskNotification::postTaskFinished()
-{
+void BMTaskNotification::postTaskFinished() {
     send("+[BMTaskNotification postTaskFinished]", {{QStringLiteral("postFinishedTask"), {}}});
 }
 
-void BMTaskNotification::postTaskError(const QString& error)
-{
-    send("+[BMTaskNotification postTaskError:]",
-         {{QStringLiteral("postErrorForApp"), {error, processName()}}, {QStringLiteral("postError"), {error}}});
+void BMTaskNotification::postTaskError(const QString& error) {
+    send("+[BMTaskNotification postTaskError:]", {{QStringLiteral("postErrorForApp"), {error, processName()}},
+                                                  {QStringLiteral("postError"), {error}}});
 }
 
-void BMTaskNotification::postTaskErrorString(const QString& text)
-{
+void BMTaskNotification::postTaskErrorString(const QString& text) {
     const QVariantMap userInfo{{QStringLiteral("appName"), processName()}};
     send("+[BMTaskNotification postTaskErrorString:]",
-         {{QStringLiteral("postErrorStringUserInfo"), {text, userInfo}}, {QStringLiteral("postErrorString"), {text}}});
+         {{QStringLiteral("postErrorStringUserInfo"), {text, userInfo}},
+          {QStringLiteral("postErrorString"), {text}}});
 }
 
-void BMTaskNotification::postDisconnect()
-{
+void BMTaskNotification::postDisconnect() {
     send("+[BMTaskNotification postDisconnect]", {{QStringLiteral("postDisconnect"), {}}});
 }

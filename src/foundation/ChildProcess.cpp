@@ -17,8 +17,7 @@ extern char** environ;
 
 namespace {
 
-int decodeStatus(int status)
-{
+int decodeStatus(int status) {
     if (WIFEXITED(status))
         return WEXITSTATUS(status);
     if (WIFSIGNALED(status))
@@ -26,8 +25,7 @@ int decodeStatus(int status)
     return -1;
 }
 
-void closeFd(int& fd)
-{
+void closeFd(int& fd) {
     if (fd >= 0)
         ::close(fd);
     fd = -1;
@@ -35,8 +33,7 @@ void closeFd(int& fd)
 
 // Owned C strings for argv and envp.
 struct CStringList {
-    explicit CStringList(const QStringList& list)
-    {
+    explicit CStringList(const QStringList& list) {
         storage.reserve(size_t(list.size()));
         for (const QString& item : list)
             storage.push_back(item.toUtf8());
@@ -50,10 +47,10 @@ struct CStringList {
 
 } // namespace
 
-ChildProcess::ChildProcess(Options options) : m_options(std::move(options)) {}
+ChildProcess::ChildProcess(Options options) : m_options(std::move(options)) {
+}
 
-ChildProcess::~ChildProcess()
-{
+ChildProcess::~ChildProcess() {
     closeFd(m_stdoutFd);
     closeFd(m_stderrFd);
     std::lock_guard lock(m_mutex);
@@ -67,8 +64,7 @@ ChildProcess::~ChildProcess()
     }
 }
 
-bool ChildProcess::launch(QString* error)
-{
+bool ChildProcess::launch(QString* error) {
     std::lock_guard lock(m_mutex);
     if (m_pid > 0) {
         if (error)
@@ -135,20 +131,17 @@ bool ChildProcess::launch(QString* error)
     return true;
 }
 
-bool ChildProcess::isLaunched() const
-{
+bool ChildProcess::isLaunched() const {
     std::lock_guard lock(m_mutex);
     return m_pid > 0;
 }
 
-pid_t ChildProcess::pid() const
-{
+pid_t ChildProcess::pid() const {
     std::lock_guard lock(m_mutex);
     return m_pid;
 }
 
-bool ChildProcess::isRunning()
-{
+bool ChildProcess::isRunning() {
     std::lock_guard lock(m_mutex);
     if (m_pid <= 0 || m_reaped)
         return false;
@@ -159,8 +152,7 @@ bool ChildProcess::isRunning()
     return info.si_pid == 0;
 }
 
-int ChildProcess::waitForExit()
-{
+int ChildProcess::waitForExit() {
     {
         std::lock_guard lock(m_mutex);
         if (m_pid <= 0)
@@ -183,25 +175,21 @@ int ChildProcess::waitForExit()
     return m_status;
 }
 
-void ChildProcess::terminate()
-{
+void ChildProcess::terminate() {
     std::lock_guard lock(m_mutex);
     if (m_pid > 0 && !m_reaped)
         ::kill(m_pid, SIGTERM);
 }
 
-void ChildProcess::closeStandardOutput()
-{
+void ChildProcess::closeStandardOutput() {
     closeFd(m_stdoutFd);
 }
 
-void ChildProcess::closeStandardError()
-{
+void ChildProcess::closeStandardError() {
     closeFd(m_stderrFd);
 }
 
-void ChildProcess::readToEnd(QByteArray* standardOutput, QByteArray* standardError)
-{
+void ChildProcess::readToEnd(QByteArray* standardOutput, QByteArray* standardError) {
     pollfd fds[2];
     QByteArray* sinks[2] = {standardOutput, standardError};
     int* owners[2] = {&m_stdoutFd, &m_stderrFd};

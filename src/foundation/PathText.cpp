@@ -1,16 +1,14 @@
 #include "PathText.h"
 
 namespace {
-QString withoutTrailingSlashes(QString path)
-{
+QString withoutTrailingSlashes(QString path) {
     while (path.size() > 1 && path.endsWith(QLatin1Char('/')))
         path.chop(1);
     return path;
 }
 } // namespace
 
-QString PathText::appendingComponent(const QString& base, const QString& component)
-{
+QString PathText::appendingComponent(const QString& base, const QString& component) {
     if (base.isEmpty())
         return withoutTrailingSlashes(component);
     QString left = withoutTrailingSlashes(base);
@@ -25,8 +23,7 @@ QString PathText::appendingComponent(const QString& base, const QString& compone
     return left + QLatin1Char('/') + right;
 }
 
-QString PathText::lastComponent(const QString& path)
-{
+QString PathText::lastComponent(const QString& path) {
     const QString trimmed = withoutTrailingSlashes(path);
     if (trimmed == QLatin1String("/"))
         return trimmed;
@@ -34,8 +31,7 @@ QString PathText::lastComponent(const QString& path)
     return slash < 0 ? trimmed : trimmed.mid(slash + 1);
 }
 
-QString PathText::deletingLastComponent(const QString& path)
-{
+QString PathText::deletingLastComponent(const QString& path) {
     const QString trimmed = withoutTrailingSlashes(path);
     const qsizetype slash = trimmed.lastIndexOf(QLatin1Char('/'));
     if (slash < 0)
@@ -45,8 +41,7 @@ QString PathText::deletingLastComponent(const QString& path)
     return trimmed.left(slash);
 }
 
-QString PathText::extension(const QString& path)
-{
+QString PathText::extension(const QString& path) {
     const QString name = lastComponent(path);
     const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
     if (dot <= 0 || dot == name.size() - 1)
@@ -54,8 +49,7 @@ QString PathText::extension(const QString& path)
     return name.mid(dot + 1);
 }
 
-QString PathText::deletingExtension(const QString& path)
-{
+QString PathText::deletingExtension(const QString& path) {
     const QString ext = extension(path);
     if (ext.isEmpty())
         return withoutTrailingSlashes(path);
@@ -63,8 +57,7 @@ QString PathText::deletingExtension(const QString& path)
     return trimmed.left(trimmed.size() - ext.size() - 1);
 }
 
-QStringList PathText::components(const QString& path)
-{
+QStringList PathText::components(const QString& path) {
     QStringList parts;
     if (path.startsWith(QLatin1Char('/')))
         parts << QStringLiteral("/");
@@ -73,8 +66,7 @@ QStringList PathText::components(const QString& path)
     return parts;
 }
 
-QString PathText::abbreviatingHome(const QString& path, const QString& home)
-{
+QString PathText::abbreviatingHome(const QString& path, const QString& home) {
     const QString cleanHome = withoutTrailingSlashes(home);
     if (cleanHome.isEmpty() || cleanHome == QLatin1String("/"))
         return path;
@@ -85,8 +77,7 @@ QString PathText::abbreviatingHome(const QString& path, const QString& home)
     return path;
 }
 
-QString PathText::expandingTilde(const QString& path, const QString& home)
-{
+QString PathText::expandingTilde(const QString& path, const QString& home) {
     if (path == QLatin1String("~"))
         return home;
     if (path.startsWith(QLatin1String("~/")))

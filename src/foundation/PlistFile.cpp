@@ -6,10 +6,9 @@
 #include <QFileInfo>
 #include <QSaveFile>
 
-#include <plist/plist.h>
-
 #include <cmath>
 #include <memory>
+#include <plist/plist.h>
 
 namespace {
 
@@ -24,8 +23,7 @@ using PlistPtr = std::unique_ptr<void, PlistDeleter>;
 // Nesting deeper than this is not a settings file; refusing it keeps recursion bounded.
 constexpr int kMaximumDepth = 64;
 
-std::optional<QVariant> toVariant(plist_t node, int depth)
-{
+std::optional<QVariant> toVariant(plist_t node, int depth) {
     if (!node || depth > kMaximumDepth)
         return std::nullopt;
     switch (plist_get_node_type(node)) {
@@ -115,8 +113,7 @@ std::optional<QVariant> toVariant(plist_t node, int depth)
     }
 }
 
-plist_t fromVariant(const QVariant& value)
-{
+plist_t fromVariant(const QVariant& value) {
     switch (value.typeId()) {
     case QMetaType::Bool:
         return plist_new_bool(value.toBool() ? 1 : 0);
@@ -163,8 +160,7 @@ plist_t fromVariant(const QVariant& value)
 
 } // namespace
 
-std::optional<QVariant> PlistFile::parse(const QByteArray& bytes)
-{
+std::optional<QVariant> PlistFile::parse(const QByteArray& bytes) {
     if (bytes.isEmpty() || bytes.size() > maximumSize)
         return std::nullopt;
     plist_t root = nullptr;
@@ -176,24 +172,23 @@ std::optional<QVariant> PlistFile::parse(const QByteArray& bytes)
     return toVariant(root, 0);
 }
 
-std::optional<QVariant> PlistFile::read(const QString& path)
-{
+std::optional<QVariant> PlistFile::read(const QString& path) {
+    if (path.isEmpty())
+        return std::nullopt;
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly) || file.size() > maximumSize)
         return std::nullopt;
     return parse(file.readAll());
 }
 
-std::optional<QVariantMap> PlistFile::readDictionary(const QString& path)
-{
+std::optional<QVariantMap> PlistFile::readDictionary(const QString& path) {
     auto value = read(path);
     if (!value || value->typeId() != QMetaType::QVariantMap)
         return std::nullopt;
     return value->toMap();
 }
 
-QByteArray PlistFile::toXml(const QVariant& value)
-{
+QByteArray PlistFile::toXml(const QVariant& value) {
     PlistPtr root(fromVariant(value));
     char* xml = nullptr;
     uint32_t length = 0;
@@ -203,8 +198,9 @@ QByteArray PlistFile::toXml(const QVariant& value)
     return bytes;
 }
 
-bool PlistFile::writeXml(const QString& path, const QVariant& value)
-{
+bool PlistFile::writeXml(const QString& path, const QVariant& value) {
+    if (path.isEmpty())
+        return false;
     const QString folder = QFileInfo(path).absolutePath();
     if (!QDir().mkpath(folder))
         return false;

@@ -1,9 +1,9 @@
 #include "SerialQueue.h"
 
-SerialQueue::SerialQueue() : m_worker([this] { run(); }) {}
+SerialQueue::SerialQueue() : m_worker([this] { run(); }) {
+}
 
-SerialQueue::~SerialQueue()
-{
+SerialQueue::~SerialQueue() {
     {
         std::lock_guard lock(m_mutex);
         m_stopping = true;
@@ -13,8 +13,7 @@ SerialQueue::~SerialQueue()
     m_worker.join();
 }
 
-void SerialQueue::add(std::function<void()> work)
-{
+void SerialQueue::add(std::function<void()> work) {
     {
         std::lock_guard lock(m_mutex);
         m_items.push_back(std::move(work));
@@ -22,14 +21,12 @@ void SerialQueue::add(std::function<void()> work)
     m_wake.notify_one();
 }
 
-int SerialQueue::count() const
-{
+int SerialQueue::count() const {
     std::lock_guard lock(m_mutex);
     return int(m_items.size()) + (m_running ? 1 : 0);
 }
 
-void SerialQueue::setSuspended(bool suspended)
-{
+void SerialQueue::setSuspended(bool suspended) {
     {
         std::lock_guard lock(m_mutex);
         m_suspended = suspended;
@@ -37,8 +34,7 @@ void SerialQueue::setSuspended(bool suspended)
     m_wake.notify_all();
 }
 
-void SerialQueue::cancelAll()
-{
+void SerialQueue::cancelAll() {
     {
         std::lock_guard lock(m_mutex);
         m_items.clear();
@@ -46,21 +42,18 @@ void SerialQueue::cancelAll()
     m_idle.notify_all();
 }
 
-void SerialQueue::waitUntilAllDone()
-{
+void SerialQueue::waitUntilAllDone() {
     if (isWorkerThread())
         return;
     std::unique_lock lock(m_mutex);
     m_idle.wait(lock, [this] { return m_items.empty() && !m_running; });
 }
 
-bool SerialQueue::isWorkerThread() const
-{
+bool SerialQueue::isWorkerThread() const {
     return std::this_thread::get_id() == m_worker.get_id();
 }
 
-void SerialQueue::run()
-{
+void SerialQueue::run() {
     std::unique_lock lock(m_mutex);
     for (;;) {
         m_wake.wait(lock, [this] { return m_stopping || (!m_suspended && !m_items.empty()); });

@@ -2,16 +2,14 @@
 
 #include <gtest/gtest.h>
 
-TEST(PathText, JoinsWithExactlyOneSlash)
-{
+TEST(PathText, JoinsWithExactlyOneSlash) {
     EXPECT_EQ(PathText::appendingComponent("/Users/jo", "/Library"), "/Users/jo/Library");
     EXPECT_EQ(PathText::appendingComponent("/Users/jo/", "Library/"), "/Users/jo/Library");
     EXPECT_EQ(PathText::appendingComponent("/", "tmp"), "/tmp");
     EXPECT_EQ(PathText::appendingComponent("", "a/"), "a");
 }
 
-TEST(PathText, SplitsNamesAndExtensions)
-{
+TEST(PathText, SplitsNamesAndExtensions) {
     EXPECT_EQ(PathText::lastComponent("/a/b.prproj/"), "b.prproj");
     EXPECT_EQ(PathText::extension("/a/Edit-3.prproj"), "prproj");
     EXPECT_EQ(PathText::extension("/a/.hidden"), "");
@@ -20,8 +18,7 @@ TEST(PathText, SplitsNamesAndExtensions)
     EXPECT_EQ(PathText::components("/Users/x//Movies"), (QStringList{"/", "Users", "x", "Movies"}));
 }
 
-TEST(PathText, AbbreviatesTheHomeOnlyAtAComponentBoundary)
-{
+TEST(PathText, AbbreviatesTheHomeOnlyAtAComponentBoundary) {
     EXPECT_EQ(PathText::abbreviatingHome("/home/jo/Vault", "/home/jo"), "~/Vault");
     EXPECT_EQ(PathText::abbreviatingHome("/home/joe/Vault", "/home/jo"), "/home/joe/Vault");
     EXPECT_EQ(PathText::expandingTilde("~/Vault", "/home/jo"), "/home/jo/Vault");

@@ -2,10 +2,10 @@
 
 #include <QDir>
 
-FakePlatform::FakePlatform(QString machineRoot) : m_machineRoot(std::move(machineRoot)) {}
+FakePlatform::FakePlatform(QString machineRoot) : m_machineRoot(std::move(machineRoot)) {
+}
 
-QStringList FakePlatform::standardFolders(StandardFolder kind, Domain domain) const
-{
+QStringList FakePlatform::standardFolders(StandardFolder kind, Domain domain) const {
     QStringList folders = LinuxPlatform::standardFolders(kind, domain);
     if (domain == Domain::User)
         return folders;
@@ -16,7 +16,6 @@ QStringList FakePlatform::standardFolders(StandardFolder kind, Domain domain) co
     return folders;
 }
 
-QString FakePlatform::temporaryDirectory() const
-{
+QString FakePlatform::temporaryDirectory() const {
     return m_machineRoot + QStringLiteral("/tmp");
 }

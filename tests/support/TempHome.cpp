@@ -7,11 +7,11 @@
 #include <QFileInfo>
 
 namespace {
-const char* const kVariables[] = {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_STATE_HOME"};
+const char* const kVariables[] = {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME",
+                                  "XDG_STATE_HOME"};
 }
 
-TempHome::TempHome()
-{
+TempHome::TempHome() {
     // A home with a blank and a non-ASCII letter, as real ones have.
     m_home = m_dir.path() + QStringLiteral("/Users/jö ed");
     QDir().mkpath(m_home);
@@ -29,8 +29,7 @@ TempHome::TempHome()
     m_previousPlatform = Platform::install(std::move(platform));
 }
 
-TempHome::~TempHome()
-{
+TempHome::~TempHome() {
     // The log may hold a file open inside this folder.
     BMLog::willTerminate();
     Platform::install(std::move(m_previousPlatform));
@@ -42,15 +41,13 @@ TempHome::~TempHome()
     }
 }
 
-QString TempHome::makeFolder(const QString& relative) const
-{
+QString TempHome::makeFolder(const QString& relative) const {
     const QString path = m_dir.path() + QLatin1Char('/') + relative;
     QDir().mkpath(path);
     return path;
 }
 
-QString TempHome::writeFile(const QString& relative, const QByteArray& contents) const
-{
+QString TempHome::writeFile(const QString& relative, const QByteArray& contents) const {
     const QString path = m_dir.path() + QLatin1Char('/') + relative;
     QDir().mkpath(QFileInfo(path).path());
     QFile file(path);
@@ -59,12 +56,10 @@ QString TempHome::writeFile(const QString& relative, const QByteArray& contents)
     return path;
 }
 
-void TempHomeTest::SetUp()
-{
+void TempHomeTest::SetUp() {
     m_home = std::make_unique<TempHome>();
 }
 
-void TempHomeTest::TearDown()
-{
+void TempHomeTest::TearDown() {
     m_home.reset();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "FakePlatform.h"
+#include "QtPrinters.h"
 
 #include <QByteArray>
 #include <QMap>
@@ -8,7 +9,6 @@
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
-
 #include <memory>
 
 // A fresh home for each test: HOME and the XDG folders point into a temporary folder, and
@@ -42,6 +42,7 @@ protected:
     void SetUp() override;
     void TearDown() override;
     TempHome& home() { return *m_home; }
+    const TempHome& home() const { return *m_home; }
 
 private:
     std::unique_ptr<TempHome> m_home;

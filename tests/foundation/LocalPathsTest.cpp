@@ -1,0 +1,223 @@
+#include "TempHome.h"
+#include "foundation/BMLocalPaths.h"
+#include "foundation/BMOSDetect.h"
+
+#include <QDir>
+#include <QRegularExpression>
+
+using LocalPaths = TempHomeTest;
+
+// ---- The system-directory guard ----------------------------------------------------------
+
+struct GuardCase {
+    const char* name;
+    QString path; // "~" stands for the test's home
+    bool exactMatch;
+    bool refused;
+};
+
+class SystemDirectoryGuard : public TempHomeTest, public ::testing::WithParamInterface<GuardCase> {};
+
+TEST_P(SystemDirectoryGuard, RefusesOnlyWhatTheRulesSay) {
+    const GuardCase& c = GetParam();
+    QString path = c.path;
+    path.replace(QLatin1Char('~'), home().home());
+    EXPECT_EQ(BMLocalPaths::isPathSystemDirectory(path, c.exactMatch), c.refused) << path.toStdString();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Paths, SystemDirectoryGuard,
+    ::testing::Values(
+        GuardCase{"Root", "/", true, true}, GuardCase{"Empty", "", false, false},
+        GuardCase{"TwoCharacters", "/a", false, false}, GuardCase{"Volumes", "/Volumes", true, true},
+        GuardCase{"AVolume", "/Volumes/Disk", false, false},
+        GuardCase{"UsersShared", "/Users/Shared", true, true}, GuardCase{"TheHome", "~", true, true},
+        // Two characters go with a trailing slash, so the folder escapes the exact list.
+        GuardCase{"TheHomeWithSlash", "~/", false, false}, GuardCase{"Desktop", "~/Desktop", true, true},
+        GuardCase{"DesktopWithSlash", "~/Desktop/", false, false},
+        GuardCase{"FileOnTheDesktop", "~/Desktop/cut.prproj", false, false},
+        GuardCase{"Documents", "~/Documents", true, true}, GuardCase{"Preferences", "~/.config", true, true},
+        GuardCase{"Caches", "~/.cache", true, true}, GuardCase{"Library", "~/.local/share", true, true},
+        GuardCase{"UsrLocalX", "/usr/local/x", false, true},
+        GuardCase{"UsrLocalXExact", "/usr/local/x", true, false},
+        // Prefixes are text, not path components.
+        GuardCase{"Usrlocal", "/usrlocal", false, true}, GuardCase{"Variable", "/var/tmp/x", false, true},
+        GuardCase{"PrivateVar", "/private/var/db", false, true},
+        GuardCase{"System", "/System/Library", false, true},
+        GuardCase{"LibraryWithSlashKeepsNoPrefix", "/Library/", false, false},
+        GuardCase{"SlashStillCaughtByPrefix", "/usr/local/", false, true},
+        GuardCase{"ShortSlashEscapesEvenThePrefix", "/usr/", false, false},
+        GuardCase{"LinuxHome", "/home", true, true}, GuardCase{"LinuxHomeUser", "/home/jo", false, false},
+        GuardCase{"LinuxRoot", "/root", true, true}, GuardCase{"Media", "/media", true, true},
+        GuardCase{"Mnt", "/mnt", true, true}, GuardCase{"RunMedia", "/run/media", true, true},
+        GuardCase{"Opt", "/opt", true, true}, GuardCase{"OptApp", "/opt/app", false, false},
+        GuardCase{"Lib64", "/lib64", true, true}, GuardCase{"EtcFile", "/etc/passwd", false, true},
+        GuardCase{"EtcFileExact", "/etc/passwd", true, false}, GuardCase{"Proc", "/proc/1", false, true},
+        GuardCase{"Dev", "/dev/null", false, true}, GuardCase{"Boot", "/boot", false, true}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(LocalPaths, GuardCoversTheMachineWideFolders) {
+    EXPECT_TRUE(BMLocalPaths::isPathSystemDirectory(BMLocalPaths::prefsDirectory(false), true));
+    EXPECT_TRUE(BMLocalPaths::isPathSystemDirectory(BMLocalPaths::applicationDirectory(false), true));
+    EXPECT_TRUE(BMLocalPaths::isPathSystemDirectory(BMLocalPaths::cacheDirectory(false), true));
+    EXPECT_FALSE(BMLocalPaths::isPathSystemDirectory(BMLocalPaths::cacheDirectory(false) + "/Vestry", true));
+}
+
+// ---- Where the folders are -------------------------------------------------------------
+
+TEST_F(LocalPaths, UserFoldersFollowTheXdgMapping) {
+    const QString h = home().home();
+    EXPECT_EQ(BMLocalPaths::userDirectory(), h);
+    EXPECT_EQ(BMLocalPaths::prefsDirectory(true), h + "/.config");
+    EXPECT_EQ(BMLocalPaths::cacheDirectory(true), h + "/.cache");
+    EXPECT_EQ(BMLocalPaths::logDirectory(true), h + "/.local/state");
+    EXPECT_EQ(BMLocalPaths::trashDirectory(), h + "/.local/share/Trash");
+    EXPECT_EQ(BMLocalPaths::launchAgentsDirectory(true), h + "/.config/systemd/user");
+    EXPECT_EQ(BMLocalPaths::prefsDirectory(false), home().machineRoot() + "/etc/xdg");
+    EXPECT_EQ(BMLocalPaths::username(), "jo");
+    EXPECT_TRUE(BMLocalPaths::adminApplicationDirectory(true).isNull());
+}
+
+TEST_F(LocalPaths, RelativeXdgVariablesAreIgnored) {
+    qputenv("XDG_CONFIG_HOME", "relative/config");
+    EXPECT_EQ(BMLocalPaths::prefsDirectory(true), home().home() + "/.config");
+}
+
+TEST_F(LocalPaths, AsRootTheConsoleUsersFoldersAreMeant) {
+    const QString joHome = home().makeFolder("home/jo");
+    home().platform().uid = 0;
+    home().platform().user = "root";
+    home().platform().console = "jo";
+    home().platform().homes.insert("jo", joHome);
+
+    EXPECT_EQ(BMLocalPaths::userDirectory(), joHome);
+    EXPECT_EQ(BMLocalPaths::username(), "jo");
+    EXPECT_EQ(BMLocalPaths::libraryDirectory(true), joHome + "/.local/share");
+    EXPECT_EQ(BMLocalPaths::trashDirectory(), joHome + "/.local/share/Trash");
+    // The machine-wide domain is nobody's and stays where it is.
+    EXPECT_EQ(BMLocalPaths::prefsDirectory(false), home().machineRoot() + "/etc/xdg");
+    EXPECT_TRUE(BMLocalPaths::isActingForConsoleUser());
+}
+
+TEST_F(LocalPaths, AsRootWithNobodyAtTheConsoleUserFoldersAreUnknown) {
+    home().platform().uid = 0;
+    home().platform().user = "root";
+    for (const char* console : {"", "loginwindow"}) {
+        home().platform().console = console;
+        EXPECT_TRUE(BMLocalPaths::currentConsoleUser().isNull()) << console;
+        EXPECT_TRUE(BMLocalPaths::username().isNull()) << console;
+        EXPECT_TRUE(BMLocalPaths::userDirectory().isNull()) << console;
+        EXPECT_TRUE(BMLocalPaths::libraryDirectory(true).isNull()) << console;
+    }
+}
+
+TEST_F(LocalPaths, RootAtTheConsoleIsAnOrdinaryUser) {
+    home().platform().uid = 0;
+    home().platform().user = "root";
+    home().platform().console = "root";
+    EXPECT_EQ(BMLocalPaths::userDirectory(), home().home());
+    EXPECT_EQ(BMLocalPaths::libraryDirectory(true), home().home() + "/.local/share");
+    EXPECT_FALSE(BMLocalPaths::isActingForConsoleUser());
+}
+
+TEST(RootRule, MacTextRuleKeepsItsOffByOne) {
+    EXPECT_EQ(BMLocalPaths::applyMacRootRule("/var/root/Library", "/Users/jo"), "/Users/jo/Library");
+    // Sixteen characters of a seventeen-character prefix: the "t" stays.
+    EXPECT_EQ(BMLocalPaths::applyMacRootRule("/private/var/root/Library", "/Users/jo"),
+              "/Users/jo/t/Library");
+    EXPECT_EQ(BMLocalPaths::applyMacRootRule("/Library/Caches", "/Users/jo"), "/Users/jo/Library/Caches");
+    EXPECT_TRUE(BMLocalPaths::applyMacRootRule("/var/root/Library", QString()).isNull());
+}
+
+TEST(RootRule, LinuxRuleRebasesOnlyWhatLiesInRootsHome) {
+    EXPECT_EQ(BMLocalPaths::applyLinuxRootRule("/root/.config", "/root", "/home/jo"), "/home/jo/.config");
+    EXPECT_EQ(BMLocalPaths::applyLinuxRootRule("/root", "/root", "/home/jo"), "/home/jo");
+    EXPECT_EQ(BMLocalPaths::applyLinuxRootRule("/rootless/x", "/root", "/home/jo"), "/rootless/x");
+    EXPECT_EQ(BMLocalPaths::applyLinuxRootRule("/srv/state", "/root", "/home/jo"), "/srv/state");
+    EXPECT_TRUE(BMLocalPaths::applyLinuxRootRule("/root/.config", "/root", QString()).isNull());
+}
+
+// ---- Names -------------------------------------------------------------------------------
+
+TEST_F(LocalPaths, RandomStringsUseTheirAlphabetAndLength) {
+    EXPECT_EQ(BMLocalPaths::randomString(0), "");
+    const QString text = BMLocalPaths::randomString(200);
+    EXPECT_EQ(text.size(), 200);
+    EXPECT_TRUE(QRegularExpression("^[a-z0-9]+$").match(text).hasMatch()) << text.toStdString();
+}
+
+TEST_F(LocalPaths, TempFilesAreUuidAndEightCharactersInTheTemporaryFolder) {
+    const QString a = BMLocalPaths::tempFile();
+    const QString b = BMLocalPaths::tempFile();
+    EXPECT_NE(a, b);
+    EXPECT_TRUE(a.startsWith(home().machineRoot() + "/tmp/"));
+    const QString name = a.section('/', -1);
+    EXPECT_TRUE(QRegularExpression("^[0-9A-F-]{36}[a-z0-9]{8}$").match(name).hasMatch())
+        << name.toStdString();
+}
+
+TEST(TimeMachine, OnlyBackupsUnderVolumesCount) {
+    EXPECT_TRUE(BMLocalPaths::isPathOnTimeMachineVolume("/Volumes/TM/Backups.backupdb/mac/2014"));
+    EXPECT_FALSE(BMLocalPaths::isPathOnTimeMachineVolume("/Backups.backupdb/x"));
+    EXPECT_FALSE(BMLocalPaths::isPathOnTimeMachineVolume("/Volumes/TM/Backups.backupdb2/x"));
+}
+
+// ---- Operating-system version ------------------------------------------------------------
+
+namespace {
+struct FakeGestalt {
+    std::map<std::string, BMOSDetect::GestaltAnswer> answers;
+    static BMOSDetect::GestaltAnswer ask(const char selector[5], void* context) {
+        auto* self = static_cast<FakeGestalt*>(context);
+        auto it = self->answers.find(selector);
+        return it == self->answers.end() ? BMOSDetect::GestaltAnswer{-5551, 0} : it->second;
+    }
+};
+} // namespace
+
+TEST(Gestalt, DecodesBinaryCodedDecimalBelow1040) {
+    FakeGestalt g{{{"sysv", {0, 0x1039}}}};
+    const auto result = BMOSDetect::versionFromGestalt(&FakeGestalt::ask, &g);
+    EXPECT_EQ(result.error, 0);
+    EXPECT_EQ(result.version.major, 10);
+    EXPECT_EQ(result.version.minor, 3);
+    EXPECT_EQ(result.version.bugfix, 9);
+}
+
+TEST(Gestalt, AsksThePartsFrom1040On) {
+    FakeGestalt g{{{"sysv", {0, 0x1099}}, {"sys1", {0, 10}}, {"sys2", {0, 11}}, {"sys3", {0, 6}}}};
+    const auto result = BMOSDetect::versionFromGestalt(&FakeGestalt::ask, &g);
+    EXPECT_EQ(result.version.minor, 11);
+    EXPECT_EQ(result.version.bugfix, 6);
+}
+
+TEST(Gestalt, FallsBackTo1050WithTheErrorCode) {
+    FakeGestalt g{{{"sysv", {0, 0x1099}}, {"sys1", {0, 10}}}};
+    const auto result = BMOSDetect::versionFromGestalt(&FakeGestalt::ask, &g);
+    EXPECT_EQ(result.error, -5551);
+    EXPECT_EQ(result.version.major, 10);
+    EXPECT_EQ(result.version.minor, 5);
+    EXPECT_EQ(result.version.bugfix, 0);
+}
+
+TEST(VersionComparison, IsAnAtLeastTest) {
+    const OSVersion v{10, 6, 8};
+    EXPECT_TRUE(BMOSDetect::versionAtLeast(v, 10, 6, 8));
+    EXPECT_TRUE(BMOSDetect::versionAtLeast(v, 10, 5, 9));
+    EXPECT_TRUE(BMOSDetect::versionAtLeast(v, 9, 9, 9));
+    EXPECT_FALSE(BMOSDetect::versionAtLeast(v, 10, 6, 9));
+    EXPECT_FALSE(BMOSDetect::versionAtLeast(v, 10, 7, 0));
+    EXPECT_FALSE(BMOSDetect::versionAtLeast(v, 11, 0, 0));
+}
+
+TEST_F(LocalPaths, VersionComesFromThePlatform) {
+    home().platform().version = OSVersion{12, 4, 1};
+    EXPECT_EQ(BMOSDetect::osxVersion(), "12.4.1");
+    EXPECT_TRUE(BMOSDetect::isElCapitanOrHigher());
+    home().platform().version = std::nullopt;
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(BMOSDetect::osxVersion(), "10.5.0");
+    EXPECT_NE(testing::internal::GetCapturedStdout().find("Unable to obtain system version"),
+              std::string::npos);
+    EXPECT_FALSE(BMOSDetect::isSnowLeopardOrHigher());
+}
