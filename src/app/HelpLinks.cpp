@@ -1,0 +1,53 @@
+#include "HelpLinks.h"
+
+#include "foundation/BMLocalPaths.h"
+#include "foundation/PathText.h"
+
+#include <QCoreApplication>
+#include <QUrlQuery>
+
+QString HelpLinks::applicationCode() {
+    return QStringLiteral("vestry");
+}
+
+QString HelpLinks::shortVersion() {
+    const QString version = QCoreApplication::applicationVersion();
+    return version.isEmpty() ? QStringLiteral(VESTRY_VERSION) : version;
+}
+
+QUrl HelpLinks::bugReport() {
+    QUrl url(makerHome() + QStringLiteral("/halvern/bugreport"));
+    QUrlQuery query;
+    query.addQueryItem(QStringLiteral("app"), applicationCode());
+    query.addQueryItem(QStringLiteral("version"), shortVersion());
+    url.setQuery(query);
+    return url;
+}
+
+QUrl HelpLinks::featureRequest() {
+    QUrl url(makerHome() + QStringLiteral("/halvern/featurerequest"));
+    QUrlQuery query;
+    query.addQueryItem(QStringLiteral("app"), applicationCode());
+    url.setQuery(query);
+    return url;
+}
+
+QUrl HelpLinks::support() {
+    return QUrl(makerHome() + QStringLiteral("/support"));
+}
+
+QUrl HelpLinks::productHome() {
+    return QUrl(makerHome() + QStringLiteral("/halvern"));
+}
+
+QUrl HelpLinks::brightmoorHome() {
+    return QUrl(makerHome());
+}
+
+QString HelpLinks::userManualPath() {
+    const QString library = BMLocalPaths::libraryDirectory(false);
+    if (library.isEmpty())
+        return QString();
+    return PathText::appendingComponent(library,
+                                        QStringLiteral("Documentation/Brightmoor/Halvern User Manual.pdf"));
+}
