@@ -1,0 +1,78 @@
+#include "BMOutlineView.h"
+
+#include "foundation/Console.h"
+
+#include <QContextMenuEvent>
+#include <QKeyEvent>
+#include <QMenu>
+
+BMOutlineView::BMOutlineView(QWidget* parent) : QTreeView(parent) {
+    setSelectionMode(QAbstractItemView::ExtendedSelection);
+    setSelectionBehavior(QAbstractItemView::SelectRows);
+    setUniformRowHeights(true);
+    setAllColumnsShowFocus(true);
+    setAlternatingRowColors(true);
+    setContextMenuPolicy(Qt::DefaultContextMenu);
+}
+
+void BMOutlineView::addWatchKeys(const QList<char16_t>& keycodes, const QString& selector) {
+    QList<WatchKey> keys = m_watchKeys;
+    for (char16_t code : keycodes)
+        keys.append(WatchKey{code, selector});
+    m_watchKeys = keys;
+}
+
+QMenu* BMOutlineView::menuForPosition(const QPoint& viewportPosition) {
+    const QModelIndex index = indexAt(viewportPosition);
+    if (!index.isValid())
+        return nullptr;
+    if (shouldSelectItem && !shouldSelectItem(index))
+        return nullptr;
+    // The row alone, replacing the selection; the selection change sets the menu.
+    selectionModel()->select(index, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+    selectionModel()->setCurrentIndex(index, QItemSelectionModel::NoUpdate);
+    return m_menu;
+}
+
+void BMOutlineView::contextMenuEvent(QContextMenuEvent* event) {
+    QMenu* menu = menuForPosition(viewport()->mapFrom(this, event->pos()));
+    if (menu)
+        menu->popup(event->globalPos());
+    event->accept();
+}
+
+void BMOutlineView::keyPressEvent(QKeyEvent* event) {
+    // Keys without a character (arrows, function keys) and keys typed while editing a
+    // cell belong to the view itself.
+    if (state() == QAbstractItemView::EditingState || event->text().isEmpty()) {
+        QTreeView::keyPressEvent(event);
+        return;
+    }
+    if (keyDownHandler && !keyDownHandler(event))
+        QTreeView::keyPressEvent(event);
+    const char16_t character = event->text().at(0).unicode();
+    for (const WatchKey& key : m_watchKeys) {
+        if (key.keycode != character)
+            continue;
+        const QByteArray signature =
+            QMetaObject::normalizedSignature((key.selector + QStringLiteral("()")).toLatin1());
+        if (m_watchDelegate && m_watchDelegate->metaObject()->indexOfMethod(signature.constData()) >= 0) {
+            QMetaObject::invokeMethod(m_watchDelegate, key.selector.toLatin1().constData(),
+                                      Qt::DirectConnection);
+            break;
+        }
+        Console::print(QStringLiteral("Selector %1 doesn't exist").arg(key.selector));
+    }
+    if (!keyDownHandler)
+        QTreeView::keyPressEvent(event);
+}
+
+void BMOutlineView::keyReleaseEvent(QKeyEvent* event) {
+    if (state() == QAbstractItemView::EditingState) {
+        QTreeView::keyReleaseEvent(event);
+        return;
+    }
+    const bool handled = keyUpHandler && keyUpHandler(event);
+    if (!handled)
+        QTreeView::keyReleaseEvent(event);
+}

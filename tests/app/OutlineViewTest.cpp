@@ -1,0 +1,104 @@
+#include "TempHome.h"
+#include "app/BMOutlineView.h"
+
+#include <QApplication>
+#include <QKeyEvent>
+#include <QMenu>
+#include <QStandardItemModel>
+
+namespace {
+
+class KeyTarget : public QObject {
+    Q_OBJECT
+public:
+    QStringList calls;
+    Q_INVOKABLE void remove() { calls << "remove"; }
+    Q_INVOKABLE void reveal() { calls << "reveal"; }
+};
+
+class OutlineView : public ::testing::Test {
+protected:
+    void SetUp() override {
+        for (const char* name : {"Alpha", "Beta", "Gamma"}) {
+            auto* project = new QStandardItem(name);
+            project->appendRow(new QStandardItem(QString(name) + " 1"));
+            model.appendRow(project);
+        }
+        view.setModel(&model);
+        view.setMenu(&menu);
+        view.resize(400, 300);
+        view.show();
+    }
+    QPoint centreOfRow(int row) { return view.visualRect(model.index(row, 0)).center(); }
+    QStringList selectedNames() {
+        QStringList names;
+        for (const QModelIndex& index : view.selectionModel()->selectedRows())
+            names << index.data().toString();
+        return names;
+    }
+    void press(char16_t character) {
+        QKeyEvent event(QEvent::KeyPress, 0, Qt::NoModifier, QString(QChar(character)));
+        QApplication::sendEvent(&view, &event);
+    }
+
+    QStandardItemModel model;
+    QMenu menu;
+    BMOutlineView view;
+};
+
+} // namespace
+
+TEST_F(OutlineView, RightClickSelectsTheRowAloneAndGivesTheMenu) {
+    view.selectionModel()->select(model.index(0, 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    view.selectionModel()->select(model.index(2, 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    EXPECT_EQ(view.menuForPosition(centreOfRow(1)), &menu);
+    EXPECT_EQ(selectedNames(), QStringList{"Beta"});
+}
+
+TEST_F(OutlineView, RightClickOutsideAnyRowGivesNoMenuAndKeepsTheSelection) {
+    view.selectionModel()->select(model.index(0, 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    EXPECT_EQ(view.menuForPosition(QPoint(10, 290)), nullptr);
+    EXPECT_EQ(selectedNames(), QStringList{"Alpha"});
+}
+
+TEST_F(OutlineView, RefusedRowsGetNoMenu) {
+    view.shouldSelectItem = [](const QModelIndex& index) { return index.data().toString() != "Gamma"; };
+    view.selectionModel()->select(model.index(0, 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    EXPECT_EQ(view.menuForPosition(centreOfRow(2)), nullptr);
+    EXPECT_EQ(selectedNames(), QStringList{"Alpha"});
+}
+
+TEST_F(OutlineView, WatchKeysRunTheFirstOperationTheDelegateHas) {
+    KeyTarget target;
+    view.setWatchDelegate(&target);
+    view.addWatchKeys({u'\x7f', u'\b'}, "remove");
+    view.addWatchKeys({u'r'}, "missingOperation");
+    view.addWatchKeys({u'r'}, "reveal");
+    ASSERT_EQ(view.watchKeys().size(), 4);
+
+    press(u'\x7f');
+    press(u'\b');
+    testing::internal::CaptureStdout();
+    press(u'r');
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Selector missingOperation doesn't exist\n");
+    EXPECT_EQ(target.calls, (QStringList{"remove", "remove", "reveal"}));
+}
+
+TEST_F(OutlineView, AKeyHandledByTheDelegateSkipsTheView) {
+    view.setCurrentIndex(model.index(0, 0));
+    int seen = 0;
+    view.keyDownHandler = [&](QKeyEvent*) {
+        ++seen;
+        return true;
+    };
+    // Type-ahead search would move to "Gamma" if the view got the key.
+    press(u'g');
+    EXPECT_EQ(seen, 1);
+    EXPECT_EQ(view.currentIndex(), model.index(0, 0));
+
+    view.keyDownHandler = [&](QKeyEvent*) { return false; };
+    press(u'g');
+    EXPECT_EQ(view.currentIndex(), model.index(2, 0));
+}
+
+#include "OutlineViewTest.moc"
