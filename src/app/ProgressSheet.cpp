@@ -4,6 +4,8 @@
 #include <QProgressBar>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 ProgressSheet::ProgressSheet(QWidget* parent) : QDialog(parent, Qt::Sheet)
 {
     setWindowModality(Qt::WindowModal);
@@ -43,7 +45,7 @@ void ProgressSheet::setProgress(qint64 done, qint64 total)
     }
     // The bar counts in ints; per mille keeps large byte counts in range.
     m_bar->setRange(0, 1000);
-    m_bar->setValue(int(qBound<qint64>(0, done * 1000 / total, 1000)));
+    m_bar->setValue(int(std::clamp<qint64>(done * 1000 / total, 0, 1000)));
 }
 
 QString ProgressSheet::message() const
