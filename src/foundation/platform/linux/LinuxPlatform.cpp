@@ -8,16 +8,14 @@
 
 #include <fcntl.h>
 #include <pwd.h>
-#include <sys/xattr.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
-
 #include <vector>
 
 namespace {
 
-QString passwdHome(uid_t uid)
-{
+QString passwdHome(uid_t uid) {
     std::vector<char> buffer(16384);
     passwd entry{};
     passwd* result = nullptr;
@@ -27,28 +25,24 @@ QString passwdHome(uid_t uid)
 }
 
 // An XDG variable holds an absolute path or is ignored, as the base-directory rules say.
-QString xdgFolder(const char* variable, const QString& home, const QString& fallback)
-{
+QString xdgFolder(const char* variable, const QString& home, const QString& fallback) {
     const QString value = qEnvironmentVariable(variable);
     if (!value.isEmpty() && QDir::isAbsolutePath(value))
         return QDir::cleanPath(value);
     return QDir::cleanPath(home + QLatin1Char('/') + fallback);
 }
 
-QString userDirFromQt(QStandardPaths::StandardLocation location)
-{
+QString userDirFromQt(QStandardPaths::StandardLocation location) {
     return QDir::cleanPath(QStandardPaths::writableLocation(location));
 }
 
 } // namespace
 
-std::unique_ptr<Platform> Platform::makeNative()
-{
+std::unique_ptr<Platform> Platform::makeNative() {
     return std::make_unique<LinuxPlatform>();
 }
 
-LinuxPlatform::LinuxPlatform()
-{
+LinuxPlatform::LinuxPlatform() {
     setDefaultToolPaths({
         {Tool::Launchctl, QStringLiteral("/bin/launchctl")},
         {Tool::Ditto, QStringLiteral("/usr/bin/ditto")},
@@ -70,13 +64,11 @@ LinuxPlatform::LinuxPlatform()
     });
 }
 
-unsigned LinuxPlatform::userId() const
-{
+unsigned LinuxPlatform::userId() const {
     return ::getuid();
 }
 
-QString LinuxPlatform::userName() const
-{
+QString LinuxPlatform::userName() const {
     std::vector<char> buffer(16384);
     passwd entry{};
     passwd* result = nullptr;
@@ -85,16 +77,14 @@ QString LinuxPlatform::userName() const
     return qEnvironmentVariable("USER");
 }
 
-QString LinuxPlatform::homeDirectory() const
-{
+QString LinuxPlatform::homeDirectory() const {
     const QString home = qEnvironmentVariable("HOME");
     if (!home.isEmpty())
         return QDir::cleanPath(home);
     return passwdHome(::getuid());
 }
 
-QString LinuxPlatform::homeDirectoryOfUser(const QString& name) const
-{
+QString LinuxPlatform::homeDirectoryOfUser(const QString& name) const {
     std::vector<char> buffer(16384);
     passwd entry{};
     passwd* result = nullptr;
@@ -104,13 +94,11 @@ QString LinuxPlatform::homeDirectoryOfUser(const QString& name) const
     return {};
 }
 
-QString LinuxPlatform::seatStateFile() const
-{
+QString LinuxPlatform::seatStateFile() const {
     return QStringLiteral("/run/systemd/seats/seat0");
 }
 
-QString LinuxPlatform::parseSeatActiveUid(const QByteArray& seatFile)
-{
+QString LinuxPlatform::parseSeatActiveUid(const QByteArray& seatFile) {
     for (const QByteArray& line : seatFile.split('\n')) {
         if (line.startsWith("ACTIVE_UID="))
             return QString::fromLatin1(line.mid(11).trimmed());
@@ -118,12 +106,12 @@ QString LinuxPlatform::parseSeatActiveUid(const QByteArray& seatFile)
     return {};
 }
 
-QString LinuxPlatform::consoleUser() const
-{
+QString LinuxPlatform::consoleUser() const {
     QFile seat(seatStateFile());
-    // Without logind (containers, CI) the machine has no seat: the process's own user is
-    // the one in front of it.
-    if (!QFileInfo::exists(QFileInfo(seat.fileName()).path()))
+    // Without logind (containers, CI), or with logind but no seat (a headless server, where
+    // logind still makes its empty seats folder), the process's own user is the one in
+    // front of the machine.
+    if (!seat.exists())
         return userName();
     if (!seat.open(QIODevice::ReadOnly))
         return {};
@@ -139,8 +127,7 @@ QString LinuxPlatform::consoleUser() const
     return {};
 }
 
-QString LinuxPlatform::unescapeDiskLabel(const QString& label)
-{
+QString LinuxPlatform::unescapeDiskLabel(const QString& label) {
     // udev writes unsafe bytes of a label as \xNN.
     QByteArray out;
     const QByteArray in = label.toUtf8();
@@ -159,8 +146,7 @@ QString LinuxPlatform::unescapeDiskLabel(const QString& label)
     return QString::fromUtf8(out);
 }
 
-QString LinuxPlatform::bootVolumeName() const
-{
+QString LinuxPlatform::bootVolumeName() const {
     struct stat root {};
     if (::stat("/", &root) == 0) {
         const QDir labels(QStringLiteral("/dev/disk/by-label"));
@@ -175,14 +161,14 @@ QString LinuxPlatform::bootVolumeName() const
     return QSysInfo::machineHostName();
 }
 
-std::optional<OSVersion> LinuxPlatform::parseOsReleaseVersion(const QByteArray& osRelease)
-{
+std::optional<OSVersion> LinuxPlatform::parseOsReleaseVersion(const QByteArray& osRelease) {
     for (const QByteArray& rawLine : osRelease.split('\n')) {
         const QByteArray line = rawLine.trimmed();
         if (!line.startsWith("VERSION_ID="))
             continue;
         QByteArray value = line.mid(11);
-        if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') && value.back() == value.front())
+        if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') &&
+            value.back() == value.front())
             value = value.mid(1, value.size() - 2);
         const QList<QByteArray> parts = value.split('.');
         OSVersion version;
@@ -198,8 +184,7 @@ std::optional<OSVersion> LinuxPlatform::parseOsReleaseVersion(const QByteArray& 
     return std::nullopt;
 }
 
-std::optional<OSVersion> LinuxPlatform::osVersion() const
-{
+std::optional<OSVersion> LinuxPlatform::osVersion() const {
     for (const char* path : {"/etc/os-release", "/usr/lib/os-release"}) {
         QFile file(QString::fromLatin1(path));
         if (file.open(QIODevice::ReadOnly))
@@ -208,13 +193,11 @@ std::optional<OSVersion> LinuxPlatform::osVersion() const
     return std::nullopt;
 }
 
-QString LinuxPlatform::osVersionText() const
-{
+QString LinuxPlatform::osVersionText() const {
     return QSysInfo::prettyProductName();
 }
 
-QStringList LinuxPlatform::standardFolders(StandardFolder kind, Domain domain) const
-{
+QStringList LinuxPlatform::standardFolders(StandardFolder kind, Domain domain) const {
     const QString home = homeDirectory();
     const QString dataHome = xdgFolder("XDG_DATA_HOME", home, QStringLiteral(".local/share"));
     auto one = [](const QString& path) { return path.isEmpty() ? QStringList() : QStringList{path}; };
@@ -227,7 +210,8 @@ QStringList LinuxPlatform::standardFolders(StandardFolder kind, Domain domain) c
     const bool user = domain == Domain::User;
     switch (kind) {
     case StandardFolder::Applications:
-        return one(user ? dataHome + QStringLiteral("/applications") : QStringLiteral("/usr/share/applications"));
+        return one(user ? dataHome + QStringLiteral("/applications")
+                        : QStringLiteral("/usr/share/applications"));
     case StandardFolder::AdminApplications:
         return {};
     case StandardFolder::Documents:
@@ -240,9 +224,11 @@ QStringList LinuxPlatform::standardFolders(StandardFolder kind, Domain domain) c
     case StandardFolder::ApplicationSupport:
         return one(user ? dataHome : QStringLiteral("/usr/local/share"));
     case StandardFolder::Preferences:
-        return one(user ? xdgFolder("XDG_CONFIG_HOME", home, QStringLiteral(".config")) : QStringLiteral("/etc/xdg"));
+        return one(user ? xdgFolder("XDG_CONFIG_HOME", home, QStringLiteral(".config"))
+                        : QStringLiteral("/etc/xdg"));
     case StandardFolder::Caches:
-        return one(user ? xdgFolder("XDG_CACHE_HOME", home, QStringLiteral(".cache")) : QStringLiteral("/var/cache"));
+        return one(user ? xdgFolder("XDG_CACHE_HOME", home, QStringLiteral(".cache"))
+                        : QStringLiteral("/var/cache"));
     case StandardFolder::Logs:
         return one(user ? xdgFolder("XDG_STATE_HOME", home, QStringLiteral(".local/state"))
                         : QStringLiteral("/var/log"));
@@ -253,23 +239,23 @@ QStringList LinuxPlatform::standardFolders(StandardFolder kind, Domain domain) c
     case StandardFolder::Trash:
         return user ? one(dataHome + QStringLiteral("/Trash")) : QStringList();
     case StandardFolder::LaunchAgents:
-        return one(user ? xdgFolder("XDG_CONFIG_HOME", home, QStringLiteral(".config")) + QStringLiteral("/systemd/user")
+        return one(user ? xdgFolder("XDG_CONFIG_HOME", home, QStringLiteral(".config")) +
+                              QStringLiteral("/systemd/user")
                         : QStringLiteral("/etc/systemd/system"));
     }
     return {};
 }
 
-QString LinuxPlatform::temporaryDirectory() const
-{
+QString LinuxPlatform::temporaryDirectory() const {
     return QDir::cleanPath(QDir::tempPath());
 }
 
-std::optional<FileFacts> LinuxPlatform::fileFacts(const QString& path, bool followLinks) const
-{
+std::optional<FileFacts> LinuxPlatform::fileFacts(const QString& path, bool followLinks) const {
     struct statx info {};
     const QByteArray encoded = QFile::encodeName(path);
     const int flags = AT_STATX_SYNC_AS_STAT | (followLinks ? 0 : AT_SYMLINK_NOFOLLOW);
-    if (path.isEmpty() || ::statx(AT_FDCWD, encoded.constData(), flags, STATX_BASIC_STATS | STATX_BTIME, &info) != 0)
+    if (path.isEmpty() ||
+        ::statx(AT_FDCWD, encoded.constData(), flags, STATX_BASIC_STATS | STATX_BTIME, &info) != 0)
         return std::nullopt;
     auto toDate = [](const statx_timestamp& t) {
         return QDateTime::fromMSecsSinceEpoch(qint64(t.tv_sec) * 1000 + t.tv_nsec / 1000000, Qt::UTC);
@@ -288,8 +274,7 @@ constexpr int kFinderInfoSize = 32;
 constexpr int kAfpInfoSize = 60;
 constexpr int kAfpFinderInfoOffset = 16;
 
-std::optional<QByteArray> readAttribute(const QByteArray& path, const char* name)
-{
+std::optional<QByteArray> readAttribute(const QByteArray& path, const char* name) {
     char buffer[256];
     const ssize_t n = ::getxattr(path.constData(), name, buffer, sizeof buffer);
     if (n < 0)
@@ -298,16 +283,15 @@ std::optional<QByteArray> readAttribute(const QByteArray& path, const char* name
 }
 } // namespace
 
-std::optional<QByteArray> LinuxPlatform::finderInfoFromAfpInfo(const QByteArray& afpInfo)
-{
+std::optional<QByteArray> LinuxPlatform::finderInfoFromAfpInfo(const QByteArray& afpInfo) {
     // "AFP\0", version 1.0, big-endian.
-    if (afpInfo.size() < kAfpFinderInfoOffset + kFinderInfoSize || !afpInfo.startsWith(QByteArray("AFP\0", 4)))
+    if (afpInfo.size() < kAfpFinderInfoOffset + kFinderInfoSize ||
+        !afpInfo.startsWith(QByteArray("AFP\0", 4)))
         return std::nullopt;
     return afpInfo.mid(kAfpFinderInfoOffset, kFinderInfoSize);
 }
 
-QByteArray LinuxPlatform::afpInfoWithFinderInfo(QByteArray afpInfo, const QByteArray& info)
-{
+QByteArray LinuxPlatform::afpInfoWithFinderInfo(QByteArray afpInfo, const QByteArray& info) {
     if (afpInfo.size() < kAfpInfoSize || !afpInfo.startsWith(QByteArray("AFP\0", 4))) {
         afpInfo = QByteArray(kAfpInfoSize, 0);
         afpInfo.replace(0, 8, QByteArray("AFP\0\0\1\0\0", 8));
@@ -316,8 +300,7 @@ QByteArray LinuxPlatform::afpInfoWithFinderInfo(QByteArray afpInfo, const QByteA
     return afpInfo;
 }
 
-std::optional<QByteArray> LinuxPlatform::finderInfo(const QString& path) const
-{
+std::optional<QByteArray> LinuxPlatform::finderInfo(const QString& path) const {
     const QByteArray encoded = QFile::encodeName(path);
     if (auto afp = readAttribute(encoded, netatalkAttribute)) {
         if (auto info = finderInfoFromAfpInfo(*afp))
@@ -328,14 +311,15 @@ std::optional<QByteArray> LinuxPlatform::finderInfo(const QString& path) const
     return std::nullopt;
 }
 
-bool LinuxPlatform::setFinderInfo(const QString& path, const QByteArray& info) const
-{
+bool LinuxPlatform::setFinderInfo(const QString& path, const QByteArray& info) const {
     const QByteArray encoded = QFile::encodeName(path);
     const QByteArray padded = info.leftJustified(kFinderInfoSize, 0, true);
     // Keep a share's own record current when there is one, so the Mac sees the change.
     if (auto afp = readAttribute(encoded, netatalkAttribute)) {
         const QByteArray record = afpInfoWithFinderInfo(*afp, padded);
-        return ::setxattr(encoded.constData(), netatalkAttribute, record.constData(), size_t(record.size()), 0) == 0;
+        return ::setxattr(encoded.constData(), netatalkAttribute, record.constData(), size_t(record.size()),
+                          0) == 0;
     }
-    return ::setxattr(encoded.constData(), finderInfoAttribute, padded.constData(), size_t(padded.size()), 0) == 0;
+    return ::setxattr(encoded.constData(), finderInfoAttribute, padded.constData(), size_t(padded.size()),
+                      0) == 0;
 }
