@@ -8,14 +8,16 @@
 
 #include <fcntl.h>
 #include <pwd.h>
-#include <sys/stat.h>
 #include <sys/xattr.h>
+#include <sys/stat.h>
 #include <unistd.h>
+
 #include <vector>
 
 namespace {
 
-QString passwdHome(uid_t uid) {
+QString passwdHome(uid_t uid)
+{
     std::vector<char> buffer(16384);
     passwd entry{};
     passwd* result = nullptr;
@@ -25,24 +27,28 @@ QString passwdHome(uid_t uid) {
 }
 
 // An XDG variable holds an absolute path or is ignored, as the base-directory rules say.
-QString xdgFolder(const char* variable, const QString& home, const QString& fallback) {
+QString xdgFolder(const char* variable, const QString& home, const QString& fallback)
+{
     const QString value = qEnvironmentVariable(variable);
     if (!value.isEmpty() && QDir::isAbsolutePath(value))
         return QDir::cleanPath(value);
     return QDir::cleanPath(home + QLatin1Char('/') + fallback);
 }
 
-QString userDirFromQt(QStandardPaths::StandardLocation location) {
+QString userDirFromQt(QStandardPaths::StandardLocation location)
+{
     return QDir::cleanPath(QStandardPaths::writableLocation(location));
 }
 
 } // namespace
 
-std::unique_ptr<Platform> Platform::makeNative() {
+std::unique_ptr<Platform> Platform::makeNative()
+{
     return std::make_unique<LinuxPlatform>();
 }
 
-LinuxPlatform::LinuxPlatform() {
+LinuxPlatform::LinuxPlatform()
+{
     setDefaultToolPaths({
         {Tool::Launchctl, QStringLiteral("/bin/launchctl")},
         {Tool::Ditto, QStringLiteral("/usr/bin/ditto")},
@@ -64,11 +70,13 @@ LinuxPlatform::LinuxPlatform() {
     });
 }
 
-unsigned LinuxPlatform::userId() const {
+unsigned LinuxPlatform::userId() const
+{
     return ::getuid();
 }
 
-QString LinuxPlatform::userName() const {
+QString LinuxPlatform::userName() const
+{
     std::vector<char> buffer(16384);
     passwd entry{};
     passwd* result = nullptr;
@@ -77,14 +85,16 @@ QString LinuxPlatform::userName() const {
     return qEnvironmentVariable("USER");
 }
 
-QString LinuxPlatform::homeDirectory() const {
+QString LinuxPlatform::homeDirectory() const
+{
     const QString home = qEnvironmentVariable("HOME");
     if (!home.isEmpty())
         return QDir::cleanPath(home);
     return passwdHome(::getuid());
 }
 
-QString LinuxPlatform::homeDirectoryOfUser(const QString& name) const {
+QString LinuxPlatform::homeDirectoryOfUser(const QString& name) const
+{
     std::vector<char> buffer(16384);
     passwd entry{};
     passwd* result = nullptr;
@@ -94,11 +104,13 @@ QString LinuxPlatform::homeDirectoryOfUser(const QString& name) const {
     return {};
 }
 
-QString LinuxPlatform::seatStateFile() const {
+QString LinuxPlatform::seatStateFile() const
+{
     return QStringLiteral("/run/systemd/seats/seat0");
 }
 
-QString LinuxPlatform::parseSeatActiveUid(const QByteArray& seatFile) {
+QString LinuxPlatform::parseSeatActiveUid(const QByteArray& seatFile)
+{
     for (const QByteArray& line : seatFile.split('\n')) {
         if (line.startsWith("ACTIVE_UID="))
             return QString::fromLatin1(line.mid(11).trimmed());
@@ -106,7 +118,8 @@ QString LinuxPlatform::parseSeatActiveUid(const QByteArray& seatFile) {
     return {};
 }
 
-QString LinuxPlatform::consoleUser() const {
+QString LinuxPlatform::consoleUser() const
+{
     QFile seat(seatStateFile());
     // Without logind (containers, CI), or with logind but no seat (a headless server, where
     // logind still makes its empty seats folder), the process's own user is the one in
@@ -127,7 +140,8 @@ QString LinuxPlatform::consoleUser() const {
     return {};
 }
 
-QString LinuxPlatform::unescapeDiskLabel(const QString& label) {
+QString LinuxPlatform::unescapeDiskLabel(const QString& label)
+{
     // udev writes unsafe bytes of a label as \xNN.
     QByteArray out;
     const QByteArray in = label.toUtf8();
@@ -146,7 +160,8 @@ QString LinuxPlatform::unescapeDiskLabel(const QString& label) {
     return QString::fromUtf8(out);
 }
 
-QString LinuxPlatform::bootVolumeName() const {
+QString LinuxPlatform::bootVolumeName() const
+{
     struct stat root {};
     if (::stat("/", &root) == 0) {
         const QDir labels(QStringLiteral("/dev/disk/by-label"));
@@ -161,14 +176,14 @@ QString LinuxPlatform::bootVolumeName() const {
     return QSysInfo::machineHostName();
 }
 
-std::optional<OSVersion> LinuxPlatform::parseOsReleaseVersion(const QByteArray& osRelease) {
+std::optional<OSVersion> LinuxPlatform::parseOsReleaseVersion(const QByteArray& osRelease)
+{
     for (const QByteArray& rawLine : osRelease.split('\n')) {
         const QByteArray line = rawLine.trimmed();
         if (!line.startsWith("VERSION_ID="))
             continue;
         QByteArray value = line.mid(11);
-        if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') &&
-            value.back() == value.front())
+        if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') && value.back() == value.front())
             value = value.mid(1, value.size() - 2);
         const QList<QByteArray> parts = value.split('.');
         OSVersion version;
@@ -184,7 +199,8 @@ std::optional<OSVersion> LinuxPlatform::parseOsReleaseVersion(const QByteArray& 
     return std::nullopt;
 }
 
-std::optional<OSVersion> LinuxPlatform::osVersion() const {
+std::optional<OSVersion> LinuxPlatform::osVersion() const
+{
     for (const char* path : {"/etc/os-release", "/usr/lib/os-release"}) {
         QFile file(QString::fromLatin1(path));
         if (file.open(QIODevice::ReadOnly))
@@ -193,11 +209,13 @@ std::optional<OSVersion> LinuxPlatform::osVersion() const {
     return std::nullopt;
 }
 
-QString LinuxPlatform::osVersionText() const {
+QString LinuxPlatform::osVersionText() const
+{
     return QSysInfo::prettyProductName();
 }
 
-QStringList LinuxPlatform::standardFolders(StandardFolder kind, Domain domain) const {
+QStringList LinuxPlatform::standardFolders(StandardFolder kind, Domain domain) const
+{
     const QString home = homeDirectory();
     const QString dataHome = xdgFolder("XDG_DATA_HOME", home, QStringLiteral(".local/share"));
     auto one = [](const QString& path) { return path.isEmpty() ? QStringList() : QStringList{path}; };
@@ -210,8 +228,7 @@ QStringList LinuxPlatform::standardFolders(StandardFolder kind, Domain domain) c
     const bool user = domain == Domain::User;
     switch (kind) {
     case StandardFolder::Applications:
-        return one(user ? dataHome + QStringLiteral("/applications")
-                        : QStringLiteral("/usr/share/applications"));
+        return one(user ? dataHome + QStringLiteral("/applications") : QStringLiteral("/usr/share/applications"));
     case StandardFolder::AdminApplications:
         return {};
     case StandardFolder::Documents:
@@ -224,11 +241,9 @@ QStringList LinuxPlatform::standardFolders(StandardFolder kind, Domain domain) c
     case StandardFolder::ApplicationSupport:
         return one(user ? dataHome : QStringLiteral("/usr/local/share"));
     case StandardFolder::Preferences:
-        return one(user ? xdgFolder("XDG_CONFIG_HOME", home, QStringLiteral(".config"))
-                        : QStringLiteral("/etc/xdg"));
+        return one(user ? xdgFolder("XDG_CONFIG_HOME", home, QStringLiteral(".config")) : QStringLiteral("/etc/xdg"));
     case StandardFolder::Caches:
-        return one(user ? xdgFolder("XDG_CACHE_HOME", home, QStringLiteral(".cache"))
-                        : QStringLiteral("/var/cache"));
+        return one(user ? xdgFolder("XDG_CACHE_HOME", home, QStringLiteral(".cache")) : QStringLiteral("/var/cache"));
     case StandardFolder::Logs:
         return one(user ? xdgFolder("XDG_STATE_HOME", home, QStringLiteral(".local/state"))
                         : QStringLiteral("/var/log"));
@@ -239,23 +254,23 @@ QStringList LinuxPlatform::standardFolders(StandardFolder kind, Domain domain) c
     case StandardFolder::Trash:
         return user ? one(dataHome + QStringLiteral("/Trash")) : QStringList();
     case StandardFolder::LaunchAgents:
-        return one(user ? xdgFolder("XDG_CONFIG_HOME", home, QStringLiteral(".config")) +
-                              QStringLiteral("/systemd/user")
+        return one(user ? xdgFolder("XDG_CONFIG_HOME", home, QStringLiteral(".config")) + QStringLiteral("/systemd/user")
                         : QStringLiteral("/etc/systemd/system"));
     }
     return {};
 }
 
-QString LinuxPlatform::temporaryDirectory() const {
+QString LinuxPlatform::temporaryDirectory() const
+{
     return QDir::cleanPath(QDir::tempPath());
 }
 
-std::optional<FileFacts> LinuxPlatform::fileFacts(const QString& path, bool followLinks) const {
+std::optional<FileFacts> LinuxPlatform::fileFacts(const QString& path, bool followLinks) const
+{
     struct statx info {};
     const QByteArray encoded = QFile::encodeName(path);
     const int flags = AT_STATX_SYNC_AS_STAT | (followLinks ? 0 : AT_SYMLINK_NOFOLLOW);
-    if (path.isEmpty() ||
-        ::statx(AT_FDCWD, encoded.constData(), flags, STATX_BASIC_STATS | STATX_BTIME, &info) != 0)
+    if (path.isEmpty() || ::statx(AT_FDCWD, encoded.constData(), flags, STATX_BASIC_STATS | STATX_BTIME, &info) != 0)
         return std::nullopt;
     auto toDate = [](const statx_timestamp& t) {
         return QDateTime::fromMSecsSinceEpoch(qint64(t.tv_sec) * 1000 + t.tv_nsec / 1000000, Qt::UTC);
@@ -274,7 +289,8 @@ constexpr int kFinderInfoSize = 32;
 constexpr int kAfpInfoSize = 60;
 constexpr int kAfpFinderInfoOffset = 16;
 
-std::optional<QByteArray> readAttribute(const QByteArray& path, const char* name) {
+std::optional<QByteArray> readAttribute(const QByteArray& path, const char* name)
+{
     char buffer[256];
     const ssize_t n = ::getxattr(path.constData(), name, buffer, sizeof buffer);
     if (n < 0)
@@ -283,15 +299,16 @@ std::optional<QByteArray> readAttribute(const QByteArray& path, const char* name
 }
 } // namespace
 
-std::optional<QByteArray> LinuxPlatform::finderInfoFromAfpInfo(const QByteArray& afpInfo) {
+std::optional<QByteArray> LinuxPlatform::finderInfoFromAfpInfo(const QByteArray& afpInfo)
+{
     // "AFP\0", version 1.0, big-endian.
-    if (afpInfo.size() < kAfpFinderInfoOffset + kFinderInfoSize ||
-        !afpInfo.startsWith(QByteArray("AFP\0", 4)))
+    if (afpInfo.size() < kAfpFinderInfoOffset + kFinderInfoSize || !afpInfo.startsWith(QByteArray("AFP\0", 4)))
         return std::nullopt;
     return afpInfo.mid(kAfpFinderInfoOffset, kFinderInfoSize);
 }
 
-QByteArray LinuxPlatform::afpInfoWithFinderInfo(QByteArray afpInfo, const QByteArray& info) {
+QByteArray LinuxPlatform::afpInfoWithFinderInfo(QByteArray afpInfo, const QByteArray& info)
+{
     if (afpInfo.size() < kAfpInfoSize || !afpInfo.startsWith(QByteArray("AFP\0", 4))) {
         afpInfo = QByteArray(kAfpInfoSize, 0);
         afpInfo.replace(0, 8, QByteArray("AFP\0\0\1\0\0", 8));
@@ -300,7 +317,8 @@ QByteArray LinuxPlatform::afpInfoWithFinderInfo(QByteArray afpInfo, const QByteA
     return afpInfo;
 }
 
-std::optional<QByteArray> LinuxPlatform::finderInfo(const QString& path) const {
+std::optional<QByteArray> LinuxPlatform::finderInfo(const QString& path) const
+{
     const QByteArray encoded = QFile::encodeName(path);
     if (auto afp = readAttribute(encoded, netatalkAttribute)) {
         if (auto info = finderInfoFromAfpInfo(*afp))
@@ -311,15 +329,14 @@ std::optional<QByteArray> LinuxPlatform::finderInfo(const QString& path) const {
     return std::nullopt;
 }
 
-bool LinuxPlatform::setFinderInfo(const QString& path, const QByteArray& info) const {
+bool LinuxPlatform::setFinderInfo(const QString& path, const QByteArray& info) const
+{
     const QByteArray encoded = QFile::encodeName(path);
     const QByteArray padded = info.leftJustified(kFinderInfoSize, 0, true);
     // Keep a share's own record current when there is one, so the Mac sees the change.
     if (auto afp = readAttribute(encoded, netatalkAttribute)) {
         const QByteArray record = afpInfoWithFinderInfo(*afp, padded);
-        return ::setxattr(encoded.constData(), netatalkAttribute, record.constData(), size_t(record.size()),
-                          0) == 0;
+        return ::setxattr(encoded.constData(), netatalkAttribute, record.constData(), size_t(record.size()), 0) == 0;
     }
-    return ::setxattr(encoded.constData(), finderInfoAttribute, padded.constData(), size_t(padded.size()),
-                      0) == 0;
+    return ::setxattr(encoded.constData(), finderInfoAttribute, padded.constData(), size_t(padded.size()), 0) == 0;
 }
