@@ -6,6 +6,7 @@
 #include <QStandardPaths>
 #include <QSysInfo>
 
+#include <cstring>
 #include <fcntl.h>
 #include <pwd.h>
 #include <sys/xattr.h>
@@ -320,12 +321,27 @@ QByteArray LinuxPlatform::afpInfoWithFinderInfo(QByteArray afpInfo, const QByteA
 std::optional<QByteArray> LinuxPlatform::finderInfo(const QString& path) const
 {
     const QByteArray encoded = QFile::encodeName(path);
-    if (auto afp = readAttribute(encoded, netatalkAttribute)) {
-        if (auto info = finderInfoFromAfpInfo(*afp))
-            return info;
+    // Most files carry neither attribute, and the folder scan asks for every file: one
+    // listing of the names costs less than two reads that fail. When the names cannot be
+    // listed (too many to fit), both are read.
+    char names[1024];
+    const ssize_t length = ::listxattr(encoded.constData(), names, sizeof names);
+    bool hasNetatalk = length < 0;
+    bool hasFinderInfo = length < 0;
+    for (ssize_t at = 0; at < length; at += ssize_t(std::strlen(names + at)) + 1) {
+        hasNetatalk = hasNetatalk || std::strcmp(names + at, netatalkAttribute) == 0;
+        hasFinderInfo = hasFinderInfo || std::strcmp(names + at, finderInfoAttribute) == 0;
     }
-    if (auto info = readAttribute(encoded, finderInfoAttribute); info && info->size() >= kFinderInfoSize)
-        return info->left(kFinderInfoSize);
+    if (hasNetatalk) {
+        if (auto afp = readAttribute(encoded, netatalkAttribute)) {
+            if (auto info = finderInfoFromAfpInfo(*afp))
+                return info;
+        }
+    }
+    if (hasFinderInfo) {
+        if (auto info = readAttribute(encoded, finderInfoAttribute); info && info->size() >= kFinderInfoSize)
+            return info->left(kFinderInfoSize);
+    }
     return std::nullopt;
 }
 
