@@ -67,7 +67,7 @@ bool scanNamedFolder(const AutosaveFolderScanner& scanner, const QString& path, 
         return true;
     case ScanStatus::UnknownSuffix: {
         QString problem =
-            QStringLiteral("not an autosave location; the path of one ends with %1").arg(suffixList());
+            QStringLiteral("not an autosave location: its path must end with %1").arg(suffixList());
         QString trimmed = path;
         while (trimmed.size() > 1 && trimmed.endsWith(QLatin1Char('/')))
             trimmed.chop(1);

@@ -223,7 +223,7 @@ INSTANTIATE_TEST_SUITE_P(
         FailureRow{"NotALocation",
                    {"@/Documents"},
                    1,
-                   "vestry list: @/Documents: not an autosave location; the path of one ends with \"Autosave "
+                   "vestry list: @/Documents: not an autosave location: its path must end with \"Autosave "
                    "Vault\", "
                    "\"Adobe Premiere Pro Auto-Save\", \"Avid Attic\" or \".fcpbundle\"\n"},
         FailureRow{"TrailingSlash", {"@/Avid Attic/"}, 1, "(write it without the trailing \"/\")"},
