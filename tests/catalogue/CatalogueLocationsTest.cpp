@@ -1,60 +1,46 @@
 #include "catalogue/CatalogueLocations.h"
 
-#include "CatalogueTestSupport.h"
 #include "foundation/BMSettings.h"
-#include "foundation/SettingsKeys.h"
+#include "support/TempHome.h"
+
+#include <QDir>
 
 #include <gtest/gtest.h>
 
-using namespace CatalogueTest;
-
 class CatalogueLocationsTest : public TempHomeTest {
 protected:
+    QStringList locations(const QVariant& discovered, const QVariant& manual) {
+        if (discovered.isValid())
+            BMSettings::standard().setValue("autosavePaths", discovered);
+        if (manual.isValid())
+            BMSettings::standard().setValue("manualPaths", manual);
+        return CatalogueLocations({composer, symphony}).locations(BMSettings::standard());
+    }
     void SetUp() override {
         TempHomeTest::SetUp();
-        m_composer = home().root() + "/Users/Shared/AvidMediaComposer/Avid Attic";
-        m_symphony = home().root() + "/Users/Shared/AvidSymphony/Avid Attic";
+        composer = home().root() + "/Users/Shared/AvidMediaComposer/Avid Attic";
+        symphony = home().root() + "/Users/Shared/AvidSymphony/Avid Attic";
     }
-    void store(const char* key, const QVariant& value) { BMSettings::standard().setValue(key, value); }
-    CatalogueLocations locations() const { return CatalogueLocations({m_composer, m_symphony}); }
-
-    QString m_composer;
-    QString m_symphony;
+    QString composer;
+    QString symphony;
 };
 
-TEST_F(CatalogueLocationsTest, NothingKnownGivesNothing) {
-    EXPECT_TRUE(locations().locations(BMSettings::standard()).isEmpty());
-}
-
 TEST_F(CatalogueLocationsTest, DiscoveredFirstThenManualOnesNotListedYet) {
-    store(SettingsKey::autosavePaths,
-          QStringList{"/v/Autosave Vault", "/p/Adobe Premiere Pro Auto-Save", "/v/Autosave Vault"});
-    store(SettingsKey::manualPaths,
-          QStringList{"/m/Avid Attic", "/v/Autosave Vault", "/m/Avid Attic", "/v/Autosave Vault/"});
-    // Repeats among the discovered ones stay; the manual list is compared as exact text.
-    EXPECT_EQ(locations().locations(BMSettings::standard()),
-              (QStringList{"/v/Autosave Vault", "/p/Adobe Premiere Pro Auto-Save", "/v/Autosave Vault",
-                           "/m/Avid Attic", "/v/Autosave Vault/"}));
-}
-
-TEST_F(CatalogueLocationsTest, ManualPathsThatAreNotAListAreIgnored) {
-    store(SettingsKey::autosavePaths, QStringList{"/v/Autosave Vault"});
-    store(SettingsKey::manualPaths, QString("/m/Avid Attic"));
-    EXPECT_EQ(CatalogueLocations::storedLocations(BMSettings::standard()), QStringList{"/v/Autosave Vault"});
+    EXPECT_TRUE(locations(QVariant(), QVariant()).isEmpty());
+    // Repeats among the discovered ones stay; manual ones are compared as exact text.
+    EXPECT_EQ(
+        locations(QStringList{"/v/Autosave Vault", "/p/Adobe Premiere Pro Auto-Save", "/v/Autosave Vault"},
+                  QStringList{"/m/Avid Attic", "/v/Autosave Vault", "/m/Avid Attic", "/v/Autosave Vault/"}),
+        (QStringList{"/v/Autosave Vault", "/p/Adobe Premiere Pro Auto-Save", "/v/Autosave Vault",
+                     "/m/Avid Attic", "/v/Autosave Vault/"}));
+    EXPECT_EQ(locations(QVariant(), QString("/m/Avid Attic")),
+              (QStringList{"/v/Autosave Vault", "/p/Adobe Premiere Pro Auto-Save", "/v/Autosave Vault"}));
 }
 
 TEST_F(CatalogueLocationsTest, SharedAtticsComeLastWhenTheyExistEvenIfListedAlready) {
-    store(SettingsKey::manualPaths, QStringList{m_symphony});
-    EXPECT_EQ(locations().locations(BMSettings::standard()), QStringList{m_symphony});
-    makeFolder(m_symphony);
-    EXPECT_EQ(locations().locations(BMSettings::standard()), (QStringList{m_symphony, m_symphony}));
-    makeFolder(m_composer);
-    EXPECT_EQ(locations().locations(BMSettings::standard()),
-              (QStringList{m_symphony, m_composer, m_symphony}));
-}
-
-TEST(CatalogueLocationsDefaults, AreTheSharedAvidAttics) {
-    EXPECT_EQ(
-        CatalogueLocations::defaultSharedAvidAttics(),
-        (QStringList{"/Users/Shared/AvidMediaComposer/Avid Attic", "/Users/Shared/AvidSymphony/Avid Attic"}));
+    EXPECT_EQ(locations(QVariant(), QStringList{symphony}), QStringList{symphony});
+    QDir().mkpath(symphony);
+    EXPECT_EQ(locations(QVariant(), QVariant()), (QStringList{symphony, symphony}));
+    QDir().mkpath(composer);
+    EXPECT_EQ(locations(QVariant(), QVariant()), (QStringList{symphony, composer, symphony}));
 }

@@ -6,60 +6,74 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QTimeZone>
 
 #include <sys/xattr.h>
 
 namespace CatalogueTest {
 
-QString writeFile(const QString& path, qint64 size) {
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    if (file.open(QIODevice::WriteOnly))
-        file.write(QByteArray(size, 'x'));
-    return path;
+bool makeTree(const QString& root, const QStringList& entries) {
+    for (const QString& entry : entries) {
+        const QStringList fields = entry.split('|');
+        const QString path = root + '/' + fields[0];
+        const QString kind = fields.value(2);
+        QDir().mkpath(QFileInfo(path).path());
+        if (kind == "LINK") {
+            QFile::link(root + "/nowhere", path);
+            continue;
+        }
+        QFile file(path);
+        if (file.open(QIODevice::WriteOnly))
+            file.write(QByteArray(fields.value(1).toInt(), 'x'));
+        file.close();
+        if (kind.size() != 4 && kind != "AFP")
+            continue;
+        const QByteArray info =
+            (kind == "AFP" ? QByteArray("FCPF") : kind.toLatin1()) + "KeyG" + QByteArray(24, 0);
+        const QByteArray value =
+            kind == "AFP" ? LinuxPlatform::afpInfoWithFinderInfo(QByteArray(), info) : info;
+        const char* name =
+            kind == "AFP" ? LinuxPlatform::netatalkAttribute : LinuxPlatform::finderInfoAttribute;
+        if (::setxattr(QFile::encodeName(path).constData(), name, value.constData(), size_t(value.size()),
+                       0) != 0)
+            return false;
+    }
+    return true;
 }
 
-QString makeFolder(const QString& path) {
-    QDir().mkpath(path);
-    return path;
-}
-
-bool setFileType(const QString& path, const QByteArray& type, FinderInfoForm form) {
-    QByteArray info(32, 0);
-    info.replace(0, 4, type.left(4));
-    info.replace(4, 4, QByteArray("KeyG"));
-    const QByteArray encoded = QFile::encodeName(path);
-    if (form == FinderInfoForm::AppleAttribute)
-        return ::setxattr(encoded.constData(), LinuxPlatform::finderInfoAttribute, info.constData(),
-                          size_t(info.size()), 0) == 0;
-    const QByteArray record = LinuxPlatform::afpInfoWithFinderInfo(QByteArray(), info);
-    return ::setxattr(encoded.constData(), LinuxPlatform::netatalkAttribute, record.constData(),
-                      size_t(record.size()), 0) == 0;
-}
-
-bool userAttributesSupported(const QString& folder) {
-    const QString probe = writeFile(folder + QStringLiteral("/.xattr-probe"));
-    const bool supported =
-        ::setxattr(QFile::encodeName(probe).constData(), "user.vestry.probe", "1", 1, 0) == 0;
-    QFile::remove(probe);
-    return supported;
+QString describe(const BMProjectList& projects, const QString& root) {
+    auto relative = [&](const QString& path) {
+        return path.startsWith(root + '/') ? path.mid(root.size() + 1) : path;
+    };
+    QStringList parts;
+    for (const BMProjectPtr& project : projects) {
+        QString text = QStringLiteral("%1(%2)@%3:")
+                           .arg(project->name())
+                           .arg(project->type())
+                           .arg(relative(project->path()));
+        for (const BMAutoItemPtr& child : project->children()) {
+            const bool plain = child->path() == project->path() + '/' + child->name();
+            text += QStringLiteral(" %1:%2%3")
+                        .arg(plain ? child->name() : relative(child->path()))
+                        .arg(child->type())
+                        .arg(child->createdDate().isValid() ? "" : "?");
+        }
+        parts << text;
+    }
+    return parts.join("; ");
 }
 
 QString logText() {
     BMLog::finishWriting();
     QFile file(BMLog::currentLogPath());
-    if (!file.open(QIODevice::ReadOnly))
-        return QString();
-    return QString::fromUtf8(file.readAll());
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
 QDateTime at(qint64 seconds) {
     return QDateTime(QDate(2026, 11, 22), QTime(10, 0), Qt::UTC).addSecs(seconds);
 }
 
-BMAutoItemPtr item(const QString& name, double size, qint64 seconds, int type) {
-    return BMAutoItem::autoItemType(type, name, QStringLiteral("/autosaves/") + name, at(seconds), size);
+BMAutoItemPtr item(const QString& name, double size, qint64 seconds) {
+    return BMAutoItem::autoItemType(0, name, "/autosaves/" + name, at(seconds), size);
 }
 
 QStringList namesOf(const BMAutoItemList& items) {
@@ -77,8 +91,3 @@ QStringList namesOf(const BMProjectList& projects) {
 }
 
 } // namespace CatalogueTest
-
-void CatalogueHomeTest::SetUp() {
-    TempHomeTest::SetUp();
-    BMLog::createNewLog(QStringLiteral("VestryTests"));
-}

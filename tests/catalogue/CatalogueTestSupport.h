@@ -3,37 +3,28 @@
 #include "catalogue/BMProject.h"
 #include "support/TempHome.h"
 
-#include <QByteArray>
 #include <QDateTime>
 #include <QString>
 #include <QStringList>
 
-// Real files for the catalogue tests: sized files, Finder types written as extended
-// attributes in either of the forms a Mac leaves on a Linux server, and the log's text.
+// Real folder trees for the catalogue tests, described one entry per text:
+//   "Wedding/Wedding_11-20-26_1030|100|FCPF"   a 100-byte file of Final Cut's type (any
+//                                              four letters give that type)
+//   "Wedding/b|5|AFP"                          the same type in netatalk's record
+//   "Edit/Edit-2.prproj||LINK"                 a symbolic link that leads nowhere
 namespace CatalogueTest {
 
-enum class FinderInfoForm { AppleAttribute, NetatalkRecord };
-
-// Creates the file (and its folders) with that many bytes.
-QString writeFile(const QString& path, qint64 size = 0);
-QString makeFolder(const QString& path);
-// False when the file system refuses user extended attributes.
-bool setFileType(const QString& path, const QByteArray& type,
-                 FinderInfoForm form = FinderInfoForm::AppleAttribute);
-bool userAttributesSupported(const QString& folder);
-// Everything logged so far in this test's log.
+// False when the file system refused a Finder type (no user extended attributes).
+bool makeTree(const QString& root, const QStringList& entries);
+// "name(type)@path: item:type item:type; ..." with paths relative to the root; an item's path
+// is shown only where it is not "<project path>/<name>", and "?" marks an item without date.
+QString describe(const BMProjectList& projects, const QString& root);
 QString logText();
 
-// An item with a fixed date; seconds are counted from 2026-11-22 10:00:00 UTC.
-BMAutoItemPtr item(const QString& name, double size, qint64 seconds, int type = 0);
+// Items and dates for the model: seconds from 2026-11-22 10:00:00 UTC.
 QDateTime at(qint64 seconds);
+BMAutoItemPtr item(const QString& name, double size, qint64 seconds);
 QStringList namesOf(const BMAutoItemList& items);
 QStringList namesOf(const BMProjectList& projects);
 
 } // namespace CatalogueTest
-
-// A temporary home with a fresh log of its own.
-class CatalogueHomeTest : public TempHomeTest {
-protected:
-    void SetUp() override;
-};
