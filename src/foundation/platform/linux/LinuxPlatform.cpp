@@ -6,6 +6,7 @@
 #include <QStandardPaths>
 #include <QSysInfo>
 
+#include <cstring>
 #include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
@@ -107,11 +108,11 @@ QString LinuxPlatform::parseSeatActiveUid(const QByteArray& seatFile) {
 }
 
 QString LinuxPlatform::consoleUser() const {
-    // Without systemd and its login manager (containers, CI) there is no seat: the
-    // process's own user is the one in front of the machine. A state folder left in an
-    // image does not count; systemd marks a running system with /run/systemd/system.
-    if (!QFileInfo(QStringLiteral("/run/systemd/system")).isDir() ||
-        !QFileInfo(QFileInfo(seatStateFile()).path()).isDir())
+    // Without systemd's login manager (containers, CI: a state folder left in an image does
+    // not count, systemd marks a running system with /run/systemd/system), or with it but
+    // without a seat (a headless server), the process's own user is the one in front of the
+    // machine. A seat with no active session means nobody is logged in.
+    if (!QFileInfo(QStringLiteral("/run/systemd/system")).isDir() || !QFileInfo::exists(seatStateFile()))
         return userName();
     QFile seat(seatStateFile());
     if (!seat.open(QIODevice::ReadOnly))
@@ -303,12 +304,27 @@ QByteArray LinuxPlatform::afpInfoWithFinderInfo(QByteArray afpInfo, const QByteA
 
 std::optional<QByteArray> LinuxPlatform::finderInfo(const QString& path) const {
     const QByteArray encoded = QFile::encodeName(path);
-    if (auto afp = readAttribute(encoded, netatalkAttribute)) {
-        if (auto info = finderInfoFromAfpInfo(*afp))
-            return info;
+    // Most files carry neither attribute, and the folder scan asks for every file: one
+    // listing of the names costs less than two reads that fail. When the names cannot be
+    // listed (too many to fit), both are read.
+    char names[1024];
+    const ssize_t length = ::listxattr(encoded.constData(), names, sizeof names);
+    bool hasNetatalk = length < 0;
+    bool hasFinderInfo = length < 0;
+    for (ssize_t at = 0; at < length; at += ssize_t(std::strlen(names + at)) + 1) {
+        hasNetatalk = hasNetatalk || std::strcmp(names + at, netatalkAttribute) == 0;
+        hasFinderInfo = hasFinderInfo || std::strcmp(names + at, finderInfoAttribute) == 0;
     }
-    if (auto info = readAttribute(encoded, finderInfoAttribute); info && info->size() >= kFinderInfoSize)
-        return info->left(kFinderInfoSize);
+    if (hasNetatalk) {
+        if (auto afp = readAttribute(encoded, netatalkAttribute)) {
+            if (auto info = finderInfoFromAfpInfo(*afp))
+                return info;
+        }
+    }
+    if (hasFinderInfo) {
+        if (auto info = readAttribute(encoded, finderInfoAttribute); info && info->size() >= kFinderInfoSize)
+            return info->left(kFinderInfoSize);
+    }
     return std::nullopt;
 }
 

@@ -1,0 +1,301 @@
+#include "AutosaveFolderScanner.h"
+
+#include "AutosaveType.h"
+#include "NamePattern.h"
+#include "foundation/BMException.h"
+#include "foundation/BMFileManager.h"
+#include "foundation/BMLog.h"
+#include "foundation/BMSettings.h"
+#include "foundation/PathText.h"
+#include "foundation/SettingsKeys.h"
+#include "foundation/platform/Platform.h"
+
+#include <QHash>
+
+#include <cerrno>
+#include <cstring>
+
+namespace {
+
+const QString kVaultSuffix = QStringLiteral("Autosave Vault");
+const QString kPremiereSuffix = QStringLiteral("Adobe Premiere Pro Auto-Save");
+const QString kAvidSuffix = QStringLiteral("Avid Attic");
+const QString kLibrarySuffix = QStringLiteral(".fcpbundle");
+const QString kBackupFolderMarker = QStringLiteral("/Final Cut Backups.localized");
+
+bool isHidden(QStringView name) {
+    return name.startsWith(u'.');
+}
+
+QStringList visibleEntries(const QString& folder) {
+    QStringList names = BMFileManager::contentsOfDirectory(folder);
+    names.removeIf([](const QString& name) { return isHidden(name); });
+    return names;
+}
+
+// What a path's extension would be compared as, lower-cased: the text after the last "."
+// of a name that does not start with it.
+bool hasExtension(QStringView name, QLatin1StringView extension) {
+    const qsizetype dot = name.size() - extension.size() - 1;
+    return dot > 0 && name[dot] == u'.' && name.endsWith(extension, Qt::CaseInsensitive);
+}
+
+bool hasFinalCutFileType(const QString& path) {
+    const std::optional<QByteArray> info = Platform::current().finderInfo(path);
+    return info && info->size() >= 4 && std::memcmp(info->constData(), "FCPF", 4) == 0;
+}
+
+struct Attributes {
+    QDateTime created;
+    double size = 0.0;
+};
+
+// The seam answers "nothing" on failure; the reason is the errno of its status call.
+std::optional<Attributes> attributesOf(const QString& path, QString* error = nullptr) {
+    errno = 0;
+    const std::optional<FileFacts> facts = Platform::current().fileFacts(path);
+    if (!facts) {
+        const int code = errno;
+        if (error)
+            *error = code ? QString::fromLocal8Bit(std::strerror(code))
+                          : QStringLiteral("The file could not be examined");
+        return std::nullopt;
+    }
+    return Attributes{facts->created, double(facts->size)};
+}
+
+// Attributes for the layouts that list a file even when its attributes cannot be read.
+Attributes attributesOrEmpty(const QString& path) {
+    return attributesOf(path).value_or(Attributes{QDateTime(), 0.0});
+}
+
+std::optional<Attributes> attributesOrLog(const QString& path) {
+    QString error;
+    std::optional<Attributes> attributes = attributesOf(path, &error);
+    if (!attributes)
+        BMLog::appendLogAndPrint(QStringLiteral("Error getting attributes of file %1 - %2").arg(path, error));
+    return attributes;
+}
+
+BMAutoItemPtr makeItem(int type, const QString& name, const QString& path, const Attributes& attributes) {
+    return BMAutoItem::autoItemType(type, name, path, attributes.created, attributes.size);
+}
+
+// The projects of one scan, with the Premiere projects indexed by name so that a loose file
+// finds its project without walking the whole list.
+class Results {
+public:
+    void add(const BMProjectPtr& project) {
+        m_projects.append(project);
+        if (project->type() == AutosaveType::Premiere)
+            m_premiereByName[project->name()].append(project);
+    }
+    QList<BMProjectPtr> premiereProjectsNamed(const QString& name) const {
+        return m_premiereByName.value(name);
+    }
+    BMProjectList take() { return std::move(m_projects); }
+
+private:
+    BMProjectList m_projects;
+    QHash<QString, QList<BMProjectPtr>> m_premiereByName;
+};
+
+void scanAvidEntry(const QString& entryName, const QString& entryPath, Results& results) {
+    BMProjectPtr project = BMProject::projectType(AutosaveType::Avid, entryName, entryPath);
+    const QString bins = entryPath + QStringLiteral("/Bins");
+    BMAutoItemList items;
+    for (const QString& bin : visibleEntries(bins)) {
+        const QString binPath = bins + QLatin1Char('/') + bin;
+        for (const QString& file : visibleEntries(binPath)) {
+            const QString path = binPath + QLatin1Char('/') + file;
+            items.append(makeItem(AutosaveType::Avid, file, path, attributesOrEmpty(path)));
+        }
+    }
+    project->setChildren(std::move(items));
+    if (project->childCount() > 0)
+        results.add(project);
+}
+
+void scanLibraryEntry(const QString& folder, const QString& entryName, const QString& entryPath,
+                      Results& results) {
+    BMProjectPtr project = BMProject::projectType(
+        AutosaveType::FinalCutX, entryName,
+        PathText::appendingComponent(entryPath, QStringLiteral("CurrentVersion.fcpevent")));
+    // A backup library holds the event backups themselves; a live library keeps them in each
+    // event's Backups folder.
+    const QString pattern = folder.contains(kBackupFolderMarker)
+                                ? QStringLiteral("%1/*.fcpevent").arg(entryPath)
+                                : QStringLiteral("%1/Backups/*.fcpevent").arg(entryPath);
+    BMAutoItemList items;
+    for (const QString& path : BMFileManager::filesMatchingWildcardPath(pattern))
+        items.append(
+            makeItem(AutosaveType::FinalCutX, PathText::lastComponent(path), path, attributesOrEmpty(path)));
+    project->setChildren(std::move(items));
+    if (project->childCount() > 0)
+        results.add(project);
+}
+
+void scanLoosePremiereFile(const QString& entryName, const QString& entryPath, Results& results) {
+    const QString projectName = AutosaveFolderScanner::looseProjectName(entryName);
+    bool failed = false;
+    for (const BMProjectPtr& project : results.premiereProjectsNamed(projectName)) {
+        if (std::optional<Attributes> attributes = attributesOrLog(entryPath)) {
+            project->addChild(makeItem(AutosaveType::Premiere, entryName, entryPath, *attributes));
+            return;
+        }
+        failed = true;
+    }
+    if (failed)
+        return;
+    // A project of its own, standing for the file itself.
+    BMProjectPtr project = BMProject::projectType(AutosaveType::Premiere, projectName, entryPath);
+    if (std::optional<Attributes> attributes = attributesOrLog(entryPath)) {
+        project->addChild(makeItem(AutosaveType::Premiere, entryName, entryPath, *attributes));
+        results.add(project);
+    }
+}
+
+void scanProjectFolder(const QString& entryName, const QString& entryPath, Results& results) {
+    const std::optional<FileFacts> facts = Platform::current().fileFacts(entryPath);
+    if (!facts || !facts->isDirectory)
+        return;
+    const QStringList names = visibleEntries(entryPath);
+    if (names.isEmpty())
+        return;
+
+    const NamePattern& vaultPattern = AutosaveFolderScanner::vaultNamePattern();
+    const NamePattern& motionPattern = AutosaveFolderScanner::motionNamePattern();
+    // The project ends as the kind of the last file recognised, whether or not that file
+    // became an item.
+    int projectType = AutosaveType::FinalCut;
+    BMAutoItemList items;
+    items.reserve(names.size());
+    for (const QString& name : names) {
+        const QString path = entryPath + QLatin1Char('/') + name;
+        int itemType = -1;
+        if (hasFinalCutFileType(path)) {
+            projectType = AutosaveType::FinalCut;
+            if (vaultPattern.matches(name))
+                itemType = AutosaveType::FinalCut;
+        } else if (hasExtension(name, QLatin1StringView("motn"))) {
+            projectType = AutosaveType::Motion;
+            if (motionPattern.matches(name))
+                itemType = AutosaveType::Motion;
+        } else if (hasExtension(name, QLatin1StringView("prproj"))) {
+            projectType = AutosaveType::Premiere;
+            itemType = AutosaveType::Premiere;
+        }
+        if (itemType < 0)
+            continue;
+        if (std::optional<Attributes> attributes = attributesOrLog(path))
+            items.append(makeItem(itemType, name, path, *attributes));
+    }
+    BMProjectPtr project = BMProject::projectType(projectType, entryName, entryPath);
+    project->setChildren(std::move(items));
+    if (project->childCount() > 0)
+        results.add(project);
+}
+
+} // namespace
+
+AutosaveFolderScanner::AutosaveFolderScanner(BMSettings& settings) : m_settings(settings) {
+}
+
+AutosaveFolderScanner::AutosaveFolderScanner() : AutosaveFolderScanner(BMSettings::standard()) {
+}
+
+QStringList AutosaveFolderScanner::acceptedSuffixes() {
+    return {kVaultSuffix, kPremiereSuffix, kAvidSuffix, kLibrarySuffix};
+}
+
+AutosaveFolderScanner::Layout AutosaveFolderScanner::layoutForFolder(const QString& folder) {
+    if (folder.endsWith(kAvidSuffix))
+        return Layout::Avid;
+    if (folder.endsWith(kLibrarySuffix))
+        return Layout::Library;
+    if (folder.endsWith(kVaultSuffix) || folder.endsWith(kPremiereSuffix))
+        return Layout::Folder;
+    return Layout::None;
+}
+
+QString AutosaveFolderScanner::looseProjectName(const QString& fileName) {
+    QStringList pieces = PathText::deletingExtension(fileName).split(QLatin1Char('-'));
+    pieces.removeLast();
+    return pieces.join(QLatin1Char('-'));
+}
+
+const NamePattern& AutosaveFolderScanner::vaultNamePattern() {
+    static const NamePattern pattern(
+        QStringLiteral("*_[0-3][0-9]-[0-3][0-9]-[0-9][0-9]_[0-9][0-9][0-9][0-9]"));
+    return pattern;
+}
+
+const NamePattern& AutosaveFolderScanner::motionNamePattern() {
+    static const NamePattern pattern(
+        QStringLiteral("*_[0-9][0-9][0-9][0-9]-[0-1][0-9]-[0-3][0-9]_[0-9][0-9][0-9][0-9].motn"));
+    return pattern;
+}
+
+std::optional<BMProjectList> AutosaveFolderScanner::projectsFromFolder(const QString& folder,
+                                                                       ScanStatus* status) const {
+    auto report = [status](ScanStatus value) {
+        if (status)
+            *status = value;
+    };
+    try {
+        BMLog::appendLog(QStringLiteral("Checking %1 for autosaves...").arg(folder));
+        const Layout layout = layoutForFolder(folder);
+        if (layout == Layout::None) {
+            report(ScanStatus::UnknownSuffix);
+            return BMProjectList();
+        }
+        const std::optional<FileFacts> facts = Platform::current().fileFacts(folder);
+        if (!facts || !facts->isDirectory) {
+            report(facts ? ScanStatus::NotAFolder : ScanStatus::Missing);
+            return BMProjectList();
+        }
+        bool listed = false;
+        QString error;
+        const QStringList entries = BMFileManager::contentsOfDirectory(folder, &listed, &error);
+        if (!listed) {
+            BMLog::appendLogAndPrint(
+                QStringLiteral("Error getting contents of folder %1 - %2").arg(folder, error));
+            report(ScanStatus::ListingFailed);
+            return BMProjectList();
+        }
+        if (!m_settings.hasValue(QLatin1String(SettingsKey::autosaveFolder))) {
+            const QString abbreviated =
+                PathText::abbreviatingHome(folder, Platform::current().homeDirectory());
+            m_settings.setValue(QLatin1String(SettingsKey::autosaveFolder), abbreviated);
+            if (m_hook)
+                m_hook(abbreviated);
+        }
+
+        Results results;
+        for (const QString& entry : entries) {
+            const QString entryPath = PathText::appendingComponent(folder, entry);
+            switch (layout) {
+            case Layout::Avid:
+                scanAvidEntry(entry, entryPath, results);
+                break;
+            case Layout::Library:
+                scanLibraryEntry(folder, entry, entryPath, results);
+                break;
+            case Layout::Folder:
+                if (hasExtension(entry, QLatin1StringView("prproj")))
+                    scanLoosePremiereFile(entry, entryPath, results);
+                else
+                    scanProjectFolder(entry, entryPath, results);
+                break;
+            case Layout::None:
+                break;
+            }
+        }
+        report(ScanStatus::Scanned);
+        return results.take();
+    } catch (const std::exception& e) {
+        BMException::logException(e, "-[AppController projectsFromFolder:]");
+        report(ScanStatus::Failed);
+        return std::nullopt;
+    }
+}

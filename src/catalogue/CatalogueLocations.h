@@ -1,0 +1,28 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+class BMSettings;
+
+// The locations a catalogue build scans, in scanning order: the discovered ones
+// ("autosavePaths", kept as stored, repeats included), then the user's own ("manualPaths")
+// that are not listed yet (exact text), then the shared Avid attics that exist. The attics
+// are never compared with the rest, so an attic that is also a manual path is scanned twice.
+class CatalogueLocations {
+public:
+    // The two shared attics of Avid Media Composer and Avid Symphony.
+    static QStringList defaultSharedAvidAttics();
+
+    // Tests point the attics into a temporary folder.
+    explicit CatalogueLocations(QStringList sharedAvidAttics = defaultSharedAvidAttics());
+
+    // "autosavePaths", then the "manualPaths" not already in the list.
+    static QStringList storedLocations(const BMSettings& settings);
+    // The shared attics that exist now.
+    QStringList existingSharedAvidAttics() const;
+    QStringList locations(const BMSettings& settings) const;
+
+private:
+    QStringList m_sharedAvidAttics;
+};

@@ -1,0 +1,221 @@
+#include "ListCommand.h"
+
+#include "catalogue/AutosaveFolderScanner.h"
+#include "catalogue/CatalogueLocations.h"
+#include "catalogue/OutlineSorting.h"
+#include "catalogue/OutlineText.h"
+#include "foundation/BMFileManager.h"
+#include "foundation/BMSettings.h"
+#include "foundation/Console.h"
+#include "foundation/PathText.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <cmath>
+#include <cstdio>
+
+namespace {
+
+void writeOut(const QString& text) {
+    const QByteArray bytes = text.toUtf8();
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout);
+    std::fflush(stdout);
+}
+
+void warn(const QString& path, const QString& problem) {
+    Console::print(QStringLiteral("vestry list: %1: %2").arg(path, problem));
+}
+
+// Relative paths are taken from the working folder; what the user typed otherwise stays as
+// typed, a trailing slash included, because the location rules read the path as text.
+QString absolutePath(const QString& path) {
+    if (path.startsWith(QLatin1Char('/')))
+        return path;
+    QString absolute = QDir::cleanPath(QDir::currentPath() + QLatin1Char('/') + path);
+    if (path.endsWith(QLatin1Char('/')) && !absolute.endsWith(QLatin1Char('/')))
+        absolute += QLatin1Char('/');
+    return absolute;
+}
+
+QString suffixList() {
+    QStringList quoted;
+    for (const QString& suffix : AutosaveFolderScanner::acceptedSuffixes())
+        quoted << QLatin1Char('"') + suffix + QLatin1Char('"');
+    const QString last = quoted.takeLast();
+    return quoted.join(QStringLiteral(", ")) + QStringLiteral(" or ") + last;
+}
+
+// Scans one folder the user named; false (after saying why) when it could not be scanned.
+bool scanNamedFolder(const AutosaveFolderScanner& scanner, const QString& path, BMProjectList& projects) {
+    if (!BMFileManager::fileExistsAtPath(path)) {
+        warn(path, QStringLiteral("no such folder"));
+        return false;
+    }
+    if (!BMFileManager::isDirectoryAtPath(path)) {
+        warn(path, QStringLiteral("not a folder"));
+        return false;
+    }
+    ScanStatus status = ScanStatus::Failed;
+    const std::optional<BMProjectList> found = scanner.projectsFromFolder(path, &status);
+    switch (status) {
+    case ScanStatus::Scanned:
+        projects += found.value_or(BMProjectList());
+        return true;
+    case ScanStatus::UnknownSuffix: {
+        QString problem =
+            QStringLiteral("not an autosave location: its path must end with %1").arg(suffixList());
+        QString trimmed = path;
+        while (trimmed.size() > 1 && trimmed.endsWith(QLatin1Char('/')))
+            trimmed.chop(1);
+        if (trimmed != path &&
+            AutosaveFolderScanner::layoutForFolder(trimmed) != AutosaveFolderScanner::Layout::None)
+            problem += QStringLiteral(" (write it without the trailing \"/\")");
+        warn(path, problem);
+        return false;
+    }
+    case ScanStatus::Missing:
+        warn(path, QStringLiteral("no such folder"));
+        return false;
+    case ScanStatus::NotAFolder:
+        warn(path, QStringLiteral("not a folder"));
+        return false;
+    case ScanStatus::ListingFailed:
+        warn(path, QStringLiteral("the folder could not be read"));
+        return false;
+    case ScanStatus::Failed:
+        warn(path, QStringLiteral("the scan failed; the log has the details"));
+        return false;
+    }
+    return false;
+}
+
+QJsonValue isoDate(const QDateTime& date) {
+    if (!date.isValid())
+        return QJsonValue(QJsonValue::Null);
+    return date.toUTC().toString(Qt::ISODate);
+}
+
+QByteArray catalogueJson(const BMProjectList& projects) {
+    QJsonArray projectArray;
+    for (const BMProjectPtr& project : projects) {
+        QJsonArray items;
+        for (const BMAutoItemPtr& item : project->children()) {
+            items.append(QJsonObject{{QStringLiteral("name"), item->name()},
+                                     {QStringLiteral("path"), item->path()},
+                                     {QStringLiteral("type"), item->type()},
+                                     {QStringLiteral("size"), item->fileSize()},
+                                     {QStringLiteral("createdDate"), isoDate(item->createdDate())}});
+        }
+        projectArray.append(QJsonObject{{QStringLiteral("name"), project->name()},
+                                        {QStringLiteral("path"), project->path()},
+                                        {QStringLiteral("type"), project->type()},
+                                        {QStringLiteral("size"), project->fileSize()},
+                                        {QStringLiteral("startDate"), isoDate(project->startDate())},
+                                        {QStringLiteral("endDate"), isoDate(project->endDate())},
+                                        {QStringLiteral("items"), items}});
+    }
+    return QJsonDocument(QJsonObject{{QStringLiteral("projects"), projectArray}})
+        .toJson(QJsonDocument::Compact);
+}
+
+QString counted(qsizetype count, const QString& one, const QString& many, const QLocale& locale) {
+    return QStringLiteral("%1 %2").arg(locale.toString(qint64(count)), count == 1 ? one : many);
+}
+
+QString catalogueText(const BMProjectList& projects, const OutlineText& text) {
+    struct Row {
+        QString name;
+        QString size;
+        QString date;
+    };
+    const QString name = QLatin1String(OutlineColumn::name);
+    const QString size = QLatin1String(OutlineColumn::size);
+    const QString date = QLatin1String(OutlineColumn::date);
+    QList<Row> rows;
+    qsizetype itemCount = 0;
+    double totalBytes = 0.0;
+    for (const BMProjectPtr& project : projects) {
+        rows.append(
+            {text.cellText(*project, name), text.cellText(*project, size), text.cellText(*project, date)});
+        for (const BMAutoItemPtr& item : project->children()) {
+            rows.append({QStringLiteral("  ") + text.cellText(*item, name), text.cellText(*item, size),
+                         text.cellText(*item, date)});
+            ++itemCount;
+        }
+        totalBytes += project->fileSize();
+    }
+    qsizetype nameWidth = 0;
+    qsizetype sizeWidth = 0;
+    for (const Row& row : rows) {
+        nameWidth = std::max(nameWidth, row.name.size());
+        sizeWidth = std::max(sizeWidth, row.size.size());
+    }
+    QString out;
+    for (const Row& row : rows) {
+        const QString line = row.name.leftJustified(nameWidth) + QStringLiteral("  ") +
+                             row.size.rightJustified(sizeWidth) + QStringLiteral("  ") + row.date;
+        out += line;
+        while (out.endsWith(QLatin1Char(' ')))
+            out.chop(1);
+        out += QLatin1Char('\n');
+    }
+    QLocale grouped = text.locale();
+    grouped.setNumberOptions(grouped.numberOptions() & ~QLocale::OmitGroupSeparator);
+    out += QStringLiteral("Total: %1, %2, %3 (%4)\n")
+               .arg(counted(projects.size(), QStringLiteral("project"), QStringLiteral("projects"), grouped),
+                    counted(itemCount, QStringLiteral("autosave"), QStringLiteral("autosaves"), grouped),
+                    counted(qsizetype(std::llround(totalBytes)), QStringLiteral("byte"),
+                            QStringLiteral("bytes"), grouped),
+                    text.formatFileSize(totalBytes));
+    return out;
+}
+
+} // namespace
+
+CLI::App* ListCommand::define(CLI::App& parent) {
+    CLI::App* command = parent.add_subcommand(
+        "list", "Lists autosaves by project: of the given folders, or of every location Vestry knows.");
+    command->add_flag("--json", m_json, "Print one JSON document instead of text");
+    CLI::Option* sort =
+        command->add_option("--sort", m_sort, "Order projects and autosaves by name, date or size")
+            ->check(CLI::IsMember({"name", "date", "size"}));
+    command->add_flag("--descending", m_descending, "Reverse the order of --sort")->needs(sort);
+    command->add_option("PATH", m_paths,
+                        "Autosave locations to list (folders ending in \"Autosave Vault\", "
+                        "\"Adobe Premiere Pro Auto-Save\", \"Avid Attic\" or \".fcpbundle\")");
+    return command;
+}
+
+int ListCommand::run() {
+    AutosaveFolderScanner scanner;
+    BMProjectList projects;
+    int status = 0;
+    if (m_paths.empty()) {
+        const CatalogueLocations locations;
+        for (const QString& location : locations.locations(BMSettings::standard()))
+            projects += scanner.projectsFromFolder(location).value_or(BMProjectList());
+    } else {
+        for (const std::string& argument : m_paths) {
+            if (!scanNamedFolder(
+                    scanner, absolutePath(QFile::decodeName(QByteArray::fromStdString(argument))), projects))
+                status = 1;
+        }
+    }
+
+    if (!m_sort.empty()) {
+        const char* column = m_sort == "name"   ? OutlineColumn::name
+                             : m_sort == "date" ? OutlineColumn::date
+                                                : OutlineColumn::size;
+        projects = OutlineSorting::sortProjects(projects, QString::fromLatin1(column), m_descending);
+    }
+
+    if (m_json)
+        writeOut(QString::fromUtf8(catalogueJson(projects)) + QLatin1Char('\n'));
+    else
+        writeOut(catalogueText(projects, OutlineText()));
+    return status;
+}

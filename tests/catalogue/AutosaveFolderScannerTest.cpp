@@ -1,0 +1,186 @@
+#include "catalogue/AutosaveFolderScanner.h"
+
+#include "CatalogueTestSupport.h"
+#include "foundation/BMLog.h"
+#include "foundation/BMSettings.h"
+#include "foundation/SettingsKeys.h"
+#include "foundation/platform/Platform.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+using namespace CatalogueTest;
+
+class ScannerTest : public TempHomeTest {
+protected:
+    void SetUp() override {
+        TempHomeTest::SetUp();
+        BMLog::createNewLog("VestryTests");
+    }
+    QString path(const QString& relative) { return home().home() + '/' + relative; }
+    BMProjectList scan(const QString& folder, ScanStatus* status = nullptr) {
+        std::optional<BMProjectList> projects = scanner.projectsFromFolder(folder, status);
+        EXPECT_TRUE(projects.has_value());
+        return projects.value_or(BMProjectList());
+    }
+    AutosaveFolderScanner scanner{BMSettings::standard()};
+};
+
+struct LayoutRow {
+    const char* rowName;
+    const char* location; // in the home
+    QStringList tree;     // in the location
+    const char* expected; // describe(), paths relative to the location
+    ScanStatus status = ScanStatus::Scanned;
+    QStringList logged = {}; // "@" stands for the location
+};
+
+class ScannerLayouts : public ScannerTest, public ::testing::WithParamInterface<LayoutRow> {};
+
+TEST_P(ScannerLayouts, BuildProjects) {
+    const LayoutRow& row = GetParam();
+    QString location = path(row.location);
+    while (location.endsWith('/'))
+        location.chop(1);
+    if (!makeTree(location, row.tree))
+        GTEST_SKIP() << "this file system refuses user extended attributes";
+    ScanStatus status = ScanStatus::Failed;
+    testing::internal::CaptureStdout();
+    const BMProjectList projects = scan(path(row.location), &status);
+    const QString console = QString::fromStdString(testing::internal::GetCapturedStdout());
+    EXPECT_EQ(describe(projects, location), row.expected);
+    EXPECT_EQ(status, row.status);
+    for (QString line : row.logged) {
+        line.replace("@", location);
+        EXPECT_TRUE(logText().contains(line)) << line.toStdString();
+        EXPECT_TRUE(console.contains(line)) << line.toStdString();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, ScannerLayouts,
+    ::testing::Values(
+        LayoutRow{"VaultCopiesHaveTheTypeAndTheDateName",
+                  "Final Cut Pro Documents/Autosave Vault",
+                  {"Wedding/Wedding_11-20-26_1030|100|FCPF", "Wedding/Wedding_11-21-26_0915|250|AFP",
+                   "Wedding/Wedding draft|5|FCPF", "Wedding/.Wedding_11-22-26_0915|5|FCPF",
+                   "Wedding/notes.txt", "Trailer/Trailer_11-20-26_1030|1|TEXT"},
+                  "Wedding(0)@Wedding: Wedding_11-20-26_1030:0 Wedding_11-21-26_0915:0"},
+        LayoutRow{"TypeOfTheLastRecognisedFileWins",
+                  "Autosave Vault",
+                  {"M/A_2012-01-05_1030.motn", "M/B_11-22-26_1030||FCPF", "N/A-1.prproj", "N/B.motn",
+                   "O/A_2012-01-05_1030.motn", "O/Z draft||FCPF", "P/A-1.prproj||FCPF", "P/B-2.PRPROJ"},
+                  "M(0)@M: A_2012-01-05_1030.motn:1 B_11-22-26_1030:0; N(1)@N: A-1.prproj:2; "
+                  "O(0)@O: A_2012-01-05_1030.motn:1; P(2)@P: B-2.PRPROJ:2"},
+        LayoutRow{
+            "FoldersWithoutAutosavesGiveNoProject",
+            "Autosave Vault",
+            {"A/Z draft||FCPF", "B/notes.txt", "C/.A_2012-01-05_1030.motn", "C/.DS_Store", "readme.txt"},
+            ""},
+        LayoutRow{
+            "PremiereFolderAndHiddenTopLevelEntries",
+            "Adobe Premiere Pro Auto-Save",
+            {"Doc/Doc-2.prproj", "Doc/Doc-1.prproj", "Doc/.Doc-3.prproj", "Doc/Doc.prproj.lock",
+             ".Hidden Edit/Hidden-1.prproj"},
+            ".Hidden Edit(2)@.Hidden Edit: Hidden-1.prproj:2; Doc(2)@Doc: Doc-1.prproj:2 Doc-2.prproj:2"},
+        LayoutRow{"LooseFilesGroupByTheNameBeforeTheLastDash",
+                  "Adobe Premiere Pro Auto-Save",
+                  {"Project-2.prproj", "Project-10.prproj", "Project-1.prproj", "My-Cut-12.prproj",
+                   "Untitled.prproj"},
+                  "My-Cut(2)@My-Cut-12.prproj: My-Cut-12.prproj:2; "
+                  "Project(2)@Project-1.prproj: Project-1.prproj:2 Project-10.prproj:2 Project-2.prproj:2; "
+                  "(2)@Untitled.prproj: Untitled.prproj:2"},
+        LayoutRow{
+            "LooseFileJoinsAnEarlierPremiereProjectOnly",
+            "Adobe Premiere Pro Auto-Save",
+            {"Edit/Edit-1.prproj", "Edit-3.prproj", "Titles/T_2012-01-05_1030.motn", "Titles-2.prproj"},
+            "Edit(2)@Edit: Edit-1.prproj:2 Edit-3.prproj:2; Titles(1)@Titles: T_2012-01-05_1030.motn:1; "
+            "Titles(2)@Titles-2.prproj: Titles-2.prproj:2"},
+        LayoutRow{"UnreadablePremiereFilesAreLoggedAndSkipped",
+                  "Adobe Premiere Pro Auto-Save",
+                  {"Edit/Edit-1.prproj", "Edit/Edit-2.prproj||LINK", "Edit-9.prproj||LINK",
+                   "Broken-1.prproj||LINK", "Broken-2.prproj"},
+                  "Broken(2)@Broken-2.prproj: Broken-2.prproj:2; Edit(2)@Edit: Edit-1.prproj:2",
+                  ScanStatus::Scanned,
+                  {"Error getting attributes of file @/Edit/Edit-2.prproj - No such file or directory",
+                   "Error getting attributes of file @/Edit-9.prproj - No such file or directory",
+                   "Error getting attributes of file @/Broken-1.prproj - No such file or directory"}},
+        LayoutRow{"AvidAtticTakesEveryFileOfEveryBin",
+                  "Shared/Avid Attic",
+                  {"jo/Bins/Rough Cut/Rough Cut.1.avb", "jo/Bins/Rough Cut/.DS_Store",
+                   "jo/Bins/Selects/Selects.1.avb", "jo/Bins/Selects/Selects.2.avb||LINK",
+                   "jo/Bins/.Trash/Old.avb", "jo/Bins/not-a-bin.avb", "No Bins/readme.txt", ".DS_Store",
+                   "Äpfel/Bins/Schnitt/Schnitt.avb"},
+                  "jo(3)@jo: jo/Bins/Rough Cut/Rough Cut.1.avb:3 jo/Bins/Selects/Selects.1.avb:3 "
+                  "jo/Bins/Selects/Selects.2.avb:3?; Äpfel(3)@Äpfel: Äpfel/Bins/Schnitt/Schnitt.avb:3"},
+        LayoutRow{
+            "LibraryListsTheBackupsOfEachEvent",
+            "Movies/My Library.fcpbundle",
+            {"Day/CurrentVersion.fcpevent", "Day/Backups/Day 2.fcpevent", "Day/Backups/Day 1.fcpevent",
+             "Day/Backups/notes.txt", "No Backups/CurrentVersion.fcpevent", "Settings.plist"},
+            "Day(4)@Day/CurrentVersion.fcpevent: Day/Backups/Day 1.fcpevent:4 Day/Backups/Day 2.fcpevent:4"},
+        LayoutRow{"BackupLibraryHoldsTheEventsThemselves",
+                  "Movies/Final Cut Backups.localized/Lib/Lib 2026-11-21.fcpbundle",
+                  {"Day/Day.fcpevent", "Day/Backups/Not This.fcpevent", "Empty/notes.txt"},
+                  "Day(4)@Day/CurrentVersion.fcpevent: Day/Day.fcpevent:4"},
+        LayoutRow{"TrailingSlashMatchesNoLayout",
+                  "Autosave Vault/",
+                  {"Edit/Edit-1.prproj"},
+                  "",
+                  ScanStatus::UnknownSuffix},
+        LayoutRow{
+            "SuffixIsMatchedAsText", "autosave vault", {"Edit/Edit-1.prproj"}, "", ScanStatus::UnknownSuffix},
+        LayoutRow{"MissingFolder", "Avid Attic", {}, "", ScanStatus::Missing}),
+    [](const auto& info) { return std::string(info.param.rowName); });
+
+TEST_F(ScannerTest, DatesAndSizesComeFromTheFileSystemNotTheName) {
+    ASSERT_TRUE(makeTree(path("Avid Attic"), {"jo/Bins/Bin/Bin.01-05-12_0915.avb|4113"}));
+    const BMAutoItemPtr copy = scan(path("Avid Attic")).first()->children().first();
+    EXPECT_EQ(copy->createdDate(), Platform::current().fileFacts(copy->path())->created);
+    EXPECT_GT(copy->createdDate().date().year(), 2012);
+    EXPECT_EQ(copy->fileSize(), 4113.0);
+}
+
+TEST_F(ScannerTest, FirstListedFolderBecomesTheAutosaveFolderOnce) {
+    QStringList shown;
+    scanner.setAutosaveFolderHook([&](const QString& folder) { shown << folder; });
+    makeTree(home().root() + "/Shared/Avid Attic", {"file"});
+    makeTree(path("Documents/Adobe Premiere Pro Auto-Save"), {"file"});
+    scan(path("Gone/Avid Attic"));
+    scan(path("Autosave Vault/"));
+    EXPECT_TRUE(shown.isEmpty());
+    scan(path("Documents/Adobe Premiere Pro Auto-Save"));
+    scan(home().root() + "/Shared/Avid Attic");
+    EXPECT_EQ(BMSettings::standard().stringValue(SettingsKey::autosaveFolder),
+              "~/Documents/Adobe Premiere Pro Auto-Save");
+    EXPECT_EQ(shown, QStringList{"~/Documents/Adobe Premiere Pro Auto-Save"});
+    EXPECT_TRUE(logText().contains("Checking " + path("Gone/Avid Attic") + " for autosaves...\n"));
+}
+
+TEST_F(ScannerTest, FolderThatCannotBeListedIsReportedToLogAndConsole) {
+    const QString attic = path("Avid Attic");
+    makeTree(attic, {"jo/Bins/Bin/a.avb"});
+    // With no file descriptor free the listing fails, whoever runs the test.
+    const int lowestFree = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    ASSERT_GE(lowestFree, 0);
+    ::close(lowestFree);
+    rlimit saved{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &saved), 0);
+    rlimit tight = saved;
+    tight.rlim_cur = rlim_t(lowestFree);
+    testing::internal::CaptureStdout();
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &tight), 0);
+    ScanStatus status = ScanStatus::Scanned;
+    const BMProjectList projects = scan(attic, &status);
+    ::setrlimit(RLIMIT_NOFILE, &saved);
+    const QString console = QString::fromStdString(testing::internal::GetCapturedStdout());
+
+    EXPECT_TRUE(projects.isEmpty());
+    EXPECT_EQ(status, ScanStatus::ListingFailed);
+    const QString expected = "Error getting contents of folder " + attic + " - Too many open files";
+    EXPECT_TRUE(console.contains(expected)) << console.toStdString();
+    EXPECT_TRUE(logText().contains(expected));
+    EXPECT_FALSE(BMSettings::standard().hasValue(SettingsKey::autosaveFolder));
+}
