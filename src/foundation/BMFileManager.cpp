@@ -302,7 +302,10 @@ bool BMFileManager::createEmptyFile(const QString& path) {
     QSaveFile file(temporary);
     if (!file.open(QIODevice::WriteOnly) || !file.commit())
         return false;
-    return moveFile(temporary, path);
+    if (moveFile(temporary, path))
+        return true;
+    FileTree::removeItem(temporary, nullptr);
+    return false;
 }
 
 // ---- Copy ---------------------------------------------------------------------------------

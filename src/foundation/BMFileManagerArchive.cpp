@@ -227,8 +227,6 @@ bool checkEntries(const QString& file, QString* error) {
         bool safe = isContainedName(name);
         if (const char* link = archive_entry_symlink_utf8(entry); safe && link)
             safe = isContainedLink(name, QString::fromUtf8(link));
-        if (const char* hardlink = archive_entry_hardlink_utf8(entry); safe && hardlink)
-            safe = isContainedName(QString::fromUtf8(hardlink));
         if (!safe) {
             *error =
                 QStringLiteral("the entry \"%1\" would be written outside the destination folder").arg(name);
@@ -266,9 +264,6 @@ bool extractZip(const QString& file, const QString& folder, QString* error) {
             return false;
         }
         archive_entry_set_pathname_utf8(entry, (base + QLatin1Char('/') + name).toUtf8().constData());
-        if (const char* hardlink = archive_entry_hardlink_utf8(entry))
-            archive_entry_set_hardlink_utf8(
-                entry, (base + QLatin1Char('/') + QString::fromUtf8(hardlink)).toUtf8().constData());
         // No set-user-id and the like from somebody else's archive.
         archive_entry_set_perm(entry, archive_entry_perm(entry) & 0777);
         if (archive_write_header(writer.get(), entry) < ARCHIVE_WARN) {

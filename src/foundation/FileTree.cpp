@@ -191,6 +191,7 @@ bool copyItem(const QString& source, const QString& destination, QString* error,
     if (exists(destination)) {
         if (error)
             *error = errorDescription(destination, EEXIST);
+        errno = EEXIST;
         return false;
     }
     CopyState state;

@@ -23,7 +23,8 @@ struct CopyControl {
 };
 
 // Copies the item with its permissions, dates and extended attributes (and owner, for
-// root). The destination must not exist; on failure nothing of the copy is left behind.
+// root). The destination must not exist; on failure nothing of the copy is left behind
+// and errno tells why.
 bool copyItem(const QString& source, const QString& destination, QString* error,
               const CopyControl* control = nullptr);
 // The bytes of file contents in the item (links not followed).

@@ -184,7 +184,7 @@ std::optional<QString> LinuxPlatform::moveToTrash(const QString& path, const QSt
     // Qt 6.4 falls back to "files" and "info" under the working directory when it cannot
     // set up the home Trash, and reports success; so the Trash is made first and the
     // result checked.
-    if (!makePrivateFolder(homeTrash + QStringLiteral("/files")) ||
+    if (!makePrivateFolder(homeTrash) || !makePrivateFolder(homeTrash + QStringLiteral("/files")) ||
         !makePrivateFolder(homeTrash + QStringLiteral("/info")))
         return std::nullopt;
     QString inTrash;
