@@ -4,6 +4,7 @@
 #include <QDateTime>
 #include <QString>
 #include <QStringList>
+#include <QVariantMap>
 
 #include <map>
 #include <memory>
@@ -32,6 +33,7 @@ enum class Tool {
     Locate,
     Pkexec,
     Systemctl,
+    TrueProgram, // /bin/true: a privileged run that does nothing
 };
 
 enum class StandardFolder {
@@ -100,6 +102,55 @@ public:
     // the item has none.
     virtual std::optional<QByteArray> finderInfo(const QString& path) const = 0;
     virtual bool setFinderInfo(const QString& path, const QByteArray& info) const = 0;
+
+    // ---- File operations: Trash, privileged tools, volumes, flags -----------------------
+    // Everything the file operations need to ask the system; nothing here checks the
+    // system-folder guard, which the callers do first.
+
+    // Moves an item into the user's Trash, given as the folder the caller expects it in,
+    // and returns the path it now has there. Nothing when it did not land in that Trash
+    // (the item is then still where it was).
+    virtual std::optional<QString> moveToTrash(const QString& path, const QString& trashDirectory) const = 0;
+    // The folder of a Trash that holds the trashed items themselves.
+    virtual QString trashItemsFolder(const QString& trashDirectory) const = 0;
+    // Records where an item moved into the Trash's items folder under nameInTrash came
+    // from, so that it can be put back. True where the platform keeps no such record.
+    virtual bool writeTrashRecord(const QString& trashDirectory, const QString& nameInTrash,
+                                  const QString& originalPath, QString* error) const = 0;
+    virtual bool hasTrashRecord(const QString& trashDirectory, const QString& nameInTrash) const = 0;
+    virtual void removeTrashRecord(const QString& trashDirectory, const QString& nameInTrash) const = 0;
+
+    // Runs a tool with administrator rights on behalf of a process that lacks them; the
+    // tool's exit status (0 for success), non-zero when the right was refused or the tool
+    // could not run. async: returns 0 as soon as the tool is started.
+    virtual int runPrivileged(const QString& tool, const QStringList& arguments, bool async) const = 0;
+    // Asks for the right without a real job; true when it was granted.
+    virtual bool obtainPrivilege() const = 0;
+    // Whether the right can be obtained with a user name and password and no dialog.
+    virtual bool canAuthorizeWithCredentials() const = 0;
+    virtual bool authorizeWithCredentials(const QString& user, const QString& password) const = 0;
+
+    // Mount points of the mounted local volumes, in mount order.
+    virtual QStringList mountedLocalVolumes() const = 0;
+    // A folder that the desktop shows as one file (an application bundle, a library).
+    virtual bool isPackage(const QString& path) const = 0;
+    // The locked (immutable) flag. Nothing, with a reason, when it cannot be read.
+    virtual std::optional<bool> immutableFlag(const QString& path, QString* error) const = 0;
+    // Sets or clears the flag; clearing succeeds on items whose file system has no flag.
+    virtual bool setImmutableFlag(const QString& path, bool locked, QString* error) const = 0;
+    virtual bool setCreationDate(const QString& path, const QDateTime& date) const = 0;
+    // The attribute name under which a key (a Mac name such as "com.apple.metadata:x") is
+    // stored.
+    virtual QString extendedAttributeName(const QString& key) const = 0;
+    // The tool and arguments that describe the disk mounted at a mount point, and the
+    // dictionary that its output gives (nothing, with a reason, when it cannot be read).
+    virtual std::pair<Tool, QStringList> diskInfoCommand(const QString& mountPoint) const = 0;
+    virtual std::optional<QVariantMap> parseDiskInfo(const QByteArray& output, QString* error) const = 0;
+    // Tells the desktop that something changed at a path; a status, 0 for success.
+    virtual int notifyFileSystemChanged(const QString& path) const = 0;
+    // Registers an application bundle with the desktop; true when nothing went wrong.
+    virtual bool registerApplication(const QString& path) const = 0;
+    // ---- end of file operations ----------------------------------------------------------
 
     QString toolPath(Tool tool) const;
     void setToolPath(Tool tool, const QString& path);

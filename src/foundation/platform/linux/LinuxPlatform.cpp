@@ -62,6 +62,7 @@ LinuxPlatform::LinuxPlatform() {
         {Tool::Locate, QStringLiteral("/usr/bin/locate")},
         {Tool::Pkexec, QStringLiteral("/usr/bin/pkexec")},
         {Tool::Systemctl, QStringLiteral("/usr/bin/systemctl")},
+        {Tool::TrueProgram, QStringLiteral("/bin/true")},
     });
 }
 

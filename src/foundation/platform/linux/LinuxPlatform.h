@@ -24,6 +24,43 @@ public:
     std::optional<QByteArray> finderInfo(const QString& path) const override;
     bool setFinderInfo(const QString& path, const QByteArray& info) const override;
 
+    // ---- File operations (LinuxPlatformFiles.cpp) ---------------------------------------
+    // The freedesktop Trash: items in "files", restore records in "info".
+    std::optional<QString> moveToTrash(const QString& path, const QString& trashDirectory) const override;
+    QString trashItemsFolder(const QString& trashDirectory) const override;
+    bool writeTrashRecord(const QString& trashDirectory, const QString& nameInTrash, const QString& originalPath,
+                          QString* error) const override;
+    bool hasTrashRecord(const QString& trashDirectory, const QString& nameInTrash) const override;
+    void removeTrashRecord(const QString& trashDirectory, const QString& nameInTrash) const override;
+    // pkexec with the tool and its arguments.
+    int runPrivileged(const QString& tool, const QStringList& arguments, bool async) const override;
+    bool obtainPrivilege() const override;
+    // pkexec asks through the desktop's agent only: no credentials can be handed over.
+    bool canAuthorizeWithCredentials() const override { return false; }
+    bool authorizeWithCredentials(const QString&, const QString&) const override { return false; }
+    QStringList mountedLocalVolumes() const override;
+    bool isPackage(const QString& path) const override;
+    // FS_IMMUTABLE_FL through the file-attribute ioctl.
+    std::optional<bool> immutableFlag(const QString& path, QString* error) const override;
+    bool setImmutableFlag(const QString& path, bool locked, QString* error) const override;
+    // Linux file systems do not let a birth time be set.
+    bool setCreationDate(const QString&, const QDateTime&) const override { return false; }
+    QString extendedAttributeName(const QString& key) const override;
+    std::pair<Tool, QStringList> diskInfoCommand(const QString& mountPoint) const override;
+    std::optional<QVariantMap> parseDiskInfo(const QByteArray& output, QString* error) const override;
+    // File managers watch the file system themselves: nothing to tell them.
+    int notifyFileSystemChanged(const QString&) const override { return 0; }
+    bool registerApplication(const QString& path) const override;
+
+    // Pure helpers of the above.
+    // Mount points of local file systems in a /proc/self/mountinfo text.
+    static QStringList parseMountInfo(const QByteArray& mountInfo);
+    // The contents of a .trashinfo record.
+    static QByteArray trashRecord(const QString& originalPath, const QDateTime& deletionDate);
+    // The original path in a .trashinfo record; null when the record is not one.
+    static QString originalPathFromTrashRecord(const QByteArray& record);
+    // ---- end of file operations ----------------------------------------------------------
+
     static constexpr char netatalkAttribute[] = "user.org.netatalk.Metadata";
     static constexpr char finderInfoAttribute[] = "user.com.apple.FinderInfo";
     // The FinderInfo inside an AfpInfo record; nothing when the record is not one.

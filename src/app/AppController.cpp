@@ -1,0 +1,574 @@
+#include "AppController.h"
+
+#include "AboutDialog.h"
+#include "AutosaveOutlineModel.h"
+#include "BMAlert.h"
+#include "BMOutlineView.h"
+#include "BusySpinner.h"
+#include "HelpLinks.h"
+#include "MainWindow.h"
+#include "PreferencesWindow.h"
+#include "ProgressSheet.h"
+
+#include "catalogue/AutosaveFolderScanner.h"
+#include "catalogue/AutosaveType.h"
+#include "catalogue/OutlineSorting.h"
+#include "catalogue/OutlineText.h"
+#include "foundation/BMAuthorization.h"
+#include "foundation/BMException.h"
+#include "foundation/BMFileManager.h"
+#include "foundation/BMLocalPaths.h"
+#include "foundation/BMLog.h"
+#include "foundation/BMSettings.h"
+#include "foundation/MainThread.h"
+#include "foundation/PathText.h"
+#include "foundation/PlistFile.h"
+#include "foundation/SettingsKeys.h"
+
+#include <QApplication>
+#include <QDesktopServices>
+#include <QFileDialog>
+#include <QHeaderView>
+#include <QItemSelectionModel>
+#include <QLabel>
+#include <QListWidget>
+#include <QToolButton>
+
+#include <set>
+
+namespace {
+
+BMSettings& settings()
+{
+    return BMSettings::standard();
+}
+
+QString home()
+{
+    return BMLocalPaths::userDirectory();
+}
+
+QString abbreviated(const QString& path)
+{
+    return PathText::abbreviatingHome(path, home());
+}
+
+} // namespace
+
+AppController::AppController(Environment environment, QObject* parent)
+    : QObject(parent), m_env(std::move(environment))
+{
+    if (!m_env.authorize)
+        m_env.authorize = [] { return BMAuthorization::sharedController().authStart(); };
+    if (!m_env.chooseFolder) {
+        m_env.chooseFolder = [](QWidget* parentWindow) {
+            return QFileDialog::getExistingDirectory(parentWindow, tr("Add a Folder of Autosaves"), QString(),
+                                                     QFileDialog::ShowDirsOnly);
+        };
+    }
+    if (!m_env.openUrl)
+        m_env.openUrl = [](const QUrl& url) { return QDesktopServices::openUrl(url); };
+
+    m_appLaunching = true;
+    m_manualPathArray = settings().stringListValue(SettingsKey::manualPaths);
+    settings().registerDefaults(BMSettings::applicationDefaults());
+
+    m_window = std::make_unique<MainWindow>();
+    m_model = new AutosaveOutlineModel(this);
+    m_window->outlineView()->setModel(m_model);
+    m_preferences = new PreferencesWindow(m_window.get());
+    m_preferences->setManualPaths(m_manualPathArray);
+    connectWindow();
+    updateStatusLine();
+}
+
+AppController::~AppController()
+{
+    m_updateTimer.stop();
+    waitForWorkers();
+}
+
+void AppController::connectWindow()
+{
+    MainWindow* w = m_window.get();
+    const MainWindow::Actions& a = w->actions();
+    BMOutlineView* outline = w->outlineView();
+
+    connect(outline->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            &AppController::outlineViewSelectionDidChange);
+    connect(outline->header(), &QHeaderView::sectionClicked, this, &AppController::didClickTableColumn);
+    connect(a.refresh, &QAction::triggered, this, &AppController::populateData);
+    connect(a.preferences, &QAction::triggered, this, &AppController::showPreferences);
+    connect(a.quit, &QAction::triggered, qApp, &QApplication::quit);
+    connect(a.viewLog, &QAction::triggered, this, &AppController::viewLog);
+    connect(a.viewTaskLog, &QAction::triggered, this, &AppController::viewTaskLog);
+    connect(a.userManual, &QAction::triggered, this, &AppController::helpUserManual);
+    connect(a.reportBug, &QAction::triggered, this, &AppController::helpReportBug);
+    connect(a.suggestFeature, &QAction::triggered, this, &AppController::helpSuggestFeature);
+    connect(a.support, &QAction::triggered, this, &AppController::helpSupport);
+    connect(a.productHome, &QAction::triggered, this, &AppController::helpOstrandHome);
+    connect(a.makerHome, &QAction::triggered, this, &AppController::helpBMHome);
+    connect(a.about, &QAction::triggered, this, &AppController::showAboutDialog);
+
+    connect(m_preferences, &PreferencesWindow::adminPasswordToggled, this, &AppController::prefsToggleAdminPass);
+    connect(m_preferences, &PreferencesWindow::analyticsToggled, this, &AppController::prefsToggleQCLogging);
+    connect(m_preferences, &PreferencesWindow::addManualPathRequested, this, &AppController::prefsAddManualPath);
+    connect(m_preferences, &PreferencesWindow::removeManualPathRequested, this,
+            &AppController::prefsRemoveManualPath);
+    connect(m_preferences, &PreferencesWindow::manualPathsTabShown, this, [this] {
+        BMLog::appendLog(QStringLiteral("User switched tabs - refreshing..."));
+        populateDataNoSave();
+    });
+
+    connect(&m_updateTimer, &QTimer::timeout, this, &AppController::reloadTimerCalled);
+    connect(qApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
+        if (state == Qt::ApplicationActive)
+            applicationBecameActive();
+    });
+    outlineViewSelectionDidChange();
+}
+
+// ---- Lifecycle ----------------------------------------------------------------------------
+
+bool AppController::awakeFromNib()
+{
+    try {
+        if (settings().integerValue(SettingsKey::requireAdminPassword) == 1) {
+            m_preferences->setAdminPasswordChecked(true);
+            if (!m_env.authorize())
+                return false;
+        }
+        BMOutlineView* outline = m_window->outlineView();
+        outline->header()->setSectionResizeMode(AutosaveOutlineModel::NameColumn, QHeaderView::Stretch);
+        outline->header()->resizeSection(AutosaveOutlineModel::SizeColumn, 110);
+        outline->header()->resizeSection(AutosaveOutlineModel::DateColumn, 260);
+
+        startProgressSpinner();
+        m_window->show();
+        m_window->raise();
+        m_window->activateWindow();
+
+        m_preferences->refreshFromSettings();
+        m_updateTimer.start(m_env.searchIntervalMs);
+        m_preferences->setAnalyticsChecked(BMSettings::analytics().integerValue(SettingsKey::logQC) != 0);
+    } catch (const std::exception& e) {
+        BMException::logException(e, "-[AppController awakeFromNib]");
+        stopProgressSpinner();
+    }
+    return true;
+}
+
+void AppController::applicationDidFinishLaunching()
+{
+    populateDataNoSave();
+}
+
+void AppController::applicationWillTerminate()
+{
+    saveExpandedItems();
+}
+
+void AppController::applicationBecameActive()
+{
+    if (m_appLaunching || isBusy())
+        return;
+    BMLog::appendLog(QStringLiteral("Application became active - repopulating..."));
+    populateData();
+}
+
+// ---- Threads ------------------------------------------------------------------------------
+
+void AppController::runOnWorker(std::function<void()> work)
+{
+    m_workers.start(std::move(work));
+}
+
+void AppController::waitForWorkers()
+{
+    // Workers wait for the main thread; it keeps serving them while it waits.
+    while (!m_workers.waitForDone(10))
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+}
+
+// ---- The catalogue --------------------------------------------------------------------------
+
+const BMProjectList& AppController::dataArray() const
+{
+    return m_model->projects();
+}
+
+void AppController::setDataArray(BMProjectList projects)
+{
+    m_model->setProjects(std::move(projects));
+    updateStatusLine();
+    outlineViewSelectionDidChange();
+}
+
+void AppController::populateData()
+{
+    runOnWorker([this] { populateDataOnThisThread(true); });
+}
+
+void AppController::populateDataNoSave()
+{
+    runOnWorker([this] { populateDataOnThisThread(false); });
+}
+
+void AppController::populateDataOnThisThread(bool saveExpandedState)
+{
+    try {
+        BMLog::appendLog(QStringLiteral("Populating autosaves..."));
+        MainThread::runAndWait([this] { startProgressSpinner(); });
+        if (saveExpandedState)
+            MainThread::runAndWait([this] { saveExpandedItems(); });
+
+        QStringList locations = CatalogueLocations::storedLocations(settings());
+        MainThread::runAndWait([this] { m_preferences->clearAutosaveFolderChoices(); });
+
+        AutosaveFolderScanner scanner(settings());
+        scanner.setAutosaveFolderHook([this](const QString& folder) {
+            MainThread::runAndWait([this, folder] { m_preferences->setAutosaveFolderText(folder); });
+        });
+        BMProjectList projects;
+        auto scan = [&](const QString& location) {
+            if (auto found = scanner.projectsFromFolder(location))
+                projects.append(*found);
+            const QString shown = abbreviated(location);
+            MainThread::runAndWait([this, shown] { m_preferences->addAutosaveFolderChoice(shown); });
+        };
+        for (const QString& location : locations)
+            scan(location);
+        for (const QString& attic : CatalogueLocations(m_env.sharedAvidAttics).existingSharedAvidAttics())
+            scan(attic);
+
+        BMLog::fastAppendLog(QStringLiteral("Updating data..."));
+        MainThread::runAndWait([this, &projects] { setDataArray(std::move(projects)); });
+        BMLog::appendLog(QStringLiteral("Refreshing outline view..."));
+        MainThread::runAndWait([this] { applyOutlineViewSorting(); });
+        MainThread::runAndWait([this] { loadExpandedItems(); });
+        startLocationSearch();
+        MainThread::runAndWait([this] {
+            stopProgressSpinner();
+            Q_EMIT catalogueRebuilt();
+        });
+    } catch (const std::exception& e) {
+        BMException::logException(e, "-[AppController populateData:]");
+        MainThread::runAndWait([this] {
+            stopProgressSpinner();
+            Q_EMIT catalogueRebuilt();
+        });
+    }
+    m_appLaunching = false;
+}
+
+void AppController::saveExpandedItems()
+{
+    BMLog::appendLog(QStringLiteral("Saving expanded items..."));
+    QVariantList expanded;
+    const BMProjectList& projects = dataArray();
+    for (int row = 0; row < projects.size(); ++row) {
+        if (m_window->outlineView()->isExpanded(m_model->index(row, 0)) && !projects[row]->path().isEmpty())
+            expanded << projects[row]->path();
+    }
+    settings().setValue(SettingsKey::expandedItems, expanded);
+    settings().synchronize();
+}
+
+void AppController::loadExpandedItems()
+{
+    BMLog::appendLog(QStringLiteral("Loading expanded items..."));
+    const QStringList wanted = settings().stringListValue(SettingsKey::expandedItems);
+    const std::set<QString> paths(wanted.cbegin(), wanted.cend());
+    const BMProjectList& projects = dataArray();
+    for (int row = 0; row < projects.size(); ++row) {
+        const QModelIndex index = m_model->index(row, 0);
+        if (paths.count(projects[row]->path()) && m_model->hasChildren(index))
+            m_window->outlineView()->expand(index);
+    }
+}
+
+void AppController::reloadTimerCalled()
+{
+    startLocationSearch();
+}
+
+void AppController::startLocationSearch()
+{
+    if (m_locationSearch)
+        runOnWorker(m_locationSearch);
+}
+
+// ---- The outline ----------------------------------------------------------------------------
+
+void AppController::applyOutlineViewSorting()
+{
+    try {
+        const OutlineSorting::Choice choice =
+            OutlineSorting::savedChoice(settings(), AutosaveOutlineModel::columnIdentifier(0));
+        sortColumnWithIdentifier(choice.column, choice.descending);
+    } catch (const std::exception& e) {
+        BMException::logException(e, "-[AppController applyOutlineViewSorting]");
+    }
+}
+
+void AppController::sortColumnWithIdentifier(const QString& column, bool descending)
+{
+    m_model->sortBy(column, descending);
+    int section = AutosaveOutlineModel::columnForIdentifier(column);
+    if (section < 0)
+        section = AutosaveOutlineModel::SizeColumn;
+    m_window->outlineView()->header()->setSortIndicator(section, descending ? Qt::DescendingOrder : Qt::AscendingOrder);
+    OutlineSorting::recordSort(settings(), OutlineSorting::Choice{column, descending});
+}
+
+void AppController::didClickTableColumn(int section)
+{
+    const QString column = AutosaveOutlineModel::columnIdentifier(section);
+    const OutlineSorting::Choice choice = OutlineSorting::headerClicked(settings(), column);
+    sortColumnWithIdentifier(choice.column, choice.descending);
+}
+
+QModelIndexList AppController::selectedRows() const
+{
+    QModelIndexList rows = m_window->outlineView()->selectionModel()->selectedRows(0);
+    std::sort(rows.begin(), rows.end(), [this](const QModelIndex& a, const QModelIndex& b) {
+        return m_window->outlineView()->visualRect(a).top() < m_window->outlineView()->visualRect(b).top();
+    });
+    return rows;
+}
+
+BMProjectList AppController::selectedProjects() const
+{
+    BMProjectList projects;
+    for (const QModelIndex& index : selectedRows()) {
+        if (BMProjectPtr project = m_model->projectAt(index))
+            projects << project;
+    }
+    return projects;
+}
+
+BMAutoItemList AppController::selectedItems() const
+{
+    BMAutoItemList items;
+    for (const QModelIndex& index : selectedRows()) {
+        if (BMAutoItemPtr item = m_model->itemAt(index))
+            items << item;
+    }
+    return items;
+}
+
+QString AppController::openButtonTitle() const
+{
+    std::set<int> kinds;
+    for (const QModelIndex& index : m_window->outlineView()->selectionModel()->selectedRows(0)) {
+        if (BMProjectPtr project = m_model->projectAt(index)) {
+            if (project->childCount() > 0)
+                kinds.insert(AutosaveType::normalized(project->children().first()->type()));
+        } else if (BMAutoItemPtr item = m_model->itemAt(index)) {
+            kinds.insert(AutosaveType::normalized(item->type()));
+        }
+    }
+    if (kinds.size() != 1)
+        return tr("Open in Apps");
+    switch (*kinds.begin()) {
+    case AutosaveType::Motion:
+        return tr("Open in Motion");
+    case AutosaveType::Premiere:
+        return tr("Open in Premiere");
+    case AutosaveType::Avid:
+        return tr("Open in Avid");
+    case AutosaveType::FinalCutX:
+        return tr("Open in FCPX");
+    default:
+        return tr("Open in FCP");
+    }
+}
+
+void AppController::outlineViewSelectionDidChange()
+{
+    const int count = int(m_window->outlineView()->selectionModel()->selectedRows(0).size());
+    m_window->outlineView()->setMenu(count == 1 ? m_window->contextMenu() : nullptr);
+    const bool any = count > 0;
+    const MainWindow::Actions& a = m_window->actions();
+    for (QAction* action : {a.open, a.reveal, a.copy, a.move, a.archive, a.restoreEvent, a.remove})
+        action->setEnabled(any);
+    m_window->actionsButton()->setEnabled(any);
+    if (any)
+        a.open->setText(openButtonTitle());
+}
+
+void AppController::updateStatusLine()
+{
+    qint64 autosaves = 0;
+    double bytes = 0;
+    for (const BMProjectPtr& project : dataArray()) {
+        autosaves += project->childCount();
+        bytes += project->fileSize();
+    }
+    const qint64 projects = dataArray().size();
+    m_window->statusLabel()->setText(tr("%n project(s)", nullptr, int(projects)) + QStringLiteral(", ") +
+                                     tr("%n autosave(s)", nullptr, int(autosaves)) + QStringLiteral(", ") +
+                                     OutlineText().formatFileSize(bytes));
+}
+
+// ---- Progress -------------------------------------------------------------------------------
+
+void AppController::showProgress()
+{
+    m_window->progressSheet()->showProgress();
+}
+
+void AppController::endProgress()
+{
+    m_window->progressSheet()->endProgress();
+}
+
+void AppController::startProgressSpinner()
+{
+    m_window->spinner()->start();
+}
+
+void AppController::stopProgressSpinner()
+{
+    m_window->spinner()->stop();
+}
+
+bool AppController::isBusy() const
+{
+    return m_window->spinner()->isSpinning() || m_window->progressSheet()->isVisible();
+}
+
+// ---- Preferences ----------------------------------------------------------------------------
+
+bool AppController::storeRequireAdminPassword(bool on)
+{
+    if (settings().setComputerWideValue(SettingsKey::requireAdminPassword, on ? 1 : 0))
+        return true;
+    // The computer-wide folder is the administrator's: write a copy and move it in with
+    // privileges.
+    const QString target = settings().computerWideFilePath();
+    QVariantMap wide = PlistFile::readDictionary(target).value_or(QVariantMap());
+    wide.insert(QString::fromLatin1(SettingsKey::requireAdminPassword), qint64(on ? 1 : 0));
+    const QString staged = BMLocalPaths::tempFile();
+    if (target.isEmpty() || !PlistFile::writeXml(staged, wide))
+        return false;
+    BMAuthorization& auth = BMAuthorization::sharedController();
+    const bool moved = auth.authCreateDir(PathText::deletingLastComponent(target)) && auth.authMoveFile(staged, target);
+    QFile::remove(staged);
+    settings().synchronize();
+    return moved;
+}
+
+void AppController::prefsToggleAdminPass(bool on)
+{
+    if (!on && !m_env.authorize()) {
+        m_preferences->setAdminPasswordChecked(true);
+        return;
+    }
+    if (!storeRequireAdminPassword(on)) {
+        BMLog::appendLog(QStringLiteral("Unable to store the administrator password setting."));
+        m_preferences->setAdminPasswordChecked(!on);
+        BMAlert::alertSheetWithButtons({tr("The setting could not be saved."), {}, {}, {},
+                                        tr("Changing it needs an administrator's rights.")},
+                                       m_preferences, false);
+    }
+}
+
+void AppController::prefsToggleQCLogging(bool on)
+{
+    BMSettings::analytics().setValue(SettingsKey::logQC, on);
+}
+
+void AppController::prefsAddManualPath()
+{
+    QString chosen = m_env.chooseFolder(m_preferences);
+    if (!chosen.isEmpty()) {
+        const QString vault = PathText::appendingComponent(chosen, QStringLiteral("Autosave Vault"));
+        if (PathText::lastComponent(chosen) != QLatin1String("Autosave Vault") && BMFileManager::isDirectoryAtPath(vault))
+            chosen = vault;
+        if (!m_manualPathArray.contains(chosen))
+            m_manualPathArray << chosen;
+        QStringList known = settings().stringListValue(SettingsKey::autosavePaths);
+        if (!known.contains(chosen)) {
+            known << chosen;
+            settings().setValue(SettingsKey::autosavePaths, known);
+        }
+        settings().setValue(SettingsKey::manualPaths, m_manualPathArray);
+        settings().synchronize();
+        m_preferences->setManualPaths(m_manualPathArray);
+    }
+    populateDataNoSave();
+}
+
+void AppController::prefsRemoveManualPath()
+{
+    const int row = m_preferences->selectedManualPathRow();
+    if (row < 0 || row >= m_manualPathArray.size())
+        return;
+    const QString path = m_manualPathArray.takeAt(row);
+    QStringList known = settings().stringListValue(SettingsKey::autosavePaths);
+    if (known.removeAll(path) > 0)
+        settings().setValue(SettingsKey::autosavePaths, known);
+    settings().setValue(SettingsKey::manualPaths, m_manualPathArray);
+    settings().synchronize();
+    m_preferences->setManualPaths(m_manualPathArray);
+}
+
+void AppController::showPreferences()
+{
+    m_preferences->refreshFromSettings();
+    m_preferences->show();
+    m_preferences->raise();
+    m_preferences->activateWindow();
+}
+
+// ---- Help, log and About ------------------------------------------------------------------
+
+void AppController::helpUserManual()
+{
+    const QString manual = HelpLinks::userManualPath();
+    if (!manual.isEmpty() && BMFileManager::fileExistsAtPath(manual))
+        m_env.openUrl(QUrl::fromLocalFile(manual));
+}
+
+void AppController::helpReportBug()
+{
+    m_env.openUrl(HelpLinks::bugReport());
+}
+
+void AppController::helpSuggestFeature()
+{
+    m_env.openUrl(HelpLinks::featureRequest());
+}
+
+void AppController::helpSupport()
+{
+    m_env.openUrl(HelpLinks::support());
+}
+
+void AppController::helpOstrandHome()
+{
+    m_env.openUrl(HelpLinks::productHome());
+}
+
+void AppController::helpBMHome()
+{
+    m_env.openUrl(HelpLinks::brightmoorHome());
+}
+
+void AppController::viewLog()
+{
+    m_env.openUrl(QUrl::fromLocalFile(QStringLiteral("%1/Vestry.1.log").arg(BMLog::logFolder())));
+}
+
+void AppController::viewTaskLog()
+{
+    m_env.openUrl(QUrl::fromLocalFile(QStringLiteral("%1/Vestry Helper.1.log").arg(BMLog::logFolder())));
+}
+
+void AppController::showAboutDialog()
+{
+    auto* about = new AboutDialog(m_window.get());
+    about->setAttribute(Qt::WA_DeleteOnClose);
+    about->show();
+}

@@ -1,0 +1,138 @@
+#pragma once
+
+#include "catalogue/BMProject.h"
+#include "catalogue/CatalogueLocations.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QStringList>
+#include <QThreadPool>
+#include <QTimer>
+#include <QUrl>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+
+class AutosaveOutlineModel;
+class MainWindow;
+class PreferencesWindow;
+class QModelIndex;
+
+// The application's controller: owns the main window, the outline's model, the
+// preferences window and the catalogue (`dataArray`), and serves every menu action of the
+// shell. Catalogue rebuilds and location searches run on worker threads and reach the
+// window only through waited calls on the main thread.
+class AppController : public QObject {
+    Q_OBJECT
+public:
+    // What the controller asks of the world outside it. The defaults ask the user and the
+    // platform; tests answer instead.
+    struct Environment {
+        // Obtains administrator rights; false when refused.
+        std::function<bool()> authorize;
+        // The folder the user chose in an open panel; null when cancelled.
+        std::function<QString(QWidget* parent)> chooseFolder;
+        // Opens a document or web page in the default handler.
+        std::function<bool(const QUrl&)> openUrl;
+        // The shared Avid attics that every rebuild scans when they exist.
+        QStringList sharedAvidAttics = CatalogueLocations::defaultSharedAvidAttics();
+        // The 60-second search timer's interval.
+        int searchIntervalMs = 60000;
+    };
+
+    explicit AppController(Environment environment = Environment(), QObject* parent = nullptr);
+    ~AppController() override;
+
+    // ---- Lifecycle ------------------------------------------------------------------------
+    // Set-up once the window exists. False when the application must end (the
+    // administrator password was required and refused).
+    bool awakeFromNib();
+    void applicationDidFinishLaunching();
+    void applicationWillTerminate();
+    // The application became the active one again.
+    void applicationBecameActive();
+    bool isLaunching() const { return m_appLaunching.load(); }
+
+    MainWindow* mainWindow() const { return m_window.get(); }
+    AutosaveOutlineModel* model() const { return m_model; }
+    PreferencesWindow* preferencesWindow() const { return m_preferences; }
+
+    // ---- The catalogue --------------------------------------------------------------------
+    const BMProjectList& dataArray() const;
+    // Main thread only.
+    void setDataArray(BMProjectList projects);
+    // Starts a rebuild on a worker thread, saving the expanded rows first or not.
+    void populateData();
+    void populateDataNoSave();
+    // The rebuild itself, on the calling (worker) thread.
+    void populateDataOnThisThread(bool saveExpandedState);
+    void saveExpandedItems();
+    void loadExpandedItems();
+    void reloadTimerCalled();
+    // Searches for new autosave locations on a worker thread; what is searched is set by
+    // whoever provides the search (the discovery of the catalogue layer).
+    void setLocationSearch(std::function<void()> search) { m_locationSearch = std::move(search); }
+    void startLocationSearch();
+    // Blocks, serving the main thread's events, until no worker runs (tests, shut-down).
+    void waitForWorkers();
+
+    // ---- The outline ----------------------------------------------------------------------
+    void applyOutlineViewSorting();
+    void sortColumnWithIdentifier(const QString& column, bool descending);
+    void didClickTableColumn(int section);
+    void outlineViewSelectionDidChange();
+    // The open button's title for the current selection.
+    QString openButtonTitle() const;
+    // The selected rows' nodes, in row order (a project row gives its project).
+    BMProjectList selectedProjects() const;
+    BMAutoItemList selectedItems() const;
+
+    // ---- Progress -------------------------------------------------------------------------
+    void showProgress();
+    void endProgress();
+    void startProgressSpinner();
+    void stopProgressSpinner();
+    bool isBusy() const;
+
+    // ---- Preferences ----------------------------------------------------------------------
+    void prefsToggleAdminPass(bool on);
+    void prefsToggleQCLogging(bool on);
+    void prefsAddManualPath();
+    void prefsRemoveManualPath();
+    QStringList manualPathArray() const { return m_manualPathArray; }
+    void showPreferences();
+
+    // ---- Help, log and About ----------------------------------------------------------------
+    void helpUserManual();
+    void helpReportBug();
+    void helpSuggestFeature();
+    void helpSupport();
+    void helpOstrandHome();
+    void helpBMHome();
+    void viewLog();
+    void viewTaskLog();
+    void showAboutDialog();
+
+Q_SIGNALS:
+    // On the main thread, at the end of every rebuild.
+    void catalogueRebuilt();
+
+private:
+    void connectWindow();
+    void runOnWorker(std::function<void()> work);
+    void updateStatusLine();
+    void refillAutosaveFolderChoices(const QStringList& abbreviated);
+    bool storeRequireAdminPassword(bool on);
+    QModelIndexList selectedRows() const;
+
+    Environment m_env;
+    std::unique_ptr<MainWindow> m_window;
+    AutosaveOutlineModel* m_model = nullptr;
+    PreferencesWindow* m_preferences = nullptr;
+    QTimer m_updateTimer;
+    QThreadPool m_workers;
+    std::atomic<bool> m_appLaunching{true};
+    QStringList m_manualPathArray;
+    std::function<void()> m_locationSearch;
+};

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "catalogue/BMProject.h"
+#include "catalogue/OutlineText.h"
+
+#include <QAbstractItemModel>
+
+// The catalogue as a two-level tree for the outline: projects, each with its autosaves, in
+// three columns (name with the editor's icon, size, date). The model shows the list it is
+// given; the controller replaces it after every rebuild. Sorting keeps the rows that were
+// expanded or selected, wherever they move.
+class AutosaveOutlineModel : public QAbstractItemModel {
+    Q_OBJECT
+public:
+    enum Column { NameColumn, SizeColumn, DateColumn, ColumnCount };
+    enum class Role {
+        Path = Qt::UserRole + 1,
+        Type,         // the autosave type code (a project's own)
+        Bytes,        // the size as a number
+        CreatedMsecs, // an item's date, a project's first date
+        IsProject,
+    };
+
+    explicit AutosaveOutlineModel(QObject* parent = nullptr, OutlineText text = OutlineText());
+
+    static QString columnIdentifier(int column);
+    static int columnForIdentifier(QStringView identifier);
+
+    const BMProjectList& projects() const { return m_projects; }
+    // Replaces the whole list (a rebuild).
+    void setProjects(BMProjectList projects);
+    // Sorts as the outline sorts (children included), keeping persistent indexes.
+    void sortBy(QStringView column, bool descending);
+
+    BMProjectPtr projectAt(const QModelIndex& index) const;  // project rows only
+    BMAutoItemPtr itemAt(const QModelIndex& index) const;    // autosave rows only
+    QModelIndex indexOfProject(const BMProject* project, int column = 0) const;
+
+    QModelIndex index(int row, int column, const QModelIndex& parent = QModelIndex()) const override;
+    QModelIndex parent(const QModelIndex& child) const override;
+    int rowCount(const QModelIndex& parent = QModelIndex()) const override;
+    int columnCount(const QModelIndex& parent = QModelIndex()) const override;
+    bool hasChildren(const QModelIndex& parent = QModelIndex()) const override;
+    QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
+    QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
+    Qt::ItemFlags flags(const QModelIndex& index) const override;
+
+private:
+    // Project rows carry 0 in their internal id, autosave rows their project's row + 1.
+    static constexpr quintptr kProjectRow = 0;
+    BMProject* projectForRow(int row) const;
+
+    BMProjectList m_projects;
+    OutlineText m_text;
+};

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <QString>
+
+#include <memory>
+
+// Where a test makes the verified copy's storage misbehave: a destination that reads back
+// other bytes than were written, a reposition that fails, a write that falls short. The
+// defaults change nothing.
+class CopyStreamFaults {
+public:
+    virtual ~CopyStreamFaults();
+    // Bytes just read from the stream of that path, before anybody sees them.
+    virtual void afterRead(const QString& path, char* data, size_t size);
+    // False makes a reposition of that stream fail (EIO).
+    virtual bool allowSeek(const QString& path);
+    // How many of the bytes the write puts down; fewer makes a short write (ENOSPC).
+    virtual size_t writableBytes(const QString& path, size_t size);
+};
+
+// A file opened for the verified copy, with the stdio stream's rules: an end-of-file
+// indicator set by a read that reached the end, an error indicator set by a failed
+// operation, and the current position. Reads and writes go straight to the file.
+class CopyStream {
+public:
+    enum class Mode {
+        Read,              // "rb"
+        ReadWriteTruncate, // "w+"
+    };
+
+    // Nothing when the file cannot be opened (errno tells why).
+    static std::unique_ptr<CopyStream> open(const QString& path, Mode mode);
+    ~CopyStream();
+    CopyStream(const CopyStream&) = delete;
+    CopyStream& operator=(const CopyStream&) = delete;
+
+    // Up to size bytes; fewer only at the end of the file or on an error.
+    size_t read(char* buffer, size_t size);
+    // The bytes put down; fewer means an error.
+    size_t write(const char* data, size_t size);
+    bool seek(quint64 position);
+    quint64 position() const { return m_position; }
+    bool atEnd() const { return m_atEnd; }
+    // 1 after a failed operation, as the stdio indicator reads; 0 otherwise.
+    int error() const { return m_error ? 1 : 0; }
+    const QString& path() const { return m_path; }
+    int descriptor() const { return m_fd; }
+
+    // The faults in force for streams opened from now on (none by default); returns the
+    // previous ones.
+    static std::shared_ptr<CopyStreamFaults> installFaults(std::shared_ptr<CopyStreamFaults> faults);
+
+private:
+    CopyStream(int fd, QString path, std::shared_ptr<CopyStreamFaults> faults);
+
+    int m_fd = -1;
+    QString m_path;
+    std::shared_ptr<CopyStreamFaults> m_faults;
+    quint64 m_position = 0;
+    bool m_atEnd = false;
+    bool m_error = false;
+};

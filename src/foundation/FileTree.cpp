@@ -1,0 +1,294 @@
+#include "FileTree.h"
+
+#include <QFile>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <filesystem>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+#include <vector>
+
+namespace FileTree {
+
+namespace {
+
+// Closes a descriptor when the scope ends.
+struct Fd {
+    int fd = -1;
+    explicit Fd(int value) : fd(value) {}
+    ~Fd() {
+        if (fd >= 0)
+            ::close(fd);
+    }
+    Fd(const Fd&) = delete;
+    Fd& operator=(const Fd&) = delete;
+};
+
+struct CopyState {
+    const CopyControl* control = nullptr;
+    quint64 copied = 0;
+    bool cancelled() const { return control && control->cancelled && control->cancelled->load(); }
+    void report(quint64 bytes) {
+        copied += bytes;
+        if (control && control->progress)
+            control->progress(copied);
+    }
+};
+
+// Extended attributes travel with the copy. Those the destination refuses (the system's
+// own namespaces, a file system without them) are left behind quietly, as file managers do.
+void copyAttributes(int from, int to) {
+    const ssize_t size = ::flistxattr(from, nullptr, 0);
+    if (size <= 0)
+        return;
+    std::vector<char> names(static_cast<size_t>(size));
+    const ssize_t got = ::flistxattr(from, names.data(), names.size());
+    if (got <= 0)
+        return;
+    std::vector<char> value;
+    for (const char* name = names.data(); name < names.data() + got; name += std::strlen(name) + 1) {
+        const ssize_t length = ::fgetxattr(from, name, nullptr, 0);
+        if (length < 0)
+            continue;
+        value.resize(size_t(length) + 1);
+        const ssize_t read = ::fgetxattr(from, name, value.data(), value.size());
+        if (read < 0)
+            continue;
+        ::fsetxattr(to, name, value.data(), size_t(read), 0);
+    }
+}
+
+void copyOwnerModeTimes(int to, const struct stat& info) {
+    if (::geteuid() == 0 && ::fchown(to, info.st_uid, info.st_gid) != 0) {
+        // Ownership is best effort, as for any copy.
+    }
+    ::fchmod(to, info.st_mode & 07777);
+    const timespec times[2] = {info.st_atim, info.st_mtim};
+    ::futimens(to, times);
+}
+
+bool copyContents(int from, int to, CopyState& state) {
+    bool kernelCopy = true;
+    std::vector<char> buffer;
+    for (;;) {
+        if (state.cancelled()) {
+            errno = ECANCELED;
+            return false;
+        }
+        ssize_t n = -1;
+        if (kernelCopy) {
+            n = ::copy_file_range(from, nullptr, to, nullptr, 1 << 20, 0);
+            if (n < 0 && (errno == EXDEV || errno == ENOSYS || errno == EINVAL || errno == EOPNOTSUPP)) {
+                kernelCopy = false;
+                continue;
+            }
+        } else {
+            buffer.resize(1 << 20);
+            n = ::read(from, buffer.data(), buffer.size());
+            if (n > 0) {
+                for (ssize_t done = 0; done < n;) {
+                    const ssize_t written = ::write(to, buffer.data() + done, size_t(n - done));
+                    if (written < 0 && errno == EINTR)
+                        continue;
+                    if (written <= 0)
+                        return false;
+                    done += written;
+                }
+            }
+        }
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0)
+            return false;
+        if (n == 0)
+            return true;
+        state.report(quint64(n));
+    }
+}
+
+bool copyTree(const QByteArray& source, const QByteArray& destination, CopyState& state, bool* created) {
+    struct stat info {};
+    if (::lstat(source.constData(), &info) != 0)
+        return false;
+    if (S_ISLNK(info.st_mode)) {
+        std::vector<char> target(size_t(info.st_size) + 1 + 4096);
+        const ssize_t length = ::readlink(source.constData(), target.data(), target.size() - 1);
+        if (length < 0)
+            return false;
+        target[size_t(length)] = 0;
+        if (::symlink(target.data(), destination.constData()) != 0)
+            return false;
+        *created = true;
+        const timespec times[2] = {info.st_atim, info.st_mtim};
+        ::utimensat(AT_FDCWD, destination.constData(), times, AT_SYMLINK_NOFOLLOW);
+        return true;
+    }
+    if (S_ISDIR(info.st_mode)) {
+        // Writable by us while it fills; its own mode comes last.
+        if (::mkdir(destination.constData(), 0700) != 0)
+            return false;
+        *created = true;
+        DIR* dir = ::opendir(source.constData());
+        if (!dir)
+            return false;
+        std::vector<QByteArray> names;
+        while (dirent* entry = ::readdir(dir)) {
+            const char* name = entry->d_name;
+            if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))
+                continue;
+            names.emplace_back(name);
+        }
+        ::closedir(dir);
+        for (const QByteArray& name : names) {
+            bool childCreated = false;
+            if (!copyTree(source + '/' + name, destination + '/' + name, state, &childCreated))
+                return false;
+        }
+        Fd from(::open(source.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        Fd to(::open(destination.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        if (from.fd >= 0 && to.fd >= 0)
+            copyAttributes(from.fd, to.fd);
+        if (to.fd >= 0)
+            copyOwnerModeTimes(to.fd, info);
+        return true;
+    }
+    if (!S_ISREG(info.st_mode)) {
+        // Devices, pipes and sockets are not documents; copying one means nothing.
+        errno = EOPNOTSUPP;
+        return false;
+    }
+    Fd from(::open(source.constData(), O_RDONLY | O_CLOEXEC));
+    if (from.fd < 0)
+        return false;
+    Fd to(::open(destination.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    if (to.fd < 0)
+        return false;
+    *created = true;
+    if (!copyContents(from.fd, to.fd, state))
+        return false;
+    copyAttributes(from.fd, to.fd);
+    copyOwnerModeTimes(to.fd, info);
+    return true;
+}
+
+} // namespace
+
+bool exists(const QString& path) {
+    struct stat info {};
+    return !path.isEmpty() && ::lstat(QFile::encodeName(path).constData(), &info) == 0;
+}
+
+QString errorDescription(const QString& path, int error) {
+    return QStringLiteral("%1: %2").arg(path, QString::fromLocal8Bit(std::strerror(error)));
+}
+
+bool copyItem(const QString& source, const QString& destination, QString* error, const CopyControl* control) {
+    if (exists(destination)) {
+        if (error)
+            *error = errorDescription(destination, EEXIST);
+        errno = EEXIST;
+        return false;
+    }
+    CopyState state;
+    state.control = control;
+    bool created = false;
+    if (copyTree(QFile::encodeName(source), QFile::encodeName(destination), state, &created))
+        return true;
+    const int failure = errno;
+    if (error)
+        *error = errorDescription(source, failure);
+    // The partial copy is ours alone: the destination did not exist before.
+    if (created)
+        removeItem(destination, nullptr);
+    errno = failure;
+    return false;
+}
+
+quint64 contentSize(const QString& path) {
+    struct stat info {};
+    const QByteArray encoded = QFile::encodeName(path);
+    if (::lstat(encoded.constData(), &info) != 0)
+        return 0;
+    if (S_ISREG(info.st_mode))
+        return quint64(info.st_size);
+    if (!S_ISDIR(info.st_mode))
+        return 0;
+    quint64 total = 0;
+    DIR* dir = ::opendir(encoded.constData());
+    if (!dir)
+        return 0;
+    while (dirent* entry = ::readdir(dir)) {
+        const char* name = entry->d_name;
+        if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))
+            continue;
+        total += contentSize(path + QLatin1Char('/') + QFile::decodeName(name));
+    }
+    ::closedir(dir);
+    return total;
+}
+
+bool removeItem(const QString& path, QString* error) {
+    std::error_code code;
+    std::filesystem::remove_all(std::filesystem::path(QFile::encodeName(path).toStdString()), code);
+    if (!code)
+        return true;
+    if (error)
+        *error = errorDescription(path, code.value());
+    errno = code.value();
+    return false;
+}
+
+bool moveItem(const QString& source, const QString& destination, QString* error) {
+    const QByteArray from = QFile::encodeName(source);
+    const QByteArray to = QFile::encodeName(destination);
+    if (source == destination) {
+        // Renaming an item onto itself changes nothing.
+        if (exists(source))
+            return true;
+        if (error)
+            *error = errorDescription(source, ENOENT);
+        return false;
+    }
+    if (::renameat2(AT_FDCWD, from.constData(), AT_FDCWD, to.constData(), RENAME_NOREPLACE) == 0)
+        return true;
+    int failure = errno;
+    if (failure == EINVAL && !exists(destination)) {
+        // A file system without no-replace renames.
+        if (::rename(from.constData(), to.constData()) == 0)
+            return true;
+        failure = errno;
+    }
+    if (failure != EXDEV) {
+        if (error)
+            *error = errorDescription(failure == EEXIST ? destination : source, failure);
+        errno = failure;
+        return false;
+    }
+    if (!copyItem(source, destination, error))
+        return false;
+    QString removeError;
+    if (!removeItem(source, &removeError)) {
+        if (error)
+            *error = QStringLiteral("%1 (the complete copy is at %2)").arg(removeError, destination);
+        return false;
+    }
+    return true;
+}
+
+bool createDirectories(const QString& path, QString* error) {
+    std::error_code code;
+    const std::filesystem::path target(QFile::encodeName(path).toStdString());
+    std::filesystem::create_directories(target, code);
+    if (!code && std::filesystem::is_directory(target, code))
+        return true;
+    if (error)
+        *error = errorDescription(path, code ? code.value() : EEXIST);
+    return false;
+}
+
+} // namespace FileTree

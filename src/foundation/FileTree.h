@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QString>
+
+#include <atomic>
+#include <functional>
+
+// Whole items (a file, a folder with everything in it, a symbolic link) copied, moved and
+// removed as the current user, the way a platform file manager does it. The operations
+// never replace an existing destination and never follow symbolic links inside a tree.
+// Errors come back as a description naming the item and the system's reason.
+namespace FileTree {
+
+// Anything at the path, a dangling symbolic link included.
+bool exists(const QString& path);
+QString errorDescription(const QString& path, int error);
+
+struct CopyControl {
+    // Bytes of file contents copied so far, after every chunk.
+    std::function<void(quint64 bytesCopied)> progress;
+    // Checked between chunks; a set flag ends the copy with ECANCELED.
+    const std::atomic<bool>* cancelled = nullptr;
+};
+
+// Copies the item with its permissions, dates and extended attributes (and owner, for
+// root). The destination must not exist; on failure nothing of the copy is left behind
+// and errno tells why.
+bool copyItem(const QString& source, const QString& destination, QString* error,
+              const CopyControl* control = nullptr);
+// The bytes of file contents in the item (links not followed).
+quint64 contentSize(const QString& path);
+// Removes the item, recursively for folders; links are removed, never followed.
+bool removeItem(const QString& path, QString* error);
+// Renames, or copies and removes across file systems. The destination must not exist.
+// When the source cannot be removed after a complete copy, the copy stays and the move
+// reports failure: both places then hold the data rather than neither.
+bool moveItem(const QString& source, const QString& destination, QString* error);
+// The folder and any missing parents.
+bool createDirectories(const QString& path, QString* error);
+
+} // namespace FileTree
