@@ -9,7 +9,6 @@
 #include "MainWindow.h"
 #include "PreferencesWindow.h"
 #include "ProgressSheet.h"
-
 #include "catalogue/AutosaveFolderScanner.h"
 #include "catalogue/AutosaveType.h"
 #include "catalogue/OutlineSorting.h"
@@ -38,26 +37,22 @@
 
 namespace {
 
-BMSettings& settings()
-{
+BMSettings& settings() {
     return BMSettings::standard();
 }
 
-QString home()
-{
+QString home() {
     return BMLocalPaths::userDirectory();
 }
 
-QString abbreviated(const QString& path)
-{
+QString abbreviated(const QString& path) {
     return PathText::abbreviatingHome(path, home());
 }
 
 } // namespace
 
 AppController::AppController(Environment environment, QObject* parent)
-    : QObject(parent), m_env(std::move(environment))
-{
+    : QObject(parent), m_env(std::move(environment)) {
     if (!m_env.authorize)
         m_env.authorize = [] { return BMAuthorization::sharedController().authStart(); };
     if (!m_env.chooseFolder) {
@@ -82,14 +77,12 @@ AppController::AppController(Environment environment, QObject* parent)
     updateStatusLine();
 }
 
-AppController::~AppController()
-{
+AppController::~AppController() {
     m_updateTimer.stop();
     waitForWorkers();
 }
 
-void AppController::connectWindow()
-{
+void AppController::connectWindow() {
     MainWindow* w = m_window.get();
     const MainWindow::Actions& a = w->actions();
     BMOutlineView* outline = w->outlineView();
@@ -110,9 +103,11 @@ void AppController::connectWindow()
     connect(a.makerHome, &QAction::triggered, this, &AppController::helpBMHome);
     connect(a.about, &QAction::triggered, this, &AppController::showAboutDialog);
 
-    connect(m_preferences, &PreferencesWindow::adminPasswordToggled, this, &AppController::prefsToggleAdminPass);
+    connect(m_preferences, &PreferencesWindow::adminPasswordToggled, this,
+            &AppController::prefsToggleAdminPass);
     connect(m_preferences, &PreferencesWindow::analyticsToggled, this, &AppController::prefsToggleQCLogging);
-    connect(m_preferences, &PreferencesWindow::addManualPathRequested, this, &AppController::prefsAddManualPath);
+    connect(m_preferences, &PreferencesWindow::addManualPathRequested, this,
+            &AppController::prefsAddManualPath);
     connect(m_preferences, &PreferencesWindow::removeManualPathRequested, this,
             &AppController::prefsRemoveManualPath);
     connect(m_preferences, &PreferencesWindow::manualPathsTabShown, this, [this] {
@@ -130,8 +125,7 @@ void AppController::connectWindow()
 
 // ---- Lifecycle ----------------------------------------------------------------------------
 
-bool AppController::awakeFromNib()
-{
+bool AppController::awakeFromNib() {
     try {
         if (settings().integerValue(SettingsKey::requireAdminPassword) == 1) {
             m_preferences->setAdminPasswordChecked(true);
@@ -158,18 +152,15 @@ bool AppController::awakeFromNib()
     return true;
 }
 
-void AppController::applicationDidFinishLaunching()
-{
+void AppController::applicationDidFinishLaunching() {
     populateDataNoSave();
 }
 
-void AppController::applicationWillTerminate()
-{
+void AppController::applicationWillTerminate() {
     saveExpandedItems();
 }
 
-void AppController::applicationBecameActive()
-{
+void AppController::applicationBecameActive() {
     if (m_appLaunching || isBusy())
         return;
     BMLog::appendLog(QStringLiteral("Application became active - repopulating..."));
@@ -178,13 +169,11 @@ void AppController::applicationBecameActive()
 
 // ---- Threads ------------------------------------------------------------------------------
 
-void AppController::runOnWorker(std::function<void()> work)
-{
+void AppController::runOnWorker(std::function<void()> work) {
     m_workers.start(std::move(work));
 }
 
-void AppController::waitForWorkers()
-{
+void AppController::waitForWorkers() {
     // Workers wait for the main thread; it keeps serving them while it waits.
     while (!m_workers.waitForDone(10))
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
@@ -192,30 +181,25 @@ void AppController::waitForWorkers()
 
 // ---- The catalogue --------------------------------------------------------------------------
 
-const BMProjectList& AppController::dataArray() const
-{
+const BMProjectList& AppController::dataArray() const {
     return m_model->projects();
 }
 
-void AppController::setDataArray(BMProjectList projects)
-{
+void AppController::setDataArray(BMProjectList projects) {
     m_model->setProjects(std::move(projects));
     updateStatusLine();
     outlineViewSelectionDidChange();
 }
 
-void AppController::populateData()
-{
+void AppController::populateData() {
     runOnWorker([this] { populateDataOnThisThread(true); });
 }
 
-void AppController::populateDataNoSave()
-{
+void AppController::populateDataNoSave() {
     runOnWorker([this] { populateDataOnThisThread(false); });
 }
 
-void AppController::populateDataOnThisThread(bool saveExpandedState)
-{
+void AppController::populateDataOnThisThread(bool saveExpandedState) {
     try {
         BMLog::appendLog(QStringLiteral("Populating autosaves..."));
         MainThread::runAndWait([this] { startProgressSpinner(); });
@@ -247,22 +231,16 @@ void AppController::populateDataOnThisThread(bool saveExpandedState)
         MainThread::runAndWait([this] { applyOutlineViewSorting(); });
         MainThread::runAndWait([this] { loadExpandedItems(); });
         startLocationSearch();
-        MainThread::runAndWait([this] {
-            stopProgressSpinner();
-            Q_EMIT catalogueRebuilt();
-        });
+        MainThread::runAndWait([this] { stopProgressSpinner(); });
     } catch (const std::exception& e) {
         BMException::logException(e, "-[AppController populateData:]");
-        MainThread::runAndWait([this] {
-            stopProgressSpinner();
-            Q_EMIT catalogueRebuilt();
-        });
+        MainThread::runAndWait([this] { stopProgressSpinner(); });
     }
     m_appLaunching = false;
+    MainThread::runAndWait([this] { Q_EMIT catalogueRebuilt(); });
 }
 
-void AppController::saveExpandedItems()
-{
+void AppController::saveExpandedItems() {
     BMLog::appendLog(QStringLiteral("Saving expanded items..."));
     QVariantList expanded;
     const BMProjectList& projects = dataArray();
@@ -274,8 +252,7 @@ void AppController::saveExpandedItems()
     settings().synchronize();
 }
 
-void AppController::loadExpandedItems()
-{
+void AppController::loadExpandedItems() {
     BMLog::appendLog(QStringLiteral("Loading expanded items..."));
     const QStringList wanted = settings().stringListValue(SettingsKey::expandedItems);
     const std::set<QString> paths(wanted.cbegin(), wanted.cend());
@@ -287,21 +264,18 @@ void AppController::loadExpandedItems()
     }
 }
 
-void AppController::reloadTimerCalled()
-{
+void AppController::reloadTimerCalled() {
     startLocationSearch();
 }
 
-void AppController::startLocationSearch()
-{
+void AppController::startLocationSearch() {
     if (m_locationSearch)
         runOnWorker(m_locationSearch);
 }
 
 // ---- The outline ----------------------------------------------------------------------------
 
-void AppController::applyOutlineViewSorting()
-{
+void AppController::applyOutlineViewSorting() {
     try {
         const OutlineSorting::Choice choice =
             OutlineSorting::savedChoice(settings(), AutosaveOutlineModel::columnIdentifier(0));
@@ -311,25 +285,23 @@ void AppController::applyOutlineViewSorting()
     }
 }
 
-void AppController::sortColumnWithIdentifier(const QString& column, bool descending)
-{
+void AppController::sortColumnWithIdentifier(const QString& column, bool descending) {
     m_model->sortBy(column, descending);
     int section = AutosaveOutlineModel::columnForIdentifier(column);
     if (section < 0)
         section = AutosaveOutlineModel::SizeColumn;
-    m_window->outlineView()->header()->setSortIndicator(section, descending ? Qt::DescendingOrder : Qt::AscendingOrder);
+    m_window->outlineView()->header()->setSortIndicator(section, descending ? Qt::DescendingOrder
+                                                                            : Qt::AscendingOrder);
     OutlineSorting::recordSort(settings(), OutlineSorting::Choice{column, descending});
 }
 
-void AppController::didClickTableColumn(int section)
-{
+void AppController::didClickTableColumn(int section) {
     const QString column = AutosaveOutlineModel::columnIdentifier(section);
     const OutlineSorting::Choice choice = OutlineSorting::headerClicked(settings(), column);
     sortColumnWithIdentifier(choice.column, choice.descending);
 }
 
-QModelIndexList AppController::selectedRows() const
-{
+QModelIndexList AppController::selectedRows() const {
     QModelIndexList rows = m_window->outlineView()->selectionModel()->selectedRows(0);
     std::sort(rows.begin(), rows.end(), [this](const QModelIndex& a, const QModelIndex& b) {
         return m_window->outlineView()->visualRect(a).top() < m_window->outlineView()->visualRect(b).top();
@@ -337,8 +309,7 @@ QModelIndexList AppController::selectedRows() const
     return rows;
 }
 
-BMProjectList AppController::selectedProjects() const
-{
+BMProjectList AppController::selectedProjects() const {
     BMProjectList projects;
     for (const QModelIndex& index : selectedRows()) {
         if (BMProjectPtr project = m_model->projectAt(index))
@@ -347,8 +318,7 @@ BMProjectList AppController::selectedProjects() const
     return projects;
 }
 
-BMAutoItemList AppController::selectedItems() const
-{
+BMAutoItemList AppController::selectedItems() const {
     BMAutoItemList items;
     for (const QModelIndex& index : selectedRows()) {
         if (BMAutoItemPtr item = m_model->itemAt(index))
@@ -357,8 +327,7 @@ BMAutoItemList AppController::selectedItems() const
     return items;
 }
 
-QString AppController::openButtonTitle() const
-{
+QString AppController::openButtonTitle() const {
     std::set<int> kinds;
     for (const QModelIndex& index : m_window->outlineView()->selectionModel()->selectedRows(0)) {
         if (BMProjectPtr project = m_model->projectAt(index)) {
@@ -384,8 +353,7 @@ QString AppController::openButtonTitle() const
     }
 }
 
-void AppController::outlineViewSelectionDidChange()
-{
+void AppController::outlineViewSelectionDidChange() {
     const int count = int(m_window->outlineView()->selectionModel()->selectedRows(0).size());
     m_window->outlineView()->setMenu(count == 1 ? m_window->contextMenu() : nullptr);
     const bool any = count > 0;
@@ -397,8 +365,7 @@ void AppController::outlineViewSelectionDidChange()
         a.open->setText(openButtonTitle());
 }
 
-void AppController::updateStatusLine()
-{
+void AppController::updateStatusLine() {
     qint64 autosaves = 0;
     double bytes = 0;
     for (const BMProjectPtr& project : dataArray()) {
@@ -406,42 +373,40 @@ void AppController::updateStatusLine()
         bytes += project->fileSize();
     }
     const qint64 projects = dataArray().size();
-    m_window->statusLabel()->setText(tr("%n project(s)", nullptr, int(projects)) + QStringLiteral(", ") +
-                                     tr("%n autosave(s)", nullptr, int(autosaves)) + QStringLiteral(", ") +
-                                     OutlineText().formatFileSize(bytes));
+    const QLocale locale;
+    const QString projectText =
+        projects == 1 ? tr("1 project") : tr("%1 projects").arg(locale.toString(projects));
+    const QString autosaveText =
+        autosaves == 1 ? tr("1 autosave") : tr("%1 autosaves").arg(locale.toString(autosaves));
+    m_window->statusLabel()->setText(
+        QStringLiteral("%1, %2, %3").arg(projectText, autosaveText, OutlineText().formatFileSize(bytes)));
 }
 
 // ---- Progress -------------------------------------------------------------------------------
 
-void AppController::showProgress()
-{
+void AppController::showProgress() {
     m_window->progressSheet()->showProgress();
 }
 
-void AppController::endProgress()
-{
+void AppController::endProgress() {
     m_window->progressSheet()->endProgress();
 }
 
-void AppController::startProgressSpinner()
-{
+void AppController::startProgressSpinner() {
     m_window->spinner()->start();
 }
 
-void AppController::stopProgressSpinner()
-{
+void AppController::stopProgressSpinner() {
     m_window->spinner()->stop();
 }
 
-bool AppController::isBusy() const
-{
+bool AppController::isBusy() const {
     return m_window->spinner()->isSpinning() || m_window->progressSheet()->isVisible();
 }
 
 // ---- Preferences ----------------------------------------------------------------------------
 
-bool AppController::storeRequireAdminPassword(bool on)
-{
+bool AppController::storeRequireAdminPassword(bool on) {
     if (settings().setComputerWideValue(SettingsKey::requireAdminPassword, on ? 1 : 0))
         return true;
     // The computer-wide folder is the administrator's: write a copy and move it in with
@@ -453,14 +418,14 @@ bool AppController::storeRequireAdminPassword(bool on)
     if (target.isEmpty() || !PlistFile::writeXml(staged, wide))
         return false;
     BMAuthorization& auth = BMAuthorization::sharedController();
-    const bool moved = auth.authCreateDir(PathText::deletingLastComponent(target)) && auth.authMoveFile(staged, target);
+    const bool moved =
+        auth.authCreateDir(PathText::deletingLastComponent(target)) && auth.authMoveFile(staged, target);
     QFile::remove(staged);
     settings().synchronize();
     return moved;
 }
 
-void AppController::prefsToggleAdminPass(bool on)
-{
+void AppController::prefsToggleAdminPass(bool on) {
     if (!on && !m_env.authorize()) {
         m_preferences->setAdminPasswordChecked(true);
         return;
@@ -468,23 +433,25 @@ void AppController::prefsToggleAdminPass(bool on)
     if (!storeRequireAdminPassword(on)) {
         BMLog::appendLog(QStringLiteral("Unable to store the administrator password setting."));
         m_preferences->setAdminPasswordChecked(!on);
-        BMAlert::alertSheetWithButtons({tr("The setting could not be saved."), {}, {}, {},
+        BMAlert::alertSheetWithButtons({tr("The setting could not be saved."),
+                                        {},
+                                        {},
+                                        {},
                                         tr("Changing it needs an administrator's rights.")},
                                        m_preferences, false);
     }
 }
 
-void AppController::prefsToggleQCLogging(bool on)
-{
+void AppController::prefsToggleQCLogging(bool on) {
     BMSettings::analytics().setValue(SettingsKey::logQC, on);
 }
 
-void AppController::prefsAddManualPath()
-{
+void AppController::prefsAddManualPath() {
     QString chosen = m_env.chooseFolder(m_preferences);
     if (!chosen.isEmpty()) {
         const QString vault = PathText::appendingComponent(chosen, QStringLiteral("Autosave Vault"));
-        if (PathText::lastComponent(chosen) != QLatin1String("Autosave Vault") && BMFileManager::isDirectoryAtPath(vault))
+        if (PathText::lastComponent(chosen) != QLatin1String("Autosave Vault") &&
+            BMFileManager::isDirectoryAtPath(vault))
             chosen = vault;
         if (!m_manualPathArray.contains(chosen))
             m_manualPathArray << chosen;
@@ -500,8 +467,7 @@ void AppController::prefsAddManualPath()
     populateDataNoSave();
 }
 
-void AppController::prefsRemoveManualPath()
-{
+void AppController::prefsRemoveManualPath() {
     const int row = m_preferences->selectedManualPathRow();
     if (row < 0 || row >= m_manualPathArray.size())
         return;
@@ -514,8 +480,7 @@ void AppController::prefsRemoveManualPath()
     m_preferences->setManualPaths(m_manualPathArray);
 }
 
-void AppController::showPreferences()
-{
+void AppController::showPreferences() {
     m_preferences->refreshFromSettings();
     m_preferences->show();
     m_preferences->raise();
@@ -524,50 +489,41 @@ void AppController::showPreferences()
 
 // ---- Help, log and About ------------------------------------------------------------------
 
-void AppController::helpUserManual()
-{
+void AppController::helpUserManual() {
     const QString manual = HelpLinks::userManualPath();
     if (!manual.isEmpty() && BMFileManager::fileExistsAtPath(manual))
         m_env.openUrl(QUrl::fromLocalFile(manual));
 }
 
-void AppController::helpReportBug()
-{
+void AppController::helpReportBug() {
     m_env.openUrl(HelpLinks::bugReport());
 }
 
-void AppController::helpSuggestFeature()
-{
+void AppController::helpSuggestFeature() {
     m_env.openUrl(HelpLinks::featureRequest());
 }
 
-void AppController::helpSupport()
-{
+void AppController::helpSupport() {
     m_env.openUrl(HelpLinks::support());
 }
 
-void AppController::helpOstrandHome()
-{
+void AppController::helpOstrandHome() {
     m_env.openUrl(HelpLinks::productHome());
 }
 
-void AppController::helpBMHome()
-{
+void AppController::helpBMHome() {
     m_env.openUrl(HelpLinks::brightmoorHome());
 }
 
-void AppController::viewLog()
-{
+void AppController::viewLog() {
     m_env.openUrl(QUrl::fromLocalFile(QStringLiteral("%1/Vestry.1.log").arg(BMLog::logFolder())));
 }
 
-void AppController::viewTaskLog()
-{
+void AppController::viewTaskLog() {
     m_env.openUrl(QUrl::fromLocalFile(QStringLiteral("%1/Vestry Helper.1.log").arg(BMLog::logFolder())));
 }
 
-void AppController::showAboutDialog()
-{
+void AppController::showAboutDialog() {
     auto* about = new AboutDialog(m_window.get());
     about->setAttribute(Qt::WA_DeleteOnClose);
     about->show();

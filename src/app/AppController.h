@@ -3,6 +3,7 @@
 #include "catalogue/BMProject.h"
 #include "catalogue/CatalogueLocations.h"
 
+#include <QModelIndex>
 #include <QObject>
 #include <QPointer>
 #include <QStringList>
@@ -19,6 +20,21 @@ class MainWindow;
 class PreferencesWindow;
 class QModelIndex;
 
+// What the controller asks of the world outside it. The defaults ask the user and the
+// platform; tests answer instead.
+struct AppControllerEnvironment {
+    // Obtains administrator rights; false when refused.
+    std::function<bool()> authorize;
+    // The folder the user chose in an open panel; null when cancelled.
+    std::function<QString(QWidget* parent)> chooseFolder;
+    // Opens a document or web page in the default handler.
+    std::function<bool(const QUrl&)> openUrl;
+    // The shared Avid attics that every rebuild scans when they exist.
+    QStringList sharedAvidAttics = CatalogueLocations::defaultSharedAvidAttics();
+    // The 60-second search timer's interval.
+    int searchIntervalMs = 60000;
+};
+
 // The application's controller: owns the main window, the outline's model, the
 // preferences window and the catalogue (`dataArray`), and serves every menu action of the
 // shell. Catalogue rebuilds and location searches run on worker threads and reach the
@@ -26,20 +42,7 @@ class QModelIndex;
 class AppController : public QObject {
     Q_OBJECT
 public:
-    // What the controller asks of the world outside it. The defaults ask the user and the
-    // platform; tests answer instead.
-    struct Environment {
-        // Obtains administrator rights; false when refused.
-        std::function<bool()> authorize;
-        // The folder the user chose in an open panel; null when cancelled.
-        std::function<QString(QWidget* parent)> chooseFolder;
-        // Opens a document or web page in the default handler.
-        std::function<bool(const QUrl&)> openUrl;
-        // The shared Avid attics that every rebuild scans when they exist.
-        QStringList sharedAvidAttics = CatalogueLocations::defaultSharedAvidAttics();
-        // The 60-second search timer's interval.
-        int searchIntervalMs = 60000;
-    };
+    using Environment = AppControllerEnvironment;
 
     explicit AppController(Environment environment = Environment(), QObject* parent = nullptr);
     ~AppController() override;

@@ -7,8 +7,7 @@
 
 namespace {
 
-QString ownImage(int type)
-{
+QString ownImage(int type) {
     switch (AutosaveType::normalized(type)) {
     case AutosaveType::Motion:
         return QStringLiteral(":/vestry/icons/motion.svg");
@@ -25,8 +24,7 @@ QString ownImage(int type)
 
 // The file extension the system would know the type by; none for kinds that only a Mac
 // names (Avid's bins go by an HFS type code, events are our own image).
-QString extensionFor(int type)
-{
+QString extensionFor(int type) {
     switch (AutosaveType::normalized(type)) {
     case AutosaveType::Motion:
         return QStringLiteral("motn");
@@ -41,13 +39,11 @@ QString extensionFor(int type)
 
 } // namespace
 
-QIcon AutosaveIcons::ownIconForType(int type)
-{
+QIcon AutosaveIcons::ownIconForType(int type) {
     return QIcon(ownImage(type));
 }
 
-QIcon AutosaveIcons::iconForType(int type)
-{
+QIcon AutosaveIcons::iconForType(int type) {
     static QHash<int, QIcon> cache;
     const int kind = AutosaveType::normalized(type);
     if (auto it = cache.constFind(kind); it != cache.cend())

@@ -1,7 +1,6 @@
 #include "AutosaveOutlineModel.h"
 
 #include "AutosaveIcons.h"
-
 #include "catalogue/OutlineSorting.h"
 #include "foundation/BMException.h"
 
@@ -9,8 +8,7 @@
 
 namespace {
 template <typename Answer, typename Body>
-Answer guarded(const char* method, Answer fallback, Body body)
-{
+Answer guarded(const char* method, Answer fallback, Body body) {
     try {
         return body();
     } catch (const std::exception& e) {
@@ -21,12 +19,10 @@ Answer guarded(const char* method, Answer fallback, Body body)
 } // namespace
 
 AutosaveOutlineModel::AutosaveOutlineModel(QObject* parent, OutlineText text)
-    : QAbstractItemModel(parent), m_text(std::move(text))
-{
+    : QAbstractItemModel(parent), m_text(std::move(text)) {
 }
 
-QString AutosaveOutlineModel::columnIdentifier(int column)
-{
+QString AutosaveOutlineModel::columnIdentifier(int column) {
     switch (column) {
     case NameColumn:
         return QString::fromLatin1(OutlineColumn::name);
@@ -39,8 +35,7 @@ QString AutosaveOutlineModel::columnIdentifier(int column)
     }
 }
 
-int AutosaveOutlineModel::columnForIdentifier(QStringView identifier)
-{
+int AutosaveOutlineModel::columnForIdentifier(QStringView identifier) {
     for (int column = 0; column < ColumnCount; ++column) {
         if (identifier == columnIdentifier(column))
             return column;
@@ -48,15 +43,13 @@ int AutosaveOutlineModel::columnForIdentifier(QStringView identifier)
     return -1;
 }
 
-void AutosaveOutlineModel::setProjects(BMProjectList projects)
-{
+void AutosaveOutlineModel::setProjects(BMProjectList projects) {
     beginResetModel();
     m_projects = std::move(projects);
     endResetModel();
 }
 
-void AutosaveOutlineModel::sortBy(QStringView column, bool descending)
-{
+void AutosaveOutlineModel::sortBy(QStringView column, bool descending) {
     Q_EMIT layoutAboutToBeChanged({}, QAbstractItemModel::VerticalSortHint);
     // Remember every persistent row by the node it shows, then find the nodes again.
     struct Anchor {
@@ -97,27 +90,25 @@ void AutosaveOutlineModel::sortBy(QStringView column, bool descending)
                 if (children[i].get() == anchor.item)
                     itemRow = i;
             }
-            after.append(itemRow < 0 ? QModelIndex() : createIndex(itemRow, anchor.column, quintptr(projectRow) + 1));
+            after.append(itemRow < 0 ? QModelIndex()
+                                     : createIndex(itemRow, anchor.column, quintptr(projectRow) + 1));
         }
     }
     changePersistentIndexList(before, after);
     Q_EMIT layoutChanged({}, QAbstractItemModel::VerticalSortHint);
 }
 
-BMProject* AutosaveOutlineModel::projectForRow(int row) const
-{
+BMProject* AutosaveOutlineModel::projectForRow(int row) const {
     return row >= 0 && row < m_projects.size() ? m_projects[row].get() : nullptr;
 }
 
-BMProjectPtr AutosaveOutlineModel::projectAt(const QModelIndex& index) const
-{
+BMProjectPtr AutosaveOutlineModel::projectAt(const QModelIndex& index) const {
     if (!index.isValid() || index.internalId() != kProjectRow || index.row() >= m_projects.size())
         return nullptr;
     return m_projects[index.row()];
 }
 
-BMAutoItemPtr AutosaveOutlineModel::itemAt(const QModelIndex& index) const
-{
+BMAutoItemPtr AutosaveOutlineModel::itemAt(const QModelIndex& index) const {
     if (!index.isValid() || index.internalId() == kProjectRow)
         return nullptr;
     const BMProject* project = projectForRow(int(index.internalId() - 1));
@@ -126,8 +117,7 @@ BMAutoItemPtr AutosaveOutlineModel::itemAt(const QModelIndex& index) const
     return project->children().at(index.row());
 }
 
-QModelIndex AutosaveOutlineModel::indexOfProject(const BMProject* project, int column) const
-{
+QModelIndex AutosaveOutlineModel::indexOfProject(const BMProject* project, int column) const {
     for (int row = 0; row < m_projects.size(); ++row) {
         if (m_projects[row].get() == project)
             return createIndex(row, column, kProjectRow);
@@ -135,8 +125,7 @@ QModelIndex AutosaveOutlineModel::indexOfProject(const BMProject* project, int c
     return QModelIndex();
 }
 
-QModelIndex AutosaveOutlineModel::index(int row, int column, const QModelIndex& parent) const
-{
+QModelIndex AutosaveOutlineModel::index(int row, int column, const QModelIndex& parent) const {
     if (!hasIndex(row, column, parent))
         return QModelIndex();
     if (!parent.isValid())
@@ -144,15 +133,13 @@ QModelIndex AutosaveOutlineModel::index(int row, int column, const QModelIndex& 
     return createIndex(row, column, quintptr(parent.row()) + 1);
 }
 
-QModelIndex AutosaveOutlineModel::parent(const QModelIndex& child) const
-{
+QModelIndex AutosaveOutlineModel::parent(const QModelIndex& child) const {
     if (!child.isValid() || child.internalId() == kProjectRow)
         return QModelIndex();
     return createIndex(int(child.internalId() - 1), 0, kProjectRow);
 }
 
-int AutosaveOutlineModel::rowCount(const QModelIndex& parent) const
-{
+int AutosaveOutlineModel::rowCount(const QModelIndex& parent) const {
     return guarded("-[AppController outlineView:numberOfChildrenOfItem:]", 0, [&] {
         if (parent.column() > 0)
             return 0;
@@ -165,13 +152,11 @@ int AutosaveOutlineModel::rowCount(const QModelIndex& parent) const
     });
 }
 
-int AutosaveOutlineModel::columnCount(const QModelIndex&) const
-{
+int AutosaveOutlineModel::columnCount(const QModelIndex&) const {
     return ColumnCount;
 }
 
-bool AutosaveOutlineModel::hasChildren(const QModelIndex& parent) const
-{
+bool AutosaveOutlineModel::hasChildren(const QModelIndex& parent) const {
     return guarded("-[AppController outlineView:isItemExpandable:]", false, [&] {
         if (!parent.isValid())
             return !m_projects.isEmpty();
@@ -182,61 +167,63 @@ bool AutosaveOutlineModel::hasChildren(const QModelIndex& parent) const
     });
 }
 
-QVariant AutosaveOutlineModel::data(const QModelIndex& index, int role) const
-{
-    return guarded("-[AppController outlineView:objectValueForTableColumn:byItem:]", QVariant(), [&]() -> QVariant {
-        if (!index.isValid())
+QVariant AutosaveOutlineModel::data(const QModelIndex& index, int role) const {
+    return guarded(
+        "-[AppController outlineView:objectValueForTableColumn:byItem:]", QVariant(), [&]() -> QVariant {
+            if (!index.isValid())
+                return QVariant();
+            const QString column = columnIdentifier(index.column());
+            if (BMProjectPtr project = projectAt(index)) {
+                switch (role) {
+                case Qt::DisplayRole:
+                    return m_text.cellText(*project, column);
+                case Qt::DecorationRole:
+                    return index.column() == NameColumn
+                               ? QVariant(AutosaveIcons::iconForType(project->type()))
+                               : QVariant();
+                case int(Role::Path):
+                    return project->path();
+                case int(Role::Type):
+                    return project->type();
+                case int(Role::Bytes):
+                    return project->fileSize();
+                case int(Role::CreatedMsecs):
+                    return project->startMsecs();
+                case int(Role::IsProject):
+                    return true;
+                default:
+                    break;
+                }
+            } else if (BMAutoItemPtr item = itemAt(index)) {
+                switch (role) {
+                case Qt::DisplayRole:
+                    return m_text.cellText(*item, column);
+                case Qt::DecorationRole:
+                    return index.column() == NameColumn ? QVariant(AutosaveIcons::iconForType(item->type()))
+                                                        : QVariant();
+                case Qt::ToolTipRole:
+                    return item->path();
+                case int(Role::Path):
+                    return item->path();
+                case int(Role::Type):
+                    return item->type();
+                case int(Role::Bytes):
+                    return item->fileSize();
+                case int(Role::CreatedMsecs):
+                    return item->createdMsecs();
+                case int(Role::IsProject):
+                    return false;
+                default:
+                    break;
+                }
+            }
+            if (role == Qt::TextAlignmentRole && index.column() == SizeColumn)
+                return QVariant(Qt::AlignRight | Qt::AlignVCenter);
             return QVariant();
-        const QString column = columnIdentifier(index.column());
-        if (BMProjectPtr project = projectAt(index)) {
-            switch (role) {
-            case Qt::DisplayRole:
-                return m_text.cellText(*project, column);
-            case Qt::DecorationRole:
-                return index.column() == NameColumn ? QVariant(AutosaveIcons::iconForType(project->type())) : QVariant();
-            case int(Role::Path):
-                return project->path();
-            case int(Role::Type):
-                return project->type();
-            case int(Role::Bytes):
-                return project->fileSize();
-            case int(Role::CreatedMsecs):
-                return project->startMsecs();
-            case int(Role::IsProject):
-                return true;
-            default:
-                break;
-            }
-        } else if (BMAutoItemPtr item = itemAt(index)) {
-            switch (role) {
-            case Qt::DisplayRole:
-                return m_text.cellText(*item, column);
-            case Qt::DecorationRole:
-                return index.column() == NameColumn ? QVariant(AutosaveIcons::iconForType(item->type())) : QVariant();
-            case Qt::ToolTipRole:
-                return item->path();
-            case int(Role::Path):
-                return item->path();
-            case int(Role::Type):
-                return item->type();
-            case int(Role::Bytes):
-                return item->fileSize();
-            case int(Role::CreatedMsecs):
-                return item->createdMsecs();
-            case int(Role::IsProject):
-                return false;
-            default:
-                break;
-            }
-        }
-        if (role == Qt::TextAlignmentRole && index.column() == SizeColumn)
-            return QVariant(Qt::AlignRight | Qt::AlignVCenter);
-        return QVariant();
-    });
+        });
 }
 
-QVariant AutosaveOutlineModel::headerData(int section, Qt::Orientation orientation, int role) const
-{
+QVariant AutosaveOutlineModel::headerData(int section, Qt::Orientation orientation, int role) const {
     if (orientation != Qt::Horizontal || role != Qt::DisplayRole)
         return QVariant();
     switch (section) {
@@ -251,8 +238,7 @@ QVariant AutosaveOutlineModel::headerData(int section, Qt::Orientation orientati
     }
 }
 
-Qt::ItemFlags AutosaveOutlineModel::flags(const QModelIndex& index) const
-{
+Qt::ItemFlags AutosaveOutlineModel::flags(const QModelIndex& index) const {
     if (!index.isValid())
         return Qt::NoItemFlags;
     Qt::ItemFlags flags = Qt::ItemIsEnabled | Qt::ItemIsSelectable;

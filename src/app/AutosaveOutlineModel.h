@@ -32,8 +32,8 @@ public:
     // Sorts as the outline sorts (children included), keeping persistent indexes.
     void sortBy(QStringView column, bool descending);
 
-    BMProjectPtr projectAt(const QModelIndex& index) const;  // project rows only
-    BMAutoItemPtr itemAt(const QModelIndex& index) const;    // autosave rows only
+    BMProjectPtr projectAt(const QModelIndex& index) const; // project rows only
+    BMAutoItemPtr itemAt(const QModelIndex& index) const;   // autosave rows only
     QModelIndex indexOfProject(const BMProject* project, int column = 0) const;
 
     QModelIndex index(int row, int column, const QModelIndex& parent = QModelIndex()) const override;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QMessageBox>
 #include <QPointer>
 #include <QString>
 #include <QVariantMap>
@@ -7,7 +8,6 @@
 #include <atomic>
 #include <memory>
 
-class QMessageBox;
 class QObject;
 class QWidget;
 

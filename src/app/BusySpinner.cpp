@@ -2,8 +2,7 @@
 
 #include <QPainter>
 
-BusySpinner::BusySpinner(QWidget* parent) : QWidget(parent)
-{
+BusySpinner::BusySpinner(QWidget* parent) : QWidget(parent) {
     setFixedSize(sizeHint());
     m_timer.setInterval(80);
     connect(&m_timer, &QTimer::timeout, this, [this] {
@@ -13,20 +12,17 @@ BusySpinner::BusySpinner(QWidget* parent) : QWidget(parent)
     hide();
 }
 
-void BusySpinner::start()
-{
+void BusySpinner::start() {
     show();
     m_timer.start();
 }
 
-void BusySpinner::stop()
-{
+void BusySpinner::stop() {
     m_timer.stop();
     hide();
 }
 
-void BusySpinner::paintEvent(QPaintEvent*)
-{
+void BusySpinner::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.translate(width() / 2.0, height() / 2.0);

@@ -15,8 +15,7 @@
 #include <QToolBar>
 #include <QToolButton>
 
-MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
-{
+MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     setWindowTitle(QStringLiteral("Vestry"));
     setWindowIcon(QIcon(QStringLiteral(":/vestry/icons/vestry.svg")));
     setUnifiedTitleAndToolBarOnMac(true);
@@ -42,8 +41,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
     resize(860, 560);
 }
 
-void MainWindow::makeActions()
-{
+void MainWindow::makeActions() {
     auto make = [this](const QString& text, const QKeySequence& shortcut = {}) {
         auto* action = new QAction(text, this);
         if (!shortcut.isEmpty())
@@ -86,8 +84,7 @@ void MainWindow::makeActions()
     a.about->setMenuRole(QAction::AboutRole);
 }
 
-void MainWindow::makeMenus()
-{
+void MainWindow::makeMenus() {
     const Actions& a = m_actions;
     QMenu* file = menuBar()->addMenu(tr("&File"));
     file->addAction(a.refresh);
@@ -139,8 +136,7 @@ void MainWindow::makeMenus()
     m_contextMenu->addAction(a.remove);
 }
 
-void MainWindow::makeToolbar()
-{
+void MainWindow::makeToolbar() {
     QToolBar* bar = addToolBar(tr("Autosaves"));
     bar->setObjectName(QStringLiteral("mainToolbar"));
     bar->setMovable(false);

@@ -6,8 +6,7 @@
 
 #include <algorithm>
 
-ProgressSheet::ProgressSheet(QWidget* parent) : QDialog(parent, Qt::Sheet)
-{
+ProgressSheet::ProgressSheet(QWidget* parent) : QDialog(parent, Qt::Sheet) {
     setWindowModality(Qt::WindowModal);
     setWindowTitle(tr("Working"));
     auto* layout = new QVBoxLayout(this);
@@ -20,8 +19,7 @@ ProgressSheet::ProgressSheet(QWidget* parent) : QDialog(parent, Qt::Sheet)
     layout->addWidget(m_bar);
 }
 
-void ProgressSheet::showProgress(const QString& message)
-{
+void ProgressSheet::showProgress(const QString& message) {
     if (!message.isEmpty())
         m_message->setText(message);
     m_bar->setRange(0, 0);
@@ -31,14 +29,12 @@ void ProgressSheet::showProgress(const QString& message)
     raise();
 }
 
-void ProgressSheet::endProgress()
-{
+void ProgressSheet::endProgress() {
     if (isVisible())
         hide();
 }
 
-void ProgressSheet::setProgress(qint64 done, qint64 total)
-{
+void ProgressSheet::setProgress(qint64 done, qint64 total) {
     if (total <= 0) {
         m_bar->setRange(0, 0);
         return;
@@ -48,7 +44,6 @@ void ProgressSheet::setProgress(qint64 done, qint64 total)
     m_bar->setValue(int(std::clamp<qint64>(done * 1000 / total, 0, 1000)));
 }
 
-QString ProgressSheet::message() const
-{
+QString ProgressSheet::message() const {
     return m_message->text();
 }
