@@ -7,6 +7,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <ostream>
+
 // Real folder trees for the catalogue tests, described one entry per text:
 //   "Wedding/Wedding_11-20-26_1030|100|FCPF"   a 100-byte file of Final Cut's type (any
 //                                              four letters give that type)
@@ -28,3 +30,12 @@ QStringList namesOf(const BMAutoItemList& items);
 QStringList namesOf(const BMProjectList& projects);
 
 } // namespace CatalogueTest
+
+// Table rows print as their names in test output.
+template <typename Row>
+requires requires(const Row& row) {
+    row.rowName;
+}
+void PrintTo(const Row& row, std::ostream* out) {
+    *out << row.rowName;
+}

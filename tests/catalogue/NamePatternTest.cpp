@@ -1,5 +1,6 @@
 #include "catalogue/NamePattern.h"
 
+#include "CatalogueTestSupport.h"
 #include "catalogue/AutosaveFolderScanner.h"
 
 #include <gtest/gtest.h>

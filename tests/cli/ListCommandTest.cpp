@@ -150,6 +150,10 @@ struct FailureRow {
     const char* message;
 };
 
+void PrintTo(const FailureRow& row, std::ostream* out) {
+    *out << row.rowName;
+}
+
 class ListCommandFailure : public ListCommandTest, public ::testing::WithParamInterface<FailureRow> {};
 
 TEST_P(ListCommandFailure, ExplainsOnStandardError) {
