@@ -90,6 +90,8 @@ void AppController::connectWindow() {
     connect(outline->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             &AppController::outlineViewSelectionDidChange);
     connect(outline->header(), &QHeaderView::sectionClicked, this, &AppController::didClickTableColumn);
+    // A double click opens the row, as the open button does.
+    connect(outline, &QTreeView::doubleClicked, a.open, &QAction::trigger);
     connect(a.refresh, &QAction::triggered, this, &AppController::populateData);
     connect(a.preferences, &QAction::triggered, this, &AppController::showPreferences);
     connect(a.quit, &QAction::triggered, qApp, &QApplication::quit);
@@ -169,8 +171,13 @@ void AppController::applicationBecameActive() {
 
 // ---- Threads ------------------------------------------------------------------------------
 
-void AppController::runOnWorker(std::function<void()> work) {
+void AppController::runInBackground(std::function<void()> work) {
     m_workers.start(std::move(work));
+}
+
+bool AppController::isMainWindowKey() const
+{
+    return m_window->isActiveWindow();
 }
 
 void AppController::waitForWorkers() {
@@ -192,11 +199,11 @@ void AppController::setDataArray(BMProjectList projects) {
 }
 
 void AppController::populateData() {
-    runOnWorker([this] { populateDataOnThisThread(true); });
+    runInBackground([this] { populateDataOnThisThread(true); });
 }
 
 void AppController::populateDataNoSave() {
-    runOnWorker([this] { populateDataOnThisThread(false); });
+    runInBackground([this] { populateDataOnThisThread(false); });
 }
 
 void AppController::populateDataOnThisThread(bool saveExpandedState) {
@@ -270,7 +277,7 @@ void AppController::reloadTimerCalled() {
 
 void AppController::startLocationSearch() {
     if (m_locationSearch)
-        runOnWorker(m_locationSearch);
+        runInBackground(m_locationSearch);
 }
 
 // ---- The outline ----------------------------------------------------------------------------

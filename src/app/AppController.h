@@ -79,6 +79,10 @@ public:
     void startLocationSearch();
     // Blocks, serving the main thread's events, until no worker runs (tests, shut-down).
     void waitForWorkers();
+    // Runs work on one of the controller's worker threads; shut-down waits for it.
+    void runInBackground(std::function<void()> work);
+    // Whether the main window is the active one (the first search shows its sheet only then).
+    bool isMainWindowKey() const;
 
     // ---- The outline ----------------------------------------------------------------------
     void applyOutlineViewSorting();
@@ -123,7 +127,6 @@ Q_SIGNALS:
 
 private:
     void connectWindow();
-    void runOnWorker(std::function<void()> work);
     void updateStatusLine();
     void refillAutosaveFolderChoices(const QStringList& abbreviated);
     bool storeRequireAdminPassword(bool on);
