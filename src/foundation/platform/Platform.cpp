@@ -3,7 +3,8 @@
 #include <atomic>
 
 namespace {
-std::unique_ptr<Platform>& installedPlatform() {
+std::unique_ptr<Platform>& installedPlatform()
+{
     static std::unique_ptr<Platform> platform;
     return platform;
 }
@@ -13,7 +14,8 @@ std::mutex g_installMutex;
 
 Platform::~Platform() = default;
 
-Platform& Platform::current() {
+Platform& Platform::current()
+{
     if (Platform* platform = g_current.load(std::memory_order_acquire))
         return *platform;
     std::lock_guard lock(g_installMutex);
@@ -24,7 +26,8 @@ Platform& Platform::current() {
     return *installedPlatform();
 }
 
-std::unique_ptr<Platform> Platform::install(std::unique_ptr<Platform> platform) {
+std::unique_ptr<Platform> Platform::install(std::unique_ptr<Platform> platform)
+{
     std::lock_guard lock(g_installMutex);
     auto previous = std::move(installedPlatform());
     installedPlatform() = std::move(platform);
@@ -32,28 +35,32 @@ std::unique_ptr<Platform> Platform::install(std::unique_ptr<Platform> platform) 
     return previous;
 }
 
-QString Platform::toolPath(Tool tool) const {
+QString Platform::toolPath(Tool tool) const
+{
     std::lock_guard lock(m_toolMutex);
     auto it = m_toolPaths.find(tool);
     return it == m_toolPaths.end() ? QString() : it->second;
 }
 
-void Platform::setToolPath(Tool tool, const QString& path) {
+void Platform::setToolPath(Tool tool, const QString& path)
+{
     std::lock_guard lock(m_toolMutex);
     m_toolPaths[tool] = path;
 }
 
-void Platform::setDefaultToolPaths(std::map<Tool, QString> paths) {
+void Platform::setDefaultToolPaths(std::map<Tool, QString> paths)
+{
     std::lock_guard lock(m_toolMutex);
     m_toolPaths = std::move(paths);
 }
 
 // ---- Editors' applications and the name search ---------------------------------------------
-Platform::SpotlightQuery Platform::SpotlightQuery::folderNamed(const QString& name) {
+Platform::SpotlightQuery Platform::SpotlightQuery::folderNamed(const QString& name)
+{
     return {QStringLiteral("name:\"%1\" kind:folder").arg(name), PathRule::FolderNamed, name};
 }
 
-Platform::SpotlightQuery Platform::SpotlightQuery::pathsEndingWith(const QString& mdfindQuery,
-                                                                   const QString& suffix) {
+Platform::SpotlightQuery Platform::SpotlightQuery::pathsEndingWith(const QString& mdfindQuery, const QString& suffix)
+{
     return {mdfindQuery, PathRule::EndsWith, suffix};
 }
