@@ -169,6 +169,7 @@ void FcsetScanner::step() {
     }
     if (const int key = keyAt(i); key >= 0) {
         if (m_key >= 0 && !m_keyFinished) {
+            dropGatheredFrom(i);
             finishKey();
             if (m_done)
                 return;
@@ -203,9 +204,11 @@ void FcsetScanner::step() {
     for (qsizetype j = std::max(i, m_consumed); j < i + probeLength; ++j) {
         const unsigned char c = at(j);
         if (kAccepted[c]) {
+            if (m_run.isEmpty())
+                m_runStart = j;
             m_run.append(char(c));
         } else if (!m_run.isEmpty()) {
-            m_candidates.append(m_run);
+            m_candidates.append({m_runStart, m_run});
             m_run.clear();
         }
     }
@@ -213,13 +216,21 @@ void FcsetScanner::step() {
     m_position = clean ? i + probeLength : i + 1;
 }
 
+void FcsetScanner::dropGatheredFrom(qsizetype position) {
+    // A key begins with its prefix, which is noise, so no run reaches across it.
+    if (!m_run.isEmpty() && m_runStart > position)
+        m_run.clear();
+    while (!m_candidates.isEmpty() && m_candidates.last().first > position)
+        m_candidates.removeLast();
+}
+
 void FcsetScanner::finishKey() {
     if (!m_run.isEmpty()) {
-        m_candidates.append(m_run);
+        m_candidates.append({m_runStart, m_run});
         m_run.clear();
     }
     QStringList candidates;
-    for (const QByteArray& candidate : std::as_const(m_candidates)) {
+    for (const auto& [position, candidate] : std::as_const(m_candidates)) {
         if (!isKeyName(candidate))
             candidates.append(QString::fromLatin1(candidate));
     }

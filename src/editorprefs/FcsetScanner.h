@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QByteArrayView>
 #include <QList>
+#include <QPair>
 #include <QString>
 #include <QStringList>
 
@@ -65,6 +66,9 @@ private:
     int keyAt(qsizetype i) const;
     void step();
     void finishKey();
+    // Gathering looks a probe ahead; what it took from a key that follows is not the
+    // earlier key's.
+    void dropGatheredFrom(qsizetype position);
     void end();
 
     std::optional<QStringList> m_types;
@@ -87,6 +91,8 @@ private:
     qsizetype m_keyPosition = 0;
     bool m_keyFinished = false;
     QByteArray m_run;
-    QList<QByteArray> m_candidates;
+    qsizetype m_runStart = 0;
+    QList<QPair<qsizetype, QByteArray>> m_candidates; // with their positions
+
     bool m_done = false;
 };
