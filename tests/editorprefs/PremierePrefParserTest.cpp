@@ -277,3 +277,24 @@ TEST_F(Premiere, RefusesFilesOverTheLimit) {
     EXPECT_FALSE(InputFile::readAll(path, 999, &error));
     EXPECT_EQ(error, QStringLiteral("The file %1 is larger than 999 bytes.").arg(path));
 }
+
+// ---- Spotlight -----------------------------------------------------------------------------
+
+TEST_F(Premiere, SearchesSpotlightForFoldersByName)
+{
+    const QString found = home().makeFolder("disk/Adobe Premiere Pro Auto-Save");
+    const QString lower = home().makeFolder("disk2/adobe premiere pro auto-save");
+    const QString tool = home().writeFile(
+        "tools/plocate", "#!/bin/sh\nprintf '%s\\0' '" + found.toUtf8() + "' '" + lower.toUtf8() + "' '" +
+                             home().makeFolder("disk3/Old Adobe Premiere Pro Auto-Save").toUtf8() + "'\n");
+    QFile::setPermissions(tool, QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+    home().platform().setToolPath(Tool::Plocate, tool);
+    home().platform().setToolPath(Tool::Locate, home().root() + "/missing");
+    EXPECT_EQ(BMPremierePrefParser::spotlightSearchForFoldersWithName("Adobe Premiere Pro Auto-Save"),
+              (QStringList{found, lower}));
+    EXPECT_TRUE(logText().contains("Running a Spotlight search for folders called Adobe Premiere Pro Auto-Save..."));
+
+    home().platform().setToolPath(Tool::Plocate, home().root() + "/missing");
+    EXPECT_TRUE(BMPremierePrefParser::spotlightSearchForFoldersWithName("Autosave Vault").isEmpty());
+    EXPECT_FALSE(logText().contains("folders called Autosave Vault")) << "no search, no log line";
+}
