@@ -15,8 +15,8 @@ using Found = QList<QPair<QString, QStringList>>;
 
 Found scanInPieces(QByteArrayView bytes, qsizetype pieceSize, const std::optional<QStringList>& types) {
     Found found;
-    FcsetScanner scanner(types, [&](const FcsetScanner::Key& key, const QStringList& candidates) {
-        found.append({QString::fromLatin1(key.name), candidates});
+    FcsetScanner scanner(types, [&](const FcsetScanner::Key& key, const QList<QByteArrayView>& candidates) {
+        found.append({QString::fromLatin1(key.name), FcsetScanner::toStrings(candidates)});
     });
     for (qsizetype at = 0; at < bytes.size(); at += pieceSize) {
         if (!scanner.feed(bytes.sliced(at, std::min(pieceSize, bytes.size() - at))))

@@ -51,6 +51,43 @@ QString firstOf(const QString& a, const QString& b) {
 BMFCPPrefParser::BMFCPPrefParser(Edition edition) : m_isFCE(edition == Edition::FinalCutExpress) {
 }
 
+BMFCPPrefParser::BMFCPPrefParser(const BMFCPPrefParser& other) {
+    *this = other;
+}
+
+BMFCPPrefParser& BMFCPPrefParser::operator=(const BMFCPPrefParser& other) {
+    if (this == &other)
+        return *this;
+    std::scoped_lock lock(m_mutex, other.m_mutex);
+    m_isFCE = other.m_isFCE;
+    m_preferenceFilePath = other.m_preferenceFilePath;
+    m_autosavePath = other.m_autosavePath;
+    m_renderPath = other.m_renderPath;
+    m_audioRenderPath = other.m_audioRenderPath;
+    m_scratchPath = other.m_scratchPath;
+    m_captureScratchPath = other.m_captureScratchPath;
+    m_audioCaptureScratchPath = other.m_audioCaptureScratchPath;
+    m_waveformCachePath = other.m_waveformCachePath;
+    m_thumbnailCachePath = other.m_thumbnailCachePath;
+    m_dataIsLoaded = other.m_dataIsLoaded;
+    return *this;
+}
+
+QString BMFCPPrefParser::value(QString BMFCPPrefParser::*member) const {
+    std::lock_guard lock(m_mutex);
+    return this->*member;
+}
+
+void BMFCPPrefParser::setValue(QString BMFCPPrefParser::*member, const QString& path) {
+    std::lock_guard lock(m_mutex);
+    this->*member = path;
+}
+
+bool BMFCPPrefParser::dataIsLoaded() const {
+    std::lock_guard lock(m_mutex);
+    return m_dataIsLoaded;
+}
+
 QString BMFCPPrefParser::editorName() const {
     return m_isFCE ? QStringLiteral("Final Cut Express") : QStringLiteral("Final Cut Pro");
 }
@@ -95,6 +132,7 @@ QString BMFCPPrefParser::versionFromInfo(const QString& bundlePath) {
 }
 
 QString BMFCPPrefParser::preferenceFilePath() {
+    std::lock_guard lock(m_mutex);
     if (!m_preferenceFilePath.isEmpty())
         return m_preferenceFilePath;
     const QString bundle = fcpBundlePath();
@@ -160,6 +198,7 @@ QString BMFCPPrefParser::*BMFCPPrefParser::memberForCacheKey(const char* cacheKe
 }
 
 void BMFCPPrefParser::setPathForKey(const QString& key, const QStringList& candidates) {
+    std::lock_guard lock(m_mutex);
     const QString name = FcsetScanner::normalizedKeyName(key);
     const FcsetScanner::Key* entry = nullptr;
     for (const FcsetScanner::Key& k : FcsetScanner::keys()) {
@@ -181,7 +220,20 @@ void BMFCPPrefParser::setPathForKey(const QString& key, const QStringList& candi
     }
 }
 
+void BMFCPPrefParser::keyFinished(const FcsetScanner::Key& key, const QList<QByteArrayView>& candidates) {
+    if (!key.cacheKey)
+        return;
+    // Only a candidate with a colon can be chosen; binary noise yields many that cannot.
+    QStringList paths;
+    for (const QByteArrayView candidate : candidates) {
+        if (candidate.contains(':'))
+            paths.append(QString::fromLatin1(candidate));
+    }
+    setPathForKey(QString::fromLatin1(key.name), paths);
+}
+
 void BMFCPPrefParser::setNil() {
+    std::lock_guard lock(m_mutex);
     m_autosavePath.clear();
     m_renderPath.clear();
     m_audioRenderPath.clear();
@@ -193,6 +245,7 @@ void BMFCPPrefParser::setNil() {
 }
 
 void BMFCPPrefParser::setupDefaults() {
+    std::lock_guard lock(m_mutex);
     if (m_scratchPath.isEmpty()) {
         if (!m_captureScratchPath.isEmpty())
             m_scratchPath = PathText::deletingLastComponent(m_captureScratchPath);
@@ -249,6 +302,7 @@ std::optional<QDateTime> BMFCPPrefParser::preferenceFileDate() {
 }
 
 bool BMFCPPrefParser::loadCacheData() {
+    std::lock_guard lock(m_mutex);
     const std::optional<QDateTime> date = preferenceFileDate();
     const QString cachePath = cacheFilePath();
     if (!date || cachePath.isEmpty())
@@ -271,6 +325,7 @@ bool BMFCPPrefParser::loadCacheData() {
 }
 
 QVariantMap BMFCPPrefParser::cacheEntry(const QDateTime& date) const {
+    std::lock_guard lock(m_mutex);
     QVariantMap entry;
     entry.insert(QStringLiteral("modDate"), date);
     for (const FcsetScanner::Key& key : FcsetScanner::keys()) {
@@ -284,6 +339,7 @@ QVariantMap BMFCPPrefParser::cacheEntry(const QDateTime& date) const {
 }
 
 bool BMFCPPrefParser::cacheData() {
+    std::lock_guard lock(m_mutex);
     const std::optional<QDateTime> date = preferenceFileDate();
     const QString cachePath = cacheFilePath();
     if (!date || cachePath.isEmpty())
@@ -292,9 +348,11 @@ bool BMFCPPrefParser::cacheData() {
 }
 
 void BMFCPPrefParser::scanPreferenceText(QByteArrayView text, const std::optional<QStringList>& types) {
-    FcsetScanner::scan(text, types, [this](const FcsetScanner::Key& key, const QStringList& candidates) {
-        setPathForKey(QString::fromLatin1(key.name), candidates);
-    });
+    std::lock_guard lock(m_mutex);
+    FcsetScanner::scan(text, types,
+                       [this](const FcsetScanner::Key& key, const QList<QByteArrayView>& candidates) {
+                           keyFinished(key, candidates);
+                       });
 }
 
 void BMFCPPrefParser::loadData() {
@@ -302,15 +360,17 @@ void BMFCPPrefParser::loadData() {
 }
 
 void BMFCPPrefParser::loadDataForTypes(const std::optional<QStringList>& types) {
+    std::lock_guard lock(m_mutex);
     try {
         if (loadCacheData())
             return;
         setNil();
         m_dataIsLoaded = false;
         const QString path = preferenceFilePath();
-        FcsetScanner scanner(types, [this](const FcsetScanner::Key& key, const QStringList& candidates) {
-            setPathForKey(QString::fromLatin1(key.name), candidates);
-        });
+        FcsetScanner scanner(types,
+                             [this](const FcsetScanner::Key& key, const QList<QByteArrayView>& candidates) {
+                                 keyFinished(key, candidates);
+                             });
         const bool read = InputFile::readPieces(
             path, maximumFileSize, [&scanner](QByteArrayView piece) { return scanner.feed(piece); });
         if (!read) {

@@ -84,12 +84,6 @@ void FcsetScanner::scan(QByteArrayView text, std::optional<QStringList> types, c
     scanner.finish();
 }
 
-unsigned char FcsetScanner::at(qsizetype index) const {
-    if (index >= m_chunkBase)
-        return static_cast<unsigned char>(m_chunk[index - m_chunkBase]);
-    return static_cast<unsigned char>(m_carry[index - m_carryBase]);
-}
-
 bool FcsetScanner::windowHasAccepted(qsizetype i) {
     m_nextAccepted = std::max(m_nextAccepted, i);
     while (m_nextAccepted < i + probeLength && !kAccepted[at(m_nextAccepted)])
@@ -162,6 +156,20 @@ void FcsetScanner::end() {
 }
 
 void FcsetScanner::step() {
+    // With no key gathering, nothing but the start of a key (or, after a finished key, the
+    // stop distance) can change anything: move straight to the next byte that could begin one.
+    if (m_key < 0 || m_keyFinished) {
+        qsizetype limit = m_end - probeLength - 1;
+        if (m_key >= 0)
+            limit = std::min(limit, m_keyPosition + stopDistance);
+        qsizetype next = m_position;
+        while (next<limit&& unsigned(at(next)) - 6u> 9u)
+            ++next;
+        if (next > m_position) {
+            m_position = next;
+            return;
+        }
+    }
     const qsizetype i = m_position;
     if (!windowHasAccepted(i)) {
         ++m_position;
@@ -177,8 +185,9 @@ void FcsetScanner::step() {
         m_key = key;
         m_keyPosition = i;
         m_keyFinished = false;
-        m_run.clear();
-        m_candidates.clear();
+        m_gathered.truncate(0);
+        m_runs.clear();
+        m_runOpen = false;
         m_consumed = i + 1;
         ++m_position;
         return;
@@ -204,12 +213,14 @@ void FcsetScanner::step() {
     for (qsizetype j = std::max(i, m_consumed); j < i + probeLength; ++j) {
         const unsigned char c = at(j);
         if (kAccepted[c]) {
-            if (m_run.isEmpty())
-                m_runStart = j;
-            m_run.append(char(c));
-        } else if (!m_run.isEmpty()) {
-            m_candidates.append({m_runStart, m_run});
-            m_run.clear();
+            if (!m_runOpen) {
+                m_runs.append({j, m_gathered.size(), 0});
+                m_runOpen = true;
+            }
+            m_gathered.append(char(c));
+            ++m_runs.last().length;
+        } else {
+            m_runOpen = false;
         }
     }
     m_consumed = i + probeLength;
@@ -218,27 +229,35 @@ void FcsetScanner::step() {
 
 void FcsetScanner::dropGatheredFrom(qsizetype position) {
     // A key begins with its prefix, which is noise, so no run reaches across it.
-    if (!m_run.isEmpty() && m_runStart > position)
-        m_run.clear();
-    while (!m_candidates.isEmpty() && m_candidates.last().first > position)
-        m_candidates.removeLast();
+    while (!m_runs.isEmpty() && m_runs.last().position > position)
+        m_runs.removeLast();
+    m_gathered.truncate(m_runs.isEmpty() ? 0 : m_runs.last().offset + m_runs.last().length);
+    m_runOpen = false;
+}
+
+QStringList FcsetScanner::toStrings(const QList<QByteArrayView>& candidates) {
+    QStringList strings;
+    strings.reserve(candidates.size());
+    for (const QByteArrayView candidate : candidates)
+        strings.append(QString::fromLatin1(candidate));
+    return strings;
 }
 
 void FcsetScanner::finishKey() {
-    if (!m_run.isEmpty()) {
-        m_candidates.append({m_runStart, m_run});
-        m_run.clear();
-    }
-    QStringList candidates;
-    for (const auto& [position, candidate] : std::as_const(m_candidates)) {
+    m_views.clear();
+    for (const Run& run : std::as_const(m_runs)) {
+        const QByteArrayView candidate(m_gathered.constData() + run.offset, run.length);
         if (!isKeyName(candidate))
-            candidates.append(QString::fromLatin1(candidate));
+            m_views.append(candidate);
     }
-    m_candidates.clear();
     m_keyFinished = true;
     const Key& key = keys()[size_t(m_key)];
     if (m_finished)
-        m_finished(key, candidates);
+        m_finished(key, m_views);
+    m_views.clear();
+    m_runs.clear();
+    m_gathered.truncate(0);
+    m_runOpen = false;
     if (m_types) {
         m_types->removeAll(QString::fromLatin1(key.name));
         if (m_types->isEmpty())

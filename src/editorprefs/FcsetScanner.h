@@ -3,7 +3,6 @@
 #include <QByteArray>
 #include <QByteArrayView>
 #include <QList>
-#include <QPair>
 #include <QString>
 #include <QStringList>
 
@@ -45,8 +44,11 @@ public:
     static QString normalizedKeyName(const QString& key);
 
     // Called once for every key that was found, with its candidates in file order (maximal
-    // runs of accepted characters, as one byte per character).
-    using Finished = std::function<void(const Key& key, const QStringList& candidates)>;
+    // runs of accepted characters, one byte per character). The views are valid during the
+    // call only.
+    using Finished = std::function<void(const Key& key, const QList<QByteArrayView>& candidates)>;
+    // The candidates as text (Latin-1, as the file is read).
+    static QStringList toStrings(const QList<QByteArrayView>& candidates);
 
     // With a list of key names, the scan ends as soon as each of them has been finished.
     FcsetScanner(std::optional<QStringList> types, Finished finished);
@@ -60,9 +62,14 @@ public:
     static void scan(QByteArrayView text, std::optional<QStringList> types, const Finished& finished);
 
 private:
-    unsigned char at(qsizetype index) const;
-    bool windowHasAccepted(qsizetype i);
-    bool windowIsClean(qsizetype i);
+    // Called for every position: kept inline.
+    Q_ALWAYS_INLINE unsigned char at(qsizetype index) const {
+        if (index >= m_chunkBase) [[likely]]
+            return static_cast<unsigned char>(m_chunk.data()[index - m_chunkBase]);
+        return static_cast<unsigned char>(m_carry.constData()[index - m_carryBase]);
+    }
+    Q_ALWAYS_INLINE bool windowHasAccepted(qsizetype i);
+    Q_ALWAYS_INLINE bool windowIsClean(qsizetype i);
     int keyAt(qsizetype i) const;
     void step();
     void finishKey();
@@ -90,9 +97,16 @@ private:
     int m_key = -1;
     qsizetype m_keyPosition = 0;
     bool m_keyFinished = false;
-    QByteArray m_run;
-    qsizetype m_runStart = 0;
-    QList<QPair<qsizetype, QByteArray>> m_candidates; // with their positions
-
+    // The current key's runs: their characters one after another, and where each run is
+    // in the file and in that buffer. Kept between keys so that nothing is allocated per run.
+    struct Run {
+        qsizetype position;
+        qsizetype offset;
+        qsizetype length;
+    };
+    QByteArray m_gathered;
+    QList<Run> m_runs;
+    bool m_runOpen = false;
+    QList<QByteArrayView> m_views;
     bool m_done = false;
 };

@@ -455,3 +455,24 @@ TEST_F(FcpPrefs, ConcurrentWritersKeepEachOthersEntries) {
     EXPECT_EQ(all.keys(), (QStringList{"Final Cut Express", "Final Cut Pro", "Sibling 0", "Sibling 1",
                                        "Sibling 2", "Sibling 3"}));
 }
+
+TEST_F(FcpPrefs, OneReaderServesOverlappingSearches) {
+    writePrefs(FcsetBuilder().key("autoSaveVault").path("Media:Shared").bytes());
+    BMFCPPrefParser shared;
+    std::atomic<int> wrong{0};
+    auto search = [&] {
+        for (int i = 0; i < 30; ++i) {
+            // A load clears the paths before it fills them; no other thread may see that.
+            shared.loadDataForTypes(QStringList{QStringLiteral("autoSaveVault")});
+            wrong += shared.autosavePath() == QLatin1String("/Volumes/Media/Shared/Autosave Vault") ? 0 : 1;
+        }
+    };
+    std::thread first(search);
+    std::thread second(search);
+    std::thread third(search);
+    first.join();
+    second.join();
+    third.join();
+    EXPECT_EQ(wrong.load(), 0);
+    EXPECT_TRUE(shared.dataIsLoaded());
+}

@@ -15,17 +15,18 @@ using Found = QList<QPair<QString, QStringList>>;
 Found scanWhole(const QByteArray& bytes, std::optional<QStringList> types = std::nullopt) {
     Found found;
     FcsetScanner::scan(bytes, std::move(types),
-                       [&](const FcsetScanner::Key& key, const QStringList& candidates) {
-                           found.append({QString::fromLatin1(key.name), candidates});
+                       [&](const FcsetScanner::Key& key, const QList<QByteArrayView>& candidates) {
+                           found.append({QString::fromLatin1(key.name), FcsetScanner::toStrings(candidates)});
                        });
     return found;
 }
 
 Found scanInPieces(const QByteArray& bytes, qsizetype pieceSize) {
     Found found;
-    FcsetScanner scanner(std::nullopt, [&](const FcsetScanner::Key& key, const QStringList& candidates) {
-        found.append({QString::fromLatin1(key.name), candidates});
-    });
+    FcsetScanner scanner(
+        std::nullopt, [&](const FcsetScanner::Key& key, const QList<QByteArrayView>& candidates) {
+            found.append({QString::fromLatin1(key.name), FcsetScanner::toStrings(candidates)});
+        });
     for (qsizetype at = 0;
          at < bytes.size() &&
          scanner.feed(QByteArrayView(bytes.constData() + at, std::min(pieceSize, bytes.size() - at)));
@@ -130,13 +131,14 @@ TEST_P(FcsetScannerHostile, EndsWithBoundedCandidates) {
     const QByteArray bytes = GetParam().make();
     qsizetype largest = 0;
     int keys = 0;
-    FcsetScanner::scan(bytes, std::nullopt, [&](const FcsetScanner::Key&, const QStringList& candidates) {
-        ++keys;
-        qsizetype total = 0;
-        for (const QString& candidate : candidates)
-            total += candidate.size();
-        largest = std::max(largest, total);
-    });
+    FcsetScanner::scan(bytes, std::nullopt,
+                       [&](const FcsetScanner::Key&, const QList<QByteArrayView>& candidates) {
+                           ++keys;
+                           qsizetype total = 0;
+                           for (const QByteArrayView candidate : candidates)
+                               total += candidate.size();
+                           largest = std::max(largest, total);
+                       });
     // Gathering covers at most the 401 positions after a key plus one probe.
     EXPECT_LE(largest, FcsetScanner::finishDistance + FcsetScanner::probeLength);
     EXPECT_LE(keys, bytes.size() / 7 + 1);

@@ -280,8 +280,7 @@ TEST_F(Premiere, RefusesFilesOverTheLimit) {
 
 // ---- Spotlight -----------------------------------------------------------------------------
 
-TEST_F(Premiere, SearchesSpotlightForFoldersByName)
-{
+TEST_F(Premiere, SearchesSpotlightForFoldersByName) {
     const QString found = home().makeFolder("disk/Adobe Premiere Pro Auto-Save");
     const QString lower = home().makeFolder("disk2/adobe premiere pro auto-save");
     const QString tool = home().writeFile(
@@ -292,7 +291,8 @@ TEST_F(Premiere, SearchesSpotlightForFoldersByName)
     home().platform().setToolPath(Tool::Locate, home().root() + "/missing");
     EXPECT_EQ(BMPremierePrefParser::spotlightSearchForFoldersWithName("Adobe Premiere Pro Auto-Save"),
               (QStringList{found, lower}));
-    EXPECT_TRUE(logText().contains("Running a Spotlight search for folders called Adobe Premiere Pro Auto-Save..."));
+    EXPECT_TRUE(
+        logText().contains("Running a Spotlight search for folders called Adobe Premiere Pro Auto-Save..."));
 
     home().platform().setToolPath(Tool::Plocate, home().root() + "/missing");
     EXPECT_TRUE(BMPremierePrefParser::spotlightSearchForFoldersWithName("Autosave Vault").isEmpty());
