@@ -143,7 +143,7 @@ INSTANTIATE_TEST_SUITE_P(
     Files, PremiereFailure,
     ::testing::Values(FailureRow{"PreferencesNotXml", "<PremiereData><unclosed>", "",
                                  "Error loading Adobe Premiere preference XML: "},
-                      FailureRow{"PreferencesBinary", QByteArray("\x00\x01\xff\xfe garbage", 14), "",
+                      FailureRow{"PreferencesBinary", QByteArray("\x00\x01\xff\xfe garbage", 12), "",
                                  "Error loading Adobe Premiere preference XML: "},
                       FailureRow{"ProjectNotXml", preferencesXml({"%1"}), "<PremiereData",
                                  "Error loading Adobe Premiere project XML: "},
