@@ -225,54 +225,6 @@ INSTANTIATE_TEST_SUITE_P(Timelines, XmlClipRange,
 
 // ---- The preview-location query without XPath 2.0 ------------------------------------------
 
-struct PreviewRow {
-    const char* name;
-    const char* settings;
-    const char* selected; // null: nothing
-};
-
-class XmlPreviewQuery : public XmlParser, public ::testing::WithParamInterface<PreviewRow> {};
-
-TEST_P(XmlPreviewQuery, SelectsTheFirstOfEitherKind) {
-    const QByteArray xml =
-        QByteArrayLiteral("<PremiereData Version='1'><ScratchDiskSettings>") + GetParam().settings +
-        QByteArrayLiteral("</ScratchDiskSettings><ScratchDiskSettings><VideoPreviewLocation>"
-                          "/second/settings</VideoPreviewLocation></ScratchDiskSettings>"
-                          "</PremiereData>");
-    pugi::xml_document document;
-    ASSERT_TRUE(BMXMLParser::parseDocument(xml, document));
-    QString error;
-    const auto nodes = BMXMLParser::evaluate(BMPremierePrefParser::previewLocationsQuery, document, &error);
-    ASSERT_TRUE(nodes) << error.toStdString();
-    EXPECT_EQ(texts(*nodes),
-              GetParam().selected ? QStringList{QString::fromLatin1(GetParam().selected)} : QStringList());
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Orders, XmlPreviewQuery,
-    ::testing::Values(
-        PreviewRow{
-            "VideoThenAudio",
-            "<VideoPreviewLocation>/v</VideoPreviewLocation><AudioPreviewLocation>/a</AudioPreviewLocation>",
-            "/v"},
-        PreviewRow{
-            "AudioThenVideo",
-            "<AudioPreviewLocation>/a</AudioPreviewLocation><VideoPreviewLocation>/v</VideoPreviewLocation>",
-            "/a"},
-        PreviewRow{"OthersFirst",
-                   "<CaptureLocation>/c</CaptureLocation><AudioPreviewLocation>/a</AudioPreviewLocation>"
-                   "<VideoPreviewLocation>/v</VideoPreviewLocation>",
-                   "/a"},
-        PreviewRow{
-            "TwoOfEach",
-            "<VideoPreviewLocation>/v1</VideoPreviewLocation><AudioPreviewLocation>/a1</AudioPreviewLocation>"
-            "<VideoPreviewLocation>/v2</VideoPreviewLocation><AudioPreviewLocation>/a2</"
-            "AudioPreviewLocation>",
-            "/v1"},
-        PreviewRow{"AudioOnly", "<AudioPreviewLocation>/a</AudioPreviewLocation>", "/a"},
-        PreviewRow{"Neither", "<CaptureLocation>/c</CaptureLocation>", nullptr}),
-    [](const auto& info) { return std::string(info.param.name); });
-
 TEST(XmlPreviewQuery, MatchesTheParenthesisedStepOnEveryOrder) {
     // The parenthesised step keeps, per context node, the first of the union in document
     // order. Build every order of up to four children and compare with that definition.

@@ -2,10 +2,12 @@
 
 #include "foundation/PlistFile.h"
 
+#include <QDateTime>
 #include <QList>
 #include <QtEndian>
 
 #include <gtest/gtest.h>
+#include <plist/plist.h>
 
 namespace {
 
@@ -127,6 +129,36 @@ TEST(PlistCheck, AcceptsWellFormedLists) {
         "<?xml version=\"1.0\"?><!-- " + QByteArray(200, '<') +
         " --><plist version='1.0'><string><![CDATA[<array><array>]]></string></plist>";
     EXPECT_EQ(PlistFile::parse(commented).value_or(QVariant()).toString(), "<array><array>");
+}
+
+TEST(PlistCheck, PassesWhatLibplistWrites) {
+    // A preference file as an editor leaves it: many keys (two-byte references), text that
+    // is not ASCII (stored as UTF-16), every kind of value.
+    QVariantMap preferences{
+        {QStringLiteral("OZPreferenceManager::AutosaveVaultPath"),
+         QStringLiteral("/Users/jö/Documents/Motion Documents/Autosave Vault")},
+        {QStringLiteral("Flag"), true},
+        {QStringLiteral("Scale"), 1.5},
+        {QStringLiteral("Big"), qint64(1) << 40},
+        {QStringLiteral("Seen"), QDateTime::fromSecsSinceEpoch(1700000000, Qt::UTC)},
+        {QStringLiteral("Blob"), QByteArray("\0\1\2", 3)},
+        {QStringLiteral("Nested"), QVariantList{QVariantMap{{QStringLiteral("a"), QStringLiteral("b")}}}}};
+    for (int i = 0; i < 300; ++i)
+        preferences.insert(QStringLiteral("Recent %1").arg(i),
+                           QStringLiteral("/Volumes/Media/Project %1").arg(i));
+    const QByteArray xml = PlistFile::toXml(preferences);
+    plist_t root = nullptr;
+    plist_from_xml(xml.constData(), uint32_t(xml.size()), &root);
+    char* binary = nullptr;
+    uint32_t length = 0;
+    plist_to_bin(root, &binary, &length);
+    const QByteArray bytes(binary, qsizetype(length));
+    plist_to_bin_free(binary);
+    plist_free(root);
+
+    QString reason;
+    EXPECT_TRUE(PlistCheck::isSafeBinary(bytes, &reason)) << reason.toStdString();
+    EXPECT_EQ(PlistFile::parse(bytes).value_or(QVariant()).toMap(), preferences);
 }
 
 struct HostileRow {
