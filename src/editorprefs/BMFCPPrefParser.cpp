@@ -362,11 +362,12 @@ void BMFCPPrefParser::loadData() {
 void BMFCPPrefParser::loadDataForTypes(const std::optional<QStringList>& types) {
     std::lock_guard lock(m_mutex);
     try {
-        if (loadCacheData())
+        // Looked up once: a missing application is reported once.
+        const QString path = preferenceFilePath();
+        if (!path.isEmpty() && loadCacheData())
             return;
         setNil();
         m_dataIsLoaded = false;
-        const QString path = preferenceFilePath();
         FcsetScanner scanner(types,
                              [this](const FcsetScanner::Key& key, const QList<QByteArrayView>& candidates) {
                                  keyFinished(key, candidates);

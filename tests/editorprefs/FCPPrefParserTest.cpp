@@ -110,8 +110,10 @@ TEST_F(FcpPrefs, ReportsAMissingInformationFileOrVersionOnTheConsole) {
     EXPECT_TRUE(broken.autosavePath().isNull()) << "every path is cleared";
     writeFile(info, PlistFile::toXml(QVariantMap{{QStringLiteral("CFBundleShortVersionString"), QString()}}));
     EXPECT_TRUE(BMFCPPrefParser().preferenceFilePath().isNull());
+    loaded();
     const std::string console = testing::internal::GetCapturedStdout();
     EXPECT_NE(console.find("Unable to find Final Cut Pro info plist.\n"), std::string::npos) << console;
+    EXPECT_EQ(QString::fromStdString(console).count("version number"), 2) << "once per lookup, once per load";
     EXPECT_NE(console.find("Unable to locate Final Cut Pro version number.\n"), std::string::npos) << console;
 }
 
