@@ -37,7 +37,8 @@ struct EscapeRow {
     QString escaped;
 };
 
-class XmlEscape : public ::testing::TestWithParam<EscapeRow> {};
+// Stripped characters are logged, so each row has a home and a log of its own.
+class XmlEscape : public EditorPrefsTest, public ::testing::WithParamInterface<EscapeRow> {};
 
 TEST_P(XmlEscape, MakesQueryTextSafe) {
     EXPECT_EQ(BMXMLParser::escapeQueryString(GetParam().text), GetParam().escaped);
