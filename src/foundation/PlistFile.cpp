@@ -1,5 +1,7 @@
 #include "PlistFile.h"
 
+#include "PlistCheck.h"
+
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -164,10 +166,17 @@ std::optional<QVariant> PlistFile::parse(const QByteArray& bytes) {
     if (bytes.isEmpty() || bytes.size() > maximumSize)
         return std::nullopt;
     plist_t root = nullptr;
-    if (plist_is_binary(bytes.constData(), uint32_t(bytes.size())))
+    // libplist trusts a file's structure, aborts on some strings and recurses without a
+    // limit: it reads only what was checked first.
+    if (plist_is_binary(bytes.constData(), uint32_t(bytes.size()))) {
+        if (!PlistCheck::isSafeBinary(bytes))
+            return std::nullopt;
         plist_from_bin(bytes.constData(), uint32_t(bytes.size()), &root);
-    else
+    } else {
+        if (!PlistCheck::isSafeXml(bytes))
+            return std::nullopt;
         plist_from_xml(bytes.constData(), uint32_t(bytes.size()), &root);
+    }
     PlistPtr owner(root);
     return toVariant(root, 0);
 }

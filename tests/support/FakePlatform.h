@@ -16,6 +16,10 @@ public:
     QMap<QString, QString> homes; // user name -> home, for users other than the process's
     QString bootVolume = QStringLiteral("Macintosh HD");
     std::optional<OSVersion> version = OSVersion{12, 0, 0};
+    // Installed applications: bundle identifier -> application folder.
+    QMap<QString, QString> applications;
+    // The index the name search reads; empty for the tool's own.
+    QString locateDatabasePath;
 
     unsigned userId() const override { return uid; }
     QString userName() const override { return user; }
@@ -25,8 +29,14 @@ public:
     std::optional<OSVersion> osVersion() const override { return version; }
     QStringList standardFolders(StandardFolder kind, Domain domain) const override;
     QString temporaryDirectory() const override;
+    QString applicationPathForBundleIdentifier(const QString& identifier) const override {
+        return applications.value(identifier);
+    }
 
     QString machineRoot() const { return m_machineRoot; }
+
+protected:
+    QString locateDatabase() const override { return locateDatabasePath; }
 
 private:
     QString m_machineRoot;

@@ -47,3 +47,14 @@ void Platform::setDefaultToolPaths(std::map<Tool, QString> paths) {
     std::lock_guard lock(m_toolMutex);
     m_toolPaths = std::move(paths);
 }
+
+// ---- Editors' applications and the name search ---------------------------------------------
+Platform::SpotlightQuery Platform::SpotlightQuery::folderNamed(const QString& name)
+{
+    return {QStringLiteral("name:\"%1\" kind:folder").arg(name), PathRule::FolderNamed, name};
+}
+
+Platform::SpotlightQuery Platform::SpotlightQuery::pathsEndingWith(const QString& mdfindQuery, const QString& suffix)
+{
+    return {mdfindQuery, PathRule::EndsWith, suffix};
+}

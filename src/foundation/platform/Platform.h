@@ -152,6 +152,36 @@ public:
     virtual bool registerApplication(const QString& path) const = 0;
     // ---- end of file operations ----------------------------------------------------------
 
+    // ---- Editors' applications and the name search (editor preference readers) -----------
+    // The application registered under a bundle identifier ("com.apple.FinalCutPro"); null
+    // when none is installed.
+    virtual QString applicationPathForBundleIdentifier(const QString& identifier) const = 0;
+    // An application's information dictionary (CFBundleShortVersionString, CFBundleVersion,
+    // ...); nothing when it cannot be read.
+    virtual std::optional<QVariantMap> applicationInfo(const QString& applicationPath) const = 0;
+
+    // A Spotlight search. Spotlight takes the query text; an index of path names, which has
+    // none of Spotlight's metadata, answers the path rule instead.
+    struct SpotlightQuery {
+        enum class PathRule {
+            FolderNamed, // a folder whose name is the text, in any case
+            EndsWith,    // a path ending in the text, in any case
+        };
+        QString mdfindQuery;
+        PathRule rule = PathRule::FolderNamed;
+        QString text;
+
+        // name:"<name>" kind:folder
+        static SpotlightQuery folderNamed(const QString& name);
+        static SpotlightQuery pathsEndingWith(const QString& mdfindQuery, const QString& suffix);
+    };
+    // Whether the search tool is installed; without it there is no search at all.
+    virtual bool spotlightAvailable() const = 0;
+    // The paths the search reports, in its order; empty when the tool is missing, fails,
+    // times out or finds nothing.
+    virtual QStringList spotlightQuery(const SpotlightQuery& query, double timeoutSeconds) const = 0;
+    // ---- end of editors' applications and the name search ---------------------------------
+
     QString toolPath(Tool tool) const;
     void setToolPath(Tool tool, const QString& path);
 

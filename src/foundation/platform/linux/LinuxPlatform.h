@@ -61,6 +61,19 @@ public:
     static QString originalPathFromTrashRecord(const QByteArray& record);
     // ---- end of file operations ----------------------------------------------------------
 
+    // ---- Editors' applications and the name search ---------------------------------------
+    // Applications are desktop entries named in a table by bundle identifier; the search is
+    // plocate, else locate, over their index of path names.
+    QString applicationPathForBundleIdentifier(const QString& identifier) const override;
+    std::optional<QVariantMap> applicationInfo(const QString& applicationPath) const override;
+    bool spotlightAvailable() const override;
+    QStringList spotlightQuery(const SpotlightQuery& query, double timeoutSeconds) const override;
+    // The desktop-entry names (without ".desktop") an application may be installed under.
+    static QStringList desktopEntryNames(const QString& identifier);
+    // The search tool's arguments for a query (glob characters in the text escaped).
+    static QStringList locateArguments(const SpotlightQuery& query, const QString& database);
+    // ---- end of editors' applications and the name search ---------------------------------
+
     static constexpr char netatalkAttribute[] = "user.org.netatalk.Metadata";
     static constexpr char finderInfoAttribute[] = "user.com.apple.FinderInfo";
     // The FinderInfo inside an AfpInfo record; nothing when the record is not one.
@@ -75,4 +88,6 @@ public:
 protected:
     // The logind state folder; a test platform may point it elsewhere.
     virtual QString seatStateFile() const;
+    // The index the search tool reads; empty for the tool's own.
+    virtual QString locateDatabase() const;
 };

@@ -1,0 +1,300 @@
+#include "editorprefs/BMPremiere.h"
+#include "editorprefs/BMPremierePrefParser.h"
+#include "editorprefs/EditorPrefsTest.h"
+#include "editorprefs/InputFile.h"
+#include "foundation/BMLocalPaths.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+QByteArray preferencesXml(const QStringList& recentDocuments) {
+    QByteArray xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<PremiereData Version=\"3\">\n"
+                     "  <Preferences ObjectID=\"1\" Version=\"28\">\n    <Properties Version=\"1\">\n"
+                     "      <BE.Prefs.General.AutoSave>true</BE.Prefs.General.AutoSave>\n";
+    for (int i = 0; i < recentDocuments.size(); ++i) {
+        const QByteArray tag = "BE.Prefs.MRU.Document." + QByteArray::number(i);
+        xml += "      <" + tag + ">" + recentDocuments[i].toUtf8() + "</" + tag + ">\n";
+    }
+    xml +=
+        "      <BE.Prefs.MRU.Count>" + QByteArray::number(recentDocuments.size()) + "</BE.Prefs.MRU.Count>\n";
+    xml += "    </Properties>\n  </Preferences>\n</PremiereData>\n";
+    return xml;
+}
+
+QByteArray projectXml(const QString& video, const QString& audio) {
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<PremiereData Version=\"3\">\n  "
+           "<ScratchDiskSettings>\n"
+           "    <CaptureVideoLocation>SameAsProject</CaptureVideoLocation>\n"
+           "    <VideoPreviewLocation>" +
+           video.toUtf8() + "</VideoPreviewLocation>\n    <AudioPreviewLocation>" + audio.toUtf8() +
+           "</AudioPreviewLocation>\n  </ScratchDiskSettings>\n</PremiereData>\n";
+}
+
+QByteArray gzipped(const QByteArray& bytes) {
+    QProcess gzip;
+    gzip.start(QStringLiteral("gzip"), {QStringLiteral("-c")});
+    gzip.write(bytes);
+    gzip.closeWriteChannel();
+    gzip.waitForFinished();
+    return gzip.readAllStandardOutput();
+}
+
+} // namespace
+
+class Premiere : public EditorPrefsTest {
+protected:
+    QString prefsFile(const QString& version) const {
+        return appSupport() + QStringLiteral("/Adobe/Premiere Pro/%1/Adobe Premiere Pro Prefs").arg(version);
+    }
+    QString defaultFolder(const QString& version) const {
+        return documents() + QStringLiteral("/Adobe/Premiere Pro/") + version;
+    }
+    QString project(const QString& relative, const QString& video,
+                    const QString& audio = QStringLiteral("MyDocuments")) {
+        return writeFile(home().root() + QLatin1Char('/') + relative, projectXml(video, audio));
+    }
+    // The log's lines must appear in this order.
+    void expectLogInOrder(const QStringList& lines) const {
+        const QString log = logText();
+        qsizetype at = 0;
+        for (const QString& line : lines) {
+            const qsizetype found = log.indexOf(line, at);
+            ASSERT_GE(found, 0) << "missing or out of order: " << line.toStdString() << "\n"
+                                << log.toStdString();
+            at = found + line.size();
+        }
+    }
+};
+
+TEST_F(Premiere, WithoutPremiereOrVersionsGivesTheDefaultFolderFor70) {
+    EXPECT_EQ(BMPremierePrefParser::recentScratchDisks(), QStringList{defaultFolder("7.0")});
+    expectLogInOrder({"Loading scratch disk settings for Premiere 7.0...",
+                      QStringLiteral("No preference file exists at %1.").arg(prefsFile("7.0"))});
+}
+
+TEST_F(Premiere, ReadsThePreviewLocationsOfRecentProjects) {
+    const QString first = project("Projects/Cut/first.prproj", "/Volumes/Media/Previews");
+    const QString second = project("Projects/Other/second.prproj", "SameAsProject", "/Volumes/Audio");
+    writeFile(prefsFile("8.0"), preferencesXml({first, home().root() + "/gone.prproj", second}));
+    EXPECT_EQ(BMPremierePrefParser::recentScratchDisks({"8.0.0"}),
+              (QStringList{"/Volumes/Media/Previews", home().root() + "/Projects/Other"}));
+    expectLogInOrder({"Loading scratch disk settings for Premiere 8.0...", "Loading preference file data...",
+                      "Loading preference file XML information...", "Getting recent documents...",
+                      "Checking for recent scratch disks...",
+                      QStringLiteral("Loading Premiere project file data at %1...").arg(first),
+                      "Getting Premiere preview locations...",
+                      QStringLiteral("Loading Premiere project file data at %1...").arg(second)});
+    EXPECT_FALSE(logText().contains("gone.prproj")) << "a recent document that is gone is skipped";
+}
+
+TEST_F(Premiere, MapsTheSpecialLocations) {
+    const QString same = project("A/same.prproj", "SameAsProject", "SameAsProject");
+    const QString mine = project("B/mine.prproj", "MyDocuments");
+    const QString empty = project("C/empty.prproj", "");
+    writeFile(prefsFile("7.0"), preferencesXml({same, mine, same, empty}));
+    EXPECT_EQ(BMPremierePrefParser::recentScratchDisks({"7.0"}),
+              (QStringList{home().root() + "/A", defaultFolder("7.0")}));
+}
+
+TEST_F(Premiere, FastQueryTakesTheProjectsFoldersWithoutReadingThem) {
+    const QString a = project("A/a.prproj", "/Volumes/Never/Read");
+    const QString b = writeFile(home().root() + "/B/b.prproj", "not even XML");
+    writeFile(prefsFile("7.0"), preferencesXml({a, b}));
+    EXPECT_EQ(BMPremierePrefParser::recentScratchDisks({"7.0"}, BMPremierePrefParser::Query::Fast),
+              (QStringList{home().root() + "/A", home().root() + "/B"}));
+    EXPECT_FALSE(logText().contains("Loading Premiere project file data"));
+}
+
+TEST_F(Premiere, FallsBackToAProfilePreferenceFileUnderDocuments) {
+    const QString a = project("A/a.prproj", "/Volumes/Profiled");
+    writeFile(documents() + "/Adobe/Premiere Pro/7.0/Profile-jo/Adobe Premiere Pro Prefs",
+              preferencesXml({a}));
+    EXPECT_EQ(BMPremierePrefParser::findPreferenceFile("7.0"),
+              documents() + "/Adobe/Premiere Pro/7.0/Profile-jo/Adobe Premiere Pro Prefs");
+    EXPECT_EQ(BMPremierePrefParser::recentScratchDisks({"7.0"}), QStringList{"/Volumes/Profiled"});
+}
+
+struct FailureRow {
+    const char* name;
+    QByteArray preferences; // "%1" stands for the project path
+    QByteArray project;
+    const char* logged;
+};
+
+class PremiereFailure : public Premiere, public ::testing::WithParamInterface<FailureRow> {};
+
+TEST_P(PremiereFailure, IsLoggedAndGivesTheDefaultFolder) {
+    const QString projectPath = home().root() + "/P/p.prproj";
+    if (!GetParam().project.isNull())
+        writeFile(projectPath, GetParam().project);
+    else
+        QDir().mkpath(projectPath);
+    writeFile(prefsFile("7.0"), QByteArray(GetParam().preferences).replace("%1", projectPath.toUtf8()));
+    EXPECT_EQ(BMPremierePrefParser::recentScratchDisks({"7.0"}), QStringList{defaultFolder("7.0")});
+    EXPECT_TRUE(logText().contains(QString::fromLatin1(GetParam().logged))) << logText().toStdString();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, PremiereFailure,
+    ::testing::Values(FailureRow{"PreferencesNotXml", "<PremiereData><unclosed>", "",
+                                 "Error loading Adobe Premiere preference XML: "},
+                      FailureRow{"PreferencesBinary", QByteArray("\x00\x01\xff\xfe garbage", 12), "",
+                                 "Error loading Adobe Premiere preference XML: "},
+                      FailureRow{"ProjectNotXml", preferencesXml({"%1"}), "<PremiereData",
+                                 "Error loading Adobe Premiere project XML: "},
+                      FailureRow{"ProjectIsAFolder", preferencesXml({"%1"}), QByteArray(),
+                                 "Error loading Adobe Premiere project data: "},
+                      FailureRow{"ProjectWithoutScratchSettings", preferencesXml({"%1"}), "<PremiereData/>",
+                                 "Getting Premiere preview locations..."},
+                      FailureRow{"NoRecentDocuments", preferencesXml({}), "",
+                                 "Checking for recent scratch disks..."}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(Premiere, ReadsCompressedProjects) {
+    const QString path = writeFile(home().root() + "/Z/z.prproj", gzipped(projectXml("/Volumes/Zipped", "")));
+    writeFile(prefsFile("7.0"), preferencesXml({path}));
+    EXPECT_EQ(BMPremierePrefParser::recentScratchDisks({"7.0"}), QStringList{"/Volumes/Zipped"});
+}
+
+TEST_F(Premiere, AppendsTheAutoSaveAndPreviewFolderNamesOncePerFolder) {
+    const QString a = project("A/a.prproj", "/Volumes/Shared");
+    const QString b = project("B/b.prproj", "/Volumes/Shared");
+    writeFile(prefsFile("7.0"), preferencesXml({a}));
+    writeFile(prefsFile("8.0"), preferencesXml({b}));
+    const QStringList versions{"7.0", "8.0", "9.0"};
+    EXPECT_EQ(BMPremierePrefParser::recentAutosavePaths(versions),
+              (QStringList{"/Volumes/Shared/Adobe Premiere Pro Auto-Save",
+                           defaultFolder("9.0") + "/Adobe Premiere Pro Auto-Save"}));
+    EXPECT_EQ(BMPremierePrefParser::recentRenderPaths(versions),
+              (QStringList{"/Volumes/Shared/Adobe Premiere Pro Preview Files",
+                           defaultFolder("9.0") + "/Adobe Premiere Pro Preview Files"}));
+}
+
+TEST_F(Premiere, UsesTheInstalledVersionsWhenNoneAreGiven) {
+    const QString folder = home().machineRoot() + "/Applications/Adobe Premiere Pro CS6";
+    makeApplication(folder + "/Adobe Premiere Pro CS6.app", {{"CFBundleVersion", "6.0.0"}}, true);
+    home().platform().applications.insert("com.adobe.AdobePremierePro",
+                                          folder + "/Adobe Premiere Pro CS6.app");
+    EXPECT_EQ(BMPremiere::premiereVersions(), QStringList{"6.0.0"});
+    EXPECT_EQ(BMPremierePrefParser::recentScratchDisks(), QStringList{defaultFolder("6.0")});
+}
+
+TEST_F(Premiere, SetsTextsAndKeepsTheRestOfTheFile) {
+    const QByteArray original = preferencesXml({"/old/a.prproj", "/old/b.prproj"});
+    writeFile(prefsFile("7.0"), original);
+    EXPECT_TRUE(BMPremierePrefParser::setStringValue(
+        "/new & improved.prproj", "//*[starts-with(name(),'BE.Prefs.MRU.Document.')]", "7.0.0"));
+    QFile file(prefsFile("7.0"));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    QByteArray expected = original;
+    expected.replace("/old/a.prproj", "/new &amp; improved.prproj")
+        .replace("/old/b.prproj", "/new &amp; improved.prproj");
+    // White space outside the root element is not kept.
+    expected.replace("?>\n<", "?><").chop(1);
+    EXPECT_EQ(file.readAll(), expected);
+
+    EXPECT_FALSE(BMPremierePrefParser::setStringValue("x", "//*[", "7.0"));
+    EXPECT_FALSE(BMPremierePrefParser::setStringValue("x", "//a", "5.5"));
+    const QString log = logText();
+    EXPECT_TRUE(log.contains("Error querying Adobe Premiere preference XML: ")) << log.toStdString();
+    EXPECT_TRUE(log.contains("Error loading Adobe Premiere preference data: ")) << log.toStdString();
+}
+
+// ---- Installed versions --------------------------------------------------------------------
+
+class PremiereVersions : public EditorPrefsTest {
+protected:
+    void SetUp() override {
+        EditorPrefsTest::SetUp();
+        m_applications = home().makeFolder("machine/Applications");
+    }
+    QString applications() const { return m_applications; }
+    void configuration(const QString& entry, const QByteArray& version) {
+        writeFile(m_applications + "/" + entry + "/Configuration/XManConfig.xml",
+                  "<?xml version=\"1.0\"?><Configuration><VariableForExMan>"
+                  "<Data key=\"Other\">1</Data><Data key=\"ProductVersion\">" +
+                      version + "</Data></VariableForExMan></Configuration>");
+    }
+
+private:
+    QString m_applications;
+};
+
+TEST_F(PremiereVersions, ReadBundlesThenConfigurationFiles) {
+    makeApplication(applications() + "/Adobe Premiere Pro CS5/Adobe Premiere Pro CS5.app",
+                    {{"CFBundleVersionString", "5.0.3"}, {"CFBundleVersion", "5.0.0"}});
+    makeApplication(applications() + "/adobe premiere pro CS5.5/adobe premiere pro CS5.5.app",
+                    {{"CFBundleVersion", "5.5.0"}}, true);
+    configuration("Adobe Premiere Pro CS4", "4.2");
+    makeApplication(applications() + "/Adobe After Effects/Adobe After Effects.app",
+                    {{"CFBundleVersion", "9.0"}});
+    EXPECT_EQ(BMPremiere::versionsForAppName("Adobe Premiere ", applications()),
+              (QStringList{"4.2", "5.0.3", "5.5.0"}));
+    EXPECT_TRUE(BMPremiere::premiereVersions().isEmpty()) << "nothing registered";
+
+    home().platform().applications.insert(
+        "com.adobe.AdobePremierePro", applications() + "/Adobe Premiere Pro CS5/Adobe Premiere Pro CS5.app");
+    EXPECT_EQ(BMPremiere::premiereVersions(), (QStringList{"4.2", "5.0.3", "5.5.0"}));
+}
+
+TEST_F(PremiereVersions, SuitesCutBundleVersionsToTwoParts) {
+    configuration("Adobe Premiere Pro CS3", "3.0");
+    makeApplication(applications() + "/Adobe Premiere Pro 2.5/Adobe Premiere Pro 2.5.app",
+                    {{"CFBundleVersion", "2.5.1.7"}});
+    makeApplication(applications() + "/Adobe Premiere Pro 2.5/Adobe Premiere Pro Extra.app",
+                    {{"CFBundleVersion", "2.6"}});
+    makeApplication(applications() + "/Adobe Premiere Elements/Adobe Premiere Pro Tool.app",
+                    {{"CFBundleVersion", "11"}});
+    EXPECT_EQ(BMPremiere::suiteVersionsInFolder(applications()), (QStringList{"11", "2.5", "2.6", "3.0"}));
+    home().platform().applications.insert(
+        "com.adobe.AdobePremierePro", applications() + "/Adobe Premiere Pro 2.5/Adobe Premiere Pro 2.5.app");
+    EXPECT_EQ(BMPremiere::suiteVersions(), (QStringList{"11", "2.5", "2.6", "3.0"}));
+}
+
+// ---- Reading outside files -------------------------------------------------------------------
+
+TEST_F(Premiere, InflatesOnlyUpToTheLimit) {
+    const QByteArray zeros(4 << 20, '\0');
+    const QByteArray packed = gzipped(zeros);
+    ASSERT_TRUE(InputFile::isGzip(packed));
+    EXPECT_EQ(InputFile::gunzip(packed, 4 << 20), zeros);
+    QString error;
+    EXPECT_FALSE(InputFile::gunzip(packed, 1 << 20, &error));
+    EXPECT_EQ(error, QStringLiteral("The compressed data inflates to more than %1 bytes.").arg(1 << 20));
+    EXPECT_FALSE(InputFile::gunzip(packed.left(packed.size() / 2), 8 << 20, &error));
+    EXPECT_FALSE(InputFile::gunzip(QByteArray("\x1f\x8b garbage"), 8 << 20, &error));
+}
+
+TEST_F(Premiere, RefusesFilesOverTheLimit) {
+    const QString path = writeFile(home().root() + "/big", QByteArray(1000, 'x'));
+    QString error;
+    EXPECT_EQ(InputFile::readAll(path, 1000)->size(), 1000);
+    EXPECT_FALSE(InputFile::readAll(path, 999, &error));
+    EXPECT_EQ(error, QStringLiteral("The file %1 is larger than 999 bytes.").arg(path));
+}
+
+// ---- Spotlight -----------------------------------------------------------------------------
+
+TEST_F(Premiere, SearchesSpotlightForFoldersByName) {
+    const QString found = home().makeFolder("disk/Adobe Premiere Pro Auto-Save");
+    const QString lower = home().makeFolder("disk2/adobe premiere pro auto-save");
+    const QString tool = home().writeFile(
+        "tools/plocate", "#!/bin/sh\nprintf '%s\\0' '" + found.toUtf8() + "' '" + lower.toUtf8() + "' '" +
+                             home().makeFolder("disk3/Old Adobe Premiere Pro Auto-Save").toUtf8() + "'\n");
+    QFile::setPermissions(tool, QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+    home().platform().setToolPath(Tool::Plocate, tool);
+    home().platform().setToolPath(Tool::Locate, home().root() + "/missing");
+    EXPECT_EQ(BMPremierePrefParser::spotlightSearchForFoldersWithName("Adobe Premiere Pro Auto-Save"),
+              (QStringList{found, lower}));
+    EXPECT_TRUE(
+        logText().contains("Running a Spotlight search for folders called Adobe Premiere Pro Auto-Save..."));
+
+    home().platform().setToolPath(Tool::Plocate, home().root() + "/missing");
+    EXPECT_TRUE(BMPremierePrefParser::spotlightSearchForFoldersWithName("Autosave Vault").isEmpty());
+    EXPECT_FALSE(logText().contains("folders called Autosave Vault")) << "no search, no log line";
+}
