@@ -17,6 +17,7 @@
 #include <QTimeZone>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <fcntl.h>
@@ -56,6 +57,13 @@ QString generationPath(const QString& folder, const QString& name, int generatio
 
 BMLog::BMLog() : m_queue(std::make_unique<SerialQueue>()) {
     g_previousTerminate = std::set_terminate(logUncaughtException);
+    // At the end of the process the writer finishes (or drops) what is pending and stops,
+    // before the statics it writes with are destroyed.
+    std::atexit([] {
+        BMLog& log = sharedController();
+        log.terminate();
+        log.m_queue->stop();
+    });
     if (QCoreApplication* app = QCoreApplication::instance())
         QObject::connect(app, &QCoreApplication::aboutToQuit, app, [] { BMLog::willTerminate(); });
 }

@@ -4,18 +4,33 @@ SerialQueue::SerialQueue() : m_worker([this] { run(); }) {
 }
 
 SerialQueue::~SerialQueue() {
+    stop();
+}
+
+void SerialQueue::stop() {
     {
         std::lock_guard lock(m_mutex);
+        if (m_stopped)
+            return;
         m_stopping = true;
         m_suspended = false;
     }
     m_wake.notify_all();
-    m_worker.join();
+    if (!isWorkerThread())
+        m_worker.join();
+    else
+        m_worker.detach();
+    std::lock_guard lock(m_mutex);
+    m_stopped = true;
+    m_items.clear();
+    m_idle.notify_all();
 }
 
 void SerialQueue::add(std::function<void()> work) {
     {
         std::lock_guard lock(m_mutex);
+        if (m_stopping)
+            return;
         m_items.push_back(std::move(work));
     }
     m_wake.notify_one();
@@ -46,7 +61,7 @@ void SerialQueue::waitUntilAllDone() {
     if (isWorkerThread())
         return;
     std::unique_lock lock(m_mutex);
-    m_idle.wait(lock, [this] { return m_items.empty() && !m_running; });
+    m_idle.wait(lock, [this] { return m_stopped || (m_items.empty() && !m_running); });
 }
 
 bool SerialQueue::isWorkerThread() const {

@@ -26,6 +26,9 @@ public:
     // would wait on itself.
     void waitUntilAllDone();
     bool isWorkerThread() const;
+    // Runs what is queued, then ends the worker. Later work is dropped and waits return at
+    // once: for the end of the process, when nothing may run past the statics' destruction.
+    void stop();
 
 private:
     void run();
@@ -37,5 +40,6 @@ private:
     bool m_running = false;
     bool m_suspended = false;
     bool m_stopping = false;
+    bool m_stopped = false;
     std::thread m_worker;
 };
