@@ -121,6 +121,21 @@ PreferencesWindow::Criterion PreferencesWindow::makeCriterion(const QString& tit
     return c;
 }
 
+void PreferencesWindow::addCriteria(QBoxLayout* layout, const QList<Criterion>& criteria) {
+    // Indented under the choice they belong to: box, value, unit.
+    auto* grid = new QGridLayout;
+    for (int row = 0; row < criteria.size(); ++row) {
+        grid->addWidget(criteria[row].box, row, 0);
+        grid->addWidget(criteria[row].value, row, 1);
+        grid->addWidget(criteria[row].label, row, 2);
+    }
+    auto* indented = new QHBoxLayout;
+    indented->addSpacing(24);
+    indented->addLayout(grid);
+    indented->addStretch();
+    layout->addLayout(indented);
+}
+
 QWidget* PreferencesWindow::makeRemovalTab() {
     using namespace SettingsKey;
     auto* page = new QWidget;
@@ -136,7 +151,6 @@ QWidget* PreferencesWindow::makeRemovalTab() {
     layout->addWidget(everything);
     layout->addWidget(byCriteria);
 
-    auto* grid = new QGridLayout;
     m_removalCriteria = {
         makeCriterion(tr("Older than"), autoRemoveUseCriteriaAge, autoRemoveCriteriaAge, tr("days"), 3650),
         makeCriterion(tr("Larger than"), autoRemoveUseCriteriaSize, autoRemoveCriteriaSize, tr("MB"), 100000),
@@ -145,16 +159,7 @@ QWidget* PreferencesWindow::makeRemovalTab() {
         makeCriterion(tr("Beyond a total of"), autoRemoveUseCriteriaTotalSize, autoRemoveCriteriaTotalSize,
                       tr("MB"), 1000000),
     };
-    for (int row = 0; row < m_removalCriteria.size(); ++row) {
-        grid->addWidget(m_removalCriteria[row].box, row, 0);
-        grid->addWidget(m_removalCriteria[row].value, row, 1);
-        grid->addWidget(m_removalCriteria[row].label, row, 2);
-    }
-    auto* indented = new QHBoxLayout;
-    indented->addSpacing(24);
-    indented->addLayout(grid);
-    indented->addStretch();
-    layout->addLayout(indented);
+    addCriteria(layout, m_removalCriteria);
 
     m_removalNote = makeNote(tr("Choose at least one rule, or nothing will be removed."));
     layout->addWidget(m_removalNote);
@@ -195,23 +200,13 @@ QWidget* PreferencesWindow::makeCleanUpTab() {
     m_cleanAction->addItems({tr("Move matching autosaves to the Trash"), tr("Archive matching autosaves")});
     layout->addWidget(m_cleanAction);
 
-    auto* grid = new QGridLayout;
     m_cleanCriteria = {
         makeCriterion(tr("Older than"), autoCleanUseCriteriaAge, autoCleanCriteriaAge, tr("days"), 3650),
         makeCriterion(tr("Larger than"), autoCleanUseCriteriaSize, autoCleanCriteriaSize, tr("MB"), 100000),
         makeCriterion(tr("Beyond a total of"), autoCleanUseCriteriaTotalSize, autoCleanCriteriaTotalSize,
                       tr("MB"), 1000000),
     };
-    for (int row = 0; row < m_cleanCriteria.size(); ++row) {
-        grid->addWidget(m_cleanCriteria[row].box, row, 0);
-        grid->addWidget(m_cleanCriteria[row].value, row, 1);
-        grid->addWidget(m_cleanCriteria[row].label, row, 2);
-    }
-    auto* indented = new QHBoxLayout;
-    indented->addSpacing(24);
-    indented->addLayout(grid);
-    indented->addStretch();
-    layout->addLayout(indented);
+    addCriteria(layout, m_cleanCriteria);
 
     m_cleanNote = makeNote(tr("Choose at least one rule, or nothing will be cleaned."));
     layout->addWidget(m_cleanNote);

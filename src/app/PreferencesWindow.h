@@ -3,6 +3,7 @@
 #include <QDialog>
 #include <QStringList>
 
+class QBoxLayout;
 class QButtonGroup;
 class QCheckBox;
 class QComboBox;
@@ -84,6 +85,7 @@ private:
     QWidget* makeCleanUpTab();
     Criterion makeCriterion(const QString& title, const char* useKey, const char* valueKey,
                             const QString& unit, int maximum);
+    static void addCriteria(QBoxLayout* layout, const QList<Criterion>& criteria);
     static void applyCriteria(const QList<Criterion>& criteria, bool enabled, QWidget* note);
     void commitAutosaveFolder();
 

@@ -99,29 +99,17 @@ QString BMTaskEx::decode(const QByteArray& bytes, Encoding encoding) {
     return QString();
 }
 
-bool BMTaskEx::runTask(const QString& path, const QStringList& arguments, TaskSlot* task) {
-    if (!isExecutable(path)) {
-        logNotExecutable(path);
-        return false;
-    }
-    auto child = makeChild(path, arguments, ChildProcess::Channel::Null, ChildProcess::Channel::Null);
-    if (task)
-        task->set(child);
-    QString error;
-    if (!child->launch(&error)) {
-        BMLog::appendLog(QStringLiteral("Exception running task %1: %2").arg(path, error));
-        return false;
-    }
-    child->waitForExit();
-    return true;
-}
-
-std::shared_ptr<ChildProcess> BMTaskEx::runTaskAndReturn(const QString& path, const QStringList& arguments) {
-    if (!isExecutable(path)) {
+// The quiet runs: both output channels to the null device. Null when the path is not an
+// executable or the launch failed (both logged).
+static std::shared_ptr<ChildProcess> launchQuietly(const QString& path, const QStringList& arguments,
+                                                   TaskSlot* task) {
+    if (!BMTaskEx::isExecutable(path)) {
         logNotExecutable(path);
         return nullptr;
     }
     auto child = makeChild(path, arguments, ChildProcess::Channel::Null, ChildProcess::Channel::Null);
+    if (task)
+        task->set(child);
     QString error;
     if (!child->launch(&error)) {
         BMLog::appendLog(QStringLiteral("Exception running task %1: %2").arg(path, error));
@@ -130,20 +118,21 @@ std::shared_ptr<ChildProcess> BMTaskEx::runTaskAndReturn(const QString& path, co
     return child;
 }
 
+bool BMTaskEx::runTask(const QString& path, const QStringList& arguments, TaskSlot* task) {
+    std::shared_ptr<ChildProcess> child = launchQuietly(path, arguments, task);
+    if (!child)
+        return false;
+    child->waitForExit();
+    return true;
+}
+
+std::shared_ptr<ChildProcess> BMTaskEx::runTaskAndReturn(const QString& path, const QStringList& arguments) {
+    return launchQuietly(path, arguments, nullptr);
+}
+
 int BMTaskEx::terminationCodeFromTask(const QString& path, const QStringList& arguments, TaskSlot* task) {
-    if (!isExecutable(path)) {
-        logNotExecutable(path);
-        return -1;
-    }
-    auto child = makeChild(path, arguments, ChildProcess::Channel::Null, ChildProcess::Channel::Null);
-    if (task)
-        task->set(child);
-    QString error;
-    if (!child->launch(&error)) {
-        BMLog::appendLog(QStringLiteral("Exception running task %1: %2").arg(path, error));
-        return -1;
-    }
-    return child->waitForExit();
+    std::shared_ptr<ChildProcess> child = launchQuietly(path, arguments, task);
+    return child ? child->waitForExit() : -1;
 }
 
 std::optional<QByteArray> BMTaskEx::dataFromTask(const QString& path, const QStringList& arguments,

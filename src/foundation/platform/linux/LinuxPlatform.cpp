@@ -16,13 +16,22 @@
 
 namespace {
 
-QString passwdHome(uid_t uid) {
+// A user's name and home from the password database; nothing when the user is unknown.
+struct Account {
+    QString name;
+    QString home;
+};
+
+std::optional<Account> accountOf(std::optional<uid_t> uid, const QString& name = QString()) {
     std::vector<char> buffer(16384);
     passwd entry{};
     passwd* result = nullptr;
-    if (getpwuid_r(uid, &entry, buffer.data(), buffer.size(), &result) == 0 && result)
-        return QFile::decodeName(result->pw_dir);
-    return {};
+    const QByteArray encoded = name.toLocal8Bit();
+    const int rc = uid ? getpwuid_r(*uid, &entry, buffer.data(), buffer.size(), &result)
+                       : getpwnam_r(encoded.constData(), &entry, buffer.data(), buffer.size(), &result);
+    if (rc != 0 || !result)
+        return std::nullopt;
+    return Account{QString::fromLocal8Bit(result->pw_name), QFile::decodeName(result->pw_dir)};
 }
 
 // An XDG variable holds an absolute path or is ignored, as the base-directory rules say.
@@ -71,11 +80,8 @@ unsigned LinuxPlatform::userId() const {
 }
 
 QString LinuxPlatform::userName() const {
-    std::vector<char> buffer(16384);
-    passwd entry{};
-    passwd* result = nullptr;
-    if (getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &result) == 0 && result)
-        return QString::fromLocal8Bit(result->pw_name);
+    if (const auto account = accountOf(::getuid()))
+        return account->name;
     return qEnvironmentVariable("USER");
 }
 
@@ -83,17 +89,13 @@ QString LinuxPlatform::homeDirectory() const {
     const QString home = qEnvironmentVariable("HOME");
     if (!home.isEmpty())
         return QDir::cleanPath(home);
-    return passwdHome(::getuid());
+    const auto account = accountOf(::getuid());
+    return account ? account->home : QString();
 }
 
 QString LinuxPlatform::homeDirectoryOfUser(const QString& name) const {
-    std::vector<char> buffer(16384);
-    passwd entry{};
-    passwd* result = nullptr;
-    const QByteArray encoded = name.toLocal8Bit();
-    if (getpwnam_r(encoded.constData(), &entry, buffer.data(), buffer.size(), &result) == 0 && result)
-        return QFile::decodeName(result->pw_dir);
-    return {};
+    const auto account = accountOf(std::nullopt, name);
+    return account ? account->home : QString();
 }
 
 QString LinuxPlatform::seatStateFile() const {
@@ -122,12 +124,8 @@ QString LinuxPlatform::consoleUser() const {
     const uid_t uid = parseSeatActiveUid(seat.readAll()).toUInt(&ok);
     if (!ok)
         return {};
-    std::vector<char> buffer(16384);
-    passwd entry{};
-    passwd* result = nullptr;
-    if (getpwuid_r(uid, &entry, buffer.data(), buffer.size(), &result) == 0 && result)
-        return QString::fromLocal8Bit(result->pw_name);
-    return {};
+    const auto account = accountOf(uid);
+    return account ? account->name : QString();
 }
 
 QString LinuxPlatform::unescapeDiskLabel(const QString& label) {
