@@ -84,11 +84,20 @@ double timed(const QStringList& leftovers, const std::function<bool()>& work) {
 struct Timing {
     double best = 0; // the run least disturbed by whatever else the machine does
     double median = 0;
+    std::vector<double> runs; // in the order they ran
 };
 
-Timing summary(std::vector<double> times) {
-    std::sort(times.begin(), times.end());
-    return {times.front(), times[times.size() / 2]};
+Timing summary(const std::vector<double>& runs) {
+    std::vector<double> sorted = runs;
+    std::sort(sorted.begin(), sorted.end());
+    return {sorted.front(), sorted[sorted.size() / 2], runs};
+}
+
+void printRuns(const char* who, const Timing& timing) {
+    std::printf("    %-9s", who);
+    for (double seconds : timing.runs)
+        std::printf(" %6.3f", seconds);
+    std::printf("\n");
 }
 
 // Ours and the reference take turns, first one then the other leading, so that whatever
@@ -118,6 +127,8 @@ bool report(const char* name, const std::pair<Timing, Timing>& timings, double t
                 "ratio %5.2fx | target <= %.2fx %s\n",
                 name, ours.best, reference.best, best, ours.median, reference.median, median, target,
                 met ? "met" : "MISSED");
+    printRuns("ours", ours);
+    printRuns("reference", reference);
     std::fflush(stdout);
     return met;
 }
