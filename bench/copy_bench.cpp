@@ -122,7 +122,7 @@ bool report(const char* name, const std::pair<Timing, Timing>& timings, double t
     const auto& [ours, reference] = timings;
     const double best = ours.best / reference.best;
     const double median = ours.median / reference.median;
-    const bool met = ours.best > 0 && reference.best > 0 && best <= target;
+    const bool met = ours.median > 0 && reference.median > 0 && median <= target;
     std::printf("%-32s best: ours %6.3f s, reference %6.3f s, ratio %5.2fx | median: %6.3f s, %6.3f s, "
                 "ratio %5.2fx | target <= %.2fx %s\n",
                 name, ours.best, reference.best, best, ours.median, reference.median, median, target,
@@ -168,7 +168,7 @@ int main(int argc, char** argv) {
 
     bool allMet = true;
     std::printf("%d runs of each, taking turns with the reference, page cache warm; the targets apply to "
-                "the best runs\n",
+                "the medians\n",
                 rounds);
     allMet &= report(
         "one destination vs cp",

@@ -13,6 +13,7 @@
 #include <QStringList>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <condition_variable>
 #include <deque>
@@ -351,6 +352,130 @@ bool copyMetadata(const struct stat& info, const QString& destination) {
     return ok;
 }
 
+// A batch on its way to every destination. When the last destination is done with it, its
+// chunks go on into the source's digest: destinations take batches in order, so batches
+// are let go of in order too.
+struct SharedBatch {
+    Batch batch;
+    DigestWorker* sourceDigest = nullptr;
+
+    ~SharedBatch() {
+        if (!sourceDigest)
+            return;
+        std::vector<DigestWorker::Block> blocks;
+        for (Chunk& chunk : batch.chunks)
+            blocks.push_back({std::move(chunk.data), chunk.size});
+        sourceDigest->add(std::move(blocks));
+    }
+};
+
+// What the destinations do with one batch: their console lines, and how many of them are
+// still at it.
+struct Round {
+    ChunkMessages messages;
+    quint64 totalBefore = 0;
+    std::atomic<int> remaining{0};
+
+    Round(size_t chunks, size_t destinations, quint64 before)
+        : messages(chunks, destinations), totalBefore(before), remaining(int(destinations)) {}
+};
+
+// One destination's work, on a thread of its own, so that the destinations are written
+// side by side (on separate disks, at the same time). Rounds are taken in order.
+class DestinationWriter {
+public:
+    DestinationWriter(CopyStream& output, DigestWorker* digest, ChunkPool& pool, size_t index)
+        : m_output(output), m_digest(digest), m_pool(pool), m_index(index),
+          m_chunkByChunk(output.oneChunkPerCall()), m_thread([this] { run(); }) {}
+    ~DestinationWriter() {
+        {
+            std::lock_guard lock(m_mutex);
+            m_stopping = true;
+        }
+        m_wake.notify_one();
+        m_thread.join();
+    }
+    DestinationWriter(const DestinationWriter&) = delete;
+    DestinationWriter& operator=(const DestinationWriter&) = delete;
+
+    // Each destination holds the batch of its own accord until it is done with it.
+    void add(std::shared_ptr<Round> round, std::shared_ptr<SharedBatch> batch) {
+        std::unique_lock lock(m_mutex);
+        m_idle.wait(lock, [this] { return m_jobs.size() < kMaxQueued; });
+        m_jobs.push_back({std::move(round), std::move(batch)});
+        m_wake.notify_one();
+    }
+
+    // Until every round handed over is done.
+    void waitUntilIdle() {
+        std::unique_lock lock(m_mutex);
+        m_idle.wait(lock, [this] { return m_jobs.empty() && !m_busy; });
+    }
+
+    bool outOfMemory() const { return m_outOfMemory.load(); }
+
+private:
+    static constexpr size_t kMaxQueued = 32; // rounds: 4 MiB
+
+    struct Job {
+        std::shared_ptr<Round> round;
+        std::shared_ptr<SharedBatch> batch;
+    };
+
+    void run() {
+        for (;;) {
+            Job job;
+            {
+                std::unique_lock lock(m_mutex);
+                m_wake.wait(lock, [this] { return !m_jobs.empty() || m_stopping; });
+                if (m_jobs.empty())
+                    return;
+                job = std::move(m_jobs.front());
+                m_jobs.pop_front();
+                m_busy = true;
+                m_idle.notify_all();
+            }
+            work(*job.round, job.batch->batch);
+            // The batch is let go of before the round counts as done.
+            job.batch.reset();
+            job.round->remaining.fetch_sub(1, std::memory_order_acq_rel);
+            job.round.reset();
+            {
+                std::lock_guard lock(m_mutex);
+                m_busy = false;
+            }
+            m_idle.notify_all();
+        }
+    }
+
+    void work(Round& round, const Batch& batch) {
+        if (m_outOfMemory.load())
+            return; // the copy ends with an error; nothing more is written
+        DestinationStep step{m_output, m_digest, m_pool, round.messages, m_index, round.totalBefore};
+        bool outOfMemory = false;
+        if (m_chunkByChunk)
+            outOfMemory = !step.chunkByChunk(batch, 0);
+        else if (!step.batched(batch, &outOfMemory))
+            m_chunkByChunk = true;
+        if (outOfMemory)
+            m_outOfMemory.store(true);
+    }
+
+    CopyStream& m_output;
+    DigestWorker* m_digest;
+    ChunkPool& m_pool;
+    const size_t m_index;
+    bool m_chunkByChunk; // only the writer's own thread uses it once started
+    std::atomic<bool> m_outOfMemory{false};
+    std::mutex m_mutex;
+    std::condition_variable m_wake;
+    std::condition_variable m_idle;
+    std::deque<Job> m_jobs;
+    bool m_busy = false;
+    bool m_stopping = false;
+    std::thread m_thread;
+};
+
 } // namespace
 
 bool BMFileManager::copyFileWithProgress(const QString& source, const QString& destination,
@@ -437,15 +562,29 @@ bool BMFileManager::copyFileWithProgress(const QString& source, const QStringLis
     quint64 total = 0;
     quint64 lastReport = 0;
     bool cancelled = false;
-    bool outOfMemory = false;
-    // Streams whose faults ask for it, and destinations that failed a batched write, go
-    // chunk by chunk (from then on).
+    // A source whose faults ask for it goes chunk by chunk, and so does one that failed.
     bool sourceChunkByChunk = input->oneChunkPerCall();
-    std::vector<bool> destinationChunkByChunk;
-    for (const auto& output : outputs)
-        destinationChunkByChunk.push_back(output->oneChunkPerCall());
+    std::deque<std::shared_ptr<Round>> unprinted;
+    std::vector<std::unique_ptr<DestinationWriter>> writers;
+    for (size_t d = 0; d < outputs.size(); ++d)
+        writers.push_back(std::make_unique<DestinationWriter>(
+            *outputs[d], verifying ? digestWorkers[d].get() : nullptr, pool, d));
+    // Console lines come out in the order of the chunks, as soon as every destination is
+    // done with a round.
+    auto printDone = [&unprinted] {
+        while (!unprinted.empty() && unprinted.front()->remaining.load(std::memory_order_acquire) == 0) {
+            unprinted.front()->messages.print();
+            unprinted.pop_front();
+        }
+    };
+    auto waitForWriters = [&] {
+        for (const auto& writer : writers)
+            writer->waitUntilIdle();
+        printDone();
+        return std::none_of(writers.begin(), writers.end(), [](const auto& w) { return w->outOfMemory(); });
+    };
 
-    while (!input->atEnd() && !outOfMemory) {
+    while (!input->atEnd()) {
         // A batch ends where the next progress report is due, so that reports and
         // cancellation fall after the same chunk as when going chunk by chunk.
         int count = sourceChunkByChunk ? 1 : kBatchChunks;
@@ -454,51 +593,43 @@ bool BMFileManager::copyFileWithProgress(const QString& source, const QStringLis
             count = int(std::min<quint64>(quint64(count),
                                           std::max<quint64>(1, (untilReport + kChunkSize - 1) / kChunkSize)));
         }
-        Batch batch;
-        if (!batch.read(pool, *input, count, sourceChunkByChunk)) {
+        auto shared = std::make_shared<SharedBatch>();
+        if (!shared->batch.read(pool, *input, count, sourceChunkByChunk)) {
+            waitForWriters();
             say(QStringLiteral("Error copying file %1 - out of memory").arg(source));
             return false;
         }
         if (input->error())
             sourceChunkByChunk = true; // from here on as the chunk-by-chunk reads would go
-        ChunkMessages messages(batch.chunks.size(), outputs.size());
+        Batch& batch = shared->batch;
         bool stop = false;
+        std::vector<size_t> emptyChunks;
         for (size_t c = 0; c < batch.chunks.size(); ++c) {
-            const Chunk& chunk = batch.chunks[c];
-            if (chunk.size == 0) {
-                messages.sourceLine(c, QStringLiteral("%1 returned 0 bytes").arg(source));
+            if (batch.chunks[c].size == 0) {
+                emptyChunks.push_back(c);
                 // A failing source never reaches its end; the size check reports it.
                 stop = input->error();
             }
         }
+        const size_t chunksRead = batch.chunks.size();
         if (stop)
-            batch.chunks.pop_back();
-
-        for (size_t d = 0; d < outputs.size() && !outOfMemory; ++d) {
-            DestinationStep step{*outputs[d], verifying ? digestWorkers[d].get() : nullptr, pool, messages, d,
-                                 total};
-            if (destinationChunkByChunk[d]) {
-                outOfMemory = !step.chunkByChunk(batch, 0);
-            } else if (!step.batched(batch, &outOfMemory)) {
-                destinationChunkByChunk[d] = true;
-            }
-        }
-        messages.print();
+            batch.chunks.pop_back(); // nothing to write: only its line is left
         const quint64 batchBytes = batch.bytes();
-        if (sourceWorker) {
-            // The chunks, written everywhere, go on into the source's digest.
-            std::vector<DigestWorker::Block> blocks;
-            for (Chunk& chunk : batch.chunks)
-                blocks.push_back({std::move(chunk.data), chunk.size});
-            sourceWorker->add(std::move(blocks));
-        }
-        if (outOfMemory) {
-            say(QStringLiteral("Error copying file %1 - out of memory").arg(source));
-            return false;
-        }
+        shared->sourceDigest = sourceWorker.get();
+        auto round = std::make_shared<Round>(chunksRead, outputs.size(), total);
+        for (size_t c : emptyChunks)
+            round->messages.sourceLine(c, QStringLiteral("%1 returned 0 bytes").arg(source));
+        unprinted.push_back(round);
+        for (const auto& writer : writers)
+            writer->add(round, shared);
+        shared.reset();
+        printDone();
         total += batchBytes;
 
         if (delegate && total - lastReport >= progressStep) {
+            // The report says what is written: every destination is up to here first.
+            if (!waitForWriters())
+                break;
             lastReport = total;
             if (delegate->fileCopyBytesWritten)
                 delegate->fileCopyBytesWritten(total, settings);
@@ -510,10 +641,17 @@ bool BMFileManager::copyFileWithProgress(const QString& source, const QStringLis
         if (stop)
             break;
     }
+    const bool enoughMemory = waitForWriters();
+    writers.clear();
+    unprinted.clear();
     input.reset();
     outputs.clear();
     sourceWorker.reset(); // every chunk and every read-back is in its digest
     digestWorkers.clear();
+    if (!enoughMemory) {
+        say(QStringLiteral("Error copying file %1 - out of memory").arg(source));
+        return false;
+    }
 
     if (cancelled)
         return false;

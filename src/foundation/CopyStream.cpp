@@ -28,6 +28,10 @@ bool CopyStreamFaults::oneChunkPerCall() const {
     return true;
 }
 
+size_t CopyStreamFaults::readableBytes(const QString&, size_t size) {
+    return size;
+}
+
 size_t CopyStreamFaults::writableBytes(const QString&, size_t size) {
     return size;
 }
@@ -61,9 +65,10 @@ CopyStream::~CopyStream() {
 }
 
 size_t CopyStream::read(char* buffer, size_t size) {
+    const size_t allowed = m_faults ? std::min(size, m_faults->readableBytes(m_path, size)) : size;
     size_t done = 0;
-    while (done < size) {
-        const ssize_t n = ::pread(m_fd, buffer + done, size - done, off_t(m_position + done));
+    while (done < allowed) {
+        const ssize_t n = ::pread(m_fd, buffer + done, allowed - done, off_t(m_position + done));
         if (n < 0 && errno == EINTR)
             continue;
         if (n < 0) {
@@ -75,6 +80,10 @@ size_t CopyStream::read(char* buffer, size_t size) {
             break;
         }
         done += size_t(n);
+    }
+    if (done == allowed && allowed < size) {
+        m_error = true;
+        errno = EIO;
     }
     m_position += done;
     if (m_faults && done > 0)
@@ -132,15 +141,19 @@ size_t totalLength(const iovec* buffers, int count) {
 } // namespace
 
 size_t CopyStream::readv(const iovec* buffers, int count) {
-    const size_t wanted = totalLength(buffers, count);
+    const size_t requested = totalLength(buffers, count);
+    const size_t wanted =
+        m_faults ? std::min(requested, m_faults->readableBytes(m_path, requested)) : requested;
     size_t done = 0;
     while (done < wanted) {
-        // Only after a partial transfer does the list need trimming.
+        // Only after a partial transfer, or when a fault cuts the read short, does the
+        // list need trimming.
         std::vector<iovec> rest;
-        if (done > 0)
-            rest = remainder(buffers, count, done);
-        const ssize_t n = ::preadv(m_fd, done > 0 ? rest.data() : buffers,
-                                   done > 0 ? int(rest.size()) : count, off_t(m_position + done));
+        const bool trimmed = done > 0 || wanted < requested;
+        if (trimmed)
+            rest = remainder(buffers, count, done, wanted - done);
+        const ssize_t n = ::preadv(m_fd, trimmed ? rest.data() : buffers, trimmed ? int(rest.size()) : count,
+                                   off_t(m_position + done));
         if (n < 0 && errno == EINTR)
             continue;
         if (n < 0) {
@@ -152,6 +165,10 @@ size_t CopyStream::readv(const iovec* buffers, int count) {
             break;
         }
         done += size_t(n);
+    }
+    if (done == wanted && wanted < requested) {
+        m_error = true;
+        errno = EIO;
     }
     m_position += done;
     if (m_faults) {

@@ -6,8 +6,9 @@
 #include <sys/uio.h>
 
 // Where a test makes the verified copy's storage misbehave: a destination that reads back
-// other bytes than were written, a reposition that fails, a write that falls short. The
-// defaults change nothing.
+// other bytes than were written, a reposition that fails, a read or write that falls
+// short. The defaults change nothing. Each stream calls these from the thread that works
+// on it; streams of different files may be worked on at the same time.
 class CopyStreamFaults {
 public:
     virtual ~CopyStreamFaults();
@@ -16,6 +17,9 @@ public:
     virtual void afterRead(const QString& path, char* data, size_t size);
     // False makes a reposition of that stream fail (EIO).
     virtual bool allowSeek(const QString& path);
+    // How many of the bytes of one read call (a vectored one counting as one) arrive before
+    // the read fails (EIO); all of them by default.
+    virtual size_t readableBytes(const QString& path, size_t size);
     // How many of the bytes of one write call (a vectored one counting as one) are put
     // down; fewer makes a short write (ENOSPC).
     virtual size_t writableBytes(const QString& path, size_t size);

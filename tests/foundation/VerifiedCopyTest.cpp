@@ -111,16 +111,25 @@ private:
     int m_failures = 0;
 };
 
-class ShortWrite : public CopyStreamFaults {
+// A source that fails part way through one read call, and on every call after it.
+class FailingRead : public CopyStreamFaults {
 public:
-    explicit ShortWrite(QString path) : m_path(std::move(path)) {}
-    size_t writableBytes(const QString& path, size_t size) override {
-        return path == m_path && m_writes++ == 0 ? size / 2 : size;
+    FailingRead(QString path, int call, size_t allowed, bool oneChunkPerCall)
+        : m_path(std::move(path)), m_call(call), m_allowed(allowed), m_oneChunkPerCall(oneChunkPerCall) {}
+    bool oneChunkPerCall() const override { return m_oneChunkPerCall; }
+    size_t readableBytes(const QString& path, size_t size) override {
+        if (path != m_path)
+            return size;
+        const int call = m_calls++;
+        return call < m_call ? size : call == m_call ? std::min(size, m_allowed) : 0;
     }
 
 private:
     QString m_path;
-    int m_writes = 0;
+    int m_call;
+    size_t m_allowed;
+    bool m_oneChunkPerCall;
+    int m_calls = 0;
 };
 
 using VerifiedCopy = FileOpsTest;
@@ -294,19 +303,6 @@ TEST_F(VerifiedCopy, AFailedRepositionIsReportedAndStillReadBack) {
     EXPECT_EQ(readFile(copy), contents);
 }
 
-TEST_F(VerifiedCopy, AShortWriteIsReported) {
-    const QByteArray contents = pattern(40000);
-    const QString source = writeWork(QStringLiteral("Cut.fcp"), contents);
-    const QString copy = work(QStringLiteral("copy.fcp"));
-    CopyStream::installFaults(std::make_shared<ShortWrite>(copy));
-    Recorder recorder;
-    BMFileCopyDelegate delegate = recorder.delegate();
-    ConsoleCapture console;
-    BMFileManager::copyFileWithProgress(source, {copy}, BMFileManager::Verification::MD5, &delegate);
-    EXPECT_TRUE(console.lines().contains(QStringLiteral("Error writing file %1: 1").arg(copy)));
-    EXPECT_EQ(recorder.failures, QStringList{copy});
-}
-
 // ---- Several chunks per call and one chunk per call agree -------------------------------
 
 struct Outcome {
@@ -413,6 +409,23 @@ TEST_F(VerifiedCopy, AShortVectoredWriteFallsBackToChunksAsTheyWouldHaveGone) {
     EXPECT_EQ(one.files.first(), contents.left(40000) + contents.mid(65536));
     EXPECT_EQ(one.failures, QStringList{copy});
     EXPECT_TRUE(one.result);
+}
+
+TEST_F(VerifiedCopy, AFailingSourceStopsAndReportsTheShortCopyTheSameWayOnBothPaths) {
+    const QByteArray contents = pattern(5 * 32768 + 100);
+    const QString source = writeWork(QStringLiteral("Cut.fcp"), contents);
+    const QString copy = work(QStringLiteral("copy.fcp"));
+    const Outcome one = copyWith(*this, source, {copy}, std::make_shared<FailingRead>(source, 1, 7232, true));
+    const Outcome several =
+        copyWith(*this, source, {copy}, std::make_shared<FailingRead>(source, 0, 40000, false));
+    expectSame(several, one);
+    EXPECT_FALSE(one.result);
+    EXPECT_EQ(one.console,
+              (QStringList{
+                  QStringLiteral("%1 returned 0 bytes").arg(source),
+                  QStringLiteral("Error: copied file size does not match original source %1").arg(source)}));
+    EXPECT_EQ(one.files.first(), contents.left(40000));
+    EXPECT_TRUE(one.progress.isEmpty());
 }
 
 // ---- The older form ---------------------------------------------------------------------
