@@ -87,7 +87,7 @@ struct Chunk {
     size_t size = 0;
 };
 
-// The chunks of one round, each read into a fresh buffer of its own.
+// The chunks of one round, each read into a buffer of its own.
 struct Batch {
     std::vector<Chunk> chunks;
 
