@@ -10,21 +10,336 @@
 
 #include <QElapsedTimer>
 #include <QFile>
+#include <QStringList>
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <condition_variable>
+#include <deque>
 #include <fcntl.h>
+#include <mutex>
 #include <new>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
 namespace {
 
 constexpr size_t kChunkSize = 0x8000;
+// Chunks handled by one system call each way: the chunk stays the unit of the copy (its
+// own buffer, its digest update, its messages), while the calls into the system, which
+// cost more than the copying on a cached file, are made for four at a time: 128 KiB, the
+// size cp writes in. Larger writes to two files in turn made the system's page cache
+// erratic (runs of two to five times the usual time).
+constexpr int kBatchChunks = 4;
 
 void say(const QString& text) {
     Console::print(text);
 }
+
+// The buffers of the chunks, recycled within one copy: every chunk in flight has a buffer
+// of its own, and a buffer goes back to the pool once its chunk is written and digested.
+// Allocating each one afresh made the C library hand the memory back to the system and
+// fault it in again for every round, which cost more than the copying itself.
+class ChunkPool {
+public:
+    struct Return {
+        ChunkPool* pool = nullptr;
+        void operator()(char* buffer) const { pool->give(buffer); }
+    };
+    using Buffer = std::unique_ptr<char[], Return>;
+
+    ChunkPool() = default;
+    ChunkPool(const ChunkPool&) = delete;
+    ChunkPool& operator=(const ChunkPool&) = delete;
+    ~ChunkPool() {
+        for (char* buffer : m_free)
+            delete[] buffer;
+    }
+
+    // Null when out of memory.
+    Buffer take() {
+        {
+            std::lock_guard lock(m_mutex);
+            if (!m_free.empty()) {
+                char* buffer = m_free.back();
+                m_free.pop_back();
+                return Buffer(buffer, Return{this});
+            }
+        }
+        return Buffer(new (std::nothrow) char[kChunkSize], Return{this});
+    }
+
+private:
+    void give(char* buffer) {
+        std::lock_guard lock(m_mutex);
+        m_free.push_back(buffer);
+    }
+
+    std::mutex m_mutex;
+    std::vector<char*> m_free;
+};
+
+struct Chunk {
+    ChunkPool::Buffer data;
+    size_t size = 0;
+};
+
+// The chunks of one round, each read into a buffer of its own.
+struct Batch {
+    std::vector<Chunk> chunks;
+
+    quint64 bytes() const {
+        quint64 sum = 0;
+        for (const Chunk& chunk : chunks)
+            sum += chunk.size;
+        return sum;
+    }
+
+    // Reads up to count chunks. The chunks are what reading them one by one would give:
+    // full ones, then at the end of the file (or on an error) one with what was left,
+    // which may be nothing. False when out of memory.
+    bool read(ChunkPool& pool, CopyStream& input, int count, bool oneByOne) {
+        chunks.resize(size_t(count));
+        std::vector<iovec> buffers(static_cast<size_t>(count));
+        for (int i = 0; i < count; ++i) {
+            chunks[size_t(i)].data = pool.take();
+            if (!chunks[size_t(i)].data)
+                return false;
+            buffers[size_t(i)] = {chunks[size_t(i)].data.get(), kChunkSize};
+        }
+        if (oneByOne) {
+            chunks[0].size = input.read(chunks[0].data.get(), kChunkSize);
+            return true;
+        }
+        size_t got = input.readv(buffers.data(), count);
+        size_t used = 0;
+        for (Chunk& chunk : chunks) {
+            chunk.size = std::min(got, kChunkSize);
+            got -= chunk.size;
+            ++used;
+            if (chunk.size < kChunkSize)
+                break; // the end of the file, or an error: nothing follows this chunk
+        }
+        chunks.resize(used);
+        return true;
+    }
+};
+
+// Console lines of one batch, printed in the order of the chunk-by-chunk copy: for each
+// chunk the source's line, then each destination's lines in destination order.
+class ChunkMessages {
+public:
+    ChunkMessages(size_t chunks, size_t destinations)
+        : m_source(chunks), m_destinations(chunks, std::vector<QStringList>(destinations)) {}
+    void sourceLine(size_t chunk, const QString& line) { m_source[chunk] << line; }
+    void line(size_t chunk, size_t destination, const QString& line) {
+        m_destinations[chunk][destination] << line;
+    }
+    void print() const {
+        for (size_t c = 0; c < m_source.size(); ++c) {
+            for (const QString& line : m_source[c])
+                say(line);
+            for (const QStringList& lines : m_destinations[c]) {
+                for (const QString& line : lines)
+                    say(line);
+            }
+        }
+    }
+
+private:
+    std::vector<QStringList> m_source;
+    std::vector<std::vector<QStringList>> m_destinations;
+};
+
+// A digest fed on a thread of its own, so that the destinations' digests are computed
+// while the copy goes on. Blocks arrive in order and are digested in that order.
+class DigestWorker {
+public:
+    struct Block {
+        ChunkPool::Buffer data;
+        size_t size = 0;
+    };
+
+    explicit DigestWorker(BMDigestContext& context) : m_context(context), m_thread([this] { run(); }) {}
+    ~DigestWorker() { finish(); }
+    DigestWorker(const DigestWorker&) = delete;
+    DigestWorker& operator=(const DigestWorker&) = delete;
+
+    // Blocks of one batch are handed over together: one hand-over per batch, not per chunk.
+    void add(std::vector<Block> blocks) {
+        if (blocks.empty())
+            return;
+        std::unique_lock lock(m_mutex);
+        // Bounded, so that a slow digest holds the copy back rather than filling memory.
+        m_space.wait(lock, [this] { return m_queued < kMaxQueued; });
+        m_queued += blocks.size();
+        m_batches.push_back(std::move(blocks));
+        m_ready.notify_one();
+    }
+
+    // Waits until every block has gone into the digest.
+    void finish() {
+        {
+            std::lock_guard lock(m_mutex);
+            m_finished = true;
+        }
+        m_ready.notify_one();
+        if (m_thread.joinable())
+            m_thread.join();
+    }
+
+private:
+    static constexpr size_t kMaxQueued = 512; // chunks: 16 MiB
+
+    void run() {
+        for (;;) {
+            std::vector<Block> blocks;
+            {
+                std::unique_lock lock(m_mutex);
+                m_ready.wait(lock, [this] { return !m_batches.empty() || m_finished; });
+                if (m_batches.empty())
+                    return;
+                blocks = std::move(m_batches.front());
+                m_batches.pop_front();
+                m_queued -= blocks.size();
+                m_space.notify_one();
+            }
+            for (const Block& block : blocks)
+                m_context.update(block.data.get(), block.size);
+        }
+    }
+
+    BMDigestContext& m_context;
+    std::mutex m_mutex;
+    std::condition_variable m_ready;
+    std::condition_variable m_space;
+    std::deque<std::vector<Block>> m_batches;
+    size_t m_queued = 0;
+    bool m_finished = false;
+    std::thread m_thread;
+};
+
+// One destination's share of a batch.
+struct DestinationStep {
+    CopyStream& output;
+    DigestWorker* digest; // null when not verifying
+    ChunkPool& pool;
+    ChunkMessages& messages;
+    size_t index;
+    quint64 totalBefore; // bytes of the source copied before the batch
+
+    // The chunk as the copy has always treated it: write, then go back and read the
+    // chunk again for the digest. False when out of memory.
+    bool chunk(const Chunk& chunk, size_t c, quint64 totalBeforeChunk) {
+        const quint64 position = output.position();
+        if (output.write(chunk.data.get(), chunk.size) != chunk.size)
+            messages.line(c, index,
+                          QStringLiteral("Error writing file %1: %2").arg(output.path()).arg(output.error()));
+        return readBack(chunk.size, c, position, totalBeforeChunk);
+    }
+
+    bool readBack(size_t size, size_t c, quint64 position, quint64 totalBeforeChunk) {
+        if (!digest || size == 0)
+            return true;
+        // What the storage gives back, not what was sent, goes into the digest.
+        ChunkPool::Buffer back = pool.take();
+        if (!back)
+            return false;
+        if (!output.seek(position)) {
+            const int savedErrno = errno;
+            messages.line(c, index,
+                          QStringLiteral("Error: unable to seek within file %1").arg(output.path()));
+            messages.line(c, index, QStringLiteral("cur pos: %1").arg(totalBeforeChunk));
+            messages.line(c, index, QStringLiteral("read size: %1").arg(size));
+            messages.line(c, index, QStringLiteral("errno: %1").arg(savedErrno));
+            messages.line(c, index, QStringLiteral("err: %1").arg(output.error()));
+        }
+        const size_t got = output.read(back.get(), size);
+        std::vector<DigestWorker::Block> blocks;
+        blocks.push_back({std::move(back), got});
+        digest->add(std::move(blocks));
+        return true;
+    }
+
+    bool chunkByChunk(const Batch& batch, size_t from) {
+        quint64 before = totalBefore;
+        for (size_t c = 0; c < batch.chunks.size(); ++c) {
+            if (c >= from && !chunk(batch.chunks[c], c, before))
+                return false;
+            before += batch.chunks[c].size;
+        }
+        return true;
+    }
+
+    // All chunks in one write and one read-back. When the write falls short, the chunks
+    // that were written whole are read back, the one that fell short is handled as a
+    // short write, and the rest go chunk by chunk, as they would have; false then, so
+    // that this destination goes chunk by chunk from here on.
+    bool batched(const Batch& batch, bool* outOfMemory) {
+        const quint64 start = output.position();
+        std::vector<iovec> buffers;
+        size_t wanted = 0;
+        for (const Chunk& chunk : batch.chunks) {
+            buffers.push_back({chunk.data.get(), chunk.size});
+            wanted += chunk.size;
+        }
+        const size_t written = output.writev(buffers.data(), int(buffers.size()));
+        size_t whole = 0;
+        size_t covered = 0;
+        while (whole < batch.chunks.size() && covered + batch.chunks[whole].size <= written) {
+            covered += batch.chunks[whole].size;
+            ++whole;
+        }
+        if (digest && covered > 0 && !readBackWhole(batch, whole, start)) {
+            *outOfMemory = true;
+            return false;
+        }
+        if (written == wanted)
+            return true;
+
+        // Chunk `whole` went down only in part, and the file now ends there.
+        const Chunk& shortChunk = batch.chunks[whole];
+        messages.line(whole, index,
+                      QStringLiteral("Error writing file %1: %2").arg(output.path()).arg(output.error()));
+        if (!readBack(shortChunk.size, whole, start + covered, totalBefore + covered)) {
+            *outOfMemory = true;
+            return false;
+        }
+        // The read-back leaves the position where the next chunk is written, as it did.
+        if (!chunkByChunk(batch, whole + 1))
+            *outOfMemory = true;
+        return false;
+    }
+
+    // The chunks read back in one call, each into a fresh buffer, for the digest.
+    bool readBackWhole(const Batch& batch, size_t chunks, quint64 start) {
+        std::vector<ChunkPool::Buffer> backs;
+        std::vector<iovec> buffers;
+        for (size_t c = 0; c < chunks; ++c) {
+            if (batch.chunks[c].size == 0)
+                continue;
+            backs.push_back(pool.take());
+            if (!backs.back())
+                return false;
+            buffers.push_back({backs.back().get(), batch.chunks[c].size});
+        }
+        const quint64 end = output.position();
+        output.seek(start);
+        size_t got = output.readv(buffers.data(), int(buffers.size()));
+        std::vector<DigestWorker::Block> blocks;
+        for (size_t i = 0; i < buffers.size(); ++i) {
+            const size_t part = std::min(got, buffers[i].iov_len);
+            blocks.push_back({std::move(backs[i]), part});
+            got -= part;
+        }
+        digest->add(std::move(blocks));
+        output.seek(end);
+        return true;
+    }
+};
 
 // The source's attributes set onto a copy: permissions, dates, and owner where allowed.
 bool copyMetadata(const struct stat& info, const QString& destination) {
@@ -36,6 +351,130 @@ bool copyMetadata(const struct stat& info, const QString& destination) {
     ok = ::utimensat(AT_FDCWD, path.constData(), times, 0) == 0 && ok;
     return ok;
 }
+
+// A batch on its way to every destination. When the last destination is done with it, its
+// chunks go on into the source's digest: destinations take batches in order, so batches
+// are let go of in order too.
+struct SharedBatch {
+    Batch batch;
+    DigestWorker* sourceDigest = nullptr;
+
+    ~SharedBatch() {
+        if (!sourceDigest)
+            return;
+        std::vector<DigestWorker::Block> blocks;
+        for (Chunk& chunk : batch.chunks)
+            blocks.push_back({std::move(chunk.data), chunk.size});
+        sourceDigest->add(std::move(blocks));
+    }
+};
+
+// What the destinations do with one batch: their console lines, and how many of them are
+// still at it.
+struct Round {
+    ChunkMessages messages;
+    quint64 totalBefore = 0;
+    std::atomic<int> remaining{0};
+
+    Round(size_t chunks, size_t destinations, quint64 before)
+        : messages(chunks, destinations), totalBefore(before), remaining(int(destinations)) {}
+};
+
+// One destination's work, on a thread of its own, so that the destinations are written
+// side by side (on separate disks, at the same time). Rounds are taken in order.
+class DestinationWriter {
+public:
+    DestinationWriter(CopyStream& output, DigestWorker* digest, ChunkPool& pool, size_t index)
+        : m_output(output), m_digest(digest), m_pool(pool), m_index(index),
+          m_chunkByChunk(output.oneChunkPerCall()), m_thread([this] { run(); }) {}
+    ~DestinationWriter() {
+        {
+            std::lock_guard lock(m_mutex);
+            m_stopping = true;
+        }
+        m_wake.notify_one();
+        m_thread.join();
+    }
+    DestinationWriter(const DestinationWriter&) = delete;
+    DestinationWriter& operator=(const DestinationWriter&) = delete;
+
+    // Each destination holds the batch of its own accord until it is done with it.
+    void add(std::shared_ptr<Round> round, std::shared_ptr<SharedBatch> batch) {
+        std::unique_lock lock(m_mutex);
+        m_idle.wait(lock, [this] { return m_jobs.size() < kMaxQueued; });
+        m_jobs.push_back({std::move(round), std::move(batch)});
+        m_wake.notify_one();
+    }
+
+    // Until every round handed over is done.
+    void waitUntilIdle() {
+        std::unique_lock lock(m_mutex);
+        m_idle.wait(lock, [this] { return m_jobs.empty() && !m_busy; });
+    }
+
+    bool outOfMemory() const { return m_outOfMemory.load(); }
+
+private:
+    static constexpr size_t kMaxQueued = 32; // rounds: 4 MiB
+
+    struct Job {
+        std::shared_ptr<Round> round;
+        std::shared_ptr<SharedBatch> batch;
+    };
+
+    void run() {
+        for (;;) {
+            Job job;
+            {
+                std::unique_lock lock(m_mutex);
+                m_wake.wait(lock, [this] { return !m_jobs.empty() || m_stopping; });
+                if (m_jobs.empty())
+                    return;
+                job = std::move(m_jobs.front());
+                m_jobs.pop_front();
+                m_busy = true;
+                m_idle.notify_all();
+            }
+            work(*job.round, job.batch->batch);
+            // The batch is let go of before the round counts as done.
+            job.batch.reset();
+            job.round->remaining.fetch_sub(1, std::memory_order_acq_rel);
+            job.round.reset();
+            {
+                std::lock_guard lock(m_mutex);
+                m_busy = false;
+            }
+            m_idle.notify_all();
+        }
+    }
+
+    void work(Round& round, const Batch& batch) {
+        if (m_outOfMemory.load())
+            return; // the copy ends with an error; nothing more is written
+        DestinationStep step{m_output, m_digest, m_pool, round.messages, m_index, round.totalBefore};
+        bool outOfMemory = false;
+        if (m_chunkByChunk)
+            outOfMemory = !step.chunkByChunk(batch, 0);
+        else if (!step.batched(batch, &outOfMemory))
+            m_chunkByChunk = true;
+        if (outOfMemory)
+            m_outOfMemory.store(true);
+    }
+
+    CopyStream& m_output;
+    DigestWorker* m_digest;
+    ChunkPool& m_pool;
+    const size_t m_index;
+    bool m_chunkByChunk; // only the writer's own thread uses it once started
+    std::atomic<bool> m_outOfMemory{false};
+    std::mutex m_mutex;
+    std::condition_variable m_wake;
+    std::condition_variable m_idle;
+    std::deque<Job> m_jobs;
+    bool m_busy = false;
+    bool m_stopping = false;
+    std::thread m_thread;
+};
 
 } // namespace
 
@@ -112,53 +551,85 @@ bool BMFileManager::copyFileWithProgress(const QString& source, const QStringLis
             destinationDigests.emplace_back(algorithm);
     }
     BMDigestContext sourceDigest(algorithm);
+    ChunkPool pool; // outlives every chunk and every digest worker below
+    // The digests are computed beside the copy, each on a thread of its own.
+    std::unique_ptr<DigestWorker> sourceWorker =
+        verifying ? std::make_unique<DigestWorker>(sourceDigest) : nullptr;
+    std::vector<std::unique_ptr<DigestWorker>> digestWorkers;
+    for (BMDigestContext& digest : destinationDigests)
+        digestWorkers.push_back(std::make_unique<DigestWorker>(digest));
 
     quint64 total = 0;
     quint64 lastReport = 0;
     bool cancelled = false;
+    // A source whose faults ask for it goes chunk by chunk, and so does one that failed.
+    bool sourceChunkByChunk = input->oneChunkPerCall();
+    std::deque<std::shared_ptr<Round>> unprinted;
+    std::vector<std::unique_ptr<DestinationWriter>> writers;
+    for (size_t d = 0; d < outputs.size(); ++d)
+        writers.push_back(std::make_unique<DestinationWriter>(
+            *outputs[d], verifying ? digestWorkers[d].get() : nullptr, pool, d));
+    // Console lines come out in the order of the chunks, as soon as every destination is
+    // done with a round.
+    auto printDone = [&unprinted] {
+        while (!unprinted.empty() && unprinted.front()->remaining.load(std::memory_order_acquire) == 0) {
+            unprinted.front()->messages.print();
+            unprinted.pop_front();
+        }
+    };
+    auto waitForWriters = [&] {
+        for (const auto& writer : writers)
+            writer->waitUntilIdle();
+        printDone();
+        return std::none_of(writers.begin(), writers.end(), [](const auto& w) { return w->outOfMemory(); });
+    };
+
     while (!input->atEnd()) {
-        // A fresh buffer for every chunk.
-        std::unique_ptr<char[]> buffer(new (std::nothrow) char[kChunkSize]);
-        if (!buffer) {
+        // A batch ends where the next progress report is due, so that reports and
+        // cancellation fall after the same chunk as when going chunk by chunk.
+        int count = sourceChunkByChunk ? 1 : kBatchChunks;
+        if (delegate) {
+            const quint64 untilReport = lastReport + progressStep - total;
+            count = int(std::min<quint64>(quint64(count),
+                                          std::max<quint64>(1, (untilReport + kChunkSize - 1) / kChunkSize)));
+        }
+        auto shared = std::make_shared<SharedBatch>();
+        if (!shared->batch.read(pool, *input, count, sourceChunkByChunk)) {
+            waitForWriters();
             say(QStringLiteral("Error copying file %1 - out of memory").arg(source));
             return false;
         }
-        const size_t read = input->read(buffer.get(), kChunkSize);
-        if (read == 0)
-            say(QStringLiteral("%1 returned 0 bytes").arg(source));
-        if (read == 0 && input->error())
-            break; // a failing source never reaches its end; the size check reports it
-        if (verifying)
-            sourceDigest.update(buffer.get(), read);
-
-        for (size_t i = 0; i < outputs.size(); ++i) {
-            CopyStream& output = *outputs[i];
-            const quint64 position = output.position();
-            if (output.write(buffer.get(), read) != read)
-                say(QStringLiteral("Error writing file %1: %2").arg(output.path()).arg(output.error()));
-            if (!verifying || read == 0)
-                continue;
-            // What the storage gives back, not what was sent, goes into the digest.
-            std::unique_ptr<char[]> readBack(new (std::nothrow) char[read]);
-            if (!readBack) {
-                say(QStringLiteral("Error copying file %1 - out of memory").arg(source));
-                return false;
+        if (input->error())
+            sourceChunkByChunk = true; // from here on as the chunk-by-chunk reads would go
+        Batch& batch = shared->batch;
+        bool stop = false;
+        std::vector<size_t> emptyChunks;
+        for (size_t c = 0; c < batch.chunks.size(); ++c) {
+            if (batch.chunks[c].size == 0) {
+                emptyChunks.push_back(c);
+                // A failing source never reaches its end; the size check reports it.
+                stop = input->error();
             }
-            if (!output.seek(position)) {
-                const int savedErrno = errno;
-                say(QStringLiteral("Error: unable to seek within file %1").arg(output.path()));
-                say(QStringLiteral("cur pos: %1").arg(total));
-                say(QStringLiteral("read size: %1").arg(read));
-                say(QStringLiteral("errno: %1").arg(savedErrno));
-                say(QStringLiteral("err: %1").arg(output.error()));
-            }
-            const size_t back = output.read(readBack.get(), read);
-            destinationDigests[i].update(readBack.get(), back);
         }
-        buffer.reset();
-        total += read;
+        const size_t chunksRead = batch.chunks.size();
+        if (stop)
+            batch.chunks.pop_back(); // nothing to write: only its line is left
+        const quint64 batchBytes = batch.bytes();
+        shared->sourceDigest = sourceWorker.get();
+        auto round = std::make_shared<Round>(chunksRead, outputs.size(), total);
+        for (size_t c : emptyChunks)
+            round->messages.sourceLine(c, QStringLiteral("%1 returned 0 bytes").arg(source));
+        unprinted.push_back(round);
+        for (const auto& writer : writers)
+            writer->add(round, shared);
+        shared.reset();
+        printDone();
+        total += batchBytes;
 
         if (delegate && total - lastReport >= progressStep) {
+            // The report says what is written: every destination is up to here first.
+            if (!waitForWriters())
+                break;
             lastReport = total;
             if (delegate->fileCopyBytesWritten)
                 delegate->fileCopyBytesWritten(total, settings);
@@ -167,9 +638,20 @@ bool BMFileManager::copyFileWithProgress(const QString& source, const QStringLis
                 break;
             }
         }
+        if (stop)
+            break;
     }
+    const bool enoughMemory = waitForWriters();
+    writers.clear();
+    unprinted.clear();
     input.reset();
     outputs.clear();
+    sourceWorker.reset(); // every chunk and every read-back is in its digest
+    digestWorkers.clear();
+    if (!enoughMemory) {
+        say(QStringLiteral("Error copying file %1 - out of memory").arg(source));
+        return false;
+    }
 
     if (cancelled)
         return false;

@@ -2,10 +2,13 @@
 
 #include <QFile>
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <limits>
 #include <mutex>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 std::mutex g_faultsMutex;
@@ -19,6 +22,14 @@ void CopyStreamFaults::afterRead(const QString&, char*, size_t) {
 
 bool CopyStreamFaults::allowSeek(const QString&) {
     return true;
+}
+
+bool CopyStreamFaults::oneChunkPerCall() const {
+    return true;
+}
+
+size_t CopyStreamFaults::readableBytes(const QString&, size_t size) {
+    return size;
 }
 
 size_t CopyStreamFaults::writableBytes(const QString&, size_t size) {
@@ -54,9 +65,10 @@ CopyStream::~CopyStream() {
 }
 
 size_t CopyStream::read(char* buffer, size_t size) {
+    const size_t allowed = m_faults ? std::min(size, m_faults->readableBytes(m_path, size)) : size;
     size_t done = 0;
-    while (done < size) {
-        const ssize_t n = ::pread(m_fd, buffer + done, size - done, off_t(m_position + done));
+    while (done < allowed) {
+        const ssize_t n = ::pread(m_fd, buffer + done, allowed - done, off_t(m_position + done));
         if (n < 0 && errno == EINTR)
             continue;
         if (n < 0) {
@@ -68,6 +80,10 @@ size_t CopyStream::read(char* buffer, size_t size) {
             break;
         }
         done += size_t(n);
+    }
+    if (done == allowed && allowed < size) {
+        m_error = true;
+        errno = EIO;
     }
     m_position += done;
     if (m_faults && done > 0)
@@ -91,6 +107,106 @@ size_t CopyStream::write(const char* data, size_t size) {
     if (done < size) {
         m_error = true;
         if (allowed < size)
+            errno = ENOSPC;
+    }
+    m_position += done;
+    return done;
+}
+
+namespace {
+// The part of a list of buffers that is left after the first done bytes, at most limit
+// bytes of it.
+std::vector<iovec> remainder(const iovec* buffers, int count, size_t done,
+                             size_t limit = std::numeric_limits<size_t>::max()) {
+    std::vector<iovec> rest;
+    for (int i = 0; i < count && limit > 0; ++i) {
+        if (done >= buffers[i].iov_len) {
+            done -= buffers[i].iov_len;
+            continue;
+        }
+        const size_t length = std::min(buffers[i].iov_len - done, limit);
+        rest.push_back({static_cast<char*>(buffers[i].iov_base) + done, length});
+        limit -= length;
+        done = 0;
+    }
+    return rest;
+}
+
+size_t totalLength(const iovec* buffers, int count) {
+    size_t total = 0;
+    for (int i = 0; i < count; ++i)
+        total += buffers[i].iov_len;
+    return total;
+}
+} // namespace
+
+size_t CopyStream::readv(const iovec* buffers, int count) {
+    const size_t requested = totalLength(buffers, count);
+    const size_t wanted =
+        m_faults ? std::min(requested, m_faults->readableBytes(m_path, requested)) : requested;
+    size_t done = 0;
+    while (done < wanted) {
+        // Only after a partial transfer, or when a fault cuts the read short, does the
+        // list need trimming.
+        std::vector<iovec> rest;
+        const bool trimmed = done > 0 || wanted < requested;
+        if (trimmed)
+            rest = remainder(buffers, count, done, wanted - done);
+        const ssize_t n = ::preadv(m_fd, trimmed ? rest.data() : buffers, trimmed ? int(rest.size()) : count,
+                                   off_t(m_position + done));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0) {
+            m_error = true;
+            break;
+        }
+        if (n == 0) {
+            m_atEnd = true;
+            break;
+        }
+        done += size_t(n);
+    }
+    if (done == wanted && wanted < requested) {
+        m_error = true;
+        errno = EIO;
+    }
+    m_position += done;
+    if (m_faults) {
+        size_t left = done;
+        for (int i = 0; i < count && left > 0; ++i) {
+            const size_t part = std::min(left, buffers[i].iov_len);
+            m_faults->afterRead(m_path, static_cast<char*>(buffers[i].iov_base), part);
+            left -= part;
+        }
+    }
+    return done;
+}
+
+size_t CopyStream::writev(const iovec* buffers, int count) {
+    const size_t requested = totalLength(buffers, count);
+    const size_t wanted =
+        m_faults ? std::min(requested, m_faults->writableBytes(m_path, requested)) : requested;
+    size_t done = 0;
+    while (done < wanted) {
+        // Only after a partial transfer, or when a fault cuts the write short, does the
+        // list need trimming.
+        std::vector<iovec> rest;
+        const bool trimmed = done > 0 || wanted < requested;
+        if (trimmed)
+            rest = remainder(buffers, count, done, wanted - done);
+        const ssize_t n = ::pwritev(m_fd, trimmed ? rest.data() : buffers, trimmed ? int(rest.size()) : count,
+                                    off_t(m_position + done));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0) {
+            m_error = true;
+            break;
+        }
+        done += size_t(n);
+    }
+    if (done < requested) {
+        m_error = true;
+        if (wanted < requested)
             errno = ENOSPC;
     }
     m_position += done;

@@ -3,19 +3,29 @@
 #include <QString>
 
 #include <memory>
+#include <sys/uio.h>
 
 // Where a test makes the verified copy's storage misbehave: a destination that reads back
-// other bytes than were written, a reposition that fails, a write that falls short. The
-// defaults change nothing.
+// other bytes than were written, a reposition that fails, a read or write that falls
+// short. The defaults change nothing. Each stream calls these from the thread that works
+// on it; streams of different files may be worked on at the same time.
 class CopyStreamFaults {
 public:
     virtual ~CopyStreamFaults();
-    // Bytes just read from the stream of that path, before anybody sees them.
+    // Bytes just read from the stream of that path (by each buffer of a vectored read),
+    // before anybody sees them.
     virtual void afterRead(const QString& path, char* data, size_t size);
     // False makes a reposition of that stream fail (EIO).
     virtual bool allowSeek(const QString& path);
-    // How many of the bytes the write puts down; fewer makes a short write (ENOSPC).
+    // How many of the bytes of one read call (a vectored one counting as one) arrive before
+    // the read fails (EIO); all of them by default.
+    virtual size_t readableBytes(const QString& path, size_t size);
+    // How many of the bytes of one write call (a vectored one counting as one) are put
+    // down; fewer makes a short write (ENOSPC).
     virtual size_t writableBytes(const QString& path, size_t size);
+    // Whether the streams' user should go one chunk per call, the way it always did, or
+    // use its vectored calls (which these faults then affect as described above).
+    virtual bool oneChunkPerCall() const;
 };
 
 // A file opened for the verified copy, with the stdio stream's rules: an end-of-file
@@ -36,6 +46,12 @@ public:
 
     // Up to size bytes; fewer only at the end of the file or on an error.
     size_t read(char* buffer, size_t size);
+    // Several buffers filled in order by as few system calls as possible, with the rules of
+    // read: the total is short only at the end of the file or on an error.
+    size_t readv(const iovec* buffers, int count);
+    // Several buffers written in order from the current position; fewer bytes than they
+    // hold means an error.
+    size_t writev(const iovec* buffers, int count);
     // The bytes put down; fewer means an error.
     size_t write(const char* data, size_t size);
     bool seek(quint64 position);
@@ -44,6 +60,8 @@ public:
     // 1 after a failed operation, as the stdio indicator reads; 0 otherwise.
     int error() const { return m_error ? 1 : 0; }
     const QString& path() const { return m_path; }
+    // Streams whose faults ask for it take the chunk-by-chunk path of their users.
+    bool oneChunkPerCall() const { return m_faults && m_faults->oneChunkPerCall(); }
     int descriptor() const { return m_fd; }
 
     // The faults in force for streams opened from now on (none by default); returns the

@@ -405,9 +405,4 @@ TEST_F(Ops, WaitingElsewhereSleepsWithoutServingTheMainThread) {
     EXPECT_TRUE(delivered.load());
 }
 
-TEST_F(Ops, NotifyingTheDesktopIsANoOpThatSucceeds) {
-    EXPECT_EQ(BMFileManager::notifyFileSystemChanged(work()), 0);
-    EXPECT_EQ(BMFileManager::notifyFileSystemChanged(QString()), 0);
-}
-
 } // namespace

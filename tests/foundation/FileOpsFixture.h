@@ -67,6 +67,11 @@ protected:
     QString work(const QString& relative = QString());
     QString writeWork(const QString& relative, const QByteArray& contents = QByteArray());
     QByteArray readFile(const QString& path) const;
+
+public:
+    QByteArray readFileAt(const QString& path) const { return readFile(path); }
+
+protected:
     // The log's text written so far.
     QString logText() const;
     // Points a tool of the platform's table at a recording stand-in.

@@ -13,6 +13,7 @@
 #include <QThread>
 #include <QTimer>
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -64,7 +65,9 @@ QString md5Of(const QByteArray& bytes) {
 // A destination whose storage gives back one byte different from what was written.
 class FlipOneByte : public CopyStreamFaults {
 public:
-    explicit FlipOneByte(QString path) : m_path(std::move(path)) {}
+    explicit FlipOneByte(QString path, bool oneChunkPerCall = true)
+        : m_path(std::move(path)), m_oneChunkPerCall(oneChunkPerCall) {}
+    bool oneChunkPerCall() const override { return m_oneChunkPerCall; }
     void afterRead(const QString& path, char* data, size_t size) override {
         if (path == m_path && size > 0 && !m_done) {
             data[size / 2] = char(data[size / 2] ^ 0x5A);
@@ -74,7 +77,28 @@ public:
 
 private:
     QString m_path;
+    bool m_oneChunkPerCall;
     bool m_done = false;
+};
+
+// One write call of a destination put down only in part.
+class LimitOneWrite : public CopyStreamFaults {
+public:
+    LimitOneWrite(QString path, int call, size_t allowed, bool oneChunkPerCall)
+        : m_path(std::move(path)), m_call(call), m_allowed(allowed), m_oneChunkPerCall(oneChunkPerCall) {}
+    bool oneChunkPerCall() const override { return m_oneChunkPerCall; }
+    size_t writableBytes(const QString& path, size_t size) override {
+        if (path != m_path || m_calls++ != m_call)
+            return size;
+        return std::min(size, m_allowed);
+    }
+
+private:
+    QString m_path;
+    int m_call;
+    size_t m_allowed;
+    bool m_oneChunkPerCall;
+    int m_calls = 0;
 };
 
 class FailingSeek : public CopyStreamFaults {
@@ -87,26 +111,39 @@ private:
     int m_failures = 0;
 };
 
-class ShortWrite : public CopyStreamFaults {
+// A source that fails part way through one read call, and on every call after it.
+class FailingRead : public CopyStreamFaults {
 public:
-    explicit ShortWrite(QString path) : m_path(std::move(path)) {}
-    size_t writableBytes(const QString& path, size_t size) override {
-        return path == m_path && m_writes++ == 0 ? size / 2 : size;
+    FailingRead(QString path, int call, size_t allowed, bool oneChunkPerCall)
+        : m_path(std::move(path)), m_call(call), m_allowed(allowed), m_oneChunkPerCall(oneChunkPerCall) {}
+    bool oneChunkPerCall() const override { return m_oneChunkPerCall; }
+    size_t readableBytes(const QString& path, size_t size) override {
+        if (path != m_path)
+            return size;
+        const int call = m_calls++;
+        return call < m_call ? size : call == m_call ? std::min(size, m_allowed) : 0;
     }
 
 private:
     QString m_path;
-    int m_writes = 0;
+    int m_call;
+    size_t m_allowed;
+    bool m_oneChunkPerCall;
+    int m_calls = 0;
 };
 
 using VerifiedCopy = FileOpsTest;
 
-TEST_F(VerifiedCopy, OneDestinationReadingBackOtherBytesIsTheOnlyFailureAndTheCopySucceeds) {
+// The copy goes one chunk per system call where faults ask for it, and several chunks per
+// call otherwise; both must come to the same.
+class ReadBackFault : public FileOpsTest, public ::testing::WithParamInterface<bool> {};
+
+TEST_P(ReadBackFault, OneDestinationReadingBackOtherBytesIsTheOnlyFailureAndTheCopySucceeds) {
     const QByteArray contents = pattern(200000);
     const QString source = writeWork(QStringLiteral("Cut.fcp"), contents);
     const QString good = work(QStringLiteral("a/Cut.fcp"));
     const QString bad = work(QStringLiteral("b/Cut.fcp"));
-    CopyStream::installFaults(std::make_shared<FlipOneByte>(bad));
+    CopyStream::installFaults(std::make_shared<FlipOneByte>(bad, GetParam()));
     Recorder recorder;
     BMFileCopyDelegate delegate = recorder.delegate();
 
@@ -132,6 +169,10 @@ TEST_F(VerifiedCopy, OneDestinationReadingBackOtherBytesIsTheOnlyFailureAndTheCo
     EXPECT_EQ(settings.value(QStringLiteral("delegate")).value<void*>(), static_cast<void*>(&delegate));
     EXPECT_EQ(recorder.progress, QList<quint64>{quint64(contents.size())});
 }
+
+INSTANTIATE_TEST_SUITE_P(Paths, ReadBackFault, ::testing::Bool(), [](const auto& info) {
+    return info.param ? "OneChunkPerCall" : "SeveralChunksPerCall";
+});
 
 TEST_F(VerifiedCopy, Sha1DigestsAreFortyCharacters) {
     const QByteArray contents = pattern(70000);
@@ -262,17 +303,129 @@ TEST_F(VerifiedCopy, AFailedRepositionIsReportedAndStillReadBack) {
     EXPECT_EQ(readFile(copy), contents);
 }
 
-TEST_F(VerifiedCopy, AShortWriteIsReported) {
-    const QByteArray contents = pattern(40000);
+// ---- Several chunks per call and one chunk per call agree -------------------------------
+
+struct Outcome {
+    QStringList console;
+    QList<quint64> progress;
+    int questions = 0;
+    QStringList failures;
+    QString sourceChecksum;
+    QStringList checksums;
+    bool result = false;
+    QList<QByteArray> files;
+};
+
+Outcome copyWith(FileOpsTest& test, const QString& source, const QStringList& destinations,
+                 std::shared_ptr<CopyStreamFaults> faults, int continueAnswers = -1) {
+    for (const QString& destination : destinations)
+        QFile::remove(destination);
+    CopyStream::installFaults(std::move(faults));
+    Recorder recorder;
+    recorder.continueAnswers = continueAnswers;
+    BMFileCopyDelegate delegate = recorder.delegate();
+    Outcome outcome;
+    {
+        ConsoleCapture console;
+        outcome.result = BMFileManager::copyFileWithProgress(source, destinations,
+                                                             BMFileManager::Verification::MD5, &delegate);
+        outcome.console = console.lines();
+    }
+    CopyStream::installFaults(nullptr);
+    outcome.progress = recorder.progress;
+    outcome.questions = recorder.questions;
+    outcome.failures = recorder.failures;
+    outcome.sourceChecksum = recorder.finalSettings.value(QStringLiteral("sourceChecksum")).toString();
+    outcome.checksums = recorder.finalSettings.value(QStringLiteral("destChecksums")).toStringList();
+    for (const QString& destination : destinations)
+        outcome.files << test.readFileAt(destination);
+    return outcome;
+}
+
+void expectSame(const Outcome& several, const Outcome& one) {
+    EXPECT_EQ(several.result, one.result);
+    EXPECT_EQ(several.console, one.console);
+    EXPECT_EQ(several.progress, one.progress);
+    EXPECT_EQ(several.questions, one.questions);
+    EXPECT_EQ(several.failures, one.failures);
+    EXPECT_EQ(several.sourceChecksum, one.sourceChecksum);
+    EXPECT_EQ(several.checksums, one.checksums);
+    EXPECT_TRUE(several.files == one.files);
+}
+
+struct SizeCase {
+    const char* name;
+    qint64 size;
+    int continueAnswers;
+};
+
+class BothPaths : public FileOpsTest, public ::testing::WithParamInterface<SizeCase> {};
+
+TEST_P(BothPaths, GiveTheSameMessagesProgressDigestsAndFiles) {
+    const QString source = writeWork(QStringLiteral("Cut.fcp"));
+    {
+        QFile file(source);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        // The pattern at the start and end, a hole in between: big sizes stay quick.
+        const QByteArray edge = pattern(std::min<qint64>(GetParam().size, 300000));
+        file.write(edge);
+        if (GetParam().size > edge.size()) {
+            file.resize(GetParam().size - edge.size());
+            file.seek(GetParam().size - edge.size());
+            file.write(edge);
+        }
+    }
+    ASSERT_EQ(QFileInfo(source).size(), GetParam().size);
+    const QStringList destinations{work(QStringLiteral("a.fcp")), work(QStringLiteral("b.fcp"))};
+    const Outcome several = copyWith(*this, source, destinations, nullptr, GetParam().continueAnswers);
+    const Outcome one = copyWith(*this, source, destinations, std::make_shared<CopyStreamFaults>(),
+                                 GetParam().continueAnswers);
+    expectSame(several, one);
+    EXPECT_TRUE(several.failures.isEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Sizes, BothPaths,
+    ::testing::Values(SizeCase{"Empty", 0, -1}, SizeCase{"OneByte", 1, -1},
+                      SizeCase{"ChunkLessOne", 32767, -1}, SizeCase{"OneChunk", 32768, -1},
+                      SizeCase{"ChunkAndOne", 32769, -1}, SizeCase{"FourChunks", 4 * 32768, -1},
+                      SizeCase{"OddSize", 13 * 32768 + 5, -1}, SizeCase{"ExactlyOneStep", qint64(kStep), -1},
+                      SizeCase{"StepAndABit", qint64(kStep) + 40000, -1},
+                      SizeCase{"StoppedAtTheFirstReport", 2 * qint64(kStep) + 7, 0}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(VerifiedCopy, AShortVectoredWriteFallsBackToChunksAsTheyWouldHaveGone) {
+    const QByteArray contents = pattern(5 * 32768 + 100);
     const QString source = writeWork(QStringLiteral("Cut.fcp"), contents);
     const QString copy = work(QStringLiteral("copy.fcp"));
-    CopyStream::installFaults(std::make_shared<ShortWrite>(copy));
-    Recorder recorder;
-    BMFileCopyDelegate delegate = recorder.delegate();
-    ConsoleCapture console;
-    BMFileManager::copyFileWithProgress(source, {copy}, BMFileManager::Verification::MD5, &delegate);
-    EXPECT_TRUE(console.lines().contains(QStringLiteral("Error writing file %1: 1").arg(copy)));
-    EXPECT_EQ(recorder.failures, QStringList{copy});
+    // Chunk by chunk, the second chunk's write puts down 7232 bytes; several per call, the
+    // first call (four chunks) stops at the same byte.
+    const Outcome one = copyWith(*this, source, {copy}, std::make_shared<LimitOneWrite>(copy, 1, 7232, true));
+    const Outcome several =
+        copyWith(*this, source, {copy}, std::make_shared<LimitOneWrite>(copy, 0, 40000, false));
+    expectSame(several, one);
+    EXPECT_TRUE(one.console.contains(QStringLiteral("Error writing file %1: 1").arg(copy)));
+    // What follows the short write lands right after it, as the stream's position says.
+    EXPECT_EQ(one.files.first(), contents.left(40000) + contents.mid(65536));
+    EXPECT_EQ(one.failures, QStringList{copy});
+    EXPECT_TRUE(one.result);
+}
+
+TEST_F(VerifiedCopy, AFailingSourceStopsAndReportsTheShortCopyTheSameWayOnBothPaths) {
+    const QByteArray contents = pattern(5 * 32768 + 100);
+    const QString source = writeWork(QStringLiteral("Cut.fcp"), contents);
+    const QString copy = work(QStringLiteral("copy.fcp"));
+    const Outcome one = copyWith(*this, source, {copy}, std::make_shared<FailingRead>(source, 1, 7232, true));
+    const Outcome several =
+        copyWith(*this, source, {copy}, std::make_shared<FailingRead>(source, 0, 40000, false));
+    expectSame(several, one);
+    EXPECT_FALSE(one.result);
+    EXPECT_EQ(one.console,
+              (QStringList{
+                  QStringLiteral("%1 returned 0 bytes").arg(source),
+                  QStringLiteral("Error: copied file size does not match original source %1").arg(source)}));
+    EXPECT_EQ(one.files.first(), contents.left(40000));
+    EXPECT_TRUE(one.progress.isEmpty());
 }
 
 // ---- The older form ---------------------------------------------------------------------

@@ -28,8 +28,8 @@ public:
     // The freedesktop Trash: items in "files", restore records in "info".
     std::optional<QString> moveToTrash(const QString& path, const QString& trashDirectory) const override;
     QString trashItemsFolder(const QString& trashDirectory) const override;
-    bool writeTrashRecord(const QString& trashDirectory, const QString& nameInTrash, const QString& originalPath,
-                          QString* error) const override;
+    bool writeTrashRecord(const QString& trashDirectory, const QString& nameInTrash,
+                          const QString& originalPath, QString* error) const override;
     bool hasTrashRecord(const QString& trashDirectory, const QString& nameInTrash) const override;
     void removeTrashRecord(const QString& trashDirectory, const QString& nameInTrash) const override;
     // pkexec with the tool and its arguments.
