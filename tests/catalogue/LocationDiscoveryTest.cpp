@@ -267,17 +267,6 @@ INSTANTIATE_TEST_SUITE_P(
         CandidateRow{"NewVault", {}, "@v/Autosave Vault", true, true}),
     [](const auto& info) { return std::string(info.param.rowName); });
 
-TEST_F(Discovery, ReadsMotionsPreferencesInEitherFormAndOnlyText) {
-    writeMotionPrefs("/Volumes/Media/Autosave Vault", false);
-    EXPECT_EQ(LocationDiscovery::motionAutosavePath(), "/Volumes/Media/Autosave Vault");
-    writeMotionPrefs("/Volumes/Binary/Autosave Vault", true);
-    EXPECT_EQ(LocationDiscovery::motionAutosavePath(), "/Volumes/Binary/Autosave Vault");
-    writeMotionPrefs(42, true);
-    EXPECT_TRUE(LocationDiscovery::motionAutosavePath().isEmpty());
-    write(preferences() + "/com.apple.motion.plist", "bplist00 truncated");
-    EXPECT_TRUE(LocationDiscovery::motionAutosavePath().isEmpty());
-}
-
 TEST_F(Discovery, WithoutTheNameSearchScansButStoresNothing) {
     writeMotionPrefs(vault(disk("motion/Autosave Vault")), false);
     const QString premiere = premiereFolder(BMLocalPaths::documentDirectory(true) +
