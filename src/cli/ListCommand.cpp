@@ -1,5 +1,6 @@
 #include "ListCommand.h"
 
+#include "StandardOutput.h"
 #include "catalogue/AutosaveFolderScanner.h"
 #include "catalogue/CatalogueLocations.h"
 #include "catalogue/OutlineSorting.h"
@@ -16,15 +17,8 @@
 #include <QJsonObject>
 
 #include <cmath>
-#include <cstdio>
 
 namespace {
-
-void writeOut(const QString& text) {
-    const QByteArray bytes = text.toUtf8();
-    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout);
-    std::fflush(stdout);
-}
 
 void warn(const QString& path, const QString& problem) {
     Console::print(QStringLiteral("vestry list: %1: %2").arg(path, problem));
@@ -214,8 +208,8 @@ int ListCommand::run() {
     }
 
     if (m_json)
-        writeOut(QString::fromUtf8(catalogueJson(projects)) + QLatin1Char('\n'));
+        writeStandardOutput(QString::fromUtf8(catalogueJson(projects)) + QLatin1Char('\n'));
     else
-        writeOut(catalogueText(projects, OutlineText()));
+        writeStandardOutput(catalogueText(projects, OutlineText()));
     return status;
 }

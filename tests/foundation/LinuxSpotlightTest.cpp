@@ -156,3 +156,22 @@ TEST_F(LinuxSpotlight, FindsNoApplicationsByDefault) {
     EXPECT_EQ(LinuxPlatform::desktopEntryNames("com.adobe.AdobePremierePro"),
               (QStringList{"com.adobe.AdobePremierePro", "adobe-premiere-pro"}));
 }
+
+TEST_F(LinuxSpotlight, TheNativePlatformReadsTheIndexTheEnvironmentNames) {
+    LinuxPlatform native;
+    native.setToolPath(Tool::Plocate, home().root() + "/missing/plocate");
+    const QString tool = fakeTool("locate", printing({disk("a/Autosave Vault")}));
+    native.setToolPath(Tool::Locate, tool);
+    const QByteArray saved = qgetenv(LinuxPlatform::locateDatabaseVariable);
+    qputenv(LinuxPlatform::locateDatabaseVariable, "/var/tmp/elsewhere.db");
+    const QStringList found = native.spotlightQuery(Query::folderNamed("Autosave Vault"), 10);
+    const QStringList withIndex = recordedArguments(tool);
+    qunsetenv(LinuxPlatform::locateDatabaseVariable);
+    native.spotlightQuery(Query::folderNamed("Autosave Vault"), 10);
+    const QStringList withoutIndex = recordedArguments(tool);
+    if (!saved.isNull())
+        qputenv(LinuxPlatform::locateDatabaseVariable, saved);
+    EXPECT_EQ(found, QStringList{disk("a/Autosave Vault")});
+    EXPECT_EQ(withIndex.mid(0, 2), (QStringList{"-d", "/var/tmp/elsewhere.db"}));
+    EXPECT_EQ(withoutIndex.value(0), "-i");
+}

@@ -75,7 +75,9 @@ std::optional<QVariantMap> LinuxPlatform::applicationInfo(const QString& applica
 }
 
 QString LinuxPlatform::locateDatabase() const {
-    return QString();
+    // Set for one run (a test's own index, an index of a mounted archive disk); the tool's
+    // own index otherwise.
+    return qEnvironmentVariable(locateDatabaseVariable);
 }
 
 bool LinuxPlatform::spotlightAvailable() const {

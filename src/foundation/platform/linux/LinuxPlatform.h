@@ -68,6 +68,8 @@ public:
     std::optional<QVariantMap> applicationInfo(const QString& applicationPath) const override;
     bool spotlightAvailable() const override;
     QStringList spotlightQuery(const SpotlightQuery& query, double timeoutSeconds) const override;
+    // The environment variable naming the index the search reads instead of the tool's own.
+    static constexpr char locateDatabaseVariable[] = "VESTRY_LOCATE_DB";
     // The desktop-entry names (without ".desktop") an application may be installed under.
     static QStringList desktopEntryNames(const QString& identifier);
     // The search tool's arguments for a query (glob characters in the text escaped).
@@ -88,6 +90,7 @@ public:
 protected:
     // The logind state folder; a test platform may point it elsewhere.
     virtual QString seatStateFile() const;
-    // The index the search tool reads; empty for the tool's own.
+    // The index the search tool reads: the one VESTRY_LOCATE_DB names, else (empty) the
+    // tool's own.
     virtual QString locateDatabase() const;
 };

@@ -1,0 +1,186 @@
+#include "LocationDiscovery.h"
+
+#include "editorprefs/BMFCPPrefParser.h"
+#include "editorprefs/BMPremierePrefParser.h"
+#include "foundation/BMException.h"
+#include "foundation/BMFileManager.h"
+#include "foundation/BMLocalPaths.h"
+#include "foundation/BMLog.h"
+#include "foundation/BMSettings.h"
+#include "foundation/MainThread.h"
+#include "foundation/PathText.h"
+#include "foundation/PlistFile.h"
+#include "foundation/SettingsKeys.h"
+#include "foundation/platform/Platform.h"
+
+namespace {
+
+const QString kVaultKey = QStringLiteral("autoSaveVault");
+
+// Whether a candidate's path is logged before it is scanned.
+enum class Announce { No, Yes };
+
+// The test every candidate must pass, in its order, over one search's working list.
+class Candidates {
+public:
+    Candidates(QStringList& locations, QStringList& found, const AutosaveFolderScanner& scanner)
+        : m_locations(locations), m_found(found), m_scanner(scanner) {}
+
+    void consider(const QString& path, Announce announce) {
+        if (path.isEmpty() || !BMFileManager::isDirectoryAtPath(path))
+            return;
+        // Exact text: "~", a trailing slash or a link make a different entry.
+        if (m_locations.contains(path))
+            return;
+        if (announce == Announce::Yes)
+            BMLog::appendLog(QStringLiteral("Found: %1").arg(path));
+        const std::optional<BMProjectList> projects = m_scanner.projectsFromFolder(path);
+        if (!projects || projects->isEmpty())
+            return;
+        // At once, so that the same folder from a later source is a duplicate.
+        m_locations.append(path);
+        m_found.append(path);
+    }
+
+private:
+    QStringList& m_locations;
+    QStringList& m_found;
+    const AutosaveFolderScanner& m_scanner;
+};
+
+struct NameSearch {
+    Platform::SpotlightQuery query;
+    QString suffix; // kept lines end with it, in any case
+};
+
+QList<NameSearch> nameSearches() {
+    return {
+        {Platform::SpotlightQuery::folderNamed(QStringLiteral("Autosave Vault")),
+         QStringLiteral("/Autosave Vault")},
+        {Platform::SpotlightQuery::folderNamed(QStringLiteral("Adobe Premiere Pro Auto-Save")),
+         QStringLiteral("/Adobe Premiere Pro Auto-Save")},
+        // Every Final Cut Pro X library is a location of its own.
+        {Platform::SpotlightQuery::pathsEndingWith(QStringLiteral("\"Final Cut Pro Library\""),
+                                                   QStringLiteral(".fcpbundle")),
+         QStringLiteral(".fcpbundle")},
+    };
+}
+
+bool isInstalled(const char* bundleIdentifier) {
+    return !Platform::current()
+                .applicationPathForBundleIdentifier(QString::fromLatin1(bundleIdentifier))
+                .isEmpty();
+}
+
+void onMainThread(const std::function<void()>& work) {
+    if (work)
+        MainThread::runAndWait(work);
+}
+
+bool askOnMainThread(const std::function<bool()>& question) {
+    if (!question)
+        return false;
+    bool answer = false;
+    MainThread::runAndWait([&] { answer = question(); });
+    return answer;
+}
+
+} // namespace
+
+LocationDiscovery::LocationDiscovery(BMSettings& settings)
+    : LocationDiscovery(settings, std::make_shared<BMFCPPrefParser>(BMFCPPrefParser::Edition::FinalCutPro),
+                        std::make_shared<BMFCPPrefParser>(BMFCPPrefParser::Edition::FinalCutExpress)) {
+}
+
+LocationDiscovery::LocationDiscovery(BMSettings& settings, std::shared_ptr<BMFCPPrefParser> fcpPrefs,
+                                     std::shared_ptr<BMFCPPrefParser> fcePrefs)
+    : m_settings(settings), m_fcpPrefs(std::move(fcpPrefs)), m_fcePrefs(std::move(fcePrefs)) {
+}
+
+LocationDiscovery::~LocationDiscovery() = default;
+
+void LocationDiscovery::setWindowHooks(WindowHooks hooks) {
+    std::lock_guard lock(m_hooksMutex);
+    m_hooks = std::move(hooks);
+}
+
+LocationDiscovery::WindowHooks LocationDiscovery::windowHooks() const {
+    std::lock_guard lock(m_hooksMutex);
+    return m_hooks;
+}
+
+QString LocationDiscovery::motionAutosavePath() {
+    const QString preferences = BMLocalPaths::prefsDirectory(true);
+    if (preferences.isEmpty())
+        return QString();
+    const std::optional<QVariantMap> motion = PlistFile::readDictionary(
+        PathText::appendingComponent(preferences, QStringLiteral("com.apple.motion.plist")));
+    if (!motion)
+        return QString();
+    const QVariant path = motion->value(QStringLiteral("OZPreferenceManager::AutosaveVaultPath"));
+    return path.typeId() == QMetaType::QString ? path.toString() : QString();
+}
+
+LocationDiscovery::Outcome LocationDiscovery::searchForNewPaths() {
+    // A copy: the window may set its hooks again while this search runs.
+    const WindowHooks hooks = windowHooks();
+    Outcome outcome;
+    try {
+        BMLog::appendLog(QStringLiteral("Searching for new autosave paths..."));
+        outcome.locations = m_settings.stringListValue(QLatin1String(SettingsKey::autosavePaths));
+        // The first search of a new user can take a while; the sheet says so.
+        if (outcome.locations.isEmpty() && askOnMainThread(hooks.isMainWindowKey))
+            onMainThread(hooks.showProgress);
+
+        AutosaveFolderScanner scanner(m_settings);
+        scanner.setAutosaveFolderHook(hooks.autosaveFolderStored);
+        Candidates candidates(outcome.locations, outcome.found, scanner);
+
+        if (isInstalled("com.apple.FinalCutPro")) {
+            BMLog::appendLog(QStringLiteral("Loading autosave path from FCP preference file..."));
+            m_fcpPrefs->loadDataForTypes(QStringList{kVaultKey});
+            candidates.consider(m_fcpPrefs->autosavePath(), Announce::No);
+        }
+        if (isInstalled("com.apple.FinalCutExpress")) {
+            BMLog::appendLog(QStringLiteral("Loading autosave path from FCE preference file..."));
+            // The Final Cut Pro reader loads, the Express reader answers with whatever it last
+            // loaded. The application has always done this; it is kept.
+            m_fcpPrefs->loadDataForTypes(QStringList{kVaultKey});
+            candidates.consider(m_fcePrefs->autosavePath(), Announce::No);
+        }
+        BMLog::appendLog(QStringLiteral("Loading autosave path from Motion preference file..."));
+        candidates.consider(motionAutosavePath(), Announce::No);
+        for (const QString& path : BMPremierePrefParser::recentAutosavePaths())
+            candidates.consider(path, Announce::Yes);
+
+        Platform& platform = Platform::current();
+        outcome.nameSearchAvailable = platform.spotlightAvailable();
+        if (outcome.nameSearchAvailable) {
+            BMLog::appendLog(QStringLiteral("Running a Spotlight search for autosave folders..."));
+            for (const NameSearch& search : nameSearches()) {
+                for (const QString& line : platform.spotlightQuery(search.query, nameSearchTimeoutSeconds)) {
+                    if (line.endsWith(search.suffix, Qt::CaseInsensitive))
+                        candidates.consider(line, Announce::Yes);
+                }
+            }
+            // Only here: without the name search nothing is remembered.
+            if (!outcome.found.isEmpty()) {
+                outcome.stored =
+                    m_settings.setValue(QLatin1String(SettingsKey::autosavePaths), outcome.locations);
+                m_settings.synchronize();
+                if (hooks.populateDataNoSave)
+                    hooks.populateDataNoSave();
+            }
+        }
+    } catch (const std::exception& e) {
+        BMException::logException(e, exceptionMethod);
+        outcome.failed = true;
+    }
+    try {
+        onMainThread(hooks.endProgress);
+    } catch (const std::exception& e) {
+        BMException::logException(e, exceptionMethod);
+        outcome.failed = true;
+    }
+    return outcome;
+}

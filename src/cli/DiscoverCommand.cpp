@@ -1,0 +1,79 @@
+#include "DiscoverCommand.h"
+
+#include "StandardOutput.h"
+#include "catalogue/LocationDiscovery.h"
+#include "foundation/BMSettings.h"
+#include "foundation/Console.h"
+#include "foundation/SettingsKeys.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QLocale>
+
+namespace {
+
+// A JSON string, quoted and escaped.
+QByteArray jsonString(const QString& text) {
+    const QByteArray array = QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Compact);
+    return array.mid(1, array.size() - 2);
+}
+
+// Written by hand: each location's path comes before its mark, which a JSON object of Qt's
+// would sort the other way round.
+QByteArray locationsJson(const QStringList& stored, const QStringList& added) {
+    QByteArrayList locations;
+    for (const QString& path : stored) {
+        locations << "{\"path\":" + jsonString(path) +
+                         ",\"new\":" + (added.contains(path) ? "true" : "false") + "}";
+    }
+    return "{\"locations\":[" + locations.join(',') + "]}";
+}
+
+QString locationsText(const QStringList& stored, const QStringList& added) {
+    QString out;
+    qsizetype newCount = 0;
+    for (const QString& path : stored) {
+        const bool isNew = added.contains(path);
+        out += (isNew ? QStringLiteral("new  ") : QStringLiteral("     ")) + path + QLatin1Char('\n');
+        newCount += isNew ? 1 : 0;
+    }
+    QLocale locale;
+    locale.setNumberOptions(locale.numberOptions() & ~QLocale::OmitGroupSeparator);
+    out += QStringLiteral("%1 %2, %3 new\n")
+               .arg(locale.toString(qint64(stored.size())),
+                    stored.size() == 1 ? QStringLiteral("location") : QStringLiteral("locations"),
+                    locale.toString(qint64(newCount)));
+    return out;
+}
+
+} // namespace
+
+CLI::App* DiscoverCommand::define(CLI::App& parent) {
+    CLI::App* command = parent.add_subcommand(
+        "discover", "Searches the editors' preferences and the file name index for new autosave locations, "
+                    "stores those holding autosaves, and prints every stored location.");
+    command->add_flag("--json", m_json, "Print one JSON document instead of text");
+    return command;
+}
+
+int DiscoverCommand::run() {
+    BMSettings& settings = BMSettings::standard();
+    LocationDiscovery discovery(settings);
+    const LocationDiscovery::Outcome outcome = discovery.searchForNewPaths();
+    if (!outcome.nameSearchAvailable && !outcome.found.isEmpty()) {
+        const qsizetype count = outcome.found.size();
+        Console::print(
+            QStringLiteral("vestry discover: %1 new %2 found but not stored: locations are stored only "
+                           "where the file name index can be searched (install plocate or locate)")
+                .arg(count)
+                .arg(count == 1 ? QStringLiteral("location") : QStringLiteral("locations")));
+    }
+
+    const QStringList stored = settings.stringListValue(QLatin1String(SettingsKey::autosavePaths));
+    const QStringList added = outcome.stored ? outcome.found : QStringList();
+    if (m_json)
+        writeStandardOutput(QString::fromUtf8(locationsJson(stored, added)) + QLatin1Char('\n'));
+    else
+        writeStandardOutput(locationsText(stored, added));
+    return 0;
+}
