@@ -11,6 +11,7 @@
 #include "ProgressSheet.h"
 #include "catalogue/AutosaveFolderScanner.h"
 #include "catalogue/AutosaveType.h"
+#include "catalogue/LocationDiscovery.h"
 #include "catalogue/OutlineSorting.h"
 #include "catalogue/OutlineText.h"
 #include "foundation/BMAuthorization.h"
@@ -75,6 +76,18 @@ AppController::AppController(Environment environment, QObject* parent)
     m_preferences->setManualPaths(m_manualPathArray);
     connectWindow();
     updateStatusLine();
+
+    m_discovery = std::make_unique<LocationDiscovery>(settings());
+    LocationDiscovery::WindowHooks hooks;
+    hooks.isMainWindowKey = [this] { return isMainWindowKey(); };
+    hooks.showProgress = [this] { showProgress(); };
+    hooks.endProgress = [this] { endProgress(); };
+    hooks.populateDataNoSave = [this] { populateDataNoSave(); };
+    hooks.autosaveFolderStored = [this](const QString& folder) {
+        MainThread::runAndWait([this, folder] { m_preferences->setAutosaveFolderText(folder); });
+    };
+    m_discovery->setWindowHooks(std::move(hooks));
+    setLocationSearch([this] { m_discovery->searchForNewPaths(); });
 }
 
 AppController::~AppController() {
@@ -175,8 +188,7 @@ void AppController::runInBackground(std::function<void()> work) {
     m_workers.start(std::move(work));
 }
 
-bool AppController::isMainWindowKey() const
-{
+bool AppController::isMainWindowKey() const {
     return m_window->isActiveWindow();
 }
 

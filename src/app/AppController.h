@@ -16,6 +16,7 @@
 #include <memory>
 
 class AutosaveOutlineModel;
+class LocationDiscovery;
 class MainWindow;
 class PreferencesWindow;
 class QModelIndex;
@@ -73,8 +74,8 @@ public:
     void saveExpandedItems();
     void loadExpandedItems();
     void reloadTimerCalled();
-    // Searches for new autosave locations on a worker thread; what is searched is set by
-    // whoever provides the search (the discovery of the catalogue layer).
+    // The search for new autosave locations that rebuilds and the timer start on a worker
+    // thread: the catalogue's discovery, unless a test sets another.
     void setLocationSearch(std::function<void()> search) { m_locationSearch = std::move(search); }
     void startLocationSearch();
     // Blocks, serving the main thread's events, until no worker runs (tests, shut-down).
@@ -141,4 +142,6 @@ private:
     std::atomic<bool> m_appLaunching{true};
     QStringList m_manualPathArray;
     std::function<void()> m_locationSearch;
+    // Finds new autosave folders; the workers that use it are waited for before it goes.
+    std::unique_ptr<LocationDiscovery> m_discovery;
 };

@@ -2,7 +2,11 @@
 
 #include <QDir>
 
-FakePlatform::FakePlatform(QString machineRoot) : m_machineRoot(std::move(machineRoot)) {
+FakePlatform::FakePlatform(QString machineRoot)
+    : locateDatabasePath(machineRoot + QStringLiteral("/var/lib/plocate/plocate.db")),
+      m_machineRoot(std::move(machineRoot)) {
+    // The name search reads the test's own index (none until a test builds one), never the
+    // machine's.
 }
 
 QStringList FakePlatform::standardFolders(StandardFolder kind, Domain domain) const {

@@ -18,7 +18,7 @@ public:
     std::optional<OSVersion> version = OSVersion{12, 0, 0};
     // Installed applications: bundle identifier -> application folder.
     QMap<QString, QString> applications;
-    // The index the name search reads; empty for the tool's own.
+    // The index the name search reads: the test machine's, missing until a test builds one.
     QString locateDatabasePath;
 
     unsigned userId() const override { return uid; }
