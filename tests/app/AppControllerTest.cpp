@@ -335,3 +335,22 @@ TEST_F(Controller, HelpAndLogMenusOpenTheirPlaces) {
     EXPECT_EQ(opened[0].path(), "/halvern/bugreport");
     EXPECT_TRUE(opened[1].toLocalFile().endsWith("/Brightmoor/Vestry.1.log"));
 }
+
+TEST_F(Controller, AFolderFoundByTheNameSearchIsStoredAndShown) {
+    // Only the name search knows this vault: a stand-in locate prints it, plocate is absent.
+    const QString found = home().makeFolder("Volumes/Media/Autosave Vault");
+    home().writeFile("Volumes/Media/Autosave Vault/Trailer/Trailer_2026-11-03_1200.motn", "m");
+    const QString locate =
+        home().writeFile("tools/locate", "#!/bin/sh\ncase \"$*\" in *'Autosave Vault'*) printf '%s\\0' '" +
+                                             found.toUtf8() + "';; esac\n");
+    QFile::setPermissions(locate, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    home().platform().setToolPath(Tool::Plocate, home().root() + "/missing/plocate");
+    home().platform().setToolPath(Tool::Locate, locate);
+
+    start(); // the launch rebuild's search stores the vault and starts another rebuild
+    QSignalSpy rebuilt(controller.get(), &AppController::catalogueRebuilt);
+    EXPECT_TRUE(projectNames().contains("Trailer") || rebuilt.wait(10000));
+    controller->waitForWorkers();
+    EXPECT_TRUE(projectNames().contains("Trailer"));
+    EXPECT_EQ(settings().stringListValue(SettingsKey::autosavePaths), (QStringList{premiere, vault, found}));
+}
