@@ -15,6 +15,7 @@
 #include <functional>
 #include <memory>
 
+class AutosaveActions;
 class AutosaveOutlineModel;
 class MainWindow;
 class PreferencesWindow;
@@ -141,4 +142,6 @@ private:
     std::atomic<bool> m_appLaunching{true};
     QStringList m_manualPathArray;
     std::function<void()> m_locationSearch;
+    // The autosave actions (remove, archive, open, ...); a child of this object.
+    AutosaveActions* m_autosaveActions = nullptr;
 };
