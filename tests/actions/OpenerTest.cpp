@@ -9,6 +9,9 @@
 
 namespace {
 
+// Table rows print as their names.
+using ::PrintTo;
+
 using Opened = FakePlatform::Opened;
 using Revealed = FakePlatform::Revealed;
 

@@ -9,6 +9,9 @@
 
 namespace {
 
+// Table rows print as their names.
+using ::PrintTo;
+
 const QDateTime kNow = QDateTime(QDate(2026, 11, 22), QTime(10, 0), QTimeZone::utc());
 constexpr qint64 kDay = 86400 * 1000;
 
