@@ -13,6 +13,7 @@
 // that folder, so the Trash used is the benchmark's own.
 #include "actions/AutosaveArchiver.h"
 #include "catalogue/AutosaveFolderScanner.h"
+#include "foundation/BMLog.h"
 #include "foundation/ChildProcess.h"
 #include "foundation/platform/linux/LinuxPlatform.h"
 
@@ -141,6 +142,7 @@ int main(int argc, char** argv) {
     qputenv("XDG_CACHE_HOME", QFile::encodeName(home + QStringLiteral("/.cache")));
     qputenv("XDG_STATE_HOME", QFile::encodeName(home + QStringLiteral("/.local/state")));
     QCoreApplication app(argc, argv);
+    BMLog::createNewLog(QStringLiteral("VestryBench"));
     if (!QFileInfo(QStringLiteral("/usr/bin/bsdtar")).isExecutable()) {
         std::fprintf(stderr, "bsdtar is missing (Debian: libarchive-tools)\n");
         return 2;

@@ -132,18 +132,6 @@ TEST(RetentionRules, KeepRuleLeavesTheProjectsOwnOrderAlone) {
     EXPECT_EQ(names(RetentionRules::newestFirst(*b)), (QStringList{"b3", "b2", "b1"}));
 }
 
-TEST(RetentionRules, WorkingListKeepsDuplicatesAndRemovesEveryOccurrence) {
-    const BMAutoItemPtr x = autosave("x", 0);
-    const BMAutoItemPtr y = autosave("y", 0);
-    WorkingList list;
-    list.add(x);
-    list.add(y);
-    list.add(x);
-    EXPECT_EQ(names(list.items()), (QStringList{"x", "y", "x"}));
-    list.removeAll(x);
-    EXPECT_EQ(names(list.items()), QStringList{"y"});
-}
-
 struct QuestionCase {
     const char* rowName;
     qsizetype count;

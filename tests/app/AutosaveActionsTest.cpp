@@ -224,14 +224,25 @@ TEST_F(Actions, RowsAreCountedAsRowsAndCancelKeepsEverything) {
     EXPECT_EQ(projectNames(), (QStringList{"Alpha", "Beta", "Ceremony"}));
 }
 
-TEST_F(Actions, BackspaceInTheOutlineAsksToRemove) {
+class RemoveKeys : public Actions, public ::testing::WithParamInterface<Qt::Key> {};
+
+TEST_P(RemoveKeys, AskOnceToRemove) {
     start();
     select({itemIndex("Beta", 0)});
+    controller->mainWindow()->activateWindow();
+    controller->mainWindow()->outlineView()->setFocus();
     Answerer answer("Remove");
-    expectRebuild([&] { QTest::keyClick(controller->mainWindow()->outlineView(), Qt::Key_Backspace); });
+    expectRebuild([&] { QTest::keyClick(controller->mainWindow()->outlineView(), GetParam()); });
+    controller->waitForWorkers();
+    EXPECT_EQ(answer.seen.count, 1);
     EXPECT_EQ(answer.seen.text, "Are you sure you wish to remove this autosave?");
     EXPECT_EQ(trashed(), QStringList{"Beta-1.prproj"});
 }
+
+INSTANTIATE_TEST_SUITE_P(Keys, RemoveKeys, ::testing::Values(Qt::Key_Backspace, Qt::Key_Delete),
+                         [](const ::testing::TestParamInfo<Qt::Key>& info) {
+                             return std::string(info.param == Qt::Key_Delete ? "Delete" : "Backspace");
+                         });
 
 TEST_F(Actions, AgeMenuCountsAProjectsOwnAutosaveTwiceAndRemovesItOnce) {
     start();
@@ -377,16 +388,6 @@ TEST_F(Actions, ArchivingErrorsArePanelsOfTheirOwnAndNothingIsRemoved) {
     EXPECT_EQ(answer.seen.modality, Qt::ApplicationModal);
     EXPECT_FALSE(QFileInfo::exists(chosenArchive));
     EXPECT_FALSE(controller->mainWindow()->spinner()->isSpinning());
-}
-
-TEST_F(Actions, CancellingTheSavePanelArchivesNothing) {
-    start();
-    select({projectIndex("Beta")});
-    QSignalSpy finished(actions, &AutosaveActions::workFinished);
-    menu().archive->trigger();
-    controller->waitForWorkers();
-    EXPECT_EQ(finished.size(), 0);
-    EXPECT_TRUE(QFileInfo::exists(premiere() + "/Beta/Beta-1.prproj"));
 }
 
 TEST_F(Actions, MovingTheOnlyAutosaveTakesTheFolderAndRebuildsCopyingDoesNeither) {
