@@ -1,6 +1,7 @@
 #include "AppController.h"
 
 #include "AboutDialog.h"
+#include "AutosaveActions.h"
 #include "AutosaveOutlineModel.h"
 #include "BMAlert.h"
 #include "BMOutlineView.h"
@@ -75,6 +76,7 @@ AppController::AppController(Environment environment, QObject* parent)
     m_preferences = new PreferencesWindow(m_window.get());
     m_preferences->setManualPaths(m_manualPathArray);
     connectWindow();
+    m_autosaveActions = new AutosaveActions(this);
     updateStatusLine();
 
     m_discovery = std::make_unique<LocationDiscovery>(settings());

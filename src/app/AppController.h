@@ -15,6 +15,7 @@
 #include <functional>
 #include <memory>
 
+class AutosaveActions;
 class AutosaveOutlineModel;
 class LocationDiscovery;
 class MainWindow;
@@ -144,4 +145,6 @@ private:
     std::function<void()> m_locationSearch;
     // Finds new autosave folders; the workers that use it are waited for before it goes.
     std::unique_ptr<LocationDiscovery> m_discovery;
+    // The autosave actions (remove, archive, open, ...); a child of this object.
+    AutosaveActions* m_autosaveActions = nullptr;
 };

@@ -1,17 +1,10 @@
 #include "ListCommand.h"
 
+#include "CatalogueArguments.h"
 #include "StandardOutput.h"
-#include "catalogue/AutosaveFolderScanner.h"
-#include "catalogue/CatalogueLocations.h"
 #include "catalogue/OutlineSorting.h"
 #include "catalogue/OutlineText.h"
-#include "foundation/BMFileManager.h"
-#include "foundation/BMSettings.h"
-#include "foundation/Console.h"
-#include "foundation/PathText.h"
 
-#include <QDir>
-#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -19,73 +12,6 @@
 #include <cmath>
 
 namespace {
-
-void warn(const QString& path, const QString& problem) {
-    Console::print(QStringLiteral("vestry list: %1: %2").arg(path, problem));
-}
-
-// Relative paths are taken from the working folder; what the user typed otherwise stays as
-// typed, a trailing slash included, because the location rules read the path as text.
-QString absolutePath(const QString& path) {
-    if (path.startsWith(QLatin1Char('/')))
-        return path;
-    QString absolute = QDir::cleanPath(QDir::currentPath() + QLatin1Char('/') + path);
-    if (path.endsWith(QLatin1Char('/')) && !absolute.endsWith(QLatin1Char('/')))
-        absolute += QLatin1Char('/');
-    return absolute;
-}
-
-QString suffixList() {
-    QStringList quoted;
-    for (const QString& suffix : AutosaveFolderScanner::acceptedSuffixes())
-        quoted << QLatin1Char('"') + suffix + QLatin1Char('"');
-    const QString last = quoted.takeLast();
-    return quoted.join(QStringLiteral(", ")) + QStringLiteral(" or ") + last;
-}
-
-// Scans one folder the user named; false (after saying why) when it could not be scanned.
-bool scanNamedFolder(const AutosaveFolderScanner& scanner, const QString& path, BMProjectList& projects) {
-    if (!BMFileManager::fileExistsAtPath(path)) {
-        warn(path, QStringLiteral("no such folder"));
-        return false;
-    }
-    if (!BMFileManager::isDirectoryAtPath(path)) {
-        warn(path, QStringLiteral("not a folder"));
-        return false;
-    }
-    ScanStatus status = ScanStatus::Failed;
-    const std::optional<BMProjectList> found = scanner.projectsFromFolder(path, &status);
-    switch (status) {
-    case ScanStatus::Scanned:
-        projects += found.value_or(BMProjectList());
-        return true;
-    case ScanStatus::UnknownSuffix: {
-        QString problem =
-            QStringLiteral("not an autosave location: its path must end with %1").arg(suffixList());
-        QString trimmed = path;
-        while (trimmed.size() > 1 && trimmed.endsWith(QLatin1Char('/')))
-            trimmed.chop(1);
-        if (trimmed != path &&
-            AutosaveFolderScanner::layoutForFolder(trimmed) != AutosaveFolderScanner::Layout::None)
-            problem += QStringLiteral(" (write it without the trailing \"/\")");
-        warn(path, problem);
-        return false;
-    }
-    case ScanStatus::Missing:
-        warn(path, QStringLiteral("no such folder"));
-        return false;
-    case ScanStatus::NotAFolder:
-        warn(path, QStringLiteral("not a folder"));
-        return false;
-    case ScanStatus::ListingFailed:
-        warn(path, QStringLiteral("the folder could not be read"));
-        return false;
-    case ScanStatus::Failed:
-        warn(path, QStringLiteral("the scan failed; the log has the details"));
-        return false;
-    }
-    return false;
-}
 
 QJsonValue isoDate(const QDateTime& date) {
     if (!date.isValid())
@@ -185,20 +111,9 @@ CLI::App* ListCommand::define(CLI::App& parent) {
 }
 
 int ListCommand::run() {
-    AutosaveFolderScanner scanner;
-    BMProjectList projects;
-    int status = 0;
-    if (m_paths.empty()) {
-        const CatalogueLocations locations;
-        for (const QString& location : locations.locations(BMSettings::standard()))
-            projects += scanner.projectsFromFolder(location).value_or(BMProjectList());
-    } else {
-        for (const std::string& argument : m_paths) {
-            if (!scanNamedFolder(
-                    scanner, absolutePath(QFile::decodeName(QByteArray::fromStdString(argument))), projects))
-                status = 1;
-        }
-    }
+    bool ok = true;
+    BMProjectList projects = CatalogueArguments::catalogue("list", m_paths, &ok);
+    const int status = ok ? 0 : 1;
 
     if (!m_sort.empty()) {
         const char* column = m_sort == "name"   ? OutlineColumn::name

@@ -1,10 +1,14 @@
+#include "ArchiveCommand.h"
 #include "DiscoverCommand.h"
 #include "ListCommand.h"
+#include "PruneCommand.h"
 #include "Subcommand.h"
 
 std::vector<std::unique_ptr<Subcommand>> makeSubcommands() {
     std::vector<std::unique_ptr<Subcommand>> commands;
     commands.push_back(std::make_unique<ListCommand>());
     commands.push_back(std::make_unique<DiscoverCommand>());
+    commands.push_back(std::make_unique<PruneCommand>());
+    commands.push_back(std::make_unique<ArchiveCommand>());
     return commands;
 }

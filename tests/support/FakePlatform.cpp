@@ -23,3 +23,36 @@ QStringList FakePlatform::standardFolders(StandardFolder kind, Domain domain) co
 QString FakePlatform::temporaryDirectory() const {
     return m_machineRoot + QStringLiteral("/tmp");
 }
+
+bool FakePlatform::openFiles(const QStringList& paths, const QString& bundleIdentifier) const {
+    const std::lock_guard lock(m_desktopMutex);
+    m_opened << Opened{paths, bundleIdentifier};
+    return true;
+}
+
+bool FakePlatform::launchApplication(const QString& bundleIdentifier) const {
+    const std::lock_guard lock(m_desktopMutex);
+    m_launched << bundleIdentifier;
+    return true;
+}
+
+bool FakePlatform::revealInFileManager(const QString& path, const QString& rootFolder) const {
+    const std::lock_guard lock(m_desktopMutex);
+    m_revealed << Revealed{path, rootFolder};
+    return true;
+}
+
+QList<FakePlatform::Opened> FakePlatform::opened() const {
+    const std::lock_guard lock(m_desktopMutex);
+    return m_opened;
+}
+
+QStringList FakePlatform::launched() const {
+    const std::lock_guard lock(m_desktopMutex);
+    return m_launched;
+}
+
+QList<FakePlatform::Revealed> FakePlatform::revealed() const {
+    const std::lock_guard lock(m_desktopMutex);
+    return m_revealed;
+}

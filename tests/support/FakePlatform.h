@@ -4,6 +4,8 @@
 
 #include <QMap>
 
+#include <mutex>
+
 // The Linux platform with the questions about who runs the program answered by the test,
 // and the machine-wide folders moved under a folder of the test's own.
 class FakePlatform : public LinuxPlatform {
@@ -35,9 +37,31 @@ public:
 
     QString machineRoot() const { return m_machineRoot; }
 
+    // What was handed to the desktop, recorded instead of done; any thread may hand over.
+    struct Opened {
+        QStringList files;
+        QString application; // bundle identifier
+        bool operator==(const Opened&) const = default;
+    };
+    struct Revealed {
+        QString path;
+        QString rootFolder;
+        bool operator==(const Revealed&) const = default;
+    };
+    bool openFiles(const QStringList& paths, const QString& bundleIdentifier) const override;
+    bool launchApplication(const QString& bundleIdentifier) const override;
+    bool revealInFileManager(const QString& path, const QString& rootFolder) const override;
+    QList<Opened> opened() const;
+    QStringList launched() const;
+    QList<Revealed> revealed() const;
+
 protected:
     QString locateDatabase() const override { return locateDatabasePath; }
 
 private:
     QString m_machineRoot;
+    mutable std::mutex m_desktopMutex;
+    mutable QList<Opened> m_opened;
+    mutable QStringList m_launched;
+    mutable QList<Revealed> m_revealed;
 };

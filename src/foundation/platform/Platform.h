@@ -182,6 +182,19 @@ public:
     virtual QStringList spotlightQuery(const SpotlightQuery& query, double timeoutSeconds) const = 0;
     // ---- end of editors' applications and the name search ---------------------------------
 
+    // ---- Opening and revealing (autosave actions) -----------------------------------------
+    // Opens files with the application registered under a bundle identifier, in one
+    // hand-over where the application takes several; with no such application each file
+    // goes to the desktop's default application for it. False when something could not be
+    // started.
+    virtual bool openFiles(const QStringList& paths, const QString& bundleIdentifier) const = 0;
+    // Starts the application registered under a bundle identifier; false when there is none.
+    virtual bool launchApplication(const QString& bundleIdentifier) const = 0;
+    // Shows an item in a file-manager window rooted at a folder: selected in its folder, or,
+    // when the item is that folder itself, the folder opened.
+    virtual bool revealInFileManager(const QString& path, const QString& rootFolder) const = 0;
+    // ---- end of opening and revealing -----------------------------------------------------
+
     QString toolPath(Tool tool) const;
     void setToolPath(Tool tool, const QString& path);
 

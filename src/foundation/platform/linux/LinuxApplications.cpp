@@ -17,6 +17,8 @@ const QMap<QString, QStringList>& desktopEntryTable() {
         {QStringLiteral("com.adobe.AdobePremierePro"), {QStringLiteral("adobe-premiere-pro")}},
         {QStringLiteral("com.apple.FinalCutPro"), {QStringLiteral("final-cut-pro")}},
         {QStringLiteral("com.apple.FinalCutExpress"), {QStringLiteral("final-cut-express")}},
+        {QStringLiteral("com.apple.FinalCut"), {QStringLiteral("final-cut-pro-x")}},
+        {QStringLiteral("com.apple.motion"), {QStringLiteral("apple-motion")}},
         {QStringLiteral("com.avid.MediaComposer"), {QStringLiteral("avid-media-composer")}},
     };
     return table;

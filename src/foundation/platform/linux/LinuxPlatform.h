@@ -93,4 +93,31 @@ protected:
     // The index the search tool reads: the one VESTRY_LOCATE_DB names, else (empty) the
     // tool's own.
     virtual QString locateDatabase() const;
+
+    // ---- Opening and revealing (LinuxDesktop.cpp) -----------------------------------------
+    // An editor is the desktop entry that applicationPathForBundleIdentifier finds, started as
+    // its Exec key says; files without one go to xdg-open, the desktop's default handler.
+    // Revealing asks the session's file manager over D-Bus (org.freedesktop.FileManager1) and
+    // opens the folder with xdg-open when none answers.
+public:
+    bool openFiles(const QStringList& paths, const QString& bundleIdentifier) const override;
+    bool launchApplication(const QString& bundleIdentifier) const override;
+    bool revealInFileManager(const QString& path, const QString& rootFolder) const override;
+    // The command lines that start a desktop entry (its text) with the files: one when its
+    // Exec takes a list (%F, %U) or no file at all (the files are then appended), one per
+    // file when it takes a single one (%f, %u). Empty when the entry has no usable Exec.
+    static QList<QStringList> desktopEntryCommands(const QByteArray& entry, const QString& entryPath,
+                                                   const QStringList& files);
+    // An Exec value split into arguments by the desktop-entry quoting rules; nothing when a
+    // quote is left open.
+    static std::optional<QStringList> splitExec(const QString& exec);
+
+protected:
+    // Starts a program (the first element, looked up in PATH when not absolute) without
+    // waiting for it.
+    virtual bool startDetached(const QStringList& command) const;
+    // Calls a method of the session's file manager ("ShowItems", "ShowFolders") with the
+    // paths; false when no file manager answered.
+    virtual bool callFileManager(const QString& method, const QStringList& paths) const;
+    // ---- end of opening and revealing -----------------------------------------------------
 };

@@ -1,0 +1,144 @@
+#include "AutosaveArchiver.h"
+
+#include "foundation/BMException.h"
+#include "foundation/BMFileManager.h"
+#include "foundation/BMLocalPaths.h"
+#include "foundation/BMLog.h"
+#include "foundation/BMTaskEx.h"
+#include "foundation/FileTree.h"
+#include "foundation/PathText.h"
+#include "foundation/platform/Platform.h"
+
+#include <QSet>
+
+#include <cerrno>
+
+namespace {
+
+using Result = AutosaveArchiver::Result;
+
+Result failed(const QString& logLine, const QString& message, const QString& informative) {
+    BMLog::appendLog(logLine);
+    Result result;
+    result.error = ActionError{message, informative};
+    return result;
+}
+
+// The autosaves to gather, each once, in row order; files gone meanwhile are left out.
+BMAutoItemList existingAutosaves(const SelectedRows& rows) {
+    BMAutoItemList autosaves;
+    QSet<QString> seen;
+    for (const BMAutoItemPtr& item : AutosaveSelection::autosavesOf(rows)) {
+        if (!item || seen.contains(item->path()) || !FileTree::exists(item->path()))
+            continue;
+        seen.insert(item->path());
+        autosaves << item;
+    }
+    return autosaves;
+}
+
+bool compress(const QString& folder, const QString& destination) {
+    const QString ditto = Platform::current().toolPath(Tool::Ditto);
+    if (BMTaskEx::isExecutable(ditto)) {
+        BMTaskEx::runTask(ditto, {QStringLiteral("-c"), QStringLiteral("-k"),
+                                  QStringLiteral("--sequesterRsrc"), folder, destination});
+        return BMFileManager::fileExistsAtPath(destination);
+    }
+    return BMFileManager::compressFile(folder, destination, false);
+}
+
+Result gatherAndCompress(const SelectedRows& rows, const QString& destination,
+                         const ProgressCallback& progress) {
+    const QString temp = AutosaveArchiver::temporaryFolder();
+    QString error;
+    if (FileTree::exists(temp) && !FileTree::removeItem(temp, &error)) {
+        return failed(
+            QStringLiteral("Error: Unable to clear temp directory. Please check the permissions on the "
+                           "folder %1")
+                .arg(temp),
+            QStringLiteral("Error: Unable to clear temp directory."),
+            QStringLiteral("Please check the permissions on the folder %1").arg(temp));
+    }
+    if (!FileTree::createDirectories(temp, &error)) {
+        return failed(QStringLiteral("Error: Unable to create temporary directory. %1").arg(error),
+                      QStringLiteral("Error: Unable to create temporary directory"), error);
+    }
+
+    const BMAutoItemList autosaves = existingAutosaves(rows);
+    qint64 totalBytes = 0;
+    for (const BMAutoItemPtr& item : autosaves)
+        totalBytes += qint64(FileTree::contentSize(item->path()));
+    qint64 doneBytes = 0;
+    reportProgress(progress, ActionProgress::Stage::Gathering, 0, totalBytes);
+    FileTree::CopyControl control;
+    if (progress) {
+        control.progress = [&](quint64 copied) {
+            reportProgress(progress, ActionProgress::Stage::Gathering, doneBytes + qint64(copied),
+                           totalBytes);
+        };
+    }
+    for (const BMAutoItemPtr& item : autosaves) {
+        const QString folderName = PathText::lastComponent(AutosaveSelection::containingFolder(item->path()));
+        const QString target = QStringLiteral("%1/%2").arg(temp, folderName);
+        if (!BMFileManager::isDirectoryAtPath(target) && !FileTree::createDirectories(target, &error)) {
+            return failed(QStringLiteral("Unable to create directory %1 - %2").arg(target, error),
+                          QStringLiteral("Unable to create directory %1").arg(target), error);
+        }
+        const QString copy = PathText::appendingComponent(target, PathText::lastComponent(item->path()));
+        if (!FileTree::copyItem(item->path(), copy, &error, &control)) {
+            BMLog::appendLog(QStringLiteral("Unable to copy %1 to %2: %3").arg(item->path(), copy, error));
+            return failed(QStringLiteral("Unable to copy files to temp folder. Archiving aborted."),
+                          QStringLiteral("Unable to copy files to temp folder."),
+                          QStringLiteral("Archiving aborted."));
+        }
+        doneBytes += qint64(FileTree::contentSize(item->path()));
+    }
+    reportProgress(progress, ActionProgress::Stage::Gathering, totalBytes, totalBytes);
+
+    if (BMFileManager::contentsOfDirectory(temp).isEmpty()) {
+        return failed(QStringLiteral("Error: no files to archive. Archiving aborted."),
+                      QStringLiteral("Error: no files to archive."), QStringLiteral("Archiving aborted."));
+    }
+
+    reportProgress(progress, ActionProgress::Stage::Compressing, 0, 0);
+    const bool replaced = !FileTree::exists(destination) || BMFileManager::trashFile(destination);
+    if (!replaced || !compress(temp, destination)) {
+        return failed(QStringLiteral("Error: unable to create archive."),
+                      QStringLiteral("Error: unable to create archive."),
+                      QStringLiteral("Please report this error to Brightmoor."));
+    }
+    Result result;
+    result.archived = true;
+    result.autosaves = autosaves.size();
+    return result;
+}
+
+} // namespace
+
+QString AutosaveArchiver::temporaryFolder() {
+    return PathText::appendingComponent(BMLocalPaths::appSupportDirectory(true),
+                                        QStringLiteral("Brightmoor/Halvern/Vestry Temp"));
+}
+
+QString AutosaveArchiver::proposedFileName(const SelectedRows& rows) {
+    if (rows.isEmpty())
+        return QString();
+    return QStringLiteral("%1.zip").arg(PathText::deletingExtension(rows.first().name()));
+}
+
+AutosaveArchiver::Result AutosaveArchiver::archiveSelectionToFile(const SelectedRows& rows,
+                                                                  const QString& destination,
+                                                                  const ProgressCallback& progress) {
+    Result result;
+    try {
+        BMLog::appendLog(QStringLiteral("Archiving autosaves to file..."));
+        result = gatherAndCompress(rows, destination, progress);
+        // The copies have done their work; a gigabyte of them should not stay behind.
+        FileTree::removeItem(temporaryFolder(), nullptr);
+        if (result.archived)
+            result.removal = AutosaveRemoval::removeIndexSet(rows, progress);
+    } catch (const std::exception& e) {
+        BMException::logException(e, "-[AppController archiveSelectionToFile:]");
+    }
+    return result;
+}

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "ActionProgress.h"
+#include "AutosaveSelection.h"
+
+#include <QStringList>
+
+// Opening autosaves in the editor that wrote them, putting Final Cut Pro X event backups
+// back in place, revealing in the file manager, and copying or moving autosaves to a folder.
+// The desktop is reached through the platform seam (Platform::openFiles and friends).
+class AutosaveOpener {
+public:
+    static constexpr char finalCutExpress[] = "com.apple.FinalCutExpress";
+    static constexpr char finalCutPro[] = "com.apple.FinalCutPro";
+    static constexpr char finalCutX[] = "com.apple.FinalCut";
+    static constexpr char motion[] = "com.apple.motion";
+    static constexpr char premiere[] = "com.adobe.AdobePremierePro";
+    static constexpr char mediaComposer[] = "com.avid.MediaComposer";
+
+    // Final Cut Express when the desktop knows an application under its identifier, else
+    // Final Cut Pro. Asked once per action.
+    static QString finalCutIdentifier();
+    // The editor of a type code; any code outside 1 to 4 is Final Cut Pro 7 or Express.
+    static QString bundleIdentifierForType(int type, const QString& finalCutIdentifier);
+
+    // The autosave opened at once without a question: one row selected that is an autosave,
+    // or a project with exactly one. Null otherwise; `applies` tells whether the single-row
+    // case held at all (a lone project without autosaves opens nothing and asks nothing).
+    static BMAutoItemPtr singleItem(const SelectedRows& rows, bool* applies);
+
+    // The files of a selection, one list per application, each file once per list; event
+    // backups apart (they are restored, not opened).
+    struct Plan {
+        QString finalCutIdentifier;
+        QStringList finalCut, motion, premiere, avid;
+        QStringList eventBackups;
+        // The files of the four lists; event backups are not counted, on purpose.
+        qsizetype total() const { return finalCut.size() + motion.size() + premiere.size() + avid.size(); }
+    };
+    static Plan planFor(const SelectedRows& rows, const QString& finalCutIdentifier);
+
+    // Hands each non-empty list to its application in one call; then restores each event
+    // backup in turn and launches Final Cut Pro X once when there was any.
+    static void open(const Plan& plan);
+    // One autosave: an event backup is restored and Final Cut Pro X launched; anything else
+    // is opened with its editor.
+    static void openItem(const BMAutoItem& item, const QString& finalCutIdentifier);
+
+    // Puts an event backup in place of its event's current version ("CurrentVersion.fcpevent"
+    // in the folder above the backup's folder), which is kept aside under a free name
+    // "CurrentVersion-Backup.fcpevent". False, with the current version where it was, when
+    // there is none or the backup cannot be put in its place.
+    static bool restoreFCPXEvent(const QString& backupPath);
+
+    // Shows the first row: an autosave selected in its folder, a project's folder opened.
+    static bool showInFinder(const SelectedRows& rows);
+
+    enum class Transfer { Copy, Move };
+    struct TransferReport {
+        QStringList done;   // destinations written
+        QStringList failed; // sources that could not be copied or moved
+    };
+    // Copies or moves every autosave of the rows that still exists into the folder (under
+    // its own name, or a free one beside an existing file), then removes the folders a move
+    // left empty.
+    static TransferReport copyFiles(const SelectedRows& rows, const QString& folder, Transfer transfer,
+                                    const ProgressCallback& progress = {});
+};

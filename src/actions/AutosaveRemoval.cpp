@@ -1,0 +1,100 @@
+#include "AutosaveRemoval.h"
+
+#include "foundation/BMException.h"
+#include "foundation/BMFileManager.h"
+#include "foundation/BMLog.h"
+#include "foundation/FileTree.h"
+
+namespace {
+
+enum class Outcome { Removed, Missing, Failed };
+
+Outcome trashAutosave(const BMAutoItemPtr& item, RemovalReport& report) {
+    const QString& path = item->path();
+    if (!FileTree::exists(path)) {
+        report.missing << path;
+        return Outcome::Missing;
+    }
+    // Taken before the move: the item's own fields say what it was.
+    RemovedAutosave removed{path, item->fileSize(), item->createdDate()};
+    if (!BMFileManager::trashFile(path) || FileTree::exists(path)) {
+        BMLog::appendLog(QStringLiteral("Unable to move %1 to the Trash").arg(path));
+        report.failed << path;
+        return Outcome::Failed;
+    }
+    report.removed << removed;
+    return Outcome::Removed;
+}
+
+} // namespace
+
+double RemovalReport::bytes() const {
+    double total = 0;
+    for (const RemovedAutosave& each : removed)
+        total += each.size;
+    return total;
+}
+
+bool AutosaveRemoval::removeFolderIfEmpty(const QString& path, RemovalReport* report) {
+    // BMFileManager counts a path it cannot list as empty, which would remove a file.
+    if (path.isEmpty() || !BMFileManager::isDirectoryAtPath(path) ||
+        BMFileManager::isSymbolicLinkAtPath(path))
+        return false;
+    if (!BMFileManager::removeFolderIfEmpty(path))
+        return false;
+    if (report)
+        report->foldersRemoved << path;
+    return true;
+}
+
+RemovalReport AutosaveRemoval::removeIndexSet(const SelectedRows& rows, const ProgressCallback& progress,
+                                              OnFailure onFailure) {
+    RemovalReport report;
+    try {
+        BMLog::appendLog(QStringLiteral("Removing autosaves manually..."));
+        const qint64 total = AutosaveSelection::autosavesOf(rows).size();
+        qint64 done = 0;
+        reportProgress(progress, ActionProgress::Stage::Trashing, done, total);
+        for (const SelectedRow& row : rows) {
+            for (const BMAutoItemPtr& item : row.autosaves()) {
+                const Outcome outcome = trashAutosave(item, report);
+                reportProgress(progress, ActionProgress::Stage::Trashing, ++done, total);
+                if (outcome == Outcome::Failed && onFailure == OnFailure::Stop)
+                    return report;
+            }
+            const QString folder =
+                row.isProject() ? row.project->path() : AutosaveSelection::containingFolder(row.item->path());
+            removeFolderIfEmpty(folder, &report);
+        }
+    } catch (const std::exception& e) {
+        BMException::logException(e, "-[AppController removeIndexSet:]");
+    }
+    return report;
+}
+
+RemovalReport AutosaveRemoval::removeChildren(const BMAutoItemList& items, const ProgressCallback& progress,
+                                              OnFailure onFailure) {
+    RemovalReport report;
+    try {
+        BMLog::appendLog(QStringLiteral("Removing children manually..."));
+        const qint64 total = items.size();
+        qint64 done = 0;
+        reportProgress(progress, ActionProgress::Stage::Trashing, done, total);
+        for (const BMAutoItemPtr& item : items) {
+            ++done;
+            if (!item)
+                continue;
+            const Outcome outcome = trashAutosave(item, report);
+            reportProgress(progress, ActionProgress::Stage::Trashing, done, total);
+            if (outcome == Outcome::Failed && onFailure == OnFailure::Stop)
+                return report;
+            if (outcome == Outcome::Removed) {
+                if (const BMProjectPtr parent = item->parent())
+                    removeFolderIfEmpty(parent->path(), &report);
+            }
+        }
+    } catch (const std::exception& e) {
+        BMException::logException(e, "-[AppController removeChildren:]");
+    }
+    return report;
+}

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "ActionProgress.h"
+#include "AutosaveSelection.h"
+
+#include <QDateTime>
+#include <QStringList>
+
+// One autosave that went to the Trash, as it was listed.
+struct RemovedAutosave {
+    QString path;
+    double size = 0;
+    QDateTime createdDate;
+    bool operator==(const RemovedAutosave&) const = default;
+};
+
+// What a removal did.
+struct RemovalReport {
+    QList<RemovedAutosave> removed; // in the Trash now, in the order removed
+    QStringList missing;            // already gone, skipped without a word
+    QStringList failed;             // still in place: the Trash refused them
+    QStringList foldersRemoved;     // folders left empty and removed
+
+    double bytes() const;
+    bool ok() const { return failed.isEmpty(); }
+};
+
+// Removal of autosaves: each file goes to the Trash through BMFileManager (restorable from
+// there), then the folder it leaves empty is removed. Files that no longer exist are
+// skipped. Both forms run on the calling thread (a worker in the window); neither rebuilds
+// the catalogue, which is the caller's next step.
+class AutosaveRemoval {
+public:
+    enum class OnFailure {
+        Continue, // the others are still removed (the window)
+        Stop,     // nothing more is touched after the first refusal (the command line)
+    };
+
+    // What the rows stand for: a project's autosaves and then the project's folder if it is
+    // left empty; a single autosave and then its containing folder if left empty.
+    static RemovalReport removeIndexSet(const SelectedRows& rows, const ProgressCallback& progress = {},
+                                        OnFailure onFailure = OnFailure::Continue);
+    // Exactly these autosaves, each followed by its project's folder if left empty. An
+    // autosave listed twice is removed once and then found missing.
+    static RemovalReport removeChildren(const BMAutoItemList& items, const ProgressCallback& progress = {},
+                                        OnFailure onFailure = OnFailure::Continue);
+
+    // Removes the folder when it is one and holds nothing that counts (BMFileManager's
+    // rule). A project's path that is a file (a loose Premiere autosave, an event's current
+    // version) is never touched.
+    static bool removeFolderIfEmpty(const QString& path, RemovalReport* report = nullptr);
+};

@@ -1,0 +1,364 @@
+#include "AutosaveActions.h"
+
+#include "AppController.h"
+#include "AutosaveOutlineModel.h"
+#include "BMAlert.h"
+#include "BMOutlineView.h"
+#include "MainWindow.h"
+#include "ProgressSheet.h"
+#include "actions/ActionProgress.h"
+#include "actions/ActionTexts.h"
+#include "actions/AutosaveArchiver.h"
+#include "actions/AutosaveOpener.h"
+#include "actions/AutosaveRemoval.h"
+#include "actions/RetentionRules.h"
+#include "catalogue/AutosaveType.h"
+#include "foundation/BMException.h"
+#include "foundation/BMLog.h"
+#include "foundation/MainThread.h"
+#include "foundation/PathText.h"
+#include "foundation/platform/Platform.h"
+
+#include <QAction>
+#include <QElapsedTimer>
+#include <QFileDialog>
+#include <QItemSelectionModel>
+#include <QPointer>
+
+#include <algorithm>
+#include <memory>
+
+namespace {
+
+// Brings a worker's progress to the window: the spinner at once, the progress sheet once
+// the work has gone on for a moment (at once for archiving), updated at most every 50 ms.
+// Constructed on the worker; every member is the worker's alone.
+class ProgressRelay {
+public:
+    enum class Sheet { AtOnce, WhenSlow };
+
+    ProgressRelay(AppController* controller, Sheet sheet)
+        : m_controller(controller), m_sheet(controller->mainWindow()->progressSheet()),
+          m_showAtOnce(sheet == Sheet::AtOnce) {
+        m_clock.start();
+        MainThread::runAndWait([controller] { controller->startProgressSpinner(); });
+    }
+
+    ProgressCallback callback() {
+        return [this](const ActionProgress& progress) { update(progress); };
+    }
+
+    // Hides the sheet and stops the spinner, waiting until the window has done so.
+    void finish() {
+        QPointer<ProgressSheet> sheet = m_sheet;
+        AppController* controller = m_controller;
+        MainThread::runAndWait([sheet, controller] {
+            if (sheet)
+                sheet->endProgress();
+            controller->stopProgressSpinner();
+        });
+    }
+
+private:
+    void update(const ActionProgress& progress) {
+        const qint64 elapsed = m_clock.elapsed();
+        const bool changedStage = progress.stage != m_last.stage;
+        const bool ended = progress.total > 0 && progress.done >= progress.total;
+        m_last = progress;
+        if (!m_showAtOnce && elapsed < kSlowMs)
+            return;
+        if (!changedStage && !ended && m_posted >= 0 && elapsed - m_posted < kIntervalMs)
+            return;
+        m_posted = elapsed;
+        QPointer<ProgressSheet> sheet = m_sheet;
+        const QString text = progress.text();
+        MainThread::post([sheet, text, progress] {
+            if (!sheet)
+                return;
+            sheet->showProgress(text);
+            sheet->setProgress(progress.done, progress.total);
+        });
+    }
+
+    static constexpr qint64 kSlowMs = 400;
+    static constexpr qint64 kIntervalMs = 50;
+    AppController* m_controller;
+    QPointer<ProgressSheet> m_sheet;
+    bool m_showAtOnce;
+    QElapsedTimer m_clock;
+    qint64 m_posted = -1;
+    ActionProgress m_last;
+};
+
+// Tells the user about files an action could not handle, without waiting for an answer.
+void reportFailures(const QString& message, const QStringList& paths) {
+    if (paths.isEmpty())
+        return;
+    QStringList shown = paths.mid(0, 5);
+    if (paths.size() > shown.size())
+        shown << QStringLiteral("…");
+    BMAlert::alertSheetWithButtons(
+        {message, {}, {}, {}, shown.join(QLatin1Char('\n')) + QStringLiteral("\n\nThe log has the details.")},
+        nullptr, false);
+}
+
+} // namespace
+
+AutosaveActions::AutosaveActions(AppController* controller, Environment environment)
+    : QObject(controller), m_controller(controller) {
+    setEnvironment(std::move(environment));
+    connectWindow();
+}
+
+void AutosaveActions::setEnvironment(Environment environment) {
+    m_env = std::move(environment);
+    if (!m_env.chooseFolder) {
+        m_env.chooseFolder = [](QWidget* parent) {
+            return QFileDialog::getExistingDirectory(parent, tr("Choose a Folder"), QString(),
+                                                     QFileDialog::ShowDirsOnly);
+        };
+    }
+    if (!m_env.chooseArchiveFile) {
+        m_env.chooseArchiveFile = [](QWidget* parent, const QString& proposedName) {
+            QFileDialog dialog(parent, tr("Archive Autosaves"));
+            dialog.setAcceptMode(QFileDialog::AcceptSave);
+            dialog.setFileMode(QFileDialog::AnyFile);
+            dialog.setNameFilter(tr("Zip archives (*.zip)"));
+            dialog.setDefaultSuffix(QStringLiteral("zip"));
+            dialog.selectFile(proposedName);
+            dialog.setWindowModality(Qt::WindowModal);
+            if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
+                return QString();
+            return dialog.selectedFiles().first();
+        };
+    }
+    if (!m_env.now)
+        m_env.now = [] { return QDateTime::currentDateTimeUtc(); };
+}
+
+void AutosaveActions::connectWindow() {
+    MainWindow* window = m_controller->mainWindow();
+    const MainWindow::Actions& a = window->actions();
+    connect(a.open, &QAction::triggered, this, &AutosaveActions::sendToApp);
+    connect(a.reveal, &QAction::triggered, this, &AutosaveActions::showInFinder);
+    connect(a.copy, &QAction::triggered, this, &AutosaveActions::copyFiles);
+    connect(a.move, &QAction::triggered, this, &AutosaveActions::moveFiles);
+    connect(a.archive, &QAction::triggered, this, &AutosaveActions::archiveSave);
+    connect(a.restoreEvent, &QAction::triggered, this, &AutosaveActions::restoreEvents);
+    connect(a.remove, &QAction::triggered, this, &AutosaveActions::remove);
+    for (QAction* action : a.removeOlderThan) {
+        connect(action, &QAction::triggered, this,
+                [this, action] { removeOlderAutosaves(action->data().toInt()); });
+    }
+    for (QAction* action : a.keepMostRecent) {
+        connect(action, &QAction::triggered, this,
+                [this, action] { removeAllExceptMostRecent(action->data().toInt()); });
+    }
+
+    BMOutlineView* outline = window->outlineView();
+    outline->setWatchDelegate(this);
+    outline->addWatchKeys({u'\x7f', u'\b'}, QStringLiteral("remove"));
+    // After the controller's own handler, which enables every action for any selection.
+    connect(outline->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            &AutosaveActions::updateRestoreEventAction);
+    connect(m_controller, &AppController::catalogueRebuilt, this, &AutosaveActions::updateRestoreEventAction);
+    updateRestoreEventAction();
+}
+
+void AutosaveActions::updateRestoreEventAction() {
+    const SelectedRows rows = selectedRows();
+    const bool anyBackup = std::any_of(rows.cbegin(), rows.cend(), [](const SelectedRow& row) {
+        return row.item && AutosaveType::normalized(row.item->type()) == AutosaveType::FinalCutX;
+    });
+    m_controller->mainWindow()->actions().restoreEvent->setEnabled(anyBackup);
+}
+
+SelectedRows AutosaveActions::selectedRows() const {
+    const AutosaveOutlineModel* model = m_controller->model();
+    QModelIndexList indexes = m_controller->mainWindow()->outlineView()->selectionModel()->selectedRows(0);
+    // Tree order: a project's row, then its autosaves' rows, then the next project's.
+    auto place = [](const QModelIndex& index) {
+        return index.parent().isValid() ? std::pair(index.parent().row(), index.row() + 1)
+                                        : std::pair(index.row(), 0);
+    };
+    std::sort(indexes.begin(), indexes.end(),
+              [&](const QModelIndex& a, const QModelIndex& b) { return place(a) < place(b); });
+    SelectedRows rows;
+    for (const QModelIndex& index : indexes) {
+        if (BMProjectPtr project = model->projectAt(index))
+            rows << SelectedRow::ofProject(std::move(project));
+        else if (BMAutoItemPtr item = model->itemAt(index))
+            rows << SelectedRow::ofItem(std::move(item));
+    }
+    return rows;
+}
+
+bool AutosaveActions::ask(const QString& message, const QString& defaultButton,
+                          const QString& alternateButton, const QString& informative) const {
+    return BMAlert::alertSheetWithButtons({message, defaultButton, alternateButton, {}, informative},
+                                          m_controller->mainWindow(), true) == 1;
+}
+
+void AutosaveActions::runWork(std::function<void()> work) {
+    // The catalogue's projects stay alive until the work is done, whatever rebuilds
+    // meanwhile: an autosave finds its project's folder through a weak reference.
+    m_controller->runInBackground([this, work = std::move(work), keep = m_controller->dataArray()] {
+        work();
+        MainThread::runAndWait([this] { Q_EMIT workFinished(); });
+    });
+}
+
+// ---- Removal and the retention rules --------------------------------------------------------
+
+void AutosaveActions::remove() {
+    try {
+        const SelectedRows rows = selectedRows();
+        if (rows.isEmpty())
+            return;
+        const ActionQuestion question = ActionTexts::removeQuestion(rows.size());
+        if (!ask(question.message, question.defaultButton, question.alternateButton, question.informative))
+            return;
+        runWork([this, rows] { removeIndexSet(rows); });
+    } catch (const std::exception& e) {
+        BMException::logException(e, "-[AppController remove:]");
+    }
+}
+
+void AutosaveActions::removeOlderAutosaves(int days) {
+    const RetentionChoice choice = RetentionRules::removeOlderAutosaves(selectedRows(), days, m_env.now());
+    if (!choice.ask)
+        return;
+    const ActionQuestion question = ActionTexts::removeQuestion(choice.autosaves.size());
+    if (ask(question.message, question.defaultButton, question.alternateButton, question.informative))
+        runWork([this, items = choice.autosaves] { removeChildren(items); });
+}
+
+void AutosaveActions::removeAllExceptMostRecent(int keep) {
+    const RetentionChoice choice = RetentionRules::removeAllExceptMostRecent(selectedRows(), keep);
+    if (!choice.ask)
+        return;
+    const ActionQuestion question = ActionTexts::removeQuestion(choice.autosaves.size());
+    if (ask(question.message, question.defaultButton, question.alternateButton, question.informative))
+        runWork([this, items = choice.autosaves] { removeChildren(items); });
+}
+
+void AutosaveActions::removeIndexSet(const SelectedRows& rows) {
+    ProgressRelay relay(m_controller, ProgressRelay::Sheet::WhenSlow);
+    const RemovalReport report = AutosaveRemoval::removeIndexSet(rows, relay.callback());
+    relay.finish();
+    reportFailures(tr("Some autosaves could not be moved to the Trash."), report.failed);
+    m_controller->populateData();
+}
+
+void AutosaveActions::removeChildren(const BMAutoItemList& items) {
+    ProgressRelay relay(m_controller, ProgressRelay::Sheet::WhenSlow);
+    const RemovalReport report = AutosaveRemoval::removeChildren(items, relay.callback());
+    relay.finish();
+    reportFailures(tr("Some autosaves could not be moved to the Trash."), report.failed);
+    m_controller->populateData();
+}
+
+// ---- Opening, revealing, copying and moving --------------------------------------------------
+
+void AutosaveActions::sendToApp() {
+    try {
+        BMLog::appendLog(QStringLiteral("Sending autosaves to application(s)..."));
+        const SelectedRows rows = selectedRows();
+        if (rows.isEmpty())
+            return;
+        const QString finalCut = AutosaveOpener::finalCutIdentifier();
+        bool single = false;
+        if (const BMAutoItemPtr item = AutosaveOpener::singleItem(rows, &single); single) {
+            if (item)
+                runWork([item, finalCut] { AutosaveOpener::openItem(*item, finalCut); });
+            return;
+        }
+        const AutosaveOpener::Plan plan = AutosaveOpener::planFor(rows, finalCut);
+        const ActionQuestion question = ActionTexts::openQuestion(plan.total());
+        if (ask(question.message, question.defaultButton, question.alternateButton, question.informative))
+            runWork([plan] { AutosaveOpener::open(plan); });
+    } catch (const std::exception& e) {
+        BMException::logException(e, "-[AppController sendToApp:]");
+    }
+}
+
+void AutosaveActions::restoreEvents() {
+    QStringList backups;
+    for (const SelectedRow& row : selectedRows()) {
+        if (row.item && AutosaveType::normalized(row.item->type()) == AutosaveType::FinalCutX &&
+            !backups.contains(row.item->path()))
+            backups << row.item->path();
+    }
+    if (backups.isEmpty())
+        return;
+    runWork([backups] {
+        QStringList failed;
+        for (const QString& backup : backups) {
+            if (!AutosaveOpener::restoreFCPXEvent(backup))
+                failed << backup;
+        }
+        Platform::current().launchApplication(QString::fromLatin1(AutosaveOpener::finalCutX));
+        reportFailures(tr("Some events could not be restored; their current versions stay in place."),
+                       failed);
+    });
+}
+
+void AutosaveActions::showInFinder() {
+    AutosaveOpener::showInFinder(selectedRows());
+}
+
+void AutosaveActions::copyFiles() {
+    transfer(true);
+}
+
+void AutosaveActions::moveFiles() {
+    transfer(false);
+}
+
+void AutosaveActions::transfer(bool copy) {
+    const QString folder = m_env.chooseFolder(m_controller->mainWindow());
+    const SelectedRows rows = selectedRows();
+    if (folder.isEmpty() || rows.isEmpty())
+        return;
+    runWork([this, rows, folder, copy] {
+        ProgressRelay relay(m_controller, ProgressRelay::Sheet::WhenSlow);
+        const AutosaveOpener::TransferReport report = AutosaveOpener::copyFiles(
+            rows, folder, copy ? AutosaveOpener::Transfer::Copy : AutosaveOpener::Transfer::Move,
+            relay.callback());
+        relay.finish();
+        reportFailures(copy ? tr("Some autosaves could not be copied.")
+                            : tr("Some autosaves could not be moved."),
+                       report.failed);
+        if (!copy)
+            m_controller->populateData();
+    });
+}
+
+// ---- Archiving --------------------------------------------------------------------------------
+
+void AutosaveActions::archiveSave() {
+    const SelectedRows rows = selectedRows();
+    if (rows.isEmpty())
+        return;
+    QString destination =
+        m_env.chooseArchiveFile(m_controller->mainWindow(), AutosaveArchiver::proposedFileName(rows));
+    if (destination.isEmpty())
+        return;
+    if (PathText::extension(destination).compare(QLatin1String("zip"), Qt::CaseInsensitive) != 0)
+        destination += QStringLiteral(".zip");
+    runWork([this, rows, destination] { archiveSelectionToFile(rows, destination); });
+}
+
+void AutosaveActions::archiveSelectionToFile(const SelectedRows& rows, const QString& destination) {
+    ProgressRelay relay(m_controller, ProgressRelay::Sheet::AtOnce);
+    const AutosaveArchiver::Result result =
+        AutosaveArchiver::archiveSelectionToFile(rows, destination, relay.callback());
+    relay.finish();
+    // Application-modal panels rather than sheets, shown from this worker, which waits.
+    if (result.error.isError())
+        BMAlert::alertSheetWithMessageText(result.error.message, result.error.informative, nullptr);
+    if (result.archived) {
+        reportFailures(tr("Some autosaves could not be moved to the Trash."), result.removal.failed);
+        m_controller->populateData();
+    }
+}

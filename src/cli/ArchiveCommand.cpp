@@ -1,0 +1,160 @@
+#include "ArchiveCommand.h"
+
+#include "CatalogueArguments.h"
+#include "StandardOutput.h"
+#include "TerminalProgress.h"
+#include "actions/AutosaveArchiver.h"
+#include "catalogue/AutosaveFolderScanner.h"
+#include "catalogue/AutosaveType.h"
+#include "catalogue/OutlineText.h"
+#include "foundation/BMFileManager.h"
+#include "foundation/FileTree.h"
+#include "foundation/PathText.h"
+
+#include <QDir>
+#include <QMap>
+
+#include <optional>
+
+namespace {
+
+constexpr char kCommand[] = "archive";
+
+QString withoutTrailingSlashes(QString path) {
+    while (path.size() > 1 && path.endsWith(QLatin1Char('/')))
+        path.chop(1);
+    return path;
+}
+
+// The nearest folder above the path that is an autosave location; null when none is.
+QString locationAbove(const QString& path) {
+    QString folder = PathText::deletingLastComponent(path);
+    while (!folder.isEmpty() && folder != QLatin1String("/")) {
+        if (AutosaveFolderScanner::layoutForFolder(folder) != AutosaveFolderScanner::Layout::None)
+            return folder;
+        folder = PathText::deletingLastComponent(folder);
+    }
+    return QString();
+}
+
+// The row a path stands for among the projects of its location: an autosave by its own
+// path first (a loose Premiere project's path is its first autosave's), then a project by
+// its path or, for an event, by its folder.
+std::optional<SelectedRow> rowFor(const QString& path, const BMProjectList& projects) {
+    for (const BMProjectPtr& project : projects) {
+        for (const BMAutoItemPtr& item : project->children()) {
+            if (item->path() == path)
+                return SelectedRow::ofItem(item);
+        }
+    }
+    for (const BMProjectPtr& project : projects) {
+        const bool eventFolder = AutosaveType::normalized(project->type()) == AutosaveType::FinalCutX &&
+                                 PathText::deletingLastComponent(project->path()) == path;
+        if (project->path() == path || eventFolder)
+            return SelectedRow::ofProject(project);
+    }
+    return std::nullopt;
+}
+
+class Resolver {
+public:
+    // The row for a path the user typed; nothing, after saying why, when it is none.
+    std::optional<SelectedRow> resolve(const QString& typed) {
+        const QString path = withoutTrailingSlashes(QDir::cleanPath(CatalogueArguments::absolutePath(typed)));
+        auto fail = [&](const QString& problem) {
+            CatalogueArguments::warn(kCommand, QStringLiteral("%1: %2").arg(typed, problem));
+            return std::nullopt;
+        };
+        if (!FileTree::exists(path))
+            return fail(QStringLiteral("no such file or folder"));
+        if (AutosaveFolderScanner::layoutForFolder(path) != AutosaveFolderScanner::Layout::None)
+            return fail(QStringLiteral("is an autosave location; name the projects or autosaves in it"));
+        const QString location = locationAbove(path);
+        if (location.isEmpty())
+            return fail(QStringLiteral("not inside an autosave location (see vestry list)"));
+        if (!m_scanned.contains(location))
+            m_scanned.insert(location, m_scanner.projectsFromFolder(location).value_or(BMProjectList()));
+        if (std::optional<SelectedRow> row = rowFor(path, m_scanned.value(location)))
+            return row;
+        return fail(QStringLiteral("not a project or autosave that Vestry lists in %1").arg(location));
+    }
+
+private:
+    AutosaveFolderScanner m_scanner;
+    QMap<QString, BMProjectList> m_scanned;
+};
+
+// The destination's problem, or null when an archive can be written there.
+QString destinationProblem(const QString& destination) {
+    if (PathText::extension(destination).compare(QLatin1String("zip"), Qt::CaseInsensitive) != 0)
+        return QStringLiteral("the archive's name must end in \".zip\"");
+    if (FileTree::exists(destination))
+        return QStringLiteral("already exists; choose another name or move it away first");
+    const QString folder = PathText::deletingLastComponent(destination);
+    if (!BMFileManager::isDirectoryAtPath(folder))
+        return QStringLiteral("no such folder: %1").arg(folder);
+    return QString();
+}
+
+} // namespace
+
+CLI::App* ArchiveCommand::define(CLI::App& parent) {
+    CLI::App* command = parent.add_subcommand(
+        "archive",
+        "Packs projects or autosaves into a zip archive, one folder per folder that held them, then "
+        "moves them to the Trash.");
+    command->add_option("--to", m_destination, "The archive to write; it must not exist yet")
+        ->type_name("FILE.zip")
+        ->required();
+    command
+        ->add_option("PATH", m_paths,
+                     "Projects (their folders) or single autosaves, inside the locations vestry list shows")
+        ->required();
+    return command;
+}
+
+int ArchiveCommand::run() {
+    const QString destination = CatalogueArguments::absolutePath(m_destination);
+    if (const QString problem = destinationProblem(destination); !problem.isEmpty()) {
+        CatalogueArguments::warn(kCommand, QStringLiteral("%1: %2").arg(destination, problem));
+        return 1;
+    }
+    Resolver resolver;
+    SelectedRows rows;
+    bool resolved = true;
+    for (const std::string& argument : m_paths) {
+        if (std::optional<SelectedRow> row =
+                resolver.resolve(QFile::decodeName(QByteArray::fromStdString(argument))))
+            rows << *row;
+        else
+            resolved = false;
+    }
+    if (!resolved)
+        return 1;
+
+    TerminalProgress progress;
+    const AutosaveArchiver::Result result =
+        AutosaveArchiver::archiveSelectionToFile(rows, destination, progress.callback());
+    progress.clear();
+    if (result.error.isError()) {
+        CatalogueArguments::warn(kCommand,
+                                 QStringLiteral("%1 %2").arg(result.error.message, result.error.informative));
+        return 1;
+    }
+    if (!result.archived) {
+        CatalogueArguments::warn(kCommand,
+                                 QStringLiteral("the archive could not be made; the log has the details"));
+        return 1;
+    }
+    for (const QString& path : result.removal.failed) {
+        CatalogueArguments::warn(
+            kCommand, QStringLiteral("%1: archived, but could not be moved to the Trash").arg(path));
+    }
+    writeStandardOutput(
+        QStringLiteral("Archived %1 %2 to %3 (%4); moved %5 to the Trash\n")
+            .arg(result.autosaves)
+            .arg(result.autosaves == 1 ? QStringLiteral("autosave") : QStringLiteral("autosaves"),
+                 destination, OutlineText().formatFileSize(double(BMFileManager::fileSize(destination))),
+                 result.autosaves == 1 ? QStringLiteral("it") : QStringLiteral("them")));
+    return result.removal.ok() ? 0 : 1;
+}

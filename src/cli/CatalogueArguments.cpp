@@ -1,0 +1,98 @@
+#include "CatalogueArguments.h"
+
+#include "catalogue/CatalogueLocations.h"
+#include "foundation/BMFileManager.h"
+#include "foundation/BMSettings.h"
+#include "foundation/Console.h"
+
+#include <QDir>
+#include <QFile>
+
+namespace CatalogueArguments {
+
+namespace {
+
+QString suffixList() {
+    QStringList quoted;
+    for (const QString& suffix : AutosaveFolderScanner::acceptedSuffixes())
+        quoted << QLatin1Char('"') + suffix + QLatin1Char('"');
+    const QString last = quoted.takeLast();
+    return quoted.join(QStringLiteral(", ")) + QStringLiteral(" or ") + last;
+}
+
+} // namespace
+
+void warn(const char* command, const QString& text) {
+    Console::print(QStringLiteral("vestry %1: %2").arg(QString::fromLatin1(command), text));
+}
+
+QString absolutePath(const QString& path) {
+    if (path.startsWith(QLatin1Char('/')))
+        return path;
+    QString absolute = QDir::cleanPath(QDir::currentPath() + QLatin1Char('/') + path);
+    if (path.endsWith(QLatin1Char('/')) && !absolute.endsWith(QLatin1Char('/')))
+        absolute += QLatin1Char('/');
+    return absolute;
+}
+
+QString absolutePath(const std::string& argument) {
+    return absolutePath(QFile::decodeName(QByteArray::fromStdString(argument)));
+}
+
+bool scanNamedFolder(const char* command, const AutosaveFolderScanner& scanner, const QString& path,
+                     BMProjectList& projects) {
+    auto fail = [&](const QString& problem) {
+        warn(command, QStringLiteral("%1: %2").arg(path, problem));
+        return false;
+    };
+    if (!BMFileManager::fileExistsAtPath(path))
+        return fail(QStringLiteral("no such folder"));
+    if (!BMFileManager::isDirectoryAtPath(path))
+        return fail(QStringLiteral("not a folder"));
+    ScanStatus status = ScanStatus::Failed;
+    const std::optional<BMProjectList> found = scanner.projectsFromFolder(path, &status);
+    switch (status) {
+    case ScanStatus::Scanned:
+        projects += found.value_or(BMProjectList());
+        return true;
+    case ScanStatus::UnknownSuffix: {
+        QString problem =
+            QStringLiteral("not an autosave location: its path must end with %1").arg(suffixList());
+        QString trimmed = path;
+        while (trimmed.size() > 1 && trimmed.endsWith(QLatin1Char('/')))
+            trimmed.chop(1);
+        if (trimmed != path &&
+            AutosaveFolderScanner::layoutForFolder(trimmed) != AutosaveFolderScanner::Layout::None)
+            problem += QStringLiteral(" (write it without the trailing \"/\")");
+        return fail(problem);
+    }
+    case ScanStatus::Missing:
+        return fail(QStringLiteral("no such folder"));
+    case ScanStatus::NotAFolder:
+        return fail(QStringLiteral("not a folder"));
+    case ScanStatus::ListingFailed:
+        return fail(QStringLiteral("the folder could not be read"));
+    case ScanStatus::Failed:
+        return fail(QStringLiteral("the scan failed; the log has the details"));
+    }
+    return false;
+}
+
+BMProjectList catalogue(const char* command, const std::vector<std::string>& paths, bool* ok) {
+    AutosaveFolderScanner scanner;
+    BMProjectList projects;
+    *ok = true;
+    if (paths.empty()) {
+        const CatalogueLocations locations;
+        for (const QString& location : locations.locations(BMSettings::standard()))
+            projects += scanner.projectsFromFolder(location).value_or(BMProjectList());
+        return projects;
+    }
+    for (const std::string& argument : paths) {
+        if (!scanNamedFolder(command, scanner, absolutePath(argument), projects))
+            *ok = false;
+    }
+    return projects;
+}
+
+} // namespace CatalogueArguments

@@ -1,0 +1,138 @@
+#include "PruneCommand.h"
+
+#include "CatalogueArguments.h"
+#include "StandardOutput.h"
+#include "TerminalProgress.h"
+#include "actions/AutosaveRemoval.h"
+#include "actions/RetentionRules.h"
+#include "catalogue/OutlineText.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+
+#include <cmath>
+
+namespace {
+
+constexpr char kCommand[] = "prune";
+
+// A JSON string literal, quotes included.
+QString jsonString(const QString& text) {
+    const QByteArray array = QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Compact);
+    return QString::fromUtf8(array.mid(1, array.size() - 2));
+}
+
+qint64 wholeBytes(double size) {
+    return std::llround(size);
+}
+
+// {"removed":[{"path":…,"size":…,"createdDate":…}],"bytes":N}, keys in this order.
+QString pruneJson(const QList<RemovedAutosave>& autosaves) {
+    QStringList entries;
+    qint64 bytes = 0;
+    for (const RemovedAutosave& each : autosaves) {
+        const QString date = each.createdDate.isValid()
+                                 ? jsonString(each.createdDate.toUTC().toString(Qt::ISODate))
+                                 : QStringLiteral("null");
+        entries << QStringLiteral("{\"path\":%1,\"size\":%2,\"createdDate\":%3}")
+                       .arg(jsonString(each.path))
+                       .arg(wholeBytes(each.size))
+                       .arg(date);
+        bytes += wholeBytes(each.size);
+    }
+    return QStringLiteral("{\"removed\":[%1],\"bytes\":%2}\n").arg(entries.join(QLatin1Char(','))).arg(bytes);
+}
+
+QString pruneText(const QList<RemovedAutosave>& autosaves, bool dryRun) {
+    const OutlineText text;
+    QStringList sizes;
+    QStringList dates;
+    qsizetype sizeWidth = 0;
+    qsizetype dateWidth = 0;
+    qint64 bytes = 0;
+    for (const RemovedAutosave& each : autosaves) {
+        sizes << text.formatFileSize(each.size);
+        dates << text.itemDateText(each.createdDate);
+        sizeWidth = std::max(sizeWidth, sizes.last().size());
+        dateWidth = std::max(dateWidth, dates.last().size());
+        bytes += wholeBytes(each.size);
+    }
+    // Size and date first, so that the columns line up whatever the paths' lengths.
+    QString out;
+    for (qsizetype i = 0; i < autosaves.size(); ++i) {
+        out += sizes[i].rightJustified(sizeWidth) + QStringLiteral("  ") + dates[i].leftJustified(dateWidth) +
+               QStringLiteral("  ") + autosaves[i].path + QLatin1Char('\n');
+    }
+    QLocale grouped = text.locale();
+    grouped.setNumberOptions(grouped.numberOptions() & ~QLocale::OmitGroupSeparator);
+    const qsizetype count = autosaves.size();
+    out += QStringLiteral("%1 %2 %3, %4 %5 (%6), to the Trash\n")
+               .arg(dryRun ? QStringLiteral("Would move") : QStringLiteral("Moved"),
+                    grouped.toString(qint64(count)),
+                    count == 1 ? QStringLiteral("autosave") : QStringLiteral("autosaves"),
+                    grouped.toString(bytes), bytes == 1 ? QStringLiteral("byte") : QStringLiteral("bytes"),
+                    text.formatFileSize(double(bytes)));
+    return out;
+}
+
+QList<RemovedAutosave> listed(const BMAutoItemList& items) {
+    QList<RemovedAutosave> autosaves;
+    for (const BMAutoItemPtr& item : items)
+        autosaves << RemovedAutosave{item->path(), item->fileSize(), item->createdDate()};
+    return autosaves;
+}
+
+} // namespace
+
+CLI::App* PruneCommand::define(CLI::App& parent) {
+    CLI::App* command = parent.add_subcommand(
+        "prune", "Moves autosaves to the Trash by a rule: those older than a number of days, or all but the "
+                 "most recent of each project.");
+    CLI::Option_group* rule = command->add_option_group("rule", "Which autosaves go (give exactly one)");
+    rule->add_option("--older-than", m_olderThan,
+                     "Remove the autosaves created more than DAYS whole days ago (an autosave exactly DAYS "
+                     "old stays)")
+        ->type_name("DAYS")
+        ->check(CLI::Range(1, 36500));
+    rule->add_option("--keep", m_keep, "Keep the N most recent autosaves of each project, remove the others")
+        ->type_name("N")
+        ->check(CLI::Range(1, 1000000));
+    rule->require_option(1);
+    command->add_flag("--dry-run", m_dryRun, "List what would go and change nothing");
+    command->add_flag("--json", m_json, "Print one JSON document instead of text");
+    command->add_option(
+        "PATH", m_paths,
+        "Autosave locations to prune (default: every location Vestry knows); see vestry list");
+    return command;
+}
+
+int PruneCommand::run() {
+    bool scanned = true;
+    const BMProjectList projects = CatalogueArguments::catalogue(kCommand, m_paths, &scanned);
+    if (!scanned)
+        return 1;
+    const SelectedRows rows = AutosaveSelection::allProjects(projects);
+    const RetentionChoice choice = m_olderThan > 0 ? RetentionRules::removeOlderAutosaves(rows, m_olderThan)
+                                                   : RetentionRules::removeAllExceptMostRecent(rows, m_keep);
+
+    QList<RemovedAutosave> autosaves;
+    int status = 0;
+    if (m_dryRun) {
+        autosaves = listed(choice.autosaves);
+    } else {
+        TerminalProgress progress;
+        const RemovalReport report = AutosaveRemoval::removeChildren(choice.autosaves, progress.callback(),
+                                                                     AutosaveRemoval::OnFailure::Stop);
+        progress.clear();
+        autosaves = report.removed;
+        for (const QString& path : report.failed) {
+            CatalogueArguments::warn(kCommand,
+                                     QStringLiteral("%1: could not be moved to the Trash; stopped here "
+                                                    "(the log has the details)")
+                                         .arg(path));
+            status = 1;
+        }
+    }
+    writeStandardOutput(m_json ? pruneJson(autosaves) : pruneText(autosaves, m_dryRun));
+    return status;
+}

@@ -1,0 +1,128 @@
+#include "foundation/platform/linux/LinuxPlatform.h"
+#include "support/TempHome.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <gtest/gtest.h>
+#include <mutex>
+
+namespace {
+
+// The Linux platform with the program starts recorded instead of made, and a file manager
+// that answers or not as the test says.
+class RecordingDesktop : public LinuxPlatform {
+public:
+    bool fileManagerAnswers = false;
+    mutable QList<QStringList> started;
+    mutable QList<std::pair<QString, QStringList>> fileManagerCalls;
+
+protected:
+    bool startDetached(const QStringList& command) const override {
+        started << command;
+        return true;
+    }
+    bool callFileManager(const QString& method, const QStringList& paths) const override {
+        fileManagerCalls << std::pair(method, paths);
+        return fileManagerAnswers;
+    }
+};
+
+struct ExecCase {
+    const char* rowName;
+    const char* exec;
+    QStringList files;
+    QList<QStringList> commands;
+};
+
+void PrintTo(const ExecCase& row, std::ostream* out) {
+    *out << row.rowName;
+}
+
+class DesktopEntryCommands : public ::testing::TestWithParam<ExecCase> {};
+
+class LinuxDesktop : public TempHomeTest {
+protected:
+    // A desktop entry in the home's applications folder.
+    void install(const QString& name, const QByteArray& exec) {
+        const QString folder = home().home() + "/.local/share/applications";
+        QDir().mkpath(folder);
+        QFile file(folder + "/" + name + ".desktop");
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write("[Desktop Entry]\nType=Application\nName=Editor\nExec=" + exec + "\n");
+    }
+    RecordingDesktop desktop;
+};
+
+} // namespace
+
+TEST_P(DesktopEntryCommands, FollowTheExecKeysFieldCodes) {
+    const ExecCase& row = GetParam();
+    const QByteArray entry = QByteArray("[Desktop Action New]\nExec=wrong\n[Desktop Entry]\nName=Cut Room\n"
+                                        "Icon=cutroom\nExec=") +
+                             row.exec + "\n";
+    EXPECT_EQ(LinuxPlatform::desktopEntryCommands(entry, "/apps/cut.desktop", row.files), row.commands);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Exec, DesktopEntryCommands,
+    ::testing::Values(
+        ExecCase{"ListTakesEveryFileAtOnce",
+                 "editor --open %F",
+                 {"/a b/1.prproj", "/c/2.prproj"},
+                 {{"editor", "--open", "/a b/1.prproj", "/c/2.prproj"}}},
+        ExecCase{"OneFileCodeRunsOncePerFile",
+                 "editor %f",
+                 {"/a/1", "/a/2"},
+                 {{"editor", "/a/1"}, {"editor", "/a/2"}}},
+        ExecCase{
+            "UrlsAreFileUrls", "editor %U", {"/a b/é.prproj"}, {{"editor", "file:///a%20b/%C3%A9.prproj"}}},
+        ExecCase{"NoFileCodeAppendsTheFiles", "wine editor.exe", {"/a/1"}, {{"wine", "editor.exe", "/a/1"}}},
+        ExecCase{"LaunchingDropsTheFileCodes", "editor %f --new", {}, {{"editor", "--new"}}},
+        ExecCase{"LaunchingWithAListCode", "editor %U", {}, {{"editor"}}},
+        ExecCase{"QuotedArgumentsKeepBlanksAndEscapes",
+                 R"("/opt/Cut Room/run" "say \"hi\\\\\"" %F)",
+                 {"/x"},
+                 {{"/opt/Cut Room/run", "say \"hi\\\"", "/x"}}},
+        ExecCase{
+            "IconNameAndEntryCodes",
+            "editor %i --title=%c --from %k 100%%",
+            {},
+            {{"editor", "--icon", "cutroom", "--title=Cut Room", "--from", "/apps/cut.desktop", "100%"}}},
+        ExecCase{"StringEscapesComeFirst", R"(editor\sdouble %f)", {"/x"}, {{"editor", "double", "/x"}}},
+        ExecCase{"AnOpenQuoteIsNoCommand", "\"editor %F", {"/x"}, {}},
+        ExecCase{"NoExecIsNoCommand", "", {"/x"}, {}}),
+    [](const ::testing::TestParamInfo<ExecCase>& info) { return std::string(info.param.rowName); });
+
+TEST_F(LinuxDesktop, FilesGoToTheEditorsDesktopEntry) {
+    install("com.adobe.AdobePremierePro", "premiere %F");
+    EXPECT_TRUE(desktop.openFiles({"/p/1.prproj", "/p/2.prproj"}, "com.adobe.AdobePremierePro"));
+    EXPECT_EQ(desktop.started, (QList<QStringList>{{"premiere", "/p/1.prproj", "/p/2.prproj"}}));
+}
+
+TEST_F(LinuxDesktop, AnEntryFromTheTableOfOtherNamesServesToo) {
+    install("avid-media-composer", "avid %f");
+    EXPECT_TRUE(desktop.launchApplication("com.avid.MediaComposer"));
+    EXPECT_EQ(desktop.started, (QList<QStringList>{{"avid"}}));
+}
+
+TEST_F(LinuxDesktop, WithoutAnEditorEachFileGoesToTheDefaultApplication) {
+    EXPECT_TRUE(desktop.openFiles({"/m/1.motn", "/m/2.motn"}, "com.apple.motion"));
+    EXPECT_EQ(desktop.started, (QList<QStringList>{{"xdg-open", "/m/1.motn"}, {"xdg-open", "/m/2.motn"}}));
+    EXPECT_FALSE(desktop.launchApplication("com.apple.motion"));
+    EXPECT_EQ(desktop.started.size(), 2);
+}
+
+TEST_F(LinuxDesktop, RevealAsksTheFileManagerThenOpensTheFolder) {
+    desktop.fileManagerAnswers = true;
+    EXPECT_TRUE(desktop.revealInFileManager("/v/Beta/Beta-1.prproj", "/v/Beta"));
+    EXPECT_TRUE(desktop.revealInFileManager("/v/Beta", "/v/Beta"));
+    EXPECT_TRUE(desktop.started.isEmpty());
+    desktop.fileManagerAnswers = false;
+    EXPECT_TRUE(desktop.revealInFileManager("/v/Beta/Beta-1.prproj", "/v/Beta"));
+    using Call = std::pair<QString, QStringList>;
+    EXPECT_EQ(desktop.fileManagerCalls, (QList<Call>{{"ShowItems", {"/v/Beta/Beta-1.prproj"}},
+                                                     {"ShowFolders", {"/v/Beta"}},
+                                                     {"ShowItems", {"/v/Beta/Beta-1.prproj"}}}));
+    EXPECT_EQ(desktop.started, (QList<QStringList>{{"xdg-open", "/v/Beta"}}));
+}
