@@ -255,8 +255,30 @@ bool BMFileManager::removeFileWithTimeout(const QString& path, qint64 seconds) {
     return waitForCondition([&] { return !FileTree::exists(path); }, seconds);
 }
 
+// isFolderEmpty counts what it cannot list as empty. Removing on that word would delete a
+// file given in place of a folder (a loose Premiere project stands for its first file, an
+// event for its CurrentVersion.fcpevent) or, through the privileged retry, a folder whose
+// contents nobody could see. So removal asks more: a real folder, every level of it
+// readable, holding nothing but empty folders and the Finder's leftovers.
+static bool isSurelyEmptyFolder(const QString& path) {
+    struct stat info {};
+    if (path.isEmpty() || ::lstat(QFile::encodeName(path).constData(), &info) != 0 || !S_ISDIR(info.st_mode))
+        return false;
+    bool readable = false;
+    const QStringList entries = BMFileManager::contentsOfDirectory(path, &readable);
+    if (!readable)
+        return false;
+    for (const QString& entry : entries) {
+        if (entry == QLatin1String(".DS_Store") || entry == QLatin1String("Icon\r"))
+            continue;
+        if (!isSurelyEmptyFolder(PathText::appendingComponent(path, entry)))
+            return false;
+    }
+    return true;
+}
+
 bool BMFileManager::removeFolderIfEmpty(const QString& path) {
-    if (!isFolderEmpty(path))
+    if (!isFolderEmpty(path) || !isSurelyEmptyFolder(path))
         return false;
     return removeFile(path);
 }

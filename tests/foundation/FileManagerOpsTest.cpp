@@ -66,6 +66,32 @@ TEST_F(Ops, RemoveFailureAnnouncesAuthorizingAndRetriesOnlyWhenAllowed) {
     EXPECT_EQ(readFile(inner), "x");
 }
 
+TEST_F(FileOpsTest, RemovingAnEmptyFolderNeverTakesAFileOrALink) {
+    // A file counts as an "empty folder" (it cannot be listed), yet it must survive.
+    const QString file = writeWork(QStringLiteral("Edit-1.prproj"), "project");
+    EXPECT_TRUE(BMFileManager::isFolderEmpty(file));
+    EXPECT_FALSE(BMFileManager::removeFolderIfEmpty(file));
+    EXPECT_EQ(readFile(file), "project");
+
+    // A link to an empty folder is not that folder.
+    const QString target = home().makeFolder(QStringLiteral("work/target"));
+    const QString link = work(QStringLiteral("link"));
+    ASSERT_TRUE(QFile::link(target, link));
+    EXPECT_FALSE(BMFileManager::removeFolderIfEmpty(link));
+    EXPECT_TRUE(QFileInfo(link).isSymLink());
+}
+
+TEST_F(FileOpsTest, RemovingAnEmptyFolderNeverTakesWhatCannotBeRead) {
+    if (::geteuid() == 0)
+        GTEST_SKIP() << "root reads every folder: the unreadable case needs an ordinary user";
+    const QString folder = home().makeFolder(QStringLiteral("work/closed/inner"));
+    writeWork(QStringLiteral("closed/inner/clip.mov"), "x");
+    ASSERT_TRUE(QFile::setPermissions(folder, QFileDevice::WriteOwner));
+    EXPECT_FALSE(BMFileManager::removeFolderIfEmpty(work(QStringLiteral("closed"))));
+    QFile::setPermissions(folder, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    EXPECT_EQ(readFile(folder + QStringLiteral("/clip.mov")), "x");
+}
+
 struct EmptyRow {
     const char* name;
     QStringList files;   // relative to the folder
