@@ -69,7 +69,7 @@ BMTaskEx::BMTaskEx() = default;
 
 BMTaskEx::~BMTaskEx() {
     if (m_streamThread.joinable()) {
-        if (m_streamThread.get_id() == std::this_thread::get_id())
+        if (m_streamThreadId.load() == std::this_thread::get_id())
             m_streamThread.detach();
         else
             m_streamThread.join();
@@ -229,6 +229,7 @@ void BMTaskEx::asyncDataFromTask(const QString& path, const QStringList& argumen
 }
 
 void BMTaskEx::launchAsyncTask() {
+    m_streamThreadId = std::this_thread::get_id();
     try {
         std::shared_ptr<ChildProcess> child = m_task.get();
         if (!child) {
@@ -274,7 +275,7 @@ void BMTaskEx::terminateAsyncTask() {
         return;
     // Only the streaming thread reads the pipe, so only it closes it; from elsewhere,
     // stopping the child ends the stream.
-    if (std::this_thread::get_id() == m_streamThread.get_id())
+    if (std::this_thread::get_id() == m_streamThreadId.load())
         child->closeStandardOutput();
     if (child->isRunning())
         child->terminate();

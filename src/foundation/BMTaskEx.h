@@ -7,6 +7,7 @@
 #include <QStringList>
 #include <QVariant>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -92,4 +93,6 @@ private:
     DataReceiver m_receiver;
     QVariant m_object;
     std::thread m_streamThread;
+    // Set by the streaming thread itself, which may run before m_streamThread is assigned.
+    std::atomic<std::thread::id> m_streamThreadId{};
 };
