@@ -211,6 +211,11 @@ bool isContainedLink(const QString& name, const QString& target) {
            !resolved.startsWith(QLatin1Char('/'));
 }
 
+QString entryName(archive_entry* entry) {
+    const char* utf8 = archive_entry_pathname_utf8(entry);
+    return utf8 ? QString::fromUtf8(utf8) : QString::fromLocal8Bit(archive_entry_pathname(entry));
+}
+
 // Every entry of the archive checked before anything is written; the first one that would
 // land outside the destination refuses the whole archive.
 bool checkEntries(const QString& file, QString* error) {
@@ -219,9 +224,7 @@ bool checkEntries(const QString& file, QString* error) {
     int status = ARCHIVE_OK;
     while ((status = archive_read_next_header(reader.get(), &entry)) == ARCHIVE_OK ||
            status == ARCHIVE_WARN) {
-        const char* rawName = archive_entry_pathname_utf8(entry);
-        const QString name =
-            rawName ? QString::fromUtf8(rawName) : QString::fromLocal8Bit(archive_entry_pathname(entry));
+        const QString name = entryName(entry);
         if (isMacMetadata(name))
             continue;
         bool safe = isContainedName(name);
@@ -253,9 +256,7 @@ bool extractZip(const QString& file, const QString& folder, QString* error) {
     int status = ARCHIVE_OK;
     while ((status = archive_read_next_header(reader.get(), &entry)) == ARCHIVE_OK ||
            status == ARCHIVE_WARN) {
-        const char* rawName = archive_entry_pathname_utf8(entry);
-        const QString name =
-            rawName ? QString::fromUtf8(rawName) : QString::fromLocal8Bit(archive_entry_pathname(entry));
+        const QString name = entryName(entry);
         if (isMacMetadata(name))
             continue;
         if (!isContainedName(name)) {

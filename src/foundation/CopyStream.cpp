@@ -65,52 +65,13 @@ CopyStream::~CopyStream() {
 }
 
 size_t CopyStream::read(char* buffer, size_t size) {
-    const size_t allowed = m_faults ? std::min(size, m_faults->readableBytes(m_path, size)) : size;
-    size_t done = 0;
-    while (done < allowed) {
-        const ssize_t n = ::pread(m_fd, buffer + done, allowed - done, off_t(m_position + done));
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0) {
-            m_error = true;
-            break;
-        }
-        if (n == 0) {
-            m_atEnd = true;
-            break;
-        }
-        done += size_t(n);
-    }
-    if (done == allowed && allowed < size) {
-        m_error = true;
-        errno = EIO;
-    }
-    m_position += done;
-    if (m_faults && done > 0)
-        m_faults->afterRead(m_path, buffer, done);
-    return done;
+    const iovec one{buffer, size};
+    return readv(&one, 1);
 }
 
 size_t CopyStream::write(const char* data, size_t size) {
-    size_t allowed = m_faults ? m_faults->writableBytes(m_path, size) : size;
-    size_t done = 0;
-    while (done < allowed) {
-        const ssize_t n = ::pwrite(m_fd, data + done, allowed - done, off_t(m_position + done));
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0) {
-            m_error = true;
-            break;
-        }
-        done += size_t(n);
-    }
-    if (done < size) {
-        m_error = true;
-        if (allowed < size)
-            errno = ENOSPC;
-    }
-    m_position += done;
-    return done;
+    const iovec one{const_cast<char*>(data), size};
+    return writev(&one, 1);
 }
 
 namespace {
