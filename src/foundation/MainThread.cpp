@@ -59,6 +59,11 @@ void enqueue(QCoreApplication* app, std::function<void()> work) {
 } // namespace
 
 void MainThread::setDispatch(Dispatch dispatch) {
+    // Made here, on the main thread, when it can be: an object first made by a worker would
+    // reach the main thread through Qt's queue only.
+    if (QCoreApplication* app = QCoreApplication::instance();
+        app && dispatch == Dispatch::EventLoop && isCurrent())
+        dispatcher(app);
     g_dispatch.store(dispatch);
 }
 
