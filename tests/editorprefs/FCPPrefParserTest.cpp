@@ -103,22 +103,7 @@ TEST_F(FcpPrefs, FindsTheApplicationInTheStudioFolderOrThroughThePlatform) {
     EXPECT_EQ(express.defaultRootFolder(), documents() + QStringLiteral("/Final Cut Express Documents"));
 }
 
-TEST_F(FcpPrefs, ReportsAMissingInformationFileOrVersionOnTheConsole) {
-    const QString info = applications() + QStringLiteral("/Final Cut Pro.app/Contents/Info.plist");
-    writeFile(info, "not a property list");
-    testing::internal::CaptureStdout();
-    BMFCPPrefParser broken;
-    broken.setAutosavePath(QStringLiteral("/left/over"));
-    EXPECT_TRUE(broken.preferenceFilePath().isNull());
-    EXPECT_TRUE(broken.autosavePath().isNull()) << "every path is cleared";
-    writeFile(info, PlistFile::toXml(QVariantMap{{QStringLiteral("CFBundleShortVersionString"), QString()}}));
-    EXPECT_TRUE(BMFCPPrefParser().preferenceFilePath().isNull());
-    const std::string console = testing::internal::GetCapturedStdout();
-    EXPECT_NE(console.find("Unable to find Final Cut Pro info plist.\n"), std::string::npos) << console;
-    EXPECT_NE(console.find("Unable to locate Final Cut Pro version number.\n"), std::string::npos) << console;
-}
-
-TEST_F(FcpPrefs, LeavesEveryPathEmptyWhenThePreferenceFileCannotBeRead) {
+TEST_F(FcpPrefs, ReportsWhatCannotBeReadOnTheConsoleAndLeavesEveryPathEmpty) {
     testing::internal::CaptureStdout();
     const BMFCPPrefParser missing = loaded();
     EXPECT_TRUE(allPaths(missing).join(QString()).isEmpty());
@@ -127,11 +112,22 @@ TEST_F(FcpPrefs, LeavesEveryPathEmptyWhenThePreferenceFileCannotBeRead) {
     QDir().mkpath(QFileInfo(prefsPath()).path());
     ASSERT_EQ(::mkfifo(QFile::encodeName(prefsPath()).constData(), 0644), 0);
     EXPECT_TRUE(loaded().autosavePath().isNull());
+
+    const QString info = applications() + QStringLiteral("/Final Cut Pro.app/Contents/Info.plist");
+    writeFile(info, "not a property list");
+    BMFCPPrefParser broken;
+    broken.setAutosavePath(QStringLiteral("/left/over"));
+    EXPECT_TRUE(broken.preferenceFilePath().isNull());
+    EXPECT_TRUE(broken.autosavePath().isNull()) << "every path is cleared";
+    writeFile(info, PlistFile::toXml(QVariantMap{{QStringLiteral("CFBundleShortVersionString"), QString()}}));
+    EXPECT_TRUE(BMFCPPrefParser().preferenceFilePath().isNull());
     const QString console = QString::fromStdString(testing::internal::GetCapturedStdout());
     EXPECT_EQ(
         console.count(QStringLiteral("Unable to load Final Cut Pro preference file %1\n").arg(prefsPath())),
         2)
         << console.toStdString();
+    EXPECT_TRUE(console.contains("Unable to find Final Cut Pro info plist.\n"));
+    EXPECT_TRUE(console.contains("Unable to locate Final Cut Pro version number.\n"));
 }
 
 // ---- Scanning ------------------------------------------------------------------------------
@@ -280,6 +276,7 @@ TEST_F(FcpPrefs, PutsMissingFoldersUnderDocumentsOrBesideTheirSiblings) {
 // ---- The shared cache ----------------------------------------------------------------------
 
 TEST_F(FcpPrefs, ReadsOnlyTheCacheWhileThePreferenceFileIsUnchanged) {
+    EXPECT_EQ(QFileInfo(BMFCPPrefParser::cacheFilePath()).fileName(), "com.brightmoor.Wayfind.cache.plist");
     // Other programs' entries are kept; a damaged file is replaced.
     const SharedCacheFile cache(BMFCPPrefParser::cacheFilePath());
     ASSERT_TRUE(cache.replaceEntry(QStringLiteral("Final Cut Express"), {{"render", "/x"}}));
