@@ -7,40 +7,26 @@
 
 #include <gtest/gtest.h>
 
-class CatalogueLocationsTest : public TempHomeTest {
-protected:
-    QStringList locations(const QVariant& discovered, const QVariant& manual) {
-        if (discovered.isValid())
-            BMSettings::standard().setValue("autosavePaths", discovered);
-        if (manual.isValid())
-            BMSettings::standard().setValue("manualPaths", manual);
-        return CatalogueLocations({composer, symphony}).locations(BMSettings::standard());
-    }
-    void SetUp() override {
-        TempHomeTest::SetUp();
-        composer = home().root() + "/Users/Shared/AvidMediaComposer/Avid Attic";
-        symphony = home().root() + "/Users/Shared/AvidSymphony/Avid Attic";
-    }
-    QString composer;
-    QString symphony;
-};
+class CatalogueLocationsTest : public TempHomeTest {};
 
-TEST_F(CatalogueLocationsTest, DiscoveredFirstThenManualOnesNotListedYet) {
-    EXPECT_TRUE(locations(QVariant(), QVariant()).isEmpty());
+TEST_F(CatalogueLocationsTest, DiscoveredThenManualOnesNotListedYetThenSharedAtticsThatExist) {
+    const QString composer = home().root() + "/Users/Shared/AvidMediaComposer/Avid Attic";
+    const QString symphony = home().root() + "/Users/Shared/AvidSymphony/Avid Attic";
+    BMSettings& settings = BMSettings::standard();
+    auto locations = [&] { return CatalogueLocations({composer, symphony}).locations(settings); };
+    EXPECT_TRUE(locations().isEmpty());
     // Repeats among the discovered ones stay; manual ones are compared as exact text.
-    EXPECT_EQ(
-        locations(QStringList{"/v/Autosave Vault", "/p/Adobe Premiere Pro Auto-Save", "/v/Autosave Vault"},
-                  QStringList{"/m/Avid Attic", "/v/Autosave Vault", "/m/Avid Attic", "/v/Autosave Vault/"}),
-        (QStringList{"/v/Autosave Vault", "/p/Adobe Premiere Pro Auto-Save", "/v/Autosave Vault",
-                     "/m/Avid Attic", "/v/Autosave Vault/"}));
-    EXPECT_EQ(locations(QVariant(), QString("/m/Avid Attic")),
-              (QStringList{"/v/Autosave Vault", "/p/Adobe Premiere Pro Auto-Save", "/v/Autosave Vault"}));
-}
-
-TEST_F(CatalogueLocationsTest, SharedAtticsComeLastWhenTheyExistEvenIfListedAlready) {
-    EXPECT_EQ(locations(QVariant(), QStringList{symphony}), QStringList{symphony});
+    settings.setValue("autosavePaths", QStringList{"/v/Autosave Vault", "/p/Adobe Premiere Pro Auto-Save",
+                                                   "/v/Autosave Vault"});
+    settings.setValue("manualPaths", QStringList{"/m/Avid Attic", "/v/Autosave Vault", "/m/Avid Attic",
+                                                 "/v/Autosave Vault/", symphony});
+    const QStringList listed{"/v/Autosave Vault",  "/p/Adobe Premiere Pro Auto-Save",
+                             "/v/Autosave Vault",  "/m/Avid Attic",
+                             "/v/Autosave Vault/", symphony};
+    EXPECT_EQ(locations(), listed);
+    // A shared attic comes last when it exists, even when listed already.
     QDir().mkpath(symphony);
-    EXPECT_EQ(locations(QVariant(), QVariant()), (QStringList{symphony, symphony}));
+    EXPECT_EQ(locations(), listed + QStringList{symphony});
     QDir().mkpath(composer);
-    EXPECT_EQ(locations(QVariant(), QVariant()), (QStringList{symphony, composer, symphony}));
+    EXPECT_EQ(locations(), listed + QStringList({composer, symphony}));
 }

@@ -1,8 +1,6 @@
 #include "catalogue/OutlineSorting.h"
 
 #include "CatalogueTestSupport.h"
-#include "foundation/BMSettings.h"
-#include "foundation/PlistFile.h"
 
 #include <gtest/gtest.h>
 
@@ -66,31 +64,4 @@ TEST(OutlineSort, DescendingIsTheExactReverseEvenForEqualKeys) {
               (QStringList{"one", "two", "three"}));
     EXPECT_EQ(namesOf(OutlineSorting::sortProjects(twins, u"colSize", true)),
               (QStringList{"three", "two", "one"}));
-}
-
-class OutlineSortChoice : public TempHomeTest {};
-
-TEST_F(OutlineSortChoice, HeaderClicksToggleOrStartAscending) {
-    BMSettings& settings = BMSettings::standard();
-    using Choice = OutlineSorting::Choice;
-    EXPECT_EQ(OutlineSorting::savedChoice(settings), (Choice{"colName", false})); // first start
-    QString previous = "unset";
-    EXPECT_EQ(OutlineSorting::headerClicked(settings, "colDate", &previous), (Choice{"colDate", false}));
-    EXPECT_EQ(previous, "");
-    EXPECT_EQ(OutlineSorting::headerClicked(settings, "colDate", &previous), (Choice{"colDate", true}));
-    EXPECT_EQ(OutlineSorting::headerClicked(settings, "colDate", &previous), (Choice{"colDate", false}));
-    EXPECT_EQ(OutlineSorting::headerClicked(settings, "colSize", &previous), (Choice{"colSize", false}));
-    EXPECT_EQ(previous, "colDate");
-    EXPECT_EQ(OutlineSorting::savedChoice(settings), (Choice{"colSize", false}));
-}
-
-TEST_F(OutlineSortChoice, EverySortIsRecordedUnderItsOwnPairOnDisk) {
-    OutlineSorting::headerClicked(BMSettings::standard(), "colName");
-    OutlineSorting::recordSort(BMSettings::standard(), {"colSize", true});
-    const QVariantMap stored =
-        PlistFile::readDictionary(BMSettings::standard().userFilePath()).value_or(QVariantMap());
-    EXPECT_EQ(stored, (QVariantMap{{"sortColumn", "colSize"},
-                                   {"sortDescending", true},
-                                   {"sortedColumn", "colName"},
-                                   {"sortedDescending", false}}));
 }

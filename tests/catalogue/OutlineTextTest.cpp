@@ -83,25 +83,3 @@ INSTANTIATE_TEST_SUITE_P(
         DateRow{"ProjectStartIgnoresLocaleNotZone", "de_DE", "Europe/Berlin", 0, 60,
                 "11/22/2026 11:00:00 - 11:01:00"}),
     [](const auto& info) { return std::string(info.param.rowName); });
-
-TEST(OutlineText, MediumStylesDropWeekdayAndZone) {
-    const QString expected[][3] = {{"en_US", "MMM d, yyyy", "h:mm:ss AP"},
-                                   {"de_DE", "d. MMM yyyy", "HH:mm:ss"},
-                                   {"ja_JP", "yyyy年M月d日", "H時mm分ss秒"}};
-    for (const auto& [locale, date, time] : expected) {
-        EXPECT_EQ(OutlineText::mediumDateFormat(QLocale(locale)), date) << locale.toStdString();
-        EXPECT_EQ(OutlineText::mediumTimeFormat(QLocale(locale)), time) << locale.toStdString();
-    }
-}
-
-TEST(OutlineText, CellTextsByColumn) {
-    const BMProjectPtr project = BMProject::projectType(2, "Edit", "/a/Edit");
-    project->setChildren({item("Edit-1.prproj", 1536, 3), item("Edit-2.prproj", 1024, 3)});
-    const OutlineText outline = text();
-    QStringList cells;
-    for (const char16_t* column : {u"colName", u"colSize", u"colDate"})
-        cells << outline.cellText(*project, column) << outline.cellText(*project->children().first(), column);
-    EXPECT_EQ(cells, (QStringList{"Edit", "Edit-1.prproj", "2.5 KB", "1.5 KB", "Nov 22, 2026 10:00:03 AM",
-                                  "Nov 22, 2026 10:00:03 AM"}));
-    EXPECT_TRUE(outline.cellText(*project, u"colKind").isNull());
-}

@@ -13,13 +13,6 @@ pugi::xml_document parse(const char* xml) {
     return document;
 }
 
-QStringList names(const QList<pugi::xml_node>& nodes) {
-    QStringList list;
-    for (const pugi::xml_node& node : nodes)
-        list << QString::fromUtf8(node.attribute("n").value());
-    return list;
-}
-
 QStringList texts(const BMXMLParser::Nodes& nodes) {
     QStringList list;
     for (const pugi::xpath_node& node : nodes)
@@ -29,115 +22,71 @@ QStringList texts(const BMXMLParser::Nodes& nodes) {
 
 } // namespace
 
-// ---- Escaping ------------------------------------------------------------------------------
-
-struct EscapeRow {
-    const char* name;
-    QString text;
-    QString escaped;
-};
-
-// Stripped characters are logged, so each row has a home and a log of its own.
-class XmlEscape : public EditorPrefsTest, public ::testing::WithParamInterface<EscapeRow> {};
-
-TEST_P(XmlEscape, MakesQueryTextSafe) {
-    EXPECT_EQ(BMXMLParser::escapeQueryString(GetParam().text), GetParam().escaped);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Rules, XmlEscape,
-    ::testing::Values(
-        EscapeRow{"Ampersand", "Tom & Jerry", "Tom &amp; Jerry"},
-        EscapeRow{"AmpersandAlreadyEscaped", "Tom &amp; Jerry", "Tom &amp; Jerry"},
-        EscapeRow{"AmpersandNearTheEnd", "a&amp", "a&amp;amp"}, EscapeRow{"AmpersandLast", "R&", "R&amp;"},
-        EscapeRow{"LetterAbove159", QString::fromUtf8("Caf\xc3\xa9"), "Caf&#233;"},
-        EscapeRow{"NoBreakSpaceIs160", QString(QChar(160)), "&#160;"},
-        EscapeRow{"Code159Kept", QString(QChar(159)), QString(QChar(159))},
-        EscapeRow{"EuroSign", QString(QChar(0x20AC)), "&#8364;"},
-        EscapeRow{"SurrogatesOneByOne", QString::fromUtf8("\xf0\x9f\x98\x80"), "&#55357;&#56832;"},
-        EscapeRow{"CarriageReturn", "a\rb", "a&#13;b"}, EscapeRow{"TabAndLineFeedDropped", "a\tb\nc", "abc"},
-        EscapeRow{"Code19Dropped", QString("x") + QChar(19), "x"},
-        EscapeRow{"Codes20To31Kept", QString(QChar(20)) + QChar(31), QString(QChar(20)) + QChar(31)},
-        EscapeRow{"NulDropped", QString(QChar(0)) + "q", "q"},
-        EscapeRow{"PlainQuery", "./name[1]/text()", "./name[1]/text()"}),
-    [](const auto& info) { return std::string(info.param.name); });
-
 class XmlParser : public EditorPrefsTest {};
 
-TEST_F(XmlParser, LogsEveryStrippedCharacter) {
-    BMXMLParser::escapeQueryString(QStringLiteral("a\tb") + QChar(7));
+TEST_F(XmlParser, EscapesQueryTextAndLogsWhatItDrops) {
+    const QList<std::pair<QString, QString>> rows{
+        {"Tom & Jerry", "Tom &amp; Jerry"},
+        {"Tom &amp; Jerry", "Tom &amp; Jerry"},
+        {"a&amp", "a&amp;amp"},
+        {QString::fromUtf8("Caf\xc3\xa9"), "Caf&#233;"},
+        {QString(QChar(160)), "&#160;"},
+        {QString(QChar(159)), QString(QChar(159))},
+        {"a\rb", "a&#13;b"},
+        {"a\tb\nc", "abc"},
+        {QString("x") + QChar(19) + QChar(0), "x"},
+        {QString(QChar(20)) + QChar(31), QString(QChar(20)) + QChar(31)}};
+    for (const auto& [text, escaped] : rows)
+        EXPECT_EQ(BMXMLParser::escapeQueryString(text), escaped) << text.toStdString();
     const QString log = logText();
-    EXPECT_EQ(log.count(QStringLiteral("Stripped character")), 2) << log.toStdString();
-    EXPECT_TRUE(log.contains(QStringLiteral("Stripped character ") + QChar(7)));
+    EXPECT_EQ(log.count(QStringLiteral("Stripped character")), 4) << log.toStdString();
+    EXPECT_TRUE(log.contains(QStringLiteral("Stripped character ") + QChar(19)));
 }
 
-// ---- Queries -------------------------------------------------------------------------------
-
-TEST_F(XmlParser, LogsAQueryThatCannotBeEvaluated) {
-    const pugi::xml_document document = parse("<a><b/></a>");
-    EXPECT_TRUE(BMXMLParser::nodesForQuery(QStringLiteral("./a[["), document).isEmpty());
-    EXPECT_TRUE(BMXMLParser::nodesForQuery(QStringLiteral("count(./a)"), document).isEmpty());
-    EXPECT_EQ(logText().count(QStringLiteral("XML parsing error: ")), 2);
-}
-
-TEST_F(XmlParser, GathersTextsAndNodes) {
+TEST_F(XmlParser, GathersTextsAndNodesAndLogsBadQueries) {
     const pugi::xml_document document =
         parse("<r><i>one</i><i></i><i>two<x>2</x></i><j a='attr'>three</j></r>");
     const pugi::xml_node root = document.child("r");
     EXPECT_EQ(BMXMLParser::stringValuesForQuery(QStringLiteral("./i"), root), (QStringList{"one", "two2"}));
-    EXPECT_TRUE(BMXMLParser::stringValuesForQuery(QStringLiteral("./none"), root).isEmpty());
     EXPECT_EQ(BMXMLParser::stringValueForQuery(QStringLiteral("./j/@a"), root), "attr");
     EXPECT_TRUE(BMXMLParser::stringValueForQuery(QStringLiteral("./none"), root).isNull());
-    EXPECT_FALSE(BMXMLParser::nodeForQuery(QStringLiteral("./none"), root));
-
     const BMXMLParser::Nodes contexts = BMXMLParser::nodesForQuery(QStringLiteral("./*"), root);
     EXPECT_EQ(texts(BMXMLParser::queryNodes(contexts + contexts, QStringLiteral("./text()"))),
               (QStringList{"one", "two", "three", "one", "two", "three"}));
     EXPECT_EQ(texts(BMXMLParser::nodesFromQueries(
                   root, {QStringLiteral("./j"), QStringLiteral("./i"), QStringLiteral("./j | ./i[1]")})),
               (QStringList{"three", "one", "", "two2"}));
+
+    EXPECT_TRUE(BMXMLParser::nodesForQuery(QStringLiteral("./a[["), document).isEmpty());
+    EXPECT_TRUE(BMXMLParser::nodesForQuery(QStringLiteral("count(./a)"), document).isEmpty());
+    EXPECT_EQ(logText().count(QStringLiteral("XML parsing error: ")), 2);
 }
 
-struct NameRow {
-    const char* name;
-    const char* xml;
-    bool immediate;
-    const char* expected; // null: nothing
-};
-
-class XmlNames : public XmlParser, public ::testing::WithParamInterface<NameRow> {};
-
-TEST_P(XmlNames, ComeFromTheNameElementOrTheId) {
-    const pugi::xml_document document = parse(GetParam().xml);
-    const QString name = BMXMLParser::nameForNode(document.first_child(), GetParam().immediate);
-    if (GetParam().expected)
-        EXPECT_EQ(name, QString::fromUtf8(GetParam().expected));
-    else
-        EXPECT_TRUE(name.isNull()) << name.toStdString();
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Lookups, XmlNames,
-    ::testing::Values(
-        NameRow{"ImmediateChild", "<clip id='c'><name>Interview</name><x><name>Deep</name></x></clip>", true,
-                "Interview"},
-        NameRow{"NestedWhenAllowed", "<clip id='c'><x><name>Deep</name></x></clip>", false, "Deep"},
-        NameRow{"NestedNotWhenImmediate", "<clip id='c'><x><name>Deep</name></x></clip>", true, nullptr},
-        NameRow{"IdFallback", "<clip id='Take%201'/>", false, "Take 1"},
-        NameRow{"PercentDecoded", "<clip><name>My%20Clip%2FA</name></clip>", false, "My Clip/A"},
-        NameRow{"MalformedEscapeKeptRaw", "<clip><name>100%</name></clip>", false, "100%"},
-        NameRow{"NonAsciiEscapeKeptRaw", "<clip><name>Caf%C3%A9</name></clip>", false, "Caf%C3%A9"},
-        NameRow{"Nothing", "<clip/>", false, nullptr}),
-    [](const auto& info) { return std::string(info.param.name); });
-
-TEST_F(XmlParser, ReadsUuidsAndIdsWithoutAttributeFallback) {
+TEST_F(XmlParser, NamesComeFromTheNameElementOrTheId) {
+    const struct {
+        const char* xml;
+        bool immediate;
+        const char* expected; // null: nothing
+    } rows[] = {{"<c id='c'><name>Interview</name><x><name>Deep</name></x></c>", true, "Interview"},
+                {"<c id='c'><x><name>Deep</name></x></c>", false, "Deep"},
+                {"<c id='c'><x><name>Deep</name></x></c>", true, nullptr},
+                {"<c id='Take%201'/>", false, "Take 1"},
+                {"<c><name>My%20Clip%2FA</name></c>", false, "My Clip/A"},
+                {"<c><name>100%</name></c>", false, "100%"},
+                {"<c><name>Caf%C3%A9</name></c>", false, "Caf%C3%A9"},
+                {"<c/>", false, nullptr}};
+    for (const auto& row : rows) {
+        const pugi::xml_document document = parse(row.xml);
+        const QString name = BMXMLParser::nameForNode(document.first_child(), row.immediate);
+        EXPECT_EQ(name, row.expected ? QString::fromUtf8(row.expected) : QString()) << row.xml;
+        EXPECT_EQ(name.isNull(), !row.expected) << row.xml;
+    }
     const pugi::xml_document document =
         parse("<seq id='s%2D1'><uuid>A-1</uuid><clip id='c'><media><uuid>B%2D2</uuid></media></clip></seq>");
     const pugi::xml_node seq = document.child("seq");
     EXPECT_EQ(BMXMLParser::uuidForNode(seq), "A-1");
     EXPECT_EQ(BMXMLParser::uuidForNode(seq.child("clip")), "B-2");
     EXPECT_TRUE(BMXMLParser::uuidForNode(seq.child("clip"), true).isNull());
-    EXPECT_TRUE(BMXMLParser::uuidForNode(seq.child("clip").child("media").child("uuid")).isNull());
     EXPECT_EQ(BMXMLParser::idAttributeForNode(seq), "s-1");
     EXPECT_TRUE(BMXMLParser::idAttributeForNode(seq.child("uuid")).isNull());
 }
@@ -148,51 +97,29 @@ TEST(XmlPaths, TakeThePathOfAUrl) {
         "/Users/jo/My Movie.mov");
     EXPECT_EQ(BMXMLParser::filenameFromPathURLString(QStringLiteral("file:///Volumes/Media/a.mov")),
               "/Volumes/Media/a.mov");
-    EXPECT_TRUE(BMXMLParser::filenameFromPathURLString(QString()).isNull());
     EXPECT_TRUE(BMXMLParser::filenameFromPathURLString(QStringLiteral("file://host/a b%zz")).isNull());
 }
 
-// ---- Walking the tree ----------------------------------------------------------------------
-
-TEST_F(XmlParser, ClimbsToANamedParentUnlessALimitComesFirst) {
+TEST_F(XmlParser, WalksUpToANamedParentAndOnToTheNextNode) {
     const pugi::xml_document document =
-        parse("<project><bin><sequence><track><clip/></track></sequence></bin></project>");
+        parse("<project><bin><seq><track><clip/></track></seq></bin><b/><c><c1/></c></project>");
     const pugi::xml_node clip = document.select_node("//clip").node();
-    EXPECT_EQ(QString::fromUtf8(BMXMLParser::parentWithName(clip, QStringLiteral("bin")).name()), "bin");
-    EXPECT_FALSE(BMXMLParser::parentWithName(clip, QStringLiteral("bin"), {QStringLiteral("sequence")}));
-    EXPECT_EQ(
-        QString::fromUtf8(
-            BMXMLParser::parentWithName(clip, QStringLiteral("track"), {QStringLiteral("track")}).name()),
-        "track");
-    EXPECT_FALSE(BMXMLParser::parentWithName(clip, QStringLiteral("timeline")));
-    EXPECT_EQ(QString::fromUtf8(BMXMLParser::parentWithName(clip, QStringLiteral("project")).name()),
-              "project");
-}
-
-TEST_F(XmlParser, StepsToTheNextNodeOutsideTheCurrentOne) {
-    const pugi::xml_document document =
-        parse("<r><a n='a'><a1 n='a1'><deep n='d'/></a1></a><b n='b'/><c n='c'><c1 n='c1'/></c></r>");
-    auto next = [&](const char* path) {
-        return QString::fromUtf8(
-            BMXMLParser::nextSiblingForNode(document.select_node(path).node()).attribute("n").value());
+    auto parent = [&](const char* name, const QStringList& limits = {}) {
+        return QString::fromUtf8(BMXMLParser::parentWithName(clip, QString::fromLatin1(name), limits).name());
     };
-    EXPECT_EQ(next("//a"), "b");
-    EXPECT_EQ(next("//deep"), "b") << "the ancestor's sibling, skipping nothing else";
-    EXPECT_EQ(next("//b"), "c");
-    EXPECT_FALSE(BMXMLParser::nextSiblingForNode(document.select_node("//c1").node()));
+    EXPECT_EQ(parent("bin"), "bin");
+    EXPECT_EQ(parent("bin", {QStringLiteral("seq")}), "");
+    EXPECT_EQ(parent("track", {QStringLiteral("track")}), "track");
+    EXPECT_EQ(parent("timeline"), "");
+    auto next = [&](const char* path) {
+        return QString::fromUtf8(BMXMLParser::nextSiblingForNode(document.select_node(path).node()).name());
+    };
+    EXPECT_EQ(next("//bin"), "b");
+    EXPECT_EQ(next("//clip"), "b") << "the ancestor's sibling, skipping nothing else";
+    EXPECT_EQ(next("//c1"), "");
 }
 
-struct ClipRow {
-    const char* name;
-    const char* clip;
-    const char* nodes;
-    int start;
-    int end;
-};
-
-class XmlClipRange : public XmlParser, public ::testing::WithParamInterface<ClipRow> {};
-
-TEST_P(XmlClipRange, FollowsTransitionsBothWays) {
+TEST_F(XmlParser, ClipRangesFollowTransitionsBothWays) {
     const pugi::xml_document document =
         parse("<track>"
               "<clipitem n='A'><start>0</start><end>100</end></clipitem>"
@@ -205,26 +132,27 @@ TEST_P(XmlClipRange, FollowsTransitionsBothWays) {
               "<generatoritem n='F'><start>-1</start><end>480</end></generatoritem>"
               "<clipitem n='G'><start>480</start><end>-1</end></clipitem>"
               "</track>");
-    const pugi::xml_node clip =
-        document.select_node(QStringLiteral("//*[@n='%1']").arg(GetParam().clip).toUtf8().constData()).node();
-    int start = 12345;
-    int end = 12345;
-    const QList<pugi::xml_node> nodes = BMXMLParser::affectedNodesForClip(clip, &start, &end);
-    EXPECT_EQ(names(nodes).join(QLatin1Char(' ')), QString::fromLatin1(GetParam().nodes));
-    EXPECT_EQ(start, GetParam().start);
-    EXPECT_EQ(end, GetParam().end);
+    const struct {
+        const char* clip;
+        const char* expected; // affected nodes, then start and end
+    } rows[] = {{"A", "A 0 100"},
+                {"B", "B T1 C T2 D 100 400"},
+                {"C", "B T1 C T2 D 100 400"},
+                {"D", "B T1 C T2 D 100 400"},
+                {"E", "E F 400 480"},
+                {"G", "G 480 -1"}};
+    for (const auto& row : rows) {
+        const QByteArray query = "//*[@n='" + QByteArray(row.clip) + "']";
+        int start = 12345;
+        int end = 12345;
+        QStringList found;
+        for (const pugi::xml_node& node :
+             BMXMLParser::affectedNodesForClip(document.select_node(query.constData()).node(), &start, &end))
+            found << QString::fromUtf8(node.attribute("n").value());
+        found << QString::number(start) << QString::number(end);
+        EXPECT_EQ(found.join(QLatin1Char(' ')), QString::fromLatin1(row.expected)) << row.clip;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Timelines, XmlClipRange,
-                         ::testing::Values(ClipRow{"Unjoined", "A", "A", 0, 100},
-                                           ClipRow{"JoinedForward", "B", "B T1 C T2 D", 100, 400},
-                                           ClipRow{"JoinedBothWays", "C", "B T1 C T2 D", 100, 400},
-                                           ClipRow{"JoinedBackward", "D", "B T1 C T2 D", 100, 400},
-                                           ClipRow{"JoinedWithoutTransition", "E", "E F", 400, 480},
-                                           ClipRow{"OpenAtTheEnd", "G", "G", 480, -1}),
-                         [](const auto& info) { return std::string(info.param.name); });
-
-// ---- The preview-location query without XPath 2.0 ------------------------------------------
 
 TEST(XmlPreviewQuery, MatchesTheParenthesisedStepOnEveryOrder) {
     // The parenthesised step keeps, per context node, the first of the union in document

@@ -1,6 +1,5 @@
 #include "editorprefs/EditorPrefsTest.h"
 
-#include "foundation/BMLocalPaths.h"
 #include "foundation/BMLog.h"
 #include "foundation/PlistFile.h"
 
@@ -18,39 +17,22 @@ void EditorPrefsTest::SetUp() {
 QString EditorPrefsTest::logText() const {
     BMLog::finishWriting();
     QFile file(BMLog::currentLogPath());
-    if (!file.open(QIODevice::ReadOnly))
-        return QString();
-    return QString::fromUtf8(file.readAll());
-}
-
-QString EditorPrefsTest::documents() const {
-    return BMLocalPaths::documentDirectory(true);
-}
-
-QString EditorPrefsTest::appSupport() const {
-    return BMLocalPaths::appSupportDirectory(true);
-}
-
-QString EditorPrefsTest::preferences() const {
-    return BMLocalPaths::prefsDirectory(true);
-}
-
-QByteArray EditorPrefsTest::binaryPlist(const QVariant& value) {
-    const QByteArray xml = PlistFile::toXml(value);
-    plist_t root = nullptr;
-    plist_from_xml(xml.constData(), uint32_t(xml.size()), &root);
-    char* bytes = nullptr;
-    uint32_t length = 0;
-    plist_to_bin(root, &bytes, &length);
-    QByteArray binary(bytes, qsizetype(length));
-    plist_to_bin_free(bytes);
-    plist_free(root);
-    return binary;
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
 QString EditorPrefsTest::makeApplication(const QString& path, const QVariantMap& info, bool binary) {
-    writeFile(path + QStringLiteral("/Contents/Info.plist"),
-              binary ? binaryPlist(info) : PlistFile::toXml(info));
+    QByteArray xml = PlistFile::toXml(info);
+    if (binary) {
+        plist_t root = nullptr;
+        plist_from_xml(xml.constData(), uint32_t(xml.size()), &root);
+        char* bytes = nullptr;
+        uint32_t length = 0;
+        plist_to_bin(root, &bytes, &length);
+        xml = QByteArray(bytes, qsizetype(length));
+        plist_to_bin_free(bytes);
+        plist_free(root);
+    }
+    writeFile(path + QStringLiteral("/Contents/Info.plist"), xml);
     return path;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "foundation/BMLocalPaths.h"
 #include "support/TempHome.h"
 
 #include <QByteArray>
@@ -13,13 +14,12 @@ protected:
 
     // Everything logged so far.
     QString logText() const;
-    QString documents() const;
-    QString appSupport() const;
-    QString preferences() const;
+    QString documents() const { return BMLocalPaths::documentDirectory(true); }
+    QString appSupport() const { return BMLocalPaths::appSupportDirectory(true); }
+    QString preferences() const { return BMLocalPaths::prefsDirectory(true); }
 
-    // A property list in the binary form the editors write.
-    static QByteArray binaryPlist(const QVariant& value);
-    // An application folder with "Contents/Info.plist" holding the information.
+    // An application folder with "Contents/Info.plist" holding the information, in the
+    // binary property list form when asked.
     QString makeApplication(const QString& path, const QVariantMap& info, bool binary = false);
     static QString writeFile(const QString& path, const QByteArray& contents);
 };

@@ -14,14 +14,11 @@ namespace {
 
 QByteArray preferencesXml(const QStringList& recentDocuments) {
     QByteArray xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<PremiereData Version=\"3\">\n"
-                     "  <Preferences ObjectID=\"1\" Version=\"28\">\n    <Properties Version=\"1\">\n"
-                     "      <BE.Prefs.General.AutoSave>true</BE.Prefs.General.AutoSave>\n";
+                     "  <Preferences ObjectID=\"1\" Version=\"28\">\n    <Properties Version=\"1\">\n";
     for (int i = 0; i < recentDocuments.size(); ++i) {
         const QByteArray tag = "BE.Prefs.MRU.Document." + QByteArray::number(i);
         xml += "      <" + tag + ">" + recentDocuments[i].toUtf8() + "</" + tag + ">\n";
     }
-    xml +=
-        "      <BE.Prefs.MRU.Count>" + QByteArray::number(recentDocuments.size()) + "</BE.Prefs.MRU.Count>\n";
     xml += "    </Properties>\n  </Preferences>\n</PremiereData>\n";
     return xml;
 }
@@ -58,23 +55,11 @@ protected:
                     const QString& audio = QStringLiteral("MyDocuments")) {
         return writeFile(home().root() + QLatin1Char('/') + relative, projectXml(video, audio));
     }
-    // The log's lines must appear in this order.
-    void expectLogInOrder(const QStringList& lines) const {
-        const QString log = logText();
-        qsizetype at = 0;
-        for (const QString& line : lines) {
-            const qsizetype found = log.indexOf(line, at);
-            ASSERT_GE(found, 0) << "missing or out of order: " << line.toStdString() << "\n"
-                                << log.toStdString();
-            at = found + line.size();
-        }
-    }
 };
 
 TEST_F(Premiere, WithoutPremiereOrVersionsGivesTheDefaultFolderFor70) {
     EXPECT_EQ(BMPremierePrefParser::recentScratchDisks(), QStringList{defaultFolder("7.0")});
-    expectLogInOrder({"Loading scratch disk settings for Premiere 7.0...",
-                      QStringLiteral("No preference file exists at %1.").arg(prefsFile("7.0"))});
+    EXPECT_TRUE(logText().contains(QStringLiteral("No preference file exists at %1.").arg(prefsFile("7.0"))));
 }
 
 TEST_F(Premiere, ReadsThePreviewLocationsOfRecentProjects) {
@@ -83,20 +68,15 @@ TEST_F(Premiere, ReadsThePreviewLocationsOfRecentProjects) {
     writeFile(prefsFile("8.0"), preferencesXml({first, home().root() + "/gone.prproj", second}));
     EXPECT_EQ(BMPremierePrefParser::recentScratchDisks({"8.0.0"}),
               (QStringList{"/Volumes/Media/Previews", home().root() + "/Projects/Other"}));
-    expectLogInOrder({"Loading scratch disk settings for Premiere 8.0...", "Loading preference file data...",
-                      "Loading preference file XML information...", "Getting recent documents...",
-                      "Checking for recent scratch disks...",
-                      QStringLiteral("Loading Premiere project file data at %1...").arg(first),
-                      "Getting Premiere preview locations...",
-                      QStringLiteral("Loading Premiere project file data at %1...").arg(second)});
-    EXPECT_FALSE(logText().contains("gone.prproj")) << "a recent document that is gone is skipped";
-}
+    const QString log = logText();
+    EXPECT_TRUE(log.contains("Loading scratch disk settings for Premiere 8.0...")) << log.toStdString();
+    EXPECT_TRUE(log.contains(QStringLiteral("Loading Premiere project file data at %1...").arg(second)));
+    EXPECT_FALSE(log.contains("gone.prproj")) << "a recent document that is gone is skipped";
 
-TEST_F(Premiere, MapsTheSpecialLocations) {
+    // The special locations, each folder once; an empty one gives nothing.
     const QString same = project("A/same.prproj", "SameAsProject", "SameAsProject");
     const QString mine = project("B/mine.prproj", "MyDocuments");
-    const QString empty = project("C/empty.prproj", "");
-    writeFile(prefsFile("7.0"), preferencesXml({same, mine, same, empty}));
+    writeFile(prefsFile("7.0"), preferencesXml({same, mine, same, project("C/empty.prproj", "")}));
     EXPECT_EQ(BMPremierePrefParser::recentScratchDisks({"7.0"}),
               (QStringList{home().root() + "/A", defaultFolder("7.0")}));
 }
@@ -112,10 +92,9 @@ TEST_F(Premiere, FastQueryTakesTheProjectsFoldersWithoutReadingThem) {
 
 TEST_F(Premiere, FallsBackToAProfilePreferenceFileUnderDocuments) {
     const QString a = project("A/a.prproj", "/Volumes/Profiled");
-    writeFile(documents() + "/Adobe/Premiere Pro/7.0/Profile-jo/Adobe Premiere Pro Prefs",
-              preferencesXml({a}));
-    EXPECT_EQ(BMPremierePrefParser::findPreferenceFile("7.0"),
-              documents() + "/Adobe/Premiere Pro/7.0/Profile-jo/Adobe Premiere Pro Prefs");
+    const QString profile = documents() + "/Adobe/Premiere Pro/7.0/Profile-jo/Adobe Premiere Pro Prefs";
+    writeFile(profile, preferencesXml({a}));
+    EXPECT_EQ(BMPremierePrefParser::findPreferenceFile("7.0"), profile);
     EXPECT_EQ(BMPremierePrefParser::recentScratchDisks({"7.0"}), QStringList{"/Volumes/Profiled"});
 }
 
@@ -142,8 +121,6 @@ TEST_P(PremiereFailure, IsLoggedAndGivesTheDefaultFolder) {
 INSTANTIATE_TEST_SUITE_P(
     Files, PremiereFailure,
     ::testing::Values(FailureRow{"PreferencesNotXml", "<PremiereData><unclosed>", "",
-                                 "Error loading Adobe Premiere preference XML: "},
-                      FailureRow{"PreferencesBinary", QByteArray("\x00\x01\xff\xfe garbage", 12), "",
                                  "Error loading Adobe Premiere preference XML: "},
                       FailureRow{"ProjectNotXml", preferencesXml({"%1"}), "<PremiereData",
                                  "Error loading Adobe Premiere project XML: "},
@@ -175,15 +152,6 @@ TEST_F(Premiere, AppendsTheAutoSaveAndPreviewFolderNamesOncePerFolder) {
                            defaultFolder("9.0") + "/Adobe Premiere Pro Preview Files"}));
 }
 
-TEST_F(Premiere, UsesTheInstalledVersionsWhenNoneAreGiven) {
-    const QString folder = home().machineRoot() + "/Applications/Adobe Premiere Pro CS6";
-    makeApplication(folder + "/Adobe Premiere Pro CS6.app", {{"CFBundleVersion", "6.0.0"}}, true);
-    home().platform().applications.insert("com.adobe.AdobePremierePro",
-                                          folder + "/Adobe Premiere Pro CS6.app");
-    EXPECT_EQ(BMPremiere::premiereVersions(), QStringList{"6.0.0"});
-    EXPECT_EQ(BMPremierePrefParser::recentScratchDisks(), QStringList{defaultFolder("6.0")});
-}
-
 TEST_F(Premiere, SetsTextsAndKeepsTheRestOfTheFile) {
     const QByteArray original = preferencesXml({"/old/a.prproj", "/old/b.prproj"});
     writeFile(prefsFile("7.0"), original);
@@ -199,80 +167,57 @@ TEST_F(Premiere, SetsTextsAndKeepsTheRestOfTheFile) {
     EXPECT_EQ(file.readAll(), expected);
 
     EXPECT_FALSE(BMPremierePrefParser::setStringValue("x", "//*[", "7.0"));
-    EXPECT_FALSE(BMPremierePrefParser::setStringValue("x", "//a", "5.5"));
-    const QString log = logText();
-    EXPECT_TRUE(log.contains("Error querying Adobe Premiere preference XML: ")) << log.toStdString();
-    EXPECT_TRUE(log.contains("Error loading Adobe Premiere preference data: ")) << log.toStdString();
+    EXPECT_FALSE(BMPremierePrefParser::setStringValue("x", "//a", "5.5")) << "no such file";
 }
 
 // ---- Installed versions --------------------------------------------------------------------
 
 class PremiereVersions : public EditorPrefsTest {
 protected:
-    void SetUp() override {
-        EditorPrefsTest::SetUp();
-        m_applications = home().makeFolder("machine/Applications");
+    QString apps() const { return home().machineRoot() + "/Applications"; }
+    QString app(const QString& relative, const QVariantMap& info, bool binary = false) {
+        return makeApplication(apps() + "/" + relative + ".app", info, binary);
     }
-    QString applications() const { return m_applications; }
     void configuration(const QString& entry, const QByteArray& version) {
-        writeFile(m_applications + "/" + entry + "/Configuration/XManConfig.xml",
+        writeFile(apps() + "/" + entry + "/Configuration/XManConfig.xml",
                   "<?xml version=\"1.0\"?><Configuration><VariableForExMan>"
                   "<Data key=\"Other\">1</Data><Data key=\"ProductVersion\">" +
                       version + "</Data></VariableForExMan></Configuration>");
     }
-
-private:
-    QString m_applications;
 };
 
 TEST_F(PremiereVersions, ReadBundlesThenConfigurationFiles) {
-    makeApplication(applications() + "/Adobe Premiere Pro CS5/Adobe Premiere Pro CS5.app",
-                    {{"CFBundleVersionString", "5.0.3"}, {"CFBundleVersion", "5.0.0"}});
-    makeApplication(applications() + "/adobe premiere pro CS5.5/adobe premiere pro CS5.5.app",
-                    {{"CFBundleVersion", "5.5.0"}}, true);
+    const QString cs5 = app("Adobe Premiere Pro CS5/Adobe Premiere Pro CS5",
+                            {{"CFBundleVersionString", "5.0.3"}, {"CFBundleVersion", "5.0.0"}});
+    app("adobe premiere pro CS5.5/adobe premiere pro CS5.5", {{"CFBundleVersion", "5.5.0"}}, true);
     configuration("Adobe Premiere Pro CS4", "4.2");
-    makeApplication(applications() + "/Adobe After Effects/Adobe After Effects.app",
-                    {{"CFBundleVersion", "9.0"}});
-    EXPECT_EQ(BMPremiere::versionsForAppName("Adobe Premiere ", applications()),
-              (QStringList{"4.2", "5.0.3", "5.5.0"}));
+    app("Adobe After Effects/Adobe After Effects", {{"CFBundleVersion", "9.0"}});
     EXPECT_TRUE(BMPremiere::premiereVersions().isEmpty()) << "nothing registered";
-
-    home().platform().applications.insert(
-        "com.adobe.AdobePremierePro", applications() + "/Adobe Premiere Pro CS5/Adobe Premiere Pro CS5.app");
+    home().platform().applications.insert("com.adobe.AdobePremierePro", cs5);
     EXPECT_EQ(BMPremiere::premiereVersions(), (QStringList{"4.2", "5.0.3", "5.5.0"}));
 }
 
 TEST_F(PremiereVersions, SuitesCutBundleVersionsToTwoParts) {
     configuration("Adobe Premiere Pro CS3", "3.0");
-    makeApplication(applications() + "/Adobe Premiere Pro 2.5/Adobe Premiere Pro 2.5.app",
-                    {{"CFBundleVersion", "2.5.1.7"}});
-    makeApplication(applications() + "/Adobe Premiere Pro 2.5/Adobe Premiere Pro Extra.app",
-                    {{"CFBundleVersion", "2.6"}});
-    makeApplication(applications() + "/Adobe Premiere Elements/Adobe Premiere Pro Tool.app",
-                    {{"CFBundleVersion", "11"}});
-    EXPECT_EQ(BMPremiere::suiteVersionsInFolder(applications()), (QStringList{"11", "2.5", "2.6", "3.0"}));
-    home().platform().applications.insert(
-        "com.adobe.AdobePremierePro", applications() + "/Adobe Premiere Pro 2.5/Adobe Premiere Pro 2.5.app");
+    const QString suite =
+        app("Adobe Premiere Pro 2.5/Adobe Premiere Pro 2.5", {{"CFBundleVersion", "2.5.1.7"}});
+    app("Adobe Premiere Pro 2.5/Adobe Premiere Pro Extra", {{"CFBundleVersion", "2.6"}});
+    app("Adobe Premiere Elements/Adobe Premiere Pro Tool", {{"CFBundleVersion", "11"}});
+    home().platform().applications.insert("com.adobe.AdobePremierePro", suite);
     EXPECT_EQ(BMPremiere::suiteVersions(), (QStringList{"11", "2.5", "2.6", "3.0"}));
 }
 
-// ---- Reading outside files -------------------------------------------------------------------
-
-TEST_F(Premiere, InflatesOnlyUpToTheLimit) {
+TEST_F(Premiere, ReadsOutsideFilesOnlyUpToTheLimit) {
     const QByteArray zeros(4 << 20, '\0');
     const QByteArray packed = gzipped(zeros);
-    ASSERT_TRUE(InputFile::isGzip(packed));
     EXPECT_EQ(InputFile::gunzip(packed, 4 << 20), zeros);
     QString error;
     EXPECT_FALSE(InputFile::gunzip(packed, 1 << 20, &error));
     EXPECT_EQ(error, QStringLiteral("The compressed data inflates to more than %1 bytes.").arg(1 << 20));
     EXPECT_FALSE(InputFile::gunzip(packed.left(packed.size() / 2), 8 << 20, &error));
     EXPECT_FALSE(InputFile::gunzip(QByteArray("\x1f\x8b garbage"), 8 << 20, &error));
-}
 
-TEST_F(Premiere, RefusesFilesOverTheLimit) {
     const QString path = writeFile(home().root() + "/big", QByteArray(1000, 'x'));
-    QString error;
     EXPECT_EQ(InputFile::readAll(path, 1000)->size(), 1000);
     EXPECT_FALSE(InputFile::readAll(path, 999, &error));
     EXPECT_EQ(error, QStringLiteral("The file %1 is larger than 999 bytes.").arg(path));
@@ -291,8 +236,6 @@ TEST_F(Premiere, SearchesSpotlightForFoldersByName) {
     home().platform().setToolPath(Tool::Locate, home().root() + "/missing");
     EXPECT_EQ(BMPremierePrefParser::spotlightSearchForFoldersWithName("Adobe Premiere Pro Auto-Save"),
               (QStringList{found, lower}));
-    EXPECT_TRUE(
-        logText().contains("Running a Spotlight search for folders called Adobe Premiere Pro Auto-Save..."));
 
     home().platform().setToolPath(Tool::Plocate, home().root() + "/missing");
     EXPECT_TRUE(BMPremierePrefParser::spotlightSearchForFoldersWithName("Autosave Vault").isEmpty());
