@@ -1,6 +1,7 @@
 #include "actions/RetentionRules.h"
 
 #include "ActionsFixture.h"
+#include "actions/ActionTexts.h"
 
 #include <QTimeZone>
 
@@ -76,3 +77,12 @@ INSTANTIATE_TEST_SUITE_P(
                       RuleCase{"KeepWorksProjectByProject", true, 1, "A B", true, "a2 a1 b2 b1"},
                       RuleCase{"KeepOfZeroDoesNothing", true, 0, "A", false, ""}),
     [](const ::testing::TestParamInfo<RuleCase>& info) { return std::string(info.param.rowName); });
+
+// Counts are plain numbers whatever the locale: never "12,000".
+TEST(ActionQuestions, WriteLargeCountsWithoutGrouping) {
+    const QLocale previous;
+    QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
+    EXPECT_EQ(ActionTexts::removeQuestion(12000).message, "Are you sure you wish to remove 12000 autosaves?");
+    EXPECT_EQ(ActionTexts::openQuestion(12000).message, "Are you sure you wish to open 12000 items?");
+    QLocale::setDefault(previous);
+}
