@@ -9,8 +9,6 @@ TEST(AboutDialog, ShowsNameVersionsAndCredits) {
     QCoreApplication::setApplicationVersion("0.9.1");
     AboutDialog about;
     QCoreApplication::setApplicationVersion(QString());
-    EXPECT_EQ(about.windowTitle(), "About " + QCoreApplication::applicationName());
-    EXPECT_EQ(about.nameLabel()->text(), QCoreApplication::applicationName());
     EXPECT_TRUE(about.versionLabel()->text().startsWith("0.9.1 ("))
         << about.versionLabel()->text().toStdString();
     EXPECT_TRUE(about.versionLabel()->text().endsWith(")\n\nHalvern 2026 (26.1)"));

@@ -114,6 +114,8 @@ TEST_F(Alert, UserAnswerBeatsTheTimerAndTheLateTimerChangesNothing) {
               0);
     std::this_thread::sleep_for(std::chrono::milliseconds(1300));
     EXPECT_EQ(reused->returnCode(), 0);
+    reused->defaultReturnAfterTimeInterval(0); // a timer of its own, late too
+    EXPECT_EQ(reused->returnCode(), 0);
 }
 
 TEST_F(Alert, WindowWithASheetGetsTheAlertInAWindowOfItsOwn) {

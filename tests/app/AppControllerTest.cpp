@@ -42,15 +42,17 @@ protected:
 
 } // namespace
 
-TEST_F(Controller, FirstStartListsEveryLocationSortedByName) {
+TEST_F(Controller, FirstStartListsEveryLocationAndTheSharedAtticsThatExistSortedByName) {
+    home().writeFile("Shared/AvidMediaComposer/Avid Attic/Feature/Bins/Reel 1/Reel 1.avb.1", "bin");
     start();
-    EXPECT_EQ(projectNames(), (QStringList{"Alpha", "Beta", "Gamma", "Promo"}));
+    EXPECT_EQ(projectNames(), (QStringList{"Alpha", "Beta", "Feature", "Gamma", "Promo"}));
     EXPECT_FALSE(controller->isLaunching());
     EXPECT_FALSE(controller->mainWindow()->spinner()->isSpinning());
-    EXPECT_EQ(controller->mainWindow()->statusLabel()->text(), "4 projects, 5 autosaves, 5.08 KB");
+    EXPECT_EQ(controller->mainWindow()->statusLabel()->text(), "5 projects, 6 autosaves, 5.09 KB");
     // The auto-clean folder's list holds every scanned location, home abbreviated.
     EXPECT_EQ(controller->preferencesWindow()->autosaveFolderChoices(),
-              (QStringList{"~/Documents/Adobe Premiere Pro Auto-Save", "~/Movies/Autosave Vault"}));
+              (QStringList{"~/Documents/Adobe Premiere Pro Auto-Save", "~/Movies/Autosave Vault",
+                           home().root() + "/Shared/AvidMediaComposer/Avid Attic"}));
 }
 
 TEST_F(Controller, CellsShowTheOutlineTexts) {
@@ -213,14 +215,6 @@ TEST_F(Controller, BecomingActiveOrShowingTheLocationsTabRebuildsOnlyWhenIdle) {
     QTabWidget* tabs = controller->preferencesWindow()->tabs();
     expectNoRebuild([&] { tabs->setCurrentIndex(PreferencesWindow::RemovalTab); });
     expectRebuild([&] { tabs->setCurrentIndex(PreferencesWindow::LocationsTab); });
-}
-
-TEST_F(Controller, SharedAtticsAreScannedWhenTheyExist) {
-    home().writeFile("Shared/AvidMediaComposer/Avid Attic/Feature/Bins/Reel 1/Reel 1.avb.1", "bin");
-    start();
-    EXPECT_TRUE(projectNames().contains("Feature"));
-    EXPECT_EQ(controller->preferencesWindow()->autosaveFolderChoices().last(),
-              home().root() + "/Shared/AvidMediaComposer/Avid Attic");
 }
 
 TEST_F(Controller, HelpAndLogMenusOpenTheirPlaces) {

@@ -36,8 +36,15 @@ protected:
 
 } // namespace
 
-TEST_F(Actions, RemovingAProjectAsksAboutOneRowAndTrashesItsAutosaves) {
+TEST_F(Actions, RemovalAsksAboutRowsCountedAsRowsAndCancelKeepsEverything) {
     start();
+    select({projectIndex("Alpha"), itemIndex("Beta", 1)});
+    {
+        Answerer cancel("Cancel");
+        expectNoRebuild([&] { actions->remove(); });
+        EXPECT_EQ(cancel.text, "Are you sure you wish to remove 2 autosaves?");
+        EXPECT_TRUE(trashed().isEmpty());
+    }
     select({projectIndex("Beta")});
     Answerer answer("Remove");
     expectRebuild([&] { menu().remove->trigger(); });
@@ -51,78 +58,62 @@ TEST_F(Actions, RemovingAProjectAsksAboutOneRowAndTrashesItsAutosaves) {
     EXPECT_FALSE(QFileInfo::exists(premiere("Beta")));
 }
 
-TEST_F(Actions, RowsAreCountedAsRowsAndCancelKeepsEverything) {
+TEST_F(Actions, DeleteAndBackspaceEachAskOnceToRemove) {
     start();
-    select({projectIndex("Alpha"), itemIndex("Beta", 1)});
-    Answerer answer("Cancel");
-    expectNoRebuild([&] { actions->remove(); });
-    EXPECT_EQ(answer.text, "Are you sure you wish to remove 2 autosaves?");
-    EXPECT_TRUE(trashed().isEmpty());
-    EXPECT_EQ(projectNames(), (QStringList{"Alpha", "Beta", "Ceremony"}));
-}
-
-class RemoveKeys : public Actions, public ::testing::WithParamInterface<Qt::Key> {};
-
-TEST_P(RemoveKeys, AskOnceToRemove) {
-    start();
-    select({itemIndex("Beta", 0)});
     controller->mainWindow()->activateWindow();
-    outline()->setFocus();
-    Answerer answer("Remove");
-    expectRebuild([&] { QTest::keyClick(outline(), GetParam()); });
-    EXPECT_EQ(answer.count, 1);
-    EXPECT_EQ(answer.text, "Are you sure you wish to remove this autosave?");
-    EXPECT_EQ(trashed(), QStringList{"Beta-1.prproj"});
-}
-
-INSTANTIATE_TEST_SUITE_P(Keys, RemoveKeys, ::testing::Values(Qt::Key_Backspace, Qt::Key_Delete),
-                         [](const ::testing::TestParamInfo<Qt::Key>& info) {
-                             return std::string(info.param == Qt::Key_Delete ? "Delete" : "Backspace");
-                         });
-
-TEST_F(Actions, AgeMenuAsksNothingUntilSomethingIsOldEnoughAndCountsAProjectsOwnAutosaveTwice) {
-    start();
-    select({projectIndex("Beta"), itemIndex("Beta", 0)});
-    Answerer answer("Remove");
-    expectNoRebuild([&] { menu().removeOlderThan[0]->trigger(); });
-    EXPECT_EQ(answer.count, 0);
-    now = now.addDays(10);
-    QAction* sevenDays = menu().removeOlderThan[2];
-    ASSERT_EQ(sevenDays->data().toInt(), 7);
-    expectRebuild([&] { sevenDays->trigger(); });
-    EXPECT_EQ(answer.text, "Are you sure you wish to remove 3 autosaves?");
+    for (const Qt::Key key : {Qt::Key_Delete, Qt::Key_Backspace}) {
+        select({itemIndex("Beta", 0)});
+        outline()->setFocus();
+        Answerer answer("Remove");
+        expectRebuild([&] { QTest::keyClick(outline(), key); });
+        EXPECT_EQ(answer.count, 1);
+        EXPECT_EQ(answer.text, "Are you sure you wish to remove this autosave?");
+    }
     EXPECT_EQ(trashed(), (QStringList{"Beta-1.prproj", "Beta-2.prproj"}));
-    EXPECT_EQ(projectNames(), (QStringList{"Alpha", "Ceremony"}));
 }
 
-TEST_F(Actions, KeepMenuAsksEvenWhenNothingGoes) {
+TEST_F(Actions, KeepMenuAsksEvenWhenNothingGoesAgeMenuOnlyWhenSomethingIsOldEnough) {
     start();
     select({projectIndex("Alpha")});
     Answerer answer("Remove");
     expectRebuild([&] { menu().keepMostRecent[0]->trigger(); });
     EXPECT_EQ(answer.text, "Are you sure you wish to remove 0 autosaves?");
     EXPECT_TRUE(trashed().isEmpty());
-
     select({projectIndex("Beta")});
     expectRebuild([&] { menu().keepMostRecent[0]->trigger(); });
     EXPECT_EQ(answer.text, "Are you sure you wish to remove this autosave?");
-    EXPECT_EQ(trashed().size(), 1);
-    EXPECT_EQ(controller->dataArray()[projectIndex("Beta").row()]->childCount(), 1);
+    EXPECT_EQ(trashed(), QStringList{"Beta-1.prproj"});
+
+    // The age rule counts a project's own autosave twice, and removes it once.
+    select({projectIndex("Beta"), itemIndex("Beta", 0)});
+    expectNoRebuild([&] { menu().removeOlderThan[0]->trigger(); });
+    EXPECT_EQ(answer.count, 2);
+    now = now.addDays(10);
+    QAction* sevenDays = menu().removeOlderThan[2];
+    ASSERT_EQ(sevenDays->data().toInt(), 7);
+    expectRebuild([&] { sevenDays->trigger(); });
+    EXPECT_EQ(answer.text, "Are you sure you wish to remove 2 autosaves?");
+    EXPECT_EQ(trashed(), (QStringList{"Beta-1.prproj", "Beta-2.prproj"}));
+    EXPECT_EQ(projectNames(), (QStringList{"Alpha", "Ceremony"}));
 }
 
-TEST_F(Actions, DoubleClickOnAProjectWithOneAutosaveOpensItWithoutAQuestion) {
+TEST_F(Actions, OneAutosaveOpensWithoutAQuestionMoreAskWithTheCountAndCancelOpensNothing) {
     start();
-    select({projectIndex("Alpha")});
-    Answerer answer("Cancel");
-    Q_EMIT outline()->doubleClicked(projectIndex("Alpha"));
-    controller->waitForWorkers();
-    EXPECT_EQ(answer.count, 0);
-    EXPECT_EQ(home().platform().opened(), (QList<FakePlatform::Opened>{{{premiere("Alpha/Alpha-1.prproj")},
-                                                                        "com.adobe.AdobePremierePro"}}));
-}
-
-TEST_F(Actions, OpeningTwoAutosavesAsksWithTheCountAndPlural) {
-    start();
+    {
+        Answerer cancel("Cancel");
+        select({projectIndex("Alpha")});
+        Q_EMIT outline()->doubleClicked(projectIndex("Alpha"));
+        controller->waitForWorkers();
+        EXPECT_EQ(cancel.count, 0);
+        // Cancelling opens nothing and restores no event either; its backups are not counted.
+        select({projectIndex("Alpha"), projectIndex("Ceremony")});
+        menu().open->trigger();
+        controller->waitForWorkers();
+        EXPECT_EQ(cancel.text, "Are you sure you wish to open 1 item?");
+        EXPECT_TRUE(home().platform().launched().isEmpty());
+        EXPECT_EQ(read(ceremony("CurrentVersion")),
+                  "Movies/Wedding.fcpbundle/Ceremony/CurrentVersion.fcpevent");
+    }
     select({projectIndex("Beta")});
     Answerer answer("Open");
     menu().open->trigger();
@@ -132,13 +123,17 @@ TEST_F(Actions, OpeningTwoAutosavesAsksWithTheCountAndPlural) {
               "Opening a large number of autosaves at once could slow down your computer.");
     EXPECT_EQ(answer.buttons, (QStringList{"Cancel", "Open"}));
     EXPECT_EQ(home().platform().opened(),
-              (QList<FakePlatform::Opened>{{{premiere("Beta/Beta-1.prproj"), premiere("Beta/Beta-2.prproj")},
+              (QList<FakePlatform::Opened>{{{premiere("Alpha/Alpha-1.prproj")}, "com.adobe.AdobePremierePro"},
+                                           {{premiere("Beta/Beta-1.prproj"), premiere("Beta/Beta-2.prproj")},
                                             "com.adobe.AdobePremierePro"}}));
 }
 
-TEST_F(Actions, OnlyEventBackupsAskAboutNoItemsThenRestoreAndLaunchOnce) {
+TEST_F(Actions, EventBackupsAreRestoredByOpenOrByTheirOwnMenuEachStartingFinalCutXOnce) {
     start();
+    select({itemIndex("Beta", 0)});
+    EXPECT_FALSE(menu().restoreEvent->isEnabled());
     select({projectIndex("Ceremony")});
+    EXPECT_FALSE(menu().restoreEvent->isEnabled()); // offered for a backup row only
     Answerer answer("Open");
     menu().open->trigger();
     controller->waitForWorkers();
@@ -146,32 +141,14 @@ TEST_F(Actions, OnlyEventBackupsAskAboutNoItemsThenRestoreAndLaunchOnce) {
     EXPECT_TRUE(home().platform().opened().isEmpty());
     EXPECT_EQ(home().platform().launched(), QStringList{"com.apple.FinalCut"});
     EXPECT_EQ(read(ceremony("CurrentVersion")), read(ceremony("Backups/Ceremony 2")));
-}
 
-TEST_F(Actions, CancellingTheOpenQuestionOpensAndRestoresNothing) {
-    start();
-    select({projectIndex("Alpha"), projectIndex("Ceremony")});
-    Answerer answer("Cancel");
-    menu().open->trigger();
-    controller->waitForWorkers();
-    EXPECT_EQ(answer.text, "Are you sure you wish to open 1 item?");
-    EXPECT_TRUE(home().platform().opened().isEmpty());
-    EXPECT_TRUE(home().platform().launched().isEmpty());
-    EXPECT_EQ(read(ceremony("CurrentVersion")), "Movies/Wedding.fcpbundle/Ceremony/CurrentVersion.fcpevent");
-}
-
-TEST_F(Actions, RestoringIsOfferedForEventBackupsOnly) {
-    start();
-    select({projectIndex("Ceremony")});
-    EXPECT_FALSE(menu().restoreEvent->isEnabled());
-    select({itemIndex("Beta", 0)});
-    EXPECT_FALSE(menu().restoreEvent->isEnabled());
     select({itemIndex("Ceremony", 0)});
     EXPECT_TRUE(menu().restoreEvent->isEnabled());
     menu().restoreEvent->trigger();
     controller->waitForWorkers();
+    EXPECT_EQ(answer.count, 1);
     EXPECT_EQ(read(ceremony("CurrentVersion")), read(ceremony("Backups/Ceremony 1")));
-    EXPECT_EQ(home().platform().launched(), QStringList{"com.apple.FinalCut"});
+    EXPECT_EQ(home().platform().launched(), (QStringList{"com.apple.FinalCut", "com.apple.FinalCut"}));
 }
 
 TEST_F(Actions, RevealShowsTheFirstSelectedRow) {
@@ -182,32 +159,30 @@ TEST_F(Actions, RevealShowsTheFirstSelectedRow) {
               (QList<FakePlatform::Revealed>{{premiere("Alpha"), premiere("Alpha")}}));
 }
 
-TEST_F(Actions, ArchivingProposesANamePacksTheSelectionAndTrashesIt) {
+TEST_F(Actions, ArchivingErrorsArePanelsOfTheirOwnAndASuccessPacksTheSelectionAndTrashesIt) {
     start();
+    chosenArchive = home().home() + "/Alpha.zip";
+    select({projectIndex("Alpha")});
+    QDir(premiere("Alpha")).removeRecursively();
+    {
+        Answerer answer("OK");
+        QSignalSpy finished(actions, &AutosaveActions::workFinished);
+        expectNoRebuild([&] { menu().archive->trigger(); });
+        EXPECT_EQ(finished.size(), 1);
+        EXPECT_EQ(answer.text, "Error: no files to archive.");
+        EXPECT_EQ(answer.informative, "Archiving aborted.");
+        EXPECT_EQ(answer.modality, Qt::ApplicationModal);
+        EXPECT_FALSE(QFileInfo::exists(chosenArchive));
+        EXPECT_FALSE(controller->mainWindow()->spinner()->isSpinning());
+    }
     chosenArchive = home().home() + "/Beta autosaves"; // the panel adds the extension
     select({projectIndex("Beta")});
     expectRebuild([&] { menu().archive->trigger(); });
     EXPECT_EQ(proposedName, "Beta.zip");
     EXPECT_TRUE(QFileInfo::exists(chosenArchive + ".zip"));
     EXPECT_EQ(trashed(), (QStringList{"Beta-1.prproj", "Beta-2.prproj"}));
-    EXPECT_EQ(projectNames(), (QStringList{"Alpha", "Ceremony"}));
+    EXPECT_EQ(projectNames(), QStringList{"Ceremony"});
     EXPECT_FALSE(controller->mainWindow()->progressSheet()->isVisible());
-    EXPECT_FALSE(controller->mainWindow()->spinner()->isSpinning());
-}
-
-TEST_F(Actions, ArchivingErrorsArePanelsOfTheirOwnAndNothingIsRemoved) {
-    start();
-    chosenArchive = home().home() + "/Beta.zip";
-    select({projectIndex("Beta")});
-    QDir(premiere("Beta")).removeRecursively();
-    Answerer answer("OK");
-    QSignalSpy finished(actions, &AutosaveActions::workFinished);
-    expectNoRebuild([&] { menu().archive->trigger(); });
-    EXPECT_EQ(finished.size(), 1);
-    EXPECT_EQ(answer.text, "Error: no files to archive.");
-    EXPECT_EQ(answer.informative, "Archiving aborted.");
-    EXPECT_EQ(answer.modality, Qt::ApplicationModal);
-    EXPECT_FALSE(QFileInfo::exists(chosenArchive));
     EXPECT_FALSE(controller->mainWindow()->spinner()->isSpinning());
 }
 

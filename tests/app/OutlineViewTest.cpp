@@ -83,21 +83,4 @@ TEST_F(OutlineView, WatchKeysRunTheFirstOperationTheDelegateHas) {
     EXPECT_EQ(target.calls, (QStringList{"remove", "remove", "reveal"}));
 }
 
-TEST_F(OutlineView, AKeyHandledByTheDelegateSkipsTheView) {
-    view.setCurrentIndex(model.index(0, 0));
-    int seen = 0;
-    view.keyDownHandler = [&](QKeyEvent*) {
-        ++seen;
-        return true;
-    };
-    // Type-ahead search would move to "Gamma" if the view got the key.
-    press(u'g');
-    EXPECT_EQ(seen, 1);
-    EXPECT_EQ(view.currentIndex(), model.index(0, 0));
-
-    view.keyDownHandler = [&](QKeyEvent*) { return false; };
-    press(u'g');
-    EXPECT_EQ(view.currentIndex(), model.index(2, 0));
-}
-
 #include "OutlineViewTest.moc"
