@@ -1,59 +1,124 @@
 #pragma once
 
 #include "actions/AutosaveSelection.h"
+#include "catalogue/AutosaveFolderScanner.h"
 #include "foundation/BMAuthorization.h"
+#include "foundation/BMLog.h"
+#include "foundation/platform/linux/LinuxPlatform.h"
 #include "support/TempHome.h"
 
-#include <QByteArray>
-#include <QMap>
-#include <QString>
-#include <QStringList>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 
+#include <archive.h>
+#include <archive_entry.h>
 #include <memory>
-#include <ostream>
+
+// The rows of a catalogue by name: "Beta" stands for a project row, "Beta-1.prproj" for an
+// autosave row.
+inline SelectedRows selectRows(const BMProjectList& projects, const QStringList& names) {
+    SelectedRows rows;
+    for (const QString& name : names) {
+        for (const BMProjectPtr& project : projects) {
+            if (project->name() == name)
+                rows << SelectedRow::ofProject(project);
+            for (const BMAutoItemPtr& child : project->children()) {
+                if (child->name() == name)
+                    rows << SelectedRow::ofItem(child);
+            }
+        }
+    }
+    EXPECT_EQ(rows.size(), names.size()) << names.join(", ").toStdString();
+    return rows;
+}
 
 // Real autosave trees in a temporary home, scanned into a real catalogue, with the Trash of
-// that home (XDG_DATA_HOME) and a refusing pkexec stand-in, so that no test reaches the real
-// Trash or asks for a password.
+// that home (XDG_DATA_HOME) and no pkexec, so that no test reaches the real Trash or asks for
+// a password.
 //
 // The Premiere location holds Alpha (one autosave), Beta (two) and the loose Promo-1 and
 // Promo-2; the Final Cut Pro X library holds the event Ceremony with its current version and
-// two backups. Every file's contents name the file.
+// two backups. Every file's contents are its path relative to the home.
 class ActionsTest : public TempHomeTest {
 protected:
-    void SetUp() override;
-    void TearDown() override;
+    void SetUp() override {
+        TempHomeTest::SetUp();
+        BMLog::createNewLog("VestryTests");
+        home().platform().setToolPath(Tool::Pkexec, home().root() + "/no-pkexec");
+        m_previousAuthorization = BMAuthorization::installShared(std::make_unique<BMAuthorization>());
+        for (const char* file : {"Alpha/Alpha-1.prproj", "Beta/Beta-1.prproj", "Beta/Beta-2.prproj",
+                                 "Promo-1.prproj", "Promo-2.prproj"})
+            write("Documents/Adobe Premiere Pro Auto-Save/" + QString::fromUtf8(file));
+        for (const char* file :
+             {"CurrentVersion", "Backups/Ceremony 2026-11-16 10-00", "Backups/Ceremony 2026-11-18 10-00"})
+            write("Movies/Wedding.fcpbundle/Ceremony/" + QString::fromUtf8(file) + ".fcpevent");
+    }
+    void TearDown() override {
+        BMAuthorization::installShared(std::move(m_previousAuthorization));
+        TempHomeTest::TearDown();
+    }
 
-    QString premiere() const;
-    QString library() const;
-    // A file under the home with the given contents (its own relative path when empty).
-    QString write(const QString& relative, const QByteArray& contents = QByteArray()) const;
-    QByteArray read(const QString& path) const;
-    bool exists(const QString& path) const;
+    QString premiere(const QString& relative = "") const {
+        const QString location = home().home() + "/Documents/Adobe Premiere Pro Auto-Save";
+        return relative.isEmpty() ? location : location + '/' + relative;
+    }
+    QString library(const QString& relative) const {
+        return home().home() + "/Movies/Wedding.fcpbundle/" + relative;
+    }
+    QString write(const QString& relative, const QByteArray& contents = QByteArray()) const {
+        const QString path = home().home() + '/' + relative;
+        QDir().mkpath(QFileInfo(path).path());
+        QFile file(path);
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly)) << path.toStdString();
+        file.write(contents.isEmpty() ? relative.toUtf8() : contents);
+        return path;
+    }
+    static QByteArray read(const QString& path) {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
 
-    // The catalogue of both locations as the scanner builds it now.
-    BMProjectList scan() const;
-    BMProjectPtr project(const BMProjectList& projects, const QString& name) const;
-    BMAutoItemPtr item(const BMProjectList& projects, const QString& name) const;
-    SelectedRow projectRow(const BMProjectList& projects, const QString& name) const;
-    SelectedRow itemRow(const BMProjectList& projects, const QString& name) const;
+    // Scans both locations as the scanner finds them now.
+    void scan() {
+        projects.clear();
+        for (const QString& location : {premiere(), library("").chopped(1)})
+            projects += AutosaveFolderScanner().projectsFromFolder(location).value_or(BMProjectList());
+    }
+    SelectedRows rows(const QStringList& names) const { return selectRows(projects, names); }
 
     // The home's Trash: name in the Trash -> the original path its record holds.
-    QMap<QString, QString> trashRecords() const;
-    QString trashFolder() const;
-    // Every entry of a zip archive (folders end in "/") with its contents.
-    static QMap<QString, QByteArray> zipEntries(const QString& archive);
-    QString logText() const;
+    QMap<QString, QString> trashRecords() const {
+        QMap<QString, QString> records;
+        const QString trash = home().home() + "/.local/share/Trash";
+        const QDir info(trash + "/info");
+        for (const QString& name : info.entryList({"*.trashinfo"}, QDir::Files)) {
+            QFile file(info.filePath(name));
+            const QString inTrash = name.chopped(QStringLiteral(".trashinfo").size());
+            // Only records whose item really is in the Trash count.
+            if (file.open(QIODevice::ReadOnly) && QFileInfo::exists(trash + "/files/" + inTrash))
+                records.insert(inTrash, LinuxPlatform::originalPathFromTrashRecord(file.readAll()));
+        }
+        return records;
+    }
+    // The entries of a zip archive, sorted, folders ending in "/".
+    static QStringList zipNames(const QString& path) {
+        QStringList names;
+        archive* reader = archive_read_new();
+        archive_read_support_format_zip(reader);
+        EXPECT_EQ(archive_read_open_filename(reader, QFile::encodeName(path).constData(), 1 << 16),
+                  ARCHIVE_OK);
+        for (archive_entry* entry = nullptr; archive_read_next_header(reader, &entry) == ARCHIVE_OK;) {
+            const QString name = QString::fromUtf8(archive_entry_pathname_utf8(entry));
+            names << (archive_entry_filetype(entry) == AE_IFDIR && !name.endsWith('/') ? name + '/' : name);
+        }
+        archive_read_free(reader);
+        names.sort();
+        return names;
+    }
+
+    BMProjectList projects;
 
 private:
     std::unique_ptr<BMAuthorization> m_previousAuthorization;
 };
-
-// Table rows print as their names in test output.
-template <typename Row>
-requires requires(const Row& row) {
-    row.rowName;
-}
-void PrintTo(const Row& row, std::ostream* out) {
-    *out << row.rowName;
-}

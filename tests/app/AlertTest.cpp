@@ -1,66 +1,14 @@
-#include "TempHome.h"
+#include "WindowFixture.h"
 #include "app/BMAlert.h"
 #include "foundation/BMSettings.h"
 
-#include <QAbstractButton>
-#include <QApplication>
 #include <QCheckBox>
-#include <QElapsedTimer>
 #include <QMainWindow>
-#include <QMessageBox>
-#include <QPointer>
-#include <QPushButton>
-#include <QTimer>
 
 #include <atomic>
 #include <thread>
 
 namespace {
-
-QMessageBox* visibleAlert() {
-    for (QWidget* widget : QApplication::allWidgets()) {
-        if (auto* box = qobject_cast<QMessageBox*>(widget); box && box->isVisible())
-            return box;
-    }
-    return nullptr;
-}
-
-QStringList buttonTitles(QMessageBox* box) {
-    QStringList titles;
-    for (QAbstractButton* button : box->buttons())
-        titles << button->text();
-    titles.sort();
-    return titles;
-}
-
-// Pumps events until the predicate holds or ten seconds pass.
-bool waitFor(const std::function<bool()>& done) {
-    QElapsedTimer clock;
-    clock.start();
-    while (!done() && clock.elapsed() < 10000)
-        QApplication::processEvents(QEventLoop::AllEvents, 20);
-    return done();
-}
-
-// Clicks the button with the title as soon as an alert shows, from the main loop.
-void answerWhenShown(const QString& title, QStringList* seenButtons = nullptr, QString* seenText = nullptr) {
-    auto* poll = new QTimer;
-    QObject::connect(poll, &QTimer::timeout, poll, [=] {
-        QMessageBox* box = visibleAlert();
-        if (!box)
-            return;
-        if (seenButtons)
-            *seenButtons = buttonTitles(box);
-        if (seenText)
-            *seenText = box->informativeText();
-        for (QAbstractButton* button : box->buttons()) {
-            if (button->text() == title)
-                button->click();
-        }
-        poll->deleteLater();
-    });
-    poll->start(20);
-}
 
 class Receiver : public QObject {
     Q_OBJECT
@@ -81,15 +29,6 @@ protected:
     }
 };
 
-} // namespace
-
-TEST_F(Alert, MessageOnlyShowsOneDefaultButtonAndReturnsOne) {
-    QStringList buttons;
-    answerWhenShown("OK", &buttons);
-    EXPECT_EQ(BMAlert::alertSheetWithMessageText("Removed", "", nullptr), 1);
-    EXPECT_EQ(buttons, QStringList{"OK"});
-}
-
 struct ButtonCase {
     const char* name;
     const char* pressed;
@@ -97,12 +36,22 @@ struct ButtonCase {
 };
 class AlertButtons : public Alert, public ::testing::WithParamInterface<ButtonCase> {};
 
+} // namespace
+
+TEST_F(Alert, AMessageHasOneButtonAndShowsPercentSignsAsTheyAre) {
+    Answerer answer("OK");
+    EXPECT_EQ(BMAlert::alertSheetWithMessageText("Done", "100% of %@ moved", nullptr), 1);
+    EXPECT_EQ(answer.buttons, QStringList{"OK"});
+    EXPECT_EQ(answer.informative, "100% of %@ moved");
+}
+
 TEST_P(AlertButtons, EachButtonHasItsAnswer) {
     QMainWindow window;
     window.show();
-    answerWhenShown(GetParam().pressed);
+    Answerer answer(GetParam().pressed);
     const BMAlert::Texts texts{"Remove 3 autosaves?", "Remove", "Cancel", "Show", "They go to the Trash."};
     EXPECT_EQ(BMAlert::alertSheetWithButtons(texts, &window, true), GetParam().expected);
+    EXPECT_EQ(answer.buttons, (QStringList{"Cancel", "Remove", "Show"}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Buttons, AlertButtons,
@@ -111,46 +60,33 @@ INSTANTIATE_TEST_SUITE_P(Buttons, AlertButtons,
                                            ButtonCase{"Other", "Show", -1}),
                          [](const auto& info) { return std::string(info.param.name); });
 
-TEST_F(Alert, InformativeTextShowsPercentSignsAsTheyAre) {
-    QString informative;
-    answerWhenShown("OK", nullptr, &informative);
-    BMAlert::alertSheetWithMessageText("Done", "100% of %@ moved", nullptr);
-    EXPECT_EQ(informative, "100% of %@ moved");
-}
-
 TEST_F(Alert, NonBlockingReturnsAtOnceAndLaterCallsTheDelegate) {
     Receiver receiver;
-    const int result = BMAlert::alertSheetWithAlertObject({"Archive finished", "OK", "Reveal", {}, {}},
-                                                          nullptr, &receiver, "sheetEnded", false, nullptr);
-    EXPECT_EQ(result, -1);
+    EXPECT_EQ(BMAlert::alertSheetWithAlertObject({"Archive finished", "OK", "Reveal", {}, {}}, nullptr,
+                                                 &receiver, "sheetEnded", false, nullptr),
+              -1);
     ASSERT_NE(visibleAlert(), nullptr);
     EXPECT_EQ(receiver.calls, 0);
-    for (QAbstractButton* button : visibleAlert()->buttons()) {
-        if (button->text() == "Reveal")
-            button->click();
-    }
+    clickButton(visibleAlert(), "Reveal");
     EXPECT_EQ(receiver.calls, 1);
     EXPECT_EQ(receiver.lastAnswer, 0);
 }
 
-TEST_F(Alert, DelegateWithoutTheSelectorShowsNothing) {
+TEST_F(Alert, TheDelegateFormBlocksEvenWhenAskedNotToAndNeedsTheSelector) {
     Receiver receiver;
-    testing::internal::CaptureStdout();
-    const int result = BMAlert::alertSheetWithDelegate({"Question", "Yes", "No", {}, {}}, nullptr, &receiver,
-                                                       "missingSelector", true);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "Alert error: delegate does not respond to selector missingSelector\n");
-    EXPECT_EQ(result, -1);
-    EXPECT_EQ(visibleAlert(), nullptr);
-}
-
-TEST_F(Alert, DelegateFormBlocksEvenWhenAskedNotTo) {
-    Receiver receiver;
-    answerWhenShown("No");
+    Answerer answer("No");
     EXPECT_EQ(BMAlert::alertSheetWithDelegate({"Question", "Yes", "No", {}, {}}, nullptr, &receiver,
                                               "sheetEnded", false),
               0);
     EXPECT_EQ(receiver.calls, 1);
+
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(BMAlert::alertSheetWithDelegate({"Question", "Yes", "No", {}, {}}, nullptr, &receiver,
+                                              "missingSelector", true),
+              -1);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Alert error: delegate does not respond to selector missingSelector\n");
+    EXPECT_EQ(answer.count, 1); // nothing shown
 }
 
 TEST_F(Alert, TimedAlertAnswersItselfAndGoes) {
@@ -164,59 +100,45 @@ TEST_F(Alert, TimedAlertAnswersItselfAndGoes) {
 }
 
 TEST_F(Alert, UserAnswerBeatsTheTimerAndTheLateTimerChangesNothing) {
-    answerWhenShown("Stop");
     auto reused = std::make_shared<BMAlert>();
-    EXPECT_EQ(
-        BMAlert::timedAlertSheetWithMessageText({"Cleaning in progress", "OK", "Stop", {}, {}}, nullptr, 1),
-        0);
+    {
+        Answerer answer("Stop");
+        EXPECT_EQ(BMAlert::timedAlertSheetWithMessageText({"Cleaning in progress", "OK", "Stop", {}, {}},
+                                                          nullptr, 1),
+                  0);
+    }
     // The same kind of question again while the first timer is still pending.
-    answerWhenShown("No");
+    Answerer answer("No");
     EXPECT_EQ(BMAlert::alertSheetWithAlertObject({"Again?", "Yes", "No", {}, {}}, nullptr, nullptr, nullptr,
                                                  true, reused),
               0);
     std::this_thread::sleep_for(std::chrono::milliseconds(1300));
+    EXPECT_EQ(reused->returnCode(), 0);
+    reused->defaultReturnAfterTimeInterval(0); // a timer of its own, late too
     EXPECT_EQ(reused->returnCode(), 0);
 }
 
 TEST_F(Alert, WindowWithASheetGetsTheAlertInAWindowOfItsOwn) {
     QMainWindow window;
     window.show();
-    auto* sheet = new QMessageBox(&window);
+    auto sheet = std::make_unique<QMessageBox>(&window);
     sheet->setWindowModality(Qt::WindowModal);
     sheet->show();
-
-    QPointer<QWidget> parentSeen = &window;
-    auto* poll = new QTimer;
-    QObject::connect(poll, &QTimer::timeout, poll, [&, poll] {
-        for (QWidget* widget : QApplication::allWidgets()) {
-            auto* box = qobject_cast<QMessageBox*>(widget);
-            if (box && box != sheet && box->isVisible()) {
-                parentSeen = box->parentWidget();
-                box->buttons().first()->click();
-                poll->deleteLater();
-                return;
-            }
-        }
-    });
-    poll->start(20);
+    Answerer answer("OK", sheet.get());
     EXPECT_EQ(BMAlert::alertSheetWithMessageText("Second question", "", &window), 1);
-    EXPECT_EQ(parentSeen, nullptr);
-    delete sheet;
+    EXPECT_EQ(answer.count, 1);
+    EXPECT_EQ(answer.parent, nullptr);
 }
 
 TEST_F(Alert, SuppressionBoxIsBoundToItsSetting) {
-    auto* poll = new QTimer;
-    QObject::connect(poll, &QTimer::timeout, poll, [poll] {
-        QMessageBox* box = visibleAlert();
-        if (!box || !box->checkBox())
-            return;
+    Answerer answer("OK");
+    answer.beforeAnswer = [](QMessageBox* box) {
+        ASSERT_NE(box->checkBox(), nullptr);
         box->checkBox()->setChecked(true);
-        box->buttons().first()->click();
-        poll->deleteLater();
-    });
-    poll->start(20);
-    BMAlert::alertSheetWithSuppressionBinding({"Moved to the Trash", {}, {}, {}, {}}, nullptr, nullptr,
+    };
+    BMAlert::alertSheetWithSuppressionBinding({"Moved to the Trash", "OK", {}, {}, {}}, nullptr, nullptr,
                                               nullptr, true, nullptr, "suppressTrashNotice");
+    EXPECT_EQ(answer.count, 1);
     EXPECT_TRUE(BMSettings::standard().boolValue("suppressTrashNotice"));
 }
 
@@ -228,10 +150,7 @@ TEST_F(Alert, WorkerThreadWaitsWhileTheMainThreadShowsAndAnswers) {
     });
     ASSERT_TRUE(waitFor([] { return visibleAlert() != nullptr; }));
     EXPECT_EQ(result, -99); // still waiting for the answer
-    for (QAbstractButton* button : visibleAlert()->buttons()) {
-        if (button->text() == "Remove")
-            button->click();
-    }
+    clickButton(visibleAlert(), "Remove");
     EXPECT_TRUE(waitFor([&] { return result != -99; }));
     worker.join();
     EXPECT_EQ(result, 1);

@@ -1,139 +1,75 @@
-#include "app/AppController.h"
-
-#include "TempHome.h"
-#include "app/AutosaveOutlineModel.h"
-#include "app/BMOutlineView.h"
+#include "WindowFixture.h"
 #include "app/BusySpinner.h"
-#include "app/MainWindow.h"
 #include "app/PreferencesWindow.h"
 #include "catalogue/AutosaveType.h"
+#include "catalogue/OutlineText.h"
 #include "foundation/BMSettings.h"
 #include "foundation/PlistFile.h"
 #include "foundation/SettingsKeys.h"
 
-#include <QAbstractItemModelTester>
 #include <QCheckBox>
-#include <QDir>
 #include <QHeaderView>
 #include <QLabel>
 #include <QListWidget>
-#include <QSignalSpy>
 #include <QTabWidget>
 #include <QToolButton>
+#include <QUrlQuery>
 
 namespace {
 
-class Controller : public TempHomeTest {
+// Alpha (1,023 bytes), Beta (1,536 and 2,048) and Gamma (100) in the Premiere location, Promo
+// (a Motion autosave of 500) in a vault.
+class Controller : public WindowTest {
 protected:
     void SetUp() override {
-        TempHomeTest::SetUp();
-        premiere = home().makeFolder("Users/jö ed/Documents/Adobe Premiere Pro Auto-Save");
-        file("Alpha/Alpha-1.prproj", 1023);
-        file("Beta/Beta-1.prproj", 1536);
-        file("Beta/Beta-2.prproj", 2048);
-        file("Gamma/Gamma-1.prproj", 100);
-        vault = home().makeFolder("Users/jö ed/Movies/Autosave Vault");
-        home().writeFile("Users/jö ed/Movies/Autosave Vault/Promo/Promo_2026-11-02_1030.motn",
-                         QByteArray(500, 'm'));
+        WindowTest::SetUp();
+        premiere = home().home() + "/Documents/Adobe Premiere Pro Auto-Save";
+        vault = home().home() + "/Movies/Autosave Vault";
+        for (const auto& [file, size] : {std::pair{"Alpha/Alpha-1.prproj", 1023},
+                                         {"Beta/Beta-1.prproj", 1536},
+                                         {"Beta/Beta-2.prproj", 2048},
+                                         {"Gamma/Gamma-1.prproj", 100}})
+            write("Documents/Adobe Premiere Pro Auto-Save/" + QString(file), QByteArray(size, 'p'));
+        write("Movies/Autosave Vault/Promo/Promo_2026-11-02_1030.motn", QByteArray(500, 'm'));
         settings().setValue(SettingsKey::autosavePaths, QStringList{premiere, vault});
     }
-    void TearDown() override {
-        controller.reset();
-        TempHomeTest::TearDown();
-    }
-
     static BMSettings& settings() { return BMSettings::standard(); }
-
-    void file(const QString& relative, int size) {
-        home().writeFile(premiere.mid(home().root().size() + 1) + "/" + relative, QByteArray(size, 'p'));
-    }
-
-    void start() {
-        AppController::Environment env;
-        env.authorize = [this] { return ++authorizations, authorizeAnswer; };
-        env.chooseFolder = [this](QWidget*) { return chosenFolder; };
-        env.openUrl = [this](const QUrl& url) { return opened << url, true; };
-        env.sharedAvidAttics = {home().root() + "/Shared/AvidMediaComposer/Avid Attic"};
-        env.searchIntervalMs = 3600 * 1000;
-        controller = std::make_unique<AppController>(env);
-        tester = std::make_unique<QAbstractItemModelTester>(
-            controller->model(), QAbstractItemModelTester::FailureReportingMode::Fatal);
-        ASSERT_TRUE(controller->awakeFromNib());
-        QSignalSpy rebuilt(controller.get(), &AppController::catalogueRebuilt);
-        controller->applicationDidFinishLaunching();
-        ASSERT_TRUE(rebuilt.wait(10000));
-    }
-
-    void rebuild(bool save = true) {
-        QSignalSpy rebuilt(controller.get(), &AppController::catalogueRebuilt);
-        save ? controller->populateData() : controller->populateDataNoSave();
-        ASSERT_TRUE(rebuilt.wait(10000));
-        controller->waitForWorkers();
-    }
-
-    QStringList projectNames() const {
-        QStringList names;
-        for (const BMProjectPtr& project : controller->dataArray())
-            names << project->name();
-        return names;
-    }
-
-    QModelIndex projectIndex(const QString& name) const {
-        const BMProjectList& projects = controller->dataArray();
-        for (int row = 0; row < projects.size(); ++row) {
-            if (projects[row]->name() == name)
-                return controller->model()->index(row, 0);
-        }
-        return QModelIndex();
-    }
-
-    void select(const QList<QModelIndex>& rows) {
-        QItemSelectionModel* selection = controller->mainWindow()->outlineView()->selectionModel();
-        selection->clearSelection();
-        for (const QModelIndex& row : rows)
-            selection->select(row, QItemSelectionModel::Select | QItemSelectionModel::Rows);
-    }
-
-    void clickHeader(int section) {
-        Q_EMIT controller->mainWindow()->outlineView()->header()->sectionClicked(section);
-    }
+    void clickHeader(int section) { Q_EMIT outline()->header()->sectionClicked(section); }
 
     QString premiere;
     QString vault;
-    bool authorizeAnswer = true;
-    int authorizations = 0;
-    QString chosenFolder;
-    QList<QUrl> opened;
-    std::unique_ptr<AppController> controller;
-    std::unique_ptr<QAbstractItemModelTester> tester;
 };
 
 } // namespace
 
-TEST_F(Controller, FirstStartListsEveryLocationSortedByName) {
+TEST_F(Controller, FirstStartListsEveryLocationAndTheSharedAtticsThatExistSortedByName) {
+    home().writeFile("Shared/AvidMediaComposer/Avid Attic/Feature/Bins/Reel 1/Reel 1.avb.1", "bin");
     start();
-    EXPECT_EQ(projectNames(), (QStringList{"Alpha", "Beta", "Gamma", "Promo"}));
+    EXPECT_EQ(projectNames(), (QStringList{"Alpha", "Beta", "Feature", "Gamma", "Promo"}));
     EXPECT_FALSE(controller->isLaunching());
     EXPECT_FALSE(controller->mainWindow()->spinner()->isSpinning());
-    EXPECT_EQ(controller->mainWindow()->statusLabel()->text(), "4 projects, 5 autosaves, 5.08 KB");
+    EXPECT_EQ(controller->mainWindow()->statusLabel()->text(), "5 projects, 6 autosaves, 5.09 KB");
     // The auto-clean folder's list holds every scanned location, home abbreviated.
     EXPECT_EQ(controller->preferencesWindow()->autosaveFolderChoices(),
-              (QStringList{"~/Documents/Adobe Premiere Pro Auto-Save", "~/Movies/Autosave Vault"}));
+              (QStringList{"~/Documents/Adobe Premiere Pro Auto-Save", "~/Movies/Autosave Vault",
+                           home().root() + "/Shared/AvidMediaComposer/Avid Attic"}));
 }
 
 TEST_F(Controller, CellsShowTheOutlineTexts) {
     start();
-    AutosaveOutlineModel* model = controller->model();
-    const QModelIndex alpha = projectIndex("Alpha");
+    const AutosaveOutlineModel* model = controller->model();
     const QModelIndex beta = projectIndex("Beta");
-    EXPECT_EQ(model->index(alpha.row(), AutosaveOutlineModel::SizeColumn).data().toString(), "1,023 B");
-    EXPECT_EQ(model->index(beta.row(), AutosaveOutlineModel::SizeColumn).data().toString(), "3.5 KB");
-    EXPECT_EQ(model->index(0, AutosaveOutlineModel::NameColumn, beta).data().toString(), "Beta-1.prproj");
-    EXPECT_FALSE(model->index(0, AutosaveOutlineModel::DateColumn, beta).data().toString().isEmpty());
-    EXPECT_FALSE(model->index(0, AutosaveOutlineModel::NameColumn, beta)
-                     .data(Qt::DecorationRole)
-                     .value<QIcon>()
-                     .isNull());
+    const auto cell = [&](const QModelIndex& row, int column) { return row.siblingAtColumn(column).data(); };
+    EXPECT_EQ(cell(projectIndex("Alpha"), AutosaveOutlineModel::SizeColumn), "1,023 B");
+    EXPECT_EQ(cell(beta, AutosaveOutlineModel::SizeColumn), "3.5 KB");
+    const BMProjectPtr project = controller->dataArray()[beta.row()];
+    EXPECT_EQ(cell(beta, AutosaveOutlineModel::DateColumn),
+              OutlineText().projectDateText(project->startDate(), project->endDate()));
+    const QModelIndex first = model->index(0, 0, beta);
+    EXPECT_EQ(cell(first, AutosaveOutlineModel::NameColumn), "Beta-1.prproj");
+    EXPECT_EQ(cell(first, AutosaveOutlineModel::DateColumn),
+              OutlineText().itemDateText(project->children()[0]->createdDate()));
+    EXPECT_FALSE(first.data(Qt::DecorationRole).value<QIcon>().isNull());
 }
 
 TEST_F(Controller, HeaderClicksSortAscendingThenDescending) {
@@ -146,38 +82,34 @@ TEST_F(Controller, HeaderClicksSortAscendingThenDescending) {
     clickHeader(AutosaveOutlineModel::NameColumn);
     EXPECT_EQ(projectNames(), (QStringList{"Promo", "Gamma", "Beta", "Alpha"}));
     EXPECT_TRUE(settings().boolValue(SettingsKey::sortedDescending));
-    EXPECT_EQ(controller->mainWindow()->outlineView()->header()->sortIndicatorOrder(), Qt::DescendingOrder);
+    EXPECT_EQ(outline()->header()->sortIndicatorOrder(), Qt::DescendingOrder);
 
-    // Another column starts ascending.
+    // Another column starts ascending, and the user's choice comes back after a rebuild.
     clickHeader(AutosaveOutlineModel::SizeColumn);
     EXPECT_EQ(projectNames(), (QStringList{"Gamma", "Promo", "Alpha", "Beta"}));
-    EXPECT_EQ(settings().stringValue(SettingsKey::sortedColumn), "colSize");
     EXPECT_EQ(settings().stringValue(SettingsKey::sortColumn), "colSize");
-
-    // The user's choice comes back after a rebuild.
-    rebuild();
+    expectRebuild([&] { controller->populateData(); });
     EXPECT_EQ(projectNames(), (QStringList{"Gamma", "Promo", "Alpha", "Beta"}));
 }
 
 TEST_F(Controller, ExpandedRowsSurviveRebuildsBySortAndByPath) {
     start();
-    BMOutlineView* outline = controller->mainWindow()->outlineView();
-    outline->expand(projectIndex("Beta"));
+    outline()->expand(projectIndex("Beta"));
     clickHeader(AutosaveOutlineModel::SizeColumn); // moves Beta; it stays open
-    EXPECT_TRUE(outline->isExpanded(projectIndex("Beta")));
+    EXPECT_TRUE(outline()->isExpanded(projectIndex("Beta")));
 
-    rebuild();
-    EXPECT_TRUE(outline->isExpanded(projectIndex("Beta")));
-    EXPECT_FALSE(outline->isExpanded(projectIndex("Alpha")));
+    expectRebuild([&] { controller->populateData(); });
+    EXPECT_TRUE(outline()->isExpanded(projectIndex("Beta")));
+    EXPECT_FALSE(outline()->isExpanded(projectIndex("Alpha")));
     EXPECT_EQ(settings().stringListValue(SettingsKey::expandedItems), QStringList{premiere + "/Beta"});
 
     // A renamed folder is another path: it comes back closed.
     ASSERT_TRUE(QDir().rename(premiere + "/Beta", premiere + "/Beta Renamed"));
-    rebuild();
-    EXPECT_FALSE(outline->isExpanded(projectIndex("Beta Renamed")));
+    expectRebuild([&] { controller->populateData(); });
+    EXPECT_FALSE(outline()->isExpanded(projectIndex("Beta Renamed")));
 }
 
-TEST_F(Controller, OpenButtonIsTitledByTheKindsSelected) {
+TEST_F(Controller, OpenButtonIsTitledByTheKindsSelectedAndOnlyOneKindGetsTheMenu) {
     start();
     const QModelIndex beta = projectIndex("Beta");
     const QModelIndex promo = projectIndex("Promo");
@@ -186,76 +118,54 @@ TEST_F(Controller, OpenButtonIsTitledByTheKindsSelected) {
     select({});
     EXPECT_FALSE(open->isEnabled());
     EXPECT_FALSE(controller->mainWindow()->removeButton()->isEnabled());
-    EXPECT_EQ(controller->mainWindow()->outlineView()->menu(), nullptr);
+    EXPECT_EQ(outline()->menu(), nullptr);
 
     select({beta});
     EXPECT_TRUE(open->isEnabled());
     EXPECT_EQ(open->text(), "Open in Premiere");
-    EXPECT_EQ(controller->mainWindow()->outlineView()->menu(), controller->mainWindow()->contextMenu());
-
+    EXPECT_EQ(outline()->menu(), controller->mainWindow()->contextMenu());
     select({controller->model()->index(0, 0, promo)});
     EXPECT_EQ(open->text(), "Open in Motion");
-
     select({controller->model()->index(1, 0, beta), controller->model()->index(0, 0, promo)});
     EXPECT_EQ(open->text(), "Open in Apps");
-    EXPECT_EQ(controller->mainWindow()->outlineView()->menu(), nullptr);
-}
+    EXPECT_EQ(outline()->menu(), nullptr);
 
-TEST_F(Controller, AProjectWithoutAutosavesGivesOpenInApps) {
-    start();
+    // A project without autosaves is of no kind.
     controller->setDataArray({BMProject::projectType(AutosaveType::Premiere, "Empty", "/x/Empty")});
     select({controller->model()->index(0, 0)});
-    EXPECT_EQ(controller->mainWindow()->openButton()->text(), "Open in Apps");
+    EXPECT_EQ(open->text(), "Open in Apps");
 }
 
-TEST_F(Controller, AddingAFolderTakesItsVaultOnceAndRebuilds) {
+TEST_F(Controller, AddedFoldersAreStoredOnceWithTheirVaultAndRemovedOnesForgotten) {
     start();
     const QString project = home().makeFolder("Volumes/Edit/Project");
     home().writeFile("Volumes/Edit/Project/Autosave Vault/Spot/Spot_2026-11-01_0900.motn", "m");
-    chosenFolder = project;
-    QSignalSpy rebuilt(controller.get(), &AppController::catalogueRebuilt);
-    controller->prefsAddManualPath();
-    ASSERT_TRUE(rebuilt.wait(10000));
     const QString expected = project + "/Autosave Vault";
+    chosenFolder = project;
+    expectRebuild([&] { controller->prefsAddManualPath(); });
     EXPECT_EQ(settings().stringListValue(SettingsKey::manualPaths), QStringList{expected});
     EXPECT_EQ(settings().stringListValue(SettingsKey::autosavePaths),
               (QStringList{premiere, vault, expected}));
     EXPECT_TRUE(projectNames().contains("Spot"));
     EXPECT_EQ(controller->preferencesWindow()->manualPathList()->count(), 1);
 
-    controller->prefsAddManualPath();
-    ASSERT_TRUE(rebuilt.wait(10000));
-    EXPECT_EQ(settings().stringListValue(SettingsKey::manualPaths), QStringList{expected});
-
-    // Cancelling the panel still rebuilds.
+    expectRebuild([&] { controller->prefsAddManualPath(); }); // the same folder again
+    chosenFolder = vault;                                     // a vault is taken as chosen
+    expectRebuild([&] { controller->prefsAddManualPath(); });
     chosenFolder.clear();
-    controller->prefsAddManualPath();
-    EXPECT_TRUE(rebuilt.wait(10000));
-}
+    expectRebuild([&] { controller->prefsAddManualPath(); }); // cancelling the panel still rebuilds
+    EXPECT_EQ(settings().stringListValue(SettingsKey::manualPaths), (QStringList{expected, vault}));
+    EXPECT_EQ(settings().stringListValue(SettingsKey::autosavePaths),
+              (QStringList{premiere, vault, expected}));
 
-TEST_F(Controller, AVaultIsTakenAsChosen) {
-    start();
-    chosenFolder = vault;
-    controller->prefsAddManualPath();
-    controller->waitForWorkers();
+    controller->preferencesWindow()->manualPathList()->setCurrentRow(0);
+    expectNoRebuild([&] { controller->prefsRemoveManualPath(); });
+    EXPECT_EQ(controller->manualPathArray(), QStringList{vault});
     EXPECT_EQ(settings().stringListValue(SettingsKey::manualPaths), QStringList{vault});
     EXPECT_EQ(settings().stringListValue(SettingsKey::autosavePaths), (QStringList{premiere, vault}));
-}
-
-TEST_F(Controller, RemovingAFolderForgetsItWithoutARebuild) {
-    settings().setValue(SettingsKey::manualPaths, QStringList{vault});
-    start();
-    controller->preferencesWindow()->manualPathList()->setCurrentRow(0);
-    QSignalSpy rebuilt(controller.get(), &AppController::catalogueRebuilt);
-    controller->prefsRemoveManualPath();
-    EXPECT_FALSE(rebuilt.wait(300));
-    EXPECT_TRUE(settings().stringListValue(SettingsKey::manualPaths).isEmpty());
-    EXPECT_EQ(settings().stringListValue(SettingsKey::autosavePaths), QStringList{premiere});
-    EXPECT_EQ(controller->manualPathArray(), QStringList());
-
-    // Nothing selected: nothing happens.
-    controller->prefsRemoveManualPath();
-    EXPECT_EQ(settings().stringListValue(SettingsKey::autosavePaths), QStringList{premiere});
+    controller->preferencesWindow()->manualPathList()->setCurrentRow(-1);
+    controller->prefsRemoveManualPath(); // nothing selected: nothing happens
+    EXPECT_EQ(settings().stringListValue(SettingsKey::manualPaths), QStringList{vault});
 }
 
 TEST_F(Controller, TurningTheAdminPasswordOffNeedsAuthorisation) {
@@ -283,10 +193,7 @@ TEST_F(Controller, TurningTheAdminPasswordOffNeedsAuthorisation) {
 TEST_F(Controller, RefusedAuthorisationAtStartEndsTheApplication) {
     settings().setComputerWideValue(SettingsKey::requireAdminPassword, 1);
     authorizeAnswer = false;
-    AppController::Environment env;
-    env.authorize = [this] { return ++authorizations, authorizeAnswer; };
-    env.sharedAvidAttics = {};
-    controller = std::make_unique<AppController>(env);
+    controller = std::make_unique<AppController>(environment());
     EXPECT_FALSE(controller->awakeFromNib());
     EXPECT_EQ(authorizations, 1);
     EXPECT_TRUE(controller->preferencesWindow()->adminPasswordBox()->isChecked());
@@ -299,40 +206,28 @@ TEST_F(Controller, AnalyticsSwitchIsWrittenToItsOwnFile) {
     EXPECT_FALSE(settings().hasValue(SettingsKey::logQC));
 }
 
-TEST_F(Controller, BecomingActiveRebuildsOnlyWhenIdle) {
+TEST_F(Controller, BecomingActiveOrShowingTheLocationsTabRebuildsOnlyWhenIdle) {
     start();
-    QSignalSpy rebuilt(controller.get(), &AppController::catalogueRebuilt);
     controller->startProgressSpinner();
-    controller->applicationBecameActive();
-    EXPECT_FALSE(rebuilt.wait(300));
+    expectNoRebuild([&] { controller->applicationBecameActive(); });
     controller->stopProgressSpinner();
-    controller->applicationBecameActive();
-    EXPECT_TRUE(rebuilt.wait(10000));
-}
-
-TEST_F(Controller, OnlyTheLocationsTabRebuilds) {
-    start();
-    QSignalSpy rebuilt(controller.get(), &AppController::catalogueRebuilt);
-    controller->preferencesWindow()->tabs()->setCurrentIndex(PreferencesWindow::RemovalTab);
-    EXPECT_FALSE(rebuilt.wait(300));
-    controller->preferencesWindow()->tabs()->setCurrentIndex(PreferencesWindow::LocationsTab);
-    EXPECT_TRUE(rebuilt.wait(10000));
-}
-
-TEST_F(Controller, SharedAtticsAreScannedWhenTheyExist) {
-    home().writeFile("Shared/AvidMediaComposer/Avid Attic/Feature/Bins/Reel 1/Reel 1.avb.1", "bin");
-    start();
-    EXPECT_TRUE(projectNames().contains("Feature"));
-    EXPECT_TRUE(controller->preferencesWindow()->autosaveFolderChoices().last().endsWith("Avid Attic"));
+    expectRebuild([&] { controller->applicationBecameActive(); });
+    QTabWidget* tabs = controller->preferencesWindow()->tabs();
+    expectNoRebuild([&] { tabs->setCurrentIndex(PreferencesWindow::RemovalTab); });
+    expectRebuild([&] { tabs->setCurrentIndex(PreferencesWindow::LocationsTab); });
 }
 
 TEST_F(Controller, HelpAndLogMenusOpenTheirPlaces) {
     start();
+    QCoreApplication::setApplicationVersion("1.0 beta");
     controller->helpReportBug();
+    QCoreApplication::setApplicationVersion(QString());
     controller->viewLog();
     controller->helpUserManual(); // no manual installed: nothing opens
     ASSERT_EQ(opened.size(), 2);
     EXPECT_EQ(opened[0].path(), "/halvern/bugreport");
+    EXPECT_EQ(QUrlQuery(opened[0]).queryItemValue("app"), "vestry");
+    EXPECT_EQ(QUrlQuery(opened[0]).queryItemValue("version", QUrl::FullyEncoded), "1.0%20beta");
     EXPECT_TRUE(opened[1].toLocalFile().endsWith("/Brightmoor/Vestry.1.log"));
 }
 
@@ -343,7 +238,7 @@ TEST_F(Controller, AFolderFoundByTheNameSearchIsStoredAndShown) {
     const QString locate =
         home().writeFile("tools/locate", "#!/bin/sh\ncase \"$*\" in *'Autosave Vault'*) printf '%s\\0' '" +
                                              found.toUtf8() + "';; esac\n");
-    QFile::setPermissions(locate, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    QFile::setPermissions(locate, QFileDevice::ReadOwner | QFileDevice::ExeOwner);
     home().platform().setToolPath(Tool::Plocate, home().root() + "/missing/plocate");
     home().platform().setToolPath(Tool::Locate, locate);
 

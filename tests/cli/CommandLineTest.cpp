@@ -1,0 +1,330 @@
+// The command line as a user meets it: the built program run as a subprocess, with its home,
+// settings and Trash inside the test's temporary folder.
+#include "catalogue/OutlineText.h"
+#include "foundation/BMSettings.h"
+#include "foundation/PlistFile.h"
+#include "foundation/SettingsKeys.h"
+#include "foundation/platform/linux/LinuxPlatform.h"
+#include "support/TempHome.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QThread>
+#include <QTimeZone>
+
+#include <archive.h>
+#include <archive_entry.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <unistd.h>
+
+namespace {
+
+struct Outcome {
+    int exitCode = -1;
+    QString out;
+    QString err;
+};
+
+const QStringList kAll{"Alpha/Alpha-1.prproj", "Beta/Beta-1.prproj", "Beta/Beta-2.prproj",
+                       "Beta/Beta-3.prproj"};
+
+// A Premiere location with Alpha (one autosave of 200 bytes) and Beta (three of 180, created in
+// this order a few milliseconds apart, so that the newest is known).
+class CommandLine : public TempHomeTest {
+protected:
+    void SetUp() override {
+        TempHomeTest::SetUp();
+        // Root working for another user at the console keeps its settings in that user's home.
+        LinuxPlatform real;
+        if (real.userId() == 0 && real.consoleUser() != real.userName())
+            GTEST_SKIP() << "running as root for another console user";
+        premiere = home().home() + "/Documents/Adobe Premiere Pro Auto-Save";
+        for (const QString& name : kAll) {
+            write(autosave(name), name.toUtf8().repeated(10));
+            QThread::msleep(5);
+        }
+    }
+
+    static void write(const QString& path, const QByteArray& contents = "x") {
+        QDir().mkpath(QFileInfo(path).path());
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly)) << path.toStdString();
+        file.write(contents);
+    }
+    static QProcessEnvironment environment() {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("LC_ALL", "en_US.UTF-8");
+        environment.insert("TZ", "UTC");
+        return environment;
+    }
+    Outcome run(const QStringList& arguments, const QProcessEnvironment& env = environment()) {
+        QProcess process;
+        process.setProcessEnvironment(env);
+        process.setWorkingDirectory(home().home());
+        process.start(VESTRY_PROGRAM, arguments);
+        Outcome result;
+        if (!process.waitForFinished(60000)) {
+            process.kill();
+            process.waitForFinished();
+            ADD_FAILURE() << "vestry did not finish";
+        } else if (process.exitStatus() == QProcess::NormalExit) {
+            result.exitCode = process.exitCode();
+        }
+        result.out = QString::fromUtf8(process.readAllStandardOutput());
+        result.err = QString::fromUtf8(process.readAllStandardError());
+        return result;
+    }
+
+    QString autosave(const QString& name) const { return premiere + "/" + name; }
+    QStringList autosavesLeft() const {
+        QStringList left;
+        for (const QString& name : kAll) {
+            if (QFileInfo::exists(autosave(name)))
+                left << name;
+        }
+        return left;
+    }
+    // Name in the Trash -> the original path its record holds.
+    QMap<QString, QString> trashRecords() const {
+        QMap<QString, QString> records;
+        const QDir info(home().home() + "/.local/share/Trash/info");
+        for (const QString& name : info.entryList({"*.trashinfo"}, QDir::Files)) {
+            QFile file(info.filePath(name));
+            if (file.open(QIODevice::ReadOnly))
+                records.insert(name.chopped(10), LinuxPlatform::originalPathFromTrashRecord(file.readAll()));
+        }
+        return records;
+    }
+    static QDateTime created(const QString& path) { return Platform::current().fileFacts(path)->created; }
+    static QString iso(const QString& path) { return created(path).toUTC().toString(Qt::ISODate); }
+
+    QString premiere;
+};
+
+} // namespace
+
+TEST_F(CommandLine, ListShowsTheOutlinesCellsAndTotals) {
+    const Outcome result = run({"list", premiere});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    const OutlineText text(QLocale(QLocale::English, QLocale::UnitedStates), QTimeZone::utc());
+    const auto date = [&](int i) { return text.itemDateText(created(autosave(kAll[i]))); };
+    const auto span = [&](int i, int j) {
+        return text.projectDateText(created(autosave(kAll[i])), created(autosave(kAll[j])));
+    };
+    EXPECT_EQ(result.out.split('\n'),
+              (QStringList{"Alpha             200 B  " + span(0, 0), "  Alpha-1.prproj  200 B  " + date(0),
+                           "Beta              540 B  " + span(1, 3), "  Beta-1.prproj   180 B  " + date(1),
+                           "  Beta-2.prproj   180 B  " + date(2), "  Beta-3.prproj   180 B  " + date(3),
+                           "Total: 2 projects, 4 autosaves, 740 bytes (740 B)", ""}));
+    EXPECT_EQ(result.err, "");
+}
+
+TEST_F(CommandLine, ListInJsonCarriesEveryField) {
+    const Outcome result = run({"list", "--json", premiere});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    const QJsonObject document = QJsonDocument::fromJson(result.out.toUtf8()).object();
+    EXPECT_EQ(document.keys(), QStringList{"projects"});
+    const QJsonArray projects = document["projects"].toArray();
+    ASSERT_EQ(projects.size(), 2);
+    EXPECT_EQ(projects[1].toObject()["name"], "Beta");
+    const QString alpha1 = autosave(kAll[0]);
+    EXPECT_EQ(projects[0].toObject(),
+              (QJsonObject{{"name", "Alpha"},
+                           {"path", premiere + "/Alpha"},
+                           {"type", 2},
+                           {"size", 200},
+                           {"startDate", iso(alpha1)},
+                           {"endDate", iso(alpha1)},
+                           {"items", QJsonArray{QJsonObject{{"name", "Alpha-1.prproj"},
+                                                            {"path", alpha1},
+                                                            {"type", 2},
+                                                            {"size", 200},
+                                                            {"createdDate", iso(alpha1)}}}}}));
+}
+
+struct StatusRow {
+    const char* rowName;
+    QStringList arguments; // "%" stands for the Premiere location, "@" for the home
+    int exitCode;
+    const char* message; // on standard error ("@" for the home); nothing at all when empty
+};
+
+class ExitStatus : public CommandLine, public ::testing::WithParamInterface<StatusRow> {};
+
+TEST_P(ExitStatus, IsExplainedOnStandardErrorAndNothingIsTouched) {
+    const StatusRow& row = GetParam();
+    const Outcome result =
+        run(QStringList(row.arguments).replaceInStrings("%", premiere).replaceInStrings("@", home().home()));
+    EXPECT_EQ(result.exitCode, row.exitCode);
+    const QString message = QString(row.message).replace("@", home().home());
+    EXPECT_TRUE(message.isEmpty() ? result.err.isEmpty() : result.err.contains(message))
+        << result.err.toStdString();
+    EXPECT_EQ(autosavesLeft(), kAll);
+    EXPECT_TRUE(trashRecords().isEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, ExitStatus,
+    ::testing::Values(
+        StatusRow{"NothingToPrune", {"prune", "--keep", "3", "%"}, 0, ""},
+        StatusRow{"MissingFolder",
+                  {"list", "@/Gone/Avid Attic"},
+                  1,
+                  "vestry list: @/Gone/Avid Attic: no such folder\n"},
+        StatusRow{
+            "NotALocation",
+            {"list", "@/Documents"},
+            1,
+            "vestry list: @/Documents: not an autosave location: its path must end with \"Autosave Vault\", "
+            "\"Adobe Premiere Pro Auto-Save\", \"Avid Attic\" or \".fcpbundle\"\n"},
+        StatusRow{"TrailingSlash", {"list", "%/"}, 1, "(write it without the trailing \"/\")"},
+        StatusRow{"UnknownSortKey", {"list", "--sort", "kind"}, 2, "--sort"},
+        StatusRow{"DescendingNeedsSort", {"list", "--descending"}, 2, "--descending requires --sort"},
+        StatusRow{
+            "PruneWithoutRule", {"prune", "%"}, 2, "Exactly 1 option from [--older-than,--keep] is required"},
+        StatusRow{
+            "PruneWithBothRules", {"prune", "--keep", "2", "--older-than", "3", "%"}, 2, "and 2 were given"},
+        StatusRow{"PruneKeepingNone", {"prune", "--keep", "0", "%"}, 2, "--keep: Value 0 not in range"},
+        StatusRow{"PruneWithALocationMissing",
+                  {"prune", "--keep", "1", "%", "@/Nowhere"},
+                  1,
+                  "vestry prune: @/Nowhere: no such folder\n"},
+        StatusRow{
+            "ArchiveNotToAZip", {"archive", "--to", "@/Autosaves.tar", "%/Beta"}, 1, "must end in \".zip\""},
+        StatusRow{"ArchiveWithAPathMissing",
+                  {"archive", "--to", "@/A.zip", "%/Beta", "@/Gone.prproj"},
+                  1,
+                  "vestry archive: @/Gone.prproj: no such file or folder"},
+        StatusRow{
+            "ArchiveTheLocationItself", {"archive", "--to", "@/A.zip", "%"}, 1, "is an autosave location"}),
+    [](const ::testing::TestParamInfo<StatusRow>& info) { return std::string(info.param.rowName); });
+
+TEST_F(CommandLine, PruneDryRunListsWhatWouldGoAndChangesNothing) {
+    const Outcome result = run({"prune", "--keep", "1", "--dry-run", premiere});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    const OutlineText text(QLocale(QLocale::English, QLocale::UnitedStates), QTimeZone::utc());
+    const auto line = [&](const QString& name) {
+        return "180 B  " + text.itemDateText(created(autosave(name))) + "  " + autosave(name);
+    };
+    // Beta-3 is the newest and stays; the rest of Beta goes, newest first.
+    EXPECT_EQ(result.out.split('\n'),
+              (QStringList{line(kAll[2]), line(kAll[1]),
+                           "Would move 2 autosaves, 360 bytes (360 B), to the Trash", ""}));
+    EXPECT_EQ(autosavesLeft(), kAll);
+    EXPECT_FALSE(QFileInfo::exists(home().home() + "/.local/share/Trash"));
+}
+
+TEST_F(CommandLine, PruneMovesTheRestToTheTrashAndReportsThemInJson) {
+    // Without a path: every location the settings know.
+    BMSettings::standard().setValue(SettingsKey::autosavePaths, QStringList{premiere});
+    BMSettings::standard().synchronize();
+    const QString beta1 = autosave(kAll[1]);
+    const QString beta2 = autosave(kAll[2]);
+    const QString iso1 = iso(beta1), iso2 = iso(beta2);
+    const Outcome result = run({"prune", "--keep", "1", "--json"});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_EQ(result.out, QString("{\"removed\":[{\"path\":\"%1\",\"size\":180,\"createdDate\":\"%2\"},"
+                                  "{\"path\":\"%3\",\"size\":180,\"createdDate\":\"%4\"}],\"bytes\":360}\n")
+                              .arg(beta2, iso2, beta1, iso1));
+    EXPECT_EQ(result.err, ""); // no progress where standard error is not a terminal
+    EXPECT_EQ(autosavesLeft(), (QStringList{kAll[0], kAll[3]}));
+    EXPECT_EQ(trashRecords(), (QMap<QString, QString>{{"Beta-1.prproj", beta1}, {"Beta-2.prproj", beta2}}));
+}
+
+TEST_F(CommandLine, PruneShowsProgressOnATerminal) {
+    int master = -1;
+    int slave = -1;
+    ASSERT_EQ(::openpty(&master, &slave, nullptr, nullptr, nullptr), 0);
+    QProcess process;
+    process.setProcessEnvironment(environment());
+    process.setChildProcessModifier([slave] { ::dup2(slave, STDERR_FILENO); });
+    process.start(VESTRY_PROGRAM, {"prune", "--keep", "1", premiere});
+    ASSERT_TRUE(process.waitForFinished(60000));
+    ::close(slave);
+    QByteArray terminal;
+    char buffer[4096];
+    ::fcntl(master, F_SETFL, O_NONBLOCK);
+    for (ssize_t n = 0; (n = ::read(master, buffer, sizeof buffer)) > 0;)
+        terminal.append(buffer, n);
+    ::close(master);
+    EXPECT_EQ(process.exitCode(), 0);
+    EXPECT_TRUE(terminal.contains("\rMoving autosaves to the Trash (2 of 2)…\033[K"))
+        << terminal.toStdString();
+    EXPECT_TRUE(terminal.endsWith("\r\033[K")) << terminal.toStdString(); // erased at the end
+    // Standard output is not the terminal's: the list and the totals go there as always.
+    const QByteArray out = process.readAllStandardOutput();
+    EXPECT_EQ(out.count('\n'), 3) << out.toStdString();
+    EXPECT_TRUE(out.endsWith("\nMoved 2 autosaves, 360 bytes (360 B), to the Trash\n")) << out.toStdString();
+}
+
+TEST_F(CommandLine, ArchivePacksAProjectAndAnAutosaveThenTrashesThem) {
+    const Outcome result = run({"archive", "--to", "Autosaves.zip",
+                                "Documents/Adobe Premiere Pro Auto-Save/Beta/", autosave(kAll[0])});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    const QString destination = home().home() + "/Autosaves.zip";
+    EXPECT_TRUE(result.out.startsWith("Archived 4 autosaves to " + destination + " ("))
+        << result.out.toStdString();
+    EXPECT_TRUE(result.out.endsWith("); moved them to the Trash\n")) << result.out.toStdString();
+    QStringList names;
+    archive* reader = archive_read_new();
+    archive_read_support_format_zip(reader);
+    EXPECT_EQ(archive_read_open_filename(reader, QFile::encodeName(destination).constData(), 1 << 16),
+              ARCHIVE_OK);
+    for (archive_entry* entry = nullptr; archive_read_next_header(reader, &entry) == ARCHIVE_OK;)
+        names << QString::fromUtf8(archive_entry_pathname_utf8(entry));
+    archive_read_free(reader);
+    names.sort();
+    EXPECT_EQ(names, (QStringList{"Alpha/", "Alpha/Alpha-1.prproj", "Beta/", "Beta/Beta-1.prproj",
+                                  "Beta/Beta-2.prproj", "Beta/Beta-3.prproj"}));
+    EXPECT_TRUE(autosavesLeft().isEmpty());
+    EXPECT_EQ(trashRecords().value("Beta-3.prproj"), autosave(kAll[3]));
+    EXPECT_FALSE(QFileInfo::exists(premiere + "/Beta"));
+    EXPECT_TRUE(QFileInfo::exists(premiere)); // the location itself stays
+}
+
+TEST_F(CommandLine, AFailingArchiveStepRemovesNothing) {
+    write(home().home() + "/.local/share/Brightmoor/Halvern"); // a file where the temporary folder goes
+    const Outcome result = run({"archive", "--to", home().home() + "/Autosaves.zip", premiere + "/Beta"});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.err.startsWith("vestry archive: Error: Unable to create temporary directory "))
+        << result.err.toStdString();
+    EXPECT_EQ(result.out, "");
+    EXPECT_FALSE(QFileInfo::exists(home().home() + "/Autosaves.zip"));
+    EXPECT_EQ(autosavesLeft(), kAll);
+    EXPECT_TRUE(trashRecords().isEmpty());
+}
+
+TEST_F(CommandLine, DiscoverStoresTheVaultTheIndexKnowsAndMarksItNewOnce) {
+    if (!QFileInfo("/usr/bin/updatedb").isExecutable() || !QFileInfo("/usr/bin/plocate").isExecutable())
+        GTEST_SKIP() << "plocate is not installed (the stand-in tool is tested in the catalogue tests)";
+    const QString disk = home().root() + "/disk";
+    const QString index = home().root() + "/index.db";
+    const QString known = disk + "/Known/Adobe Premiere Pro Auto-Save";
+    const QString vault = disk + "/Media \"Q\"/Autosave Vault";
+    write(known + "/Cut-1.prproj");
+    write(vault + "/Titles/Titles_2026-11-20_1030.motn");
+    QDir().mkpath(disk + "/Empty/Autosave Vault");
+    const QString settings = home().home() + "/.config/com.brightmoor.Vestry.plist";
+    PlistFile::writeXml(settings, QVariantMap{{"autosavePaths", QStringList{known}}});
+    QProcess updatedb;
+    updatedb.start("/usr/bin/updatedb", {"-U", disk, "-o", index, "--prunepaths", "", "--prunefs", "",
+                                         "--prunenames", "", "-l", "0"});
+    ASSERT_TRUE(updatedb.waitForFinished(60000));
+    ASSERT_EQ(updatedb.exitCode(), 0) << updatedb.readAllStandardError().toStdString();
+    QProcessEnvironment env = environment();
+    env.insert(LinuxPlatform::locateDatabaseVariable, index);
+
+    const Outcome json = run({"discover", "--json"}, env);
+    EXPECT_EQ(json.exitCode, 0) << json.err.toStdString();
+    EXPECT_EQ(json.out, "{\"locations\":[{\"path\":\"" + known + "\",\"new\":false},{\"path\":\"" +
+                            QString(vault).replace("\"", "\\\"") + "\",\"new\":true}]}\n");
+    EXPECT_EQ(PlistFile::readDictionary(settings)->value("autosavePaths").toStringList(),
+              (QStringList{known, vault}));
+    EXPECT_EQ(run({"discover"}, env).out, "     " + known + "\n     " + vault + "\n2 locations, 0 new\n");
+}
