@@ -3,7 +3,6 @@
 #include "foundation/BMFileManager.h"
 
 #include <QDateTime>
-#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
@@ -19,52 +18,40 @@ using Attributes = FileOpsTest;
 
 // ---- Locking ----------------------------------------------------------------------------
 
-TEST_F(Attributes, LockingSetsAndClearsTheImmutableFlag) {
-    if (!lockingWorks())
-        GTEST_SKIP() << "this file system or user cannot set the immutable flag";
-    const QString file = writeWork(QStringLiteral("a.fcp"), "x");
-    EXPECT_FALSE(BMFileManager::isFileLocked(file));
-    EXPECT_TRUE(BMFileManager::lockFile(file));
-    EXPECT_TRUE(BMFileManager::isFileLocked(file));
-    // The system itself now refuses to change it, whoever asks.
-    QFile writer(file);
-    EXPECT_FALSE(writer.open(QIODevice::Append));
-    EXPECT_NE(::unlink(QFile::encodeName(file).constData()), 0);
-    EXPECT_TRUE(BMFileManager::unlockFile(file));
-    EXPECT_FALSE(BMFileManager::isFileLocked(file));
-    EXPECT_TRUE(BMFileManager::unlockFile(file)); // already unlocked
-}
-
-TEST_F(Attributes, FolderLockingReachesEverythingInsideButNotTheFolder) {
+TEST_F(Attributes, LockingFilesAndEverythingInsideAFolderButNotTheFolders) {
     if (!lockingWorks())
         GTEST_SKIP() << "this file system or user cannot set the immutable flag";
     const QString a = writeWork(QStringLiteral("vault/a.fcp"), "a");
     const QString b = writeWork(QStringLiteral("vault/sub/b.fcp"), "b");
-    const QString vault = work(QStringLiteral("vault"));
-    BMFileManager::lockFolder(vault);
-    EXPECT_TRUE(BMFileManager::isFileLocked(a));
-    EXPECT_TRUE(BMFileManager::isFileLocked(b));
-    EXPECT_FALSE(BMFileManager::isFileLocked(vault));
-    EXPECT_FALSE(BMFileManager::isFileLocked(work(QStringLiteral("vault/sub"))));
-    BMFileManager::unlockFolder(vault);
     EXPECT_FALSE(BMFileManager::isFileLocked(a));
-    EXPECT_FALSE(BMFileManager::isFileLocked(b));
-    BMFileManager::unlockFolder(work(QStringLiteral("missing"))); // skipped silently
+    EXPECT_TRUE(BMFileManager::lockFile(a));
+    EXPECT_TRUE(BMFileManager::isFileLocked(a));
+    // The system itself now refuses to change it, whoever asks.
+    QFile writer(a);
+    EXPECT_FALSE(writer.open(QIODevice::Append));
+    EXPECT_NE(::unlink(QFile::encodeName(a).constData()), 0);
+    EXPECT_TRUE(BMFileManager::unlockFile(a));
+    EXPECT_TRUE(BMFileManager::unlockFile(a)); // already unlocked
+    EXPECT_FALSE(BMFileManager::isFileLocked(a));
+
+    BMFileManager::lockFolder(work(QStringLiteral("vault")));
+    EXPECT_TRUE(BMFileManager::isFileLocked(a) && BMFileManager::isFileLocked(b));
+    EXPECT_FALSE(BMFileManager::isFileLocked(work(QStringLiteral("vault"))));
+    EXPECT_FALSE(BMFileManager::isFileLocked(work(QStringLiteral("vault/sub"))));
+    BMFileManager::unlockFolder(work(QStringLiteral("vault")));
+    EXPECT_FALSE(BMFileManager::isFileLocked(a) || BMFileManager::isFileLocked(b));
 }
 
-TEST_F(Attributes, LockFailureWritesTheUnlockText) {
+TEST_F(Attributes, MissingItemsAndLinksCannotBeLocked) {
     const QString missing = work(QStringLiteral("missing.fcp"));
     EXPECT_FALSE(BMFileManager::lockFile(missing));
     EXPECT_FALSE(BMFileManager::unlockFile(missing));
+    // Both sides write the unlock text.
     EXPECT_EQ(
         logText().count(QStringLiteral("Unable to unlock file %1: No such file or directory").arg(missing)),
         2);
-    EXPECT_FALSE(BMFileManager::isFileLocked(missing));
-}
-
-TEST_F(Attributes, ALinkHasNoFlagToClear) {
     ASSERT_TRUE(QFile::link(work(QStringLiteral("nowhere")), work(QStringLiteral("link"))));
-    EXPECT_TRUE(BMFileManager::unlockFile(work(QStringLiteral("link"))));
+    EXPECT_TRUE(BMFileManager::unlockFile(work(QStringLiteral("link")))); // a link has no flag to clear
     EXPECT_FALSE(BMFileManager::lockFile(work(QStringLiteral("link"))));
 }
 
@@ -93,87 +80,58 @@ TEST_F(Attributes, PermissionsAreSetOrReported) {
 
 // ---- Extended attributes ----------------------------------------------------------------
 
-TEST_F(Attributes, MetadataRoundTripsUnderTheUserNamespace) {
+TEST_F(Attributes, MetadataIsUserNamespaceTextOfAtMost255BytesAndEmptyMeansNothing) {
     const QString file = writeWork(QStringLiteral("a.mov"), "x");
-    EXPECT_TRUE(BMFileManager::setMetadataValue(QStringLiteral("Schnitt fü"),
-                                                QStringLiteral("com.brightmoor.note"), file));
+    EXPECT_TRUE(
+        BMFileManager::setMetadataValue(QStringLiteral("Schnitt fü"), QStringLiteral("com.bm.note"), file));
     char raw[64] = {};
-    const ssize_t n =
-        ::getxattr(QFile::encodeName(file).constData(), "user.com.brightmoor.note", raw, sizeof raw);
+    const ssize_t n = ::getxattr(QFile::encodeName(file).constData(), "user.com.bm.note", raw, sizeof raw);
     EXPECT_EQ(QByteArray(raw, int(n)), QStringLiteral("Schnitt fü").toUtf8()); // no terminating NUL
-    ConsoleCapture console;
-    EXPECT_EQ(BMFileManager::metadataValueForKey(QStringLiteral("com.brightmoor.note"), file),
-              QStringLiteral("Schnitt fü"));
-    EXPECT_EQ(console.lines(), QStringList{QStringLiteral("buffer val: 11")});
-}
-
-TEST_F(Attributes, EmptyAndMissingAttributesReadAsNothing) {
-    const QString file = writeWork(QStringLiteral("a.mov"), "x");
     ASSERT_EQ(::setxattr(QFile::encodeName(file).constData(), "user.empty", "", 0, 0), 0);
+    const QString at255(255, QLatin1Char('a'));
+    EXPECT_TRUE(BMFileManager::setMetadataValue(at255, QStringLiteral("k255"), file));
+    EXPECT_TRUE(
+        BMFileManager::setMetadataValue(QString(256, QLatin1Char('b')), QStringLiteral("k256"), file));
+
     ConsoleCapture console;
+    EXPECT_EQ(BMFileManager::metadataValueForKey(QStringLiteral("com.bm.note"), file),
+              QStringLiteral("Schnitt fü"));
     EXPECT_TRUE(BMFileManager::metadataValueForKey(QStringLiteral("empty"), file).isNull());
     EXPECT_TRUE(BMFileManager::metadataValueForKey(QStringLiteral("missing"), file).isNull());
-    EXPECT_EQ(console.lines(),
-              (QStringList{QStringLiteral("buffer val: 0"), QStringLiteral("buffer val: -1"),
+    EXPECT_EQ(BMFileManager::metadataValueForKey(QStringLiteral("k255"), file), at255);
+    EXPECT_TRUE(BMFileManager::metadataValueForKey(QStringLiteral("k256"), file).isNull());
+    EXPECT_EQ(console.lines().mid(0, 4),
+              (QStringList{QStringLiteral("buffer val: 11"), QStringLiteral("buffer val: 0"),
+                           QStringLiteral("buffer val: -1"),
                            QStringLiteral("Error retrieving file attribute: %1").arg(ENODATA)}));
 }
 
-TEST_F(Attributes, ValuesLongerThanTheFixedReadLengthReadAsNothing) {
-    const QString file = writeWork(QStringLiteral("a.mov"), "x");
-    const QString at255 = QString(255, QLatin1Char('a'));
-    const QString at256 = QString(256, QLatin1Char('b'));
-    EXPECT_TRUE(BMFileManager::setMetadataValue(at255, QStringLiteral("k255"), file));
-    EXPECT_TRUE(BMFileManager::setMetadataValue(at256, QStringLiteral("k256"), file));
-    ConsoleCapture console;
-    EXPECT_EQ(BMFileManager::metadataValueForKey(QStringLiteral("k255"), file), at255);
-    EXPECT_TRUE(BMFileManager::metadataValueForKey(QStringLiteral("k256"), file).isNull());
-}
+// ---- Touching ---------------------------------------------------------------------------
 
-// ---- Dates and touching -----------------------------------------------------------------
-
-TEST_F(Attributes, ModificationDateIsSet) {
-    const QString file = writeWork(QStringLiteral("a"), "x");
-    const QDateTime when(QDate(2014, 2, 3), QTime(4, 5, 6, 789), Qt::UTC);
-    EXPECT_TRUE(BMFileManager::setModificationDate(when, file));
-    EXPECT_EQ(QFileInfo(file).lastModified().toUTC(), when);
-    EXPECT_FALSE(BMFileManager::setModificationDate(when, work(QStringLiteral("missing"))));
-}
-
-TEST_F(Attributes, TouchRunsTheToolDirectlyOnWritableItems) {
+TEST_F(Attributes, TouchRunsTheToolDirectlyOnWritableItemsAndPrivilegedOnOthers) {
     RecordingTool touch = fakeTool(Tool::Touch);
     const QString file = writeWork(QStringLiteral("a"), "x");
     EXPECT_TRUE(BMFileManager::touchFile(file));
     EXPECT_TRUE(BMFileManager::touchFile(file, true));
     EXPECT_FALSE(BMFileManager::touchFile(QString()));
-    EXPECT_EQ(touch.calls(),
-              (QList<QStringList>{{QStringLiteral("-c"), file}, {QStringLiteral("-c"), file}}));
+    EXPECT_EQ(touch.calls(), (QList<QStringList>(2, {QStringLiteral("-c"), file})));
     EXPECT_TRUE(m_pkexec.calls().isEmpty());
-}
-
-TEST_F(Attributes, TouchGoesPrivilegedWhenTheItemIsNotWritable) {
     if (!lockingWorks())
         GTEST_SKIP() << "needs an item nobody may write: a locked one";
-    RecordingTool touch = fakeTool(Tool::Touch);
     grantingPkexec();
-    const QString file = writeWork(QStringLiteral("a"), "x");
     ASSERT_TRUE(BMFileManager::lockFile(file));
     EXPECT_TRUE(BMFileManager::touchFile(file));
     EXPECT_EQ(m_pkexec.calls().last(), (QStringList{touch.path(), QStringLiteral("-c"), file}));
-    EXPECT_EQ(touch.calls().size(), 1);
+    EXPECT_EQ(touch.calls().size(), 3);
 }
 
 // ---- Finder labels ----------------------------------------------------------------------
 
-QByteArray finderInfoWithFlags(quint16 flags) {
-    QByteArray info(32, 0);
-    info[8] = char(flags >> 8);
-    info[9] = char(flags & 0xFF);
-    return info;
-}
-
 TEST_F(Attributes, LabelBitsAreReplacedAndOtherFlagsKept) {
     const QString file = writeWork(QStringLiteral("a.mov"), "x");
-    ASSERT_TRUE(home().platform().setFinderInfo(file, finderInfoWithFlags(0x4000)));
+    QByteArray info(32, 0);
+    info[8] = 0x40; // a Finder flag other than the label
+    ASSERT_TRUE(home().platform().setFinderInfo(file, info));
     BMFileManager::setFinderColorIndex(12, file);
     EXPECT_EQ(BMFileManager::finderColorIndexForPath(file), 0x400C);
     // The whole word is compared, so another flag hides the colour.
@@ -201,16 +159,11 @@ class LabelColour : public ::testing::TestWithParam<ColourRow> {};
 
 TEST_P(LabelColour, MatchesTheTable) {
     const std::optional<BMLabelColor> colour = BMFileManager::finderColorForColorIndex(GetParam().index);
-    if (!GetParam().name) {
-        EXPECT_FALSE(colour.has_value());
-        return;
+    ASSERT_EQ(colour.has_value(), GetParam().name != nullptr);
+    if (colour) {
+        EXPECT_EQ(*colour, (BMLabelColor{QString::fromLatin1(GetParam().name), GetParam().hue,
+                                         GetParam().saturation, GetParam().brightness, 1.0}));
     }
-    ASSERT_TRUE(colour.has_value());
-    EXPECT_EQ(colour->name, QString::fromLatin1(GetParam().name));
-    EXPECT_DOUBLE_EQ(colour->hue, GetParam().hue);
-    EXPECT_DOUBLE_EQ(colour->saturation, GetParam().saturation);
-    EXPECT_DOUBLE_EQ(colour->brightness, GetParam().brightness);
-    EXPECT_DOUBLE_EQ(colour->alpha, 1.0);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -226,28 +179,23 @@ INSTANTIATE_TEST_SUITE_P(
 // ---- Disk information -------------------------------------------------------------------
 
 TEST_F(Attributes, DiskInformationComesFromFindmntAsADictionary) {
-    RecordingTool findmnt = fakeTool(
-        Tool::Findmnt,
-        RecordingTool::printing(
-            R"({"filesystems": [{"target": "/Volumes/Media", "source": "/dev/sdb1", "fstype": "exfat", "size": 1000, "label": "Media"}]})"));
+    RecordingTool findmnt =
+        fakeTool(Tool::Findmnt, 0,
+                 R"({"filesystems": [{"target": "/Volumes/Media", "fstype": "exfat", "size": 1000}]})");
     const std::optional<QVariantMap> info =
         BMFileManager::infoForDiskAtMountpoint(QStringLiteral("/Volumes/Media"));
     ASSERT_TRUE(info.has_value());
-    EXPECT_EQ(info->value(QStringLiteral("target")).toString(), QStringLiteral("/Volumes/Media"));
-    EXPECT_EQ(info->value(QStringLiteral("fstype")).toString(), QStringLiteral("exfat"));
-    EXPECT_EQ(info->value(QStringLiteral("size")).toLongLong(), 1000);
+    EXPECT_EQ(*info, (QVariantMap{{QStringLiteral("target"), QStringLiteral("/Volumes/Media")},
+                                  {QStringLiteral("fstype"), QStringLiteral("exfat")},
+                                  {QStringLiteral("size"), 1000}}));
     ASSERT_EQ(findmnt.calls().size(), 1);
     EXPECT_EQ(findmnt.calls()[0].last(), QStringLiteral("/Volumes/Media"));
     EXPECT_TRUE(findmnt.calls()[0].contains(QStringLiteral("--json")));
-}
 
-TEST_F(Attributes, UnreadableDiskInformationIsNothing) {
-    fakeTool(Tool::Findmnt, RecordingTool::printing("not json", 1));
+    fakeTool(Tool::Findmnt, 1, "not json");
     ConsoleCapture console;
     EXPECT_FALSE(BMFileManager::infoForDiskAtMountpoint(QStringLiteral("/")).has_value());
     EXPECT_TRUE(console.text().startsWith(QStringLiteral("Error converting diskutil output: ")));
-    fakeTool(Tool::Findmnt, RecordingTool::exiting(1));
-    EXPECT_FALSE(BMFileManager::infoForDiskAtMountpoint(QStringLiteral("/nowhere")).has_value());
 }
 
 TEST_F(Attributes, TheRealFindmntDescribesTheRootFileSystem) {
@@ -267,33 +215,29 @@ TEST_F(Attributes, WaitingForCreationLooksOnlyOnce) {
     clock.start();
     BMFileManager::waitForFileCreation(missing, 60);
     EXPECT_LT(clock.elapsed(), 5000);
-    EXPECT_EQ(logText().count(QStringLiteral("File %1 is not yet created. Waiting...").arg(missing)), 1);
-    const QString present = writeWork(QStringLiteral("done.mov"), "x");
-    BMFileManager::waitForFileCreation(present, 60);
+    BMFileManager::waitForFileCreation(writeWork(QStringLiteral("done.mov"), "x"), 60);
     BMFileManager::waitForFileCreation(missing, 0); // time-out already over: not a word
     EXPECT_EQ(logText().count(QStringLiteral("is not yet created")), 1);
+    EXPECT_TRUE(logText().contains(QStringLiteral("File %1 is not yet created. Waiting...").arg(missing)));
 }
 
-TEST_F(Attributes, WaitingForWritesAnnouncesALockFileAndWaitsOnTheDateAlone) {
+TEST_F(Attributes, WaitingForWritesAnnouncesALockFileAndLastsUntilTheFileIsQuiet) {
     const QString file = writeWork(QStringLiteral("render.mov"), "x");
     ASSERT_TRUE(BMFileManager::setModificationDate(QDateTime::currentDateTimeUtc().addSecs(-60), file));
     BMFileManager::waitForFileWrites(file);
     EXPECT_FALSE(logText().contains(QStringLiteral("being written")));
     writeWork(QStringLiteral("render.lock"), "");
     BMFileManager::waitForFileWrites(file, QStringLiteral("render.lock"));
-    const QString log = logText();
-    EXPECT_TRUE(log.contains(QStringLiteral("File %1 is currently being written to. Waiting...").arg(file)));
-    EXPECT_TRUE(log.contains(QStringLiteral("File %1 finished writing.").arg(file)));
-}
+    EXPECT_TRUE(
+        logText().contains(QStringLiteral("File %1 is currently being written to. Waiting...").arg(file)));
+    EXPECT_TRUE(logText().contains(QStringLiteral("File %1 finished writing.").arg(file)));
 
-TEST_F(Attributes, WaitingForWritesLastsUntilTheFileIsQuiet) {
-    const QString file = writeWork(QStringLiteral("render.mov"), "x");
     ASSERT_TRUE(BMFileManager::setModificationDate(QDateTime::currentDateTimeUtc().addMSecs(-3000), file));
     QElapsedTimer clock;
     clock.start();
     BMFileManager::waitForFileWrites(file);
     EXPECT_GE(clock.elapsed(), 900);
-    EXPECT_TRUE(QFileInfo(file).lastModified().msecsTo(QDateTime::currentDateTime()) >= 4000);
+    EXPECT_GE(QFileInfo(file).lastModified().msecsTo(QDateTime::currentDateTime()), 4000);
 }
 
 // ---- Digests and sizes ------------------------------------------------------------------
@@ -305,10 +249,7 @@ TEST(Digests, FinishingACopyLeavesTheContextUsable) {
     EXPECT_EQ(BMFileManager::md5HashWithContext(md5), QStringLiteral("187ef4436122d1cc2f40dc2b92f0eba0"));
     md5.update(QByteArray("c"));
     EXPECT_EQ(BMFileManager::md5HashWithContext(md5), QStringLiteral("900150983cd24fb0d6963f7d28e17f72"));
-
     BMDigestContext sha1(BMDigestContext::Algorithm::SHA1);
-    EXPECT_EQ(BMFileManager::sha1HashWithContext(sha1),
-              QStringLiteral("da39a3ee5e6b4b0d3255bfef95601890afd80709"));
     sha1.update(QByteArray("abc"));
     BMDigestContext branch = sha1;
     branch.update(QByteArray("d"));

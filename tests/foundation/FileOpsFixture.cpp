@@ -3,6 +3,7 @@
 #include "foundation/BMLocalPaths.h"
 #include "foundation/BMLog.h"
 #include "foundation/CopyStream.h"
+#include "foundation/platform/linux/LinuxPlatform.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -12,31 +13,28 @@
 #include <gtest/gtest.h>
 
 namespace {
-QString shellQuoted(const QString& text) {
-    QString quoted = text;
-    quoted.replace(QLatin1Char('\''), QStringLiteral("'\\''"));
-    return QLatin1Char('\'') + quoted + QLatin1Char('\'');
+QString shellQuoted(QString text) {
+    return QLatin1Char('\'') + text.replace(QLatin1Char('\''), QStringLiteral("'\\''")) + QLatin1Char('\'');
 }
 } // namespace
 
-RecordingTool::RecordingTool(const QString& folder, const QString& name, const Options& options)
-    : m_path(folder + QLatin1Char('/') + name),
-      m_record(folder + QLatin1Char('/') + name + QStringLiteral(".record")) {
-    QDir().mkpath(folder);
-    QString script =
-        QStringLiteral(
-            "#!/bin/sh\n{ for a in \"$@\"; do printf '%s\\037' \"$a\"; done; printf '\\n'; } >> %1\n")
-            .arg(shellQuoted(m_record));
-    if (!options.output.isEmpty())
-        script += QStringLiteral("printf '%s' %1\n").arg(shellQuoted(QString::fromUtf8(options.output)));
-    if (!options.failWhenArgumentContains.isEmpty())
+QByteArray readFile(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+RecordingTool::RecordingTool(const QString& path, int exitCode, const QByteArray& output,
+                             const QString& failOn)
+    : m_path(path) {
+    QString script = QStringLiteral("#!/bin/sh\n{ for a in \"$@\"; do printf '%s\\037' \"$a\"; done; "
+                                    "printf '\\n'; } >> %1.record\nprintf '%s' %2\n")
+                         .arg(shellQuoted(path), shellQuoted(QString::fromUtf8(output)));
+    if (!failOn.isEmpty())
         script += QStringLiteral("for a in \"$@\"; do case \"$a\" in *%1*) exit 1;; esac; done\n")
-                      .arg(shellQuoted(options.failWhenArgumentContains));
-    if (options.behaviour == Behaviour::RecordAndRun)
-        script += QStringLiteral("exec \"$@\"\n");
-    else
-        script += QStringLiteral("exit %1\n").arg(options.exitCode);
-    QFile file(m_path);
+                      .arg(shellQuoted(failOn));
+    script += exitCode == RunsArguments ? QStringLiteral("exec \"$@\"\n")
+                                        : QStringLiteral("exit %1\n").arg(exitCode);
+    QFile file(path);
     EXPECT_TRUE(file.open(QIODevice::WriteOnly));
     file.write(script.toUtf8());
     file.close();
@@ -45,15 +43,11 @@ RecordingTool::RecordingTool(const QString& folder, const QString& name, const O
 
 QList<QStringList> RecordingTool::calls() const {
     QList<QStringList> calls;
-    QFile file(m_record);
-    if (!file.open(QIODevice::ReadOnly))
-        return calls;
-    for (const QByteArray& line : file.readAll().split('\n')) {
-        if (line.isEmpty())
-            continue;
+    for (const QByteArray& line : readFile(m_path + QStringLiteral(".record")).split('\n')) {
         QStringList arguments = QString::fromUtf8(line).split(QChar(0x1f));
         arguments.removeLast(); // every argument ends with the separator
-        calls << arguments;
+        if (!line.isEmpty())
+            calls << arguments;
     }
     return calls;
 }
@@ -61,7 +55,7 @@ QList<QStringList> RecordingTool::calls() const {
 void FileOpsTest::SetUp() {
     TempHomeTest::SetUp();
     BMLog::createNewLog(QStringLiteral("VestryTests"));
-    m_pkexec = fakeTool(Tool::Pkexec, RecordingTool::exiting(127));
+    m_pkexec = fakeTool(Tool::Pkexec, 127);
     m_previousAuthorization = BMAuthorization::installShared(std::make_unique<BMAuthorization>());
     CopyStream::installFaults(nullptr);
 }
@@ -77,13 +71,11 @@ void FileOpsTest::TearDown() {
         if (!QFileInfo(path).isSymLink())
             home().platform().setImmutableFlag(path, false, nullptr);
     }
-    home().platform().setImmutableFlag(home().root(), false, nullptr);
     TempHomeTest::TearDown();
 }
 
 QString FileOpsTest::work(const QString& relative) {
-    const QString folder = home().root() + QStringLiteral("/work");
-    QDir().mkpath(folder);
+    const QString folder = home().makeFolder(QStringLiteral("work"));
     return relative.isEmpty() ? folder : folder + QLatin1Char('/') + relative;
 }
 
@@ -91,29 +83,23 @@ QString FileOpsTest::writeWork(const QString& relative, const QByteArray& conten
     return home().writeFile(QStringLiteral("work/") + relative, contents);
 }
 
-QByteArray FileOpsTest::readFile(const QString& path) const {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return QByteArray();
-    return file.readAll();
-}
-
 QString FileOpsTest::logText() const {
     BMLog::finishWriting();
     return QString::fromUtf8(readFile(BMLog::currentLogPath()));
 }
 
-RecordingTool FileOpsTest::fakeTool(Tool tool, const RecordingTool::Options& options) {
+RecordingTool FileOpsTest::fakeTool(Tool tool, int exitCode, const QByteArray& output) {
     static int counter = 0;
-    RecordingTool fake(home().root() + QStringLiteral("/tools"), QStringLiteral("tool%1").arg(++counter),
-                       options);
+    RecordingTool fake(home().makeFolder(QStringLiteral("tools")) + QStringLiteral("/tool%1").arg(++counter),
+                       exitCode, output, QString());
     home().platform().setToolPath(tool, fake.path());
     return fake;
 }
 
-RecordingTool FileOpsTest::grantingPkexec(const QString& failWhenArgumentContains) {
-    m_pkexec = fakeTool(Tool::Pkexec, RecordingTool::running(failWhenArgumentContains));
-    return m_pkexec;
+void FileOpsTest::grantingPkexec(const QString& failOn) {
+    m_pkexec = RecordingTool(home().makeFolder(QStringLiteral("tools")) + QStringLiteral("/granting-pkexec"),
+                             RecordingTool::RunsArguments, QByteArray(), failOn);
+    home().platform().setToolPath(Tool::Pkexec, m_pkexec.path());
 }
 
 bool FileOpsTest::lockingWorks() {
@@ -128,12 +114,13 @@ QString FileOpsTest::trash() const {
     return BMLocalPaths::trashDirectory();
 }
 
-ConsoleCapture::ConsoleCapture() {
-    ::testing::internal::CaptureStdout();
+QString FileOpsTest::trashedFrom(const QString& trashFolder, const QString& name) {
+    return LinuxPlatform::originalPathFromTrashRecord(
+        readFile(trashFolder + QStringLiteral("/info/") + name + QStringLiteral(".trashinfo")));
 }
 
-ConsoleCapture::~ConsoleCapture() {
-    text();
+ConsoleCapture::ConsoleCapture() {
+    ::testing::internal::CaptureStdout();
 }
 
 QString ConsoleCapture::text() {
@@ -142,8 +129,4 @@ QString ConsoleCapture::text() {
         m_capturing = false;
     }
     return m_text;
-}
-
-QStringList ConsoleCapture::lines() {
-    return text().split(QLatin1Char('\n'), Qt::SkipEmptyParts);
 }

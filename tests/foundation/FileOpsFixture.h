@@ -11,48 +11,22 @@
 
 #include <memory>
 
-// A command-line tool stand-in written by the test: a small shell script that appends its
-// arguments to a record file, then either runs them as a command (a pkexec that grants
-// everything) or exits with a chosen status.
+QByteArray readFile(const QString& path);
+
+// A command-line tool stand-in written by the test: a shell script that appends its
+// arguments to a record file and prints `output`; then it fails (exit 1) when an argument
+// contains `failOn`, and otherwise runs its arguments as a command (exitCode RunsArguments:
+// a pkexec that grants everything) or exits with exitCode.
 class RecordingTool {
 public:
-    enum class Behaviour { RecordOnly, RecordAndRun };
-    struct Options {
-        Behaviour behaviour = Behaviour::RecordOnly;
-        int exitCode = 0;
-        // Exit 1 without running when any argument contains this text.
-        QString failWhenArgumentContains;
-        // Printed to standard output before anything else.
-        QByteArray output;
-    };
-
-    static Options exiting(int exitCode) {
-        Options options;
-        options.exitCode = exitCode;
-        return options;
-    }
-    static Options printing(const QByteArray& output, int exitCode = 0) {
-        Options options = exiting(exitCode);
-        options.output = output;
-        return options;
-    }
-    static Options running(const QString& failWhenArgumentContains = QString()) {
-        Options options;
-        options.behaviour = Behaviour::RecordAndRun;
-        options.failWhenArgumentContains = failWhenArgumentContains;
-        return options;
-    }
-
+    static constexpr int RunsArguments = -1;
     RecordingTool() = default;
-    RecordingTool(const QString& folder, const QString& name, const Options& options);
-
+    RecordingTool(const QString& path, int exitCode, const QByteArray& output, const QString& failOn);
     const QString& path() const { return m_path; }
-    // The arguments of every run, in order.
-    QList<QStringList> calls() const;
+    QList<QStringList> calls() const; // the arguments of every run, in order
 
 private:
     QString m_path;
-    QString m_record;
 };
 
 // A temporary home (see TempHome) with a log of its own, a fresh privileged-operations
@@ -63,25 +37,19 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
-    // A path in the test's work folder (created on first use).
+    // A path in the test's work folder (which exists).
     QString work(const QString& relative = QString());
     QString writeWork(const QString& relative, const QByteArray& contents = QByteArray());
-    QByteArray readFile(const QString& path) const;
-
-public:
-    QByteArray readFileAt(const QString& path) const { return readFile(path); }
-
-protected:
-    // The log's text written so far.
     QString logText() const;
     // Points a tool of the platform's table at a recording stand-in.
-    RecordingTool fakeTool(Tool tool, const RecordingTool::Options& options = {});
-    // A pkexec that records and runs what it is given, as a granted request does.
-    RecordingTool grantingPkexec(const QString& failWhenArgumentContains = QString());
+    RecordingTool fakeTool(Tool tool, int exitCode = 0, const QByteArray& output = QByteArray());
+    void grantingPkexec(const QString& failOn = QString());
     // Whether this file system and user can set the immutable flag (tmpfs cannot, nor can
     // an ordinary user).
     bool lockingWorks();
     QString trash() const;
+    // The original path the Trash's restore record for that item names.
+    static QString trashedFrom(const QString& trashFolder, const QString& name);
 
     RecordingTool m_pkexec;
 
@@ -93,9 +61,9 @@ private:
 class ConsoleCapture {
 public:
     ConsoleCapture();
-    ~ConsoleCapture();
+    ~ConsoleCapture() { text(); }
     QString text();
-    QStringList lines();
+    QStringList lines() { return text().split(QLatin1Char('\n'), Qt::SkipEmptyParts); }
 
 private:
     bool m_capturing = true;

@@ -27,52 +27,41 @@ protected:
         TempHomeTest::SetUp();
         m_disk = home().makeFolder("disk");
         for (const char* folder : {"a/Autosave Vault", "b/autosave vault", "d/Old Autosave Vault",
-                                   "x/My Library.fcpbundle", "y/Archive.FCPBUNDLE", "w/Vault [old]*"})
+                                   "x/My Library.fcpbundle", "y/Archive.FCPBUNDLE", "w/Vault [old]*", "e"})
             QDir().mkpath(disk(folder));
         home().writeFile("disk/c/Autosave Vault", "a file, not a folder");
         home().writeFile("disk/x/notes.fcpbundle.txt");
         home().writeFile("disk/z/loose.fcpbundle");
-        QDir().mkpath(disk("e"));
         QFile::link(disk("a/Autosave Vault"), disk("e/Autosave Vault"));
+        platform().setToolPath(Tool::Plocate, home().root() + "/missing/plocate");
+        platform().setToolPath(Tool::Locate, home().root() + "/missing/locate");
     }
-    QString disk(const QString& relative = QString()) const {
-        return relative.isEmpty() ? m_disk : m_disk + QLatin1Char('/') + relative;
-    }
-    // A stand-in search tool that records its arguments and prints the given output.
+    FakePlatform& platform() { return home().platform(); }
+    QString disk(const QString& relative) const { return m_disk + QLatin1Char('/') + relative; }
+    // A stand-in search tool that records its arguments, one a line, then runs the body.
     QString fakeTool(const QString& name, const QByteArray& body) {
         const QString path =
             home().writeFile("tools/" + name, "#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$0.args\"\n" + body);
         QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
         return path;
     }
-    QStringList recordedArguments(const QString& tool) const {
+    static QStringList recordedArguments(const QString& tool) {
         QFile file(tool + ".args");
-        if (!file.open(QIODevice::ReadOnly))
-            return {};
-        QStringList lines = QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'));
-        lines.removeLast();
-        return lines;
+        return file.open(QIODevice::ReadOnly)
+                   ? QString::fromUtf8(file.readAll()).split('\n', Qt::SkipEmptyParts)
+                   : QStringList();
     }
     // Prints each path followed by a NUL, as the real tools do with -0.
     static QByteArray printing(const QStringList& paths) {
-        QByteArray script = "printf '%s\\0'";
-        for (const QString& path : paths)
-            script += " '" + path.toUtf8() + "'";
-        return script + "\n";
-    }
-    void noTools() {
-        home().platform().setToolPath(Tool::Plocate, home().root() + "/missing/plocate");
-        home().platform().setToolPath(Tool::Locate, home().root() + "/missing/locate");
+        return "printf '%s\\0' '" + paths.join("' '").toUtf8() + "'\n";
     }
 
-private:
     QString m_disk;
 };
 
 TEST_F(LinuxSpotlight, IsAbsentWithoutEitherTool) {
-    noTools();
-    EXPECT_FALSE(home().platform().spotlightAvailable());
-    EXPECT_TRUE(home().platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 10).isEmpty());
+    EXPECT_FALSE(platform().spotlightAvailable());
+    EXPECT_TRUE(platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 10).isEmpty());
 }
 
 TEST_F(LinuxSpotlight, FindsFoldersInARealIndex) {
@@ -81,20 +70,20 @@ TEST_F(LinuxSpotlight, FindsFoldersInARealIndex) {
         GTEST_SKIP() << "plocate is not installed";
     const QString database = home().root() + "/index.db";
     QProcess updatedb;
-    updatedb.start(QStringLiteral("/usr/bin/updatedb"), {"-U", disk(), "-o", database, "--prunepaths", "",
+    updatedb.start(QStringLiteral("/usr/bin/updatedb"), {"-U", m_disk, "-o", database, "--prunepaths", "",
                                                          "--prunefs", "", "--prunenames", "", "-l", "no"});
     ASSERT_TRUE(updatedb.waitForFinished(60000));
     ASSERT_EQ(updatedb.exitCode(), 0) << updatedb.readAllStandardError().toStdString();
-    home().platform().locateDatabasePath = database;
-    home().platform().setToolPath(Tool::Plocate, QStringLiteral("/usr/bin/plocate"));
+    platform().locateDatabasePath = database;
+    platform().setToolPath(Tool::Plocate, QStringLiteral("/usr/bin/plocate"));
 
-    EXPECT_TRUE(home().platform().spotlightAvailable());
-    EXPECT_EQ(sorted(home().platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 10)),
+    EXPECT_TRUE(platform().spotlightAvailable());
+    EXPECT_EQ(sorted(platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 10)),
               (QStringList{disk("a/Autosave Vault"), disk("b/autosave vault")}));
-    EXPECT_EQ(sorted(home().platform().spotlightQuery(
+    EXPECT_EQ(sorted(platform().spotlightQuery(
                   Query::pathsEndingWith("\"Final Cut Pro Library\"", ".fcpbundle"), 10)),
               (QStringList{disk("x/My Library.fcpbundle"), disk("y/Archive.FCPBUNDLE")}));
-    EXPECT_EQ(home().platform().spotlightQuery(Query::folderNamed("Vault [old]*"), 10),
+    EXPECT_EQ(platform().spotlightQuery(Query::folderNamed("Vault [old]*"), 10),
               QStringList{disk("w/Vault [old]*")});
 }
 
@@ -111,51 +100,28 @@ TEST_F(LinuxSpotlight, TranslatesTheQueryForTheTool) {
 }
 
 TEST_F(LinuxSpotlight, KeepsOnlyMatchingFoldersOfWhatTheToolPrints) {
-    noTools();
     const QString tool =
         fakeTool("locate", printing({disk("a/Autosave Vault"), disk("c/Autosave Vault"),
                                      disk("e/Autosave Vault"), disk("d/Old Autosave Vault"),
                                      disk("gone/Autosave Vault"), disk("b/autosave vault")}));
-    home().platform().setToolPath(Tool::Locate, tool);
-    home().platform().locateDatabasePath.clear(); // the tool's own index
-    EXPECT_TRUE(home().platform().spotlightAvailable()) << "locate stands in for plocate";
-    EXPECT_EQ(home().platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 10),
+    platform().setToolPath(Tool::Locate, tool);
+    platform().locateDatabasePath.clear(); // the tool's own index
+    EXPECT_TRUE(platform().spotlightAvailable()) << "locate stands in for plocate";
+    EXPECT_EQ(platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 10),
               (QStringList{disk("a/Autosave Vault"), disk("b/autosave vault")}));
     EXPECT_EQ(recordedArguments(tool), (QStringList{"-i", "-0", "-b", "--", "*Autosave Vault*"}));
 }
 
-TEST_F(LinuxSpotlight, TakesAComplaintForNoResult) {
-    noTools();
+TEST_F(LinuxSpotlight, TakesAComplaintForNoResultAndGivesUpOnAToolThatHangs) {
     // With nothing on standard output the runner hands back standard error.
-    home().platform().setToolPath(
-        Tool::Plocate,
-        fakeTool("plocate", "echo \"" + disk("a/Autosave Vault").toUtf8() + "\" >&2\nexit 1\n"));
-    EXPECT_TRUE(home().platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 10).isEmpty());
-}
-
-TEST_F(LinuxSpotlight, GivesUpOnAToolThatHangs) {
-    noTools();
-    home().platform().setToolPath(Tool::Plocate, fakeTool("plocate", "exec sleep 30\n"));
+    platform().setToolPath(Tool::Plocate, fakeTool("plocate", "echo \"" + disk("a/Autosave Vault").toUtf8() +
+                                                                  "\" >&2\nexit 1\n"));
+    EXPECT_TRUE(platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 10).isEmpty());
+    platform().setToolPath(Tool::Plocate, fakeTool("hangs", "exec sleep 30\n"));
     QElapsedTimer timer;
     timer.start();
-    EXPECT_TRUE(home().platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 1).isEmpty());
+    EXPECT_TRUE(platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 1).isEmpty());
     EXPECT_LT(timer.elapsed(), 20000);
-}
-
-TEST_F(LinuxSpotlight, FindsNoApplicationsByDefault) {
-    EXPECT_TRUE(home()
-                    .platform()
-                    .LinuxPlatform::applicationPathForBundleIdentifier("com.apple.FinalCutPro")
-                    .isNull());
-    const QString entry =
-        home().writeFile("Users/jö ed/.local/share/applications/com.adobe.AdobePremierePro.desktop",
-                         "[Desktop Entry]\nName=Premiere\n");
-    EXPECT_EQ(
-        home().platform().LinuxPlatform::applicationPathForBundleIdentifier("com.adobe.AdobePremierePro"),
-        entry);
-    EXPECT_FALSE(home().platform().applicationInfo(entry)) << "a desktop entry has no bundle information";
-    EXPECT_EQ(LinuxPlatform::desktopEntryNames("com.adobe.AdobePremierePro"),
-              (QStringList{"com.adobe.AdobePremierePro", "adobe-premiere-pro"}));
 }
 
 TEST_F(LinuxSpotlight, TheNativePlatformReadsTheIndexTheEnvironmentNames) {
