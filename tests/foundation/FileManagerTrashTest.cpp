@@ -12,14 +12,14 @@ namespace {
 
 class Trash : public FileOpsTest {
 protected:
-    QString items() { return trash() + QStringLiteral("/files"); }
+    QString items() { return trash() + "/files"; }
 
     // Root working for "jo", whose Trash the desktop's own facility cannot reach.
     QString actForConsoleUser() {
         home().platform().uid = 0;
-        home().platform().user = QStringLiteral("root");
-        const QString joHome = home().makeFolder(QStringLiteral("jo-home"));
-        home().platform().homes.insert(QStringLiteral("jo"), joHome);
+        home().platform().user = "root";
+        const QString joHome = home().makeFolder("jo-home");
+        home().platform().homes.insert("jo", joHome);
         BMAuthorization::installShared(std::make_unique<BMAuthorization>());
         return joHome;
     }
@@ -29,20 +29,20 @@ TEST_F(Trash, ItemLandsInTheHomeTrashWithARecordThatRestoresIt) {
     // No data folder yet: the case where the desktop library once fell back to the working
     // directory.
     ASSERT_FALSE(QFileInfo::exists(qEnvironmentVariable("XDG_DATA_HOME")));
-    const QString cwd = home().makeFolder(QStringLiteral("cwd"));
+    const QString cwd = home().makeFolder("cwd");
     const QString previous = QDir::currentPath();
-    const QString a = writeWork(QStringLiteral("Autosave Vault/Cut 1/Cut 1_12-01-01_1200.fcp"), "autosave");
+    const QString a = writeWork("Autosave Vault/Cut 1/Cut 1_12-01-01_1200.fcp", "autosave");
     QDir::setCurrent(cwd);
     EXPECT_TRUE(BMFileManager::trashFile(a));
     QDir::setCurrent(previous);
     EXPECT_FALSE(QFileInfo::exists(a));
     EXPECT_TRUE(QDir(cwd).isEmpty()) << "nothing may land in the working directory";
-    const QString inTrash = items() + QStringLiteral("/Cut 1_12-01-01_1200.fcp");
+    const QString inTrash = items() + "/Cut 1_12-01-01_1200.fcp";
     EXPECT_EQ(readFile(inTrash), "autosave");
     EXPECT_EQ(QFile::permissions(trash()) & (QFile::ReadOther | QFile::WriteOther | QFile::ReadGroup), 0);
 
     // Restoring is what a file manager does with the record: back to the path it names.
-    const QString original = trashedFrom(trash(), QStringLiteral("Cut 1_12-01-01_1200.fcp"));
+    const QString original = trashedFrom(trash(), "Cut 1_12-01-01_1200.fcp");
     EXPECT_EQ(original, a);
     ASSERT_TRUE(QFile::rename(inTrash, original));
     EXPECT_EQ(readFile(a), "autosave");
@@ -50,8 +50,8 @@ TEST_F(Trash, ItemLandsInTheHomeTrashWithARecordThatRestoresIt) {
 }
 
 TEST_F(Trash, TwoItemsOfOneNameKeepTwoRecords) {
-    const QString a = writeWork(QStringLiteral("one/Project.prproj"), "1");
-    const QString b = writeWork(QStringLiteral("two/Project.prproj"), "2");
+    const QString a = writeWork("one/Project.prproj", "1");
+    const QString b = writeWork("two/Project.prproj", "2");
     EXPECT_TRUE(BMFileManager::trashFile(a));
     EXPECT_TRUE(BMFileManager::trashFileWithTimeout(b, 2));
     QStringList originals;
@@ -60,25 +60,25 @@ TEST_F(Trash, TwoItemsOfOneNameKeepTwoRecords) {
     originals.sort();
     EXPECT_EQ(originals, (QStringList{a, b}));
     // Nothing there is done, and nothing arrives in the Trash.
-    EXPECT_TRUE(BMFileManager::trashFile(work(QStringLiteral("missing.mov"))));
-    EXPECT_TRUE(BMFileManager::trashFileWithTimeout(work(QStringLiteral("missing.mov")), 1));
+    EXPECT_TRUE(BMFileManager::trashFile(work("missing.mov")));
+    EXPECT_TRUE(BMFileManager::trashFileWithTimeout(work("missing.mov"), 1));
     EXPECT_EQ(QDir(items()).entryList(QDir::Files).size(), 2);
 }
 
 TEST_F(Trash, ALockedItemIsUnlockedAndTrashed) {
     if (!lockingWorks())
         GTEST_SKIP() << "this file system or user cannot set the immutable flag";
-    const QString a = writeWork(QStringLiteral("locked.mov"), "x");
+    const QString a = writeWork("locked.mov", "x");
     ASSERT_TRUE(BMFileManager::lockFile(a));
     EXPECT_TRUE(BMFileManager::trashFile(a, false));
     EXPECT_FALSE(QFileInfo::exists(a));
-    EXPECT_EQ(readFile(items() + QStringLiteral("/locked.mov")), "x");
-    EXPECT_FALSE(BMFileManager::isFileLocked(items() + QStringLiteral("/locked.mov")));
+    EXPECT_EQ(readFile(items() + "/locked.mov"), "x");
+    EXPECT_FALSE(BMFileManager::isFileLocked(items() + "/locked.mov"));
 }
 
 TEST_F(Trash, RootWorkingForTheConsoleUserRetriesOnlyWhenAllowed) {
     const QString joHome = actForConsoleUser();
-    const QString a = writeWork(QStringLiteral("a.mov"), "x");
+    const QString a = writeWork("a.mov", "x");
     // The desktop's facility would fill root's own Trash: it is not used, and without the
     // privileged path nothing happens.
     EXPECT_FALSE(BMFileManager::trashFile(a, false));
@@ -87,54 +87,51 @@ TEST_F(Trash, RootWorkingForTheConsoleUserRetriesOnlyWhenAllowed) {
     EXPECT_FALSE(QFileInfo::exists(a));
     const QString joTrash = BMLocalPaths::trashDirectory();
     ASSERT_TRUE(joTrash.startsWith(joHome));
-    EXPECT_EQ(readFile(joTrash + QStringLiteral("/files/a.mov")), "x");
-    EXPECT_EQ(trashedFrom(joTrash, QStringLiteral("a.mov")), a);
+    EXPECT_EQ(readFile(joTrash + "/files/a.mov"), "x");
+    EXPECT_EQ(trashedFrom(joTrash, "a.mov"), a);
 }
 
 TEST_F(Trash, DirectoryContentsGoAndTheFolderStays) {
-    const QString vault = home().makeFolder(QStringLiteral("work/vault"));
+    const QString vault = home().makeFolder("work/vault");
     EXPECT_TRUE(BMFileManager::trashDirectoryContents(vault));
-    writeWork(QStringLiteral("vault/a.mov"), "a");
-    writeWork(QStringLiteral("vault/sub/b.mov"), "b");
+    writeWork("vault/a.mov", "a");
+    writeWork("vault/sub/b.mov", "b");
     EXPECT_TRUE(BMFileManager::trashDirectoryContents(vault));
     EXPECT_TRUE(QFileInfo(vault).isDir());
     EXPECT_TRUE(QDir(vault).isEmpty());
-    EXPECT_EQ(readFile(items() + QStringLiteral("/sub/b.mov")), "b");
+    EXPECT_EQ(readFile(items() + "/sub/b.mov"), "b");
 }
 
 TEST_F(Trash, WhatDidNotArriveIsNeitherTrashedNorRecordedButStillListedAsTried) {
     actForConsoleUser();
-    fakeTool(Tool::Mv, 1); // every privileged move fails
-    const QString a = writeWork(QStringLiteral("vault/a.fcp"), "a");
-    writeWork(QStringLiteral("vault/b.mov"), "b");
-    EXPECT_FALSE(BMFileManager::trashDirectoryContents(work(QStringLiteral("vault")), true));
-    EXPECT_EQ(QDir(work(QStringLiteral("vault"))).entryList(QDir::Files).size(), 2);
-    EXPECT_EQ(BMFileManager::trashFilesOfType(QStringLiteral("fcp"), work(QStringLiteral("vault"))),
-              QStringList{a});
+    fakeTool(Tool::Mv, "exit 1"); // every privileged move fails
+    const QString a = writeWork("vault/a.fcp", "a");
+    writeWork("vault/b.mov", "b");
+    EXPECT_FALSE(BMFileManager::trashDirectoryContents(work("vault"), true));
+    EXPECT_EQ(QDir(work("vault")).entryList(QDir::Files).size(), 2);
+    EXPECT_EQ(BMFileManager::trashFilesOfType("fcp", work("vault")), QStringList{a});
     EXPECT_TRUE(QFileInfo::exists(a));
     // No record may remain for an item that did not arrive.
-    EXPECT_TRUE(
-        QDir(BMLocalPaths::trashDirectory() + QStringLiteral("/info")).entryList(QDir::Files).isEmpty());
+    EXPECT_TRUE(QDir(BMLocalPaths::trashDirectory() + "/info").entryList(QDir::Files).isEmpty());
 }
 
 TEST_F(Trash, ByTypeMatchesAnyCaseAndDescendsIntoPackagesByNameOnlyTheExactName) {
     for (const char* name : {"x.fcp", "y.FCP", "keep.mov", "Lib.fcpbundle/z.fcp", "deep/er/w.Fcp",
                              ".DS_Store", "sub/.DS_Store", "sub/.ds_store"})
-        writeWork(QStringLiteral("v/") + QLatin1String(name), "x");
-    const QString v = work(QStringLiteral("v"));
-    QStringList trashed = BMFileManager::trashFilesOfType(QStringLiteral("FCP"), v);
+        writeWork(QString("v/") + name, "x");
+    const QString v = work("v");
+    QStringList trashed = BMFileManager::trashFilesOfType("FCP", v);
     trashed.sort();
     EXPECT_EQ(trashed,
-              (QStringList{v + QStringLiteral("/Lib.fcpbundle/z.fcp"), v + QStringLiteral("/deep/er/w.Fcp"),
-                           v + QStringLiteral("/x.fcp"), v + QStringLiteral("/y.FCP")}));
-    EXPECT_TRUE(QFileInfo(v + QStringLiteral("/Lib.fcpbundle")).isDir());
-    EXPECT_TRUE(QFileInfo::exists(v + QStringLiteral("/keep.mov")));
-    EXPECT_FALSE(QFileInfo::exists(v + QStringLiteral("/x.fcp")));
+              (QStringList{v + "/Lib.fcpbundle/z.fcp", v + "/deep/er/w.Fcp", v + "/x.fcp", v + "/y.FCP"}));
+    EXPECT_TRUE(QFileInfo(v + "/Lib.fcpbundle").isDir());
+    EXPECT_TRUE(QFileInfo::exists(v + "/keep.mov"));
+    EXPECT_FALSE(QFileInfo::exists(v + "/x.fcp"));
 
-    trashed = BMFileManager::trashFilesNamed(QStringLiteral(".DS_Store"), v);
+    trashed = BMFileManager::trashFilesNamed(".DS_Store", v);
     trashed.sort();
-    EXPECT_EQ(trashed, (QStringList{v + QStringLiteral("/.DS_Store"), v + QStringLiteral("/sub/.DS_Store")}));
-    EXPECT_TRUE(QFileInfo::exists(v + QStringLiteral("/sub/.ds_store")));
+    EXPECT_EQ(trashed, (QStringList{v + "/.DS_Store", v + "/sub/.DS_Store"}));
+    EXPECT_TRUE(QFileInfo::exists(v + "/sub/.ds_store"));
 }
 
 } // namespace

@@ -5,57 +5,39 @@
 #include "foundation/CopyStream.h"
 #include "foundation/platform/linux/LinuxPlatform.h"
 
-#include <QDir>
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 
 #include <gtest/gtest.h>
 
-namespace {
-QString shellQuoted(QString text) {
-    return QLatin1Char('\'') + text.replace(QLatin1Char('\''), QStringLiteral("'\\''")) + QLatin1Char('\'');
-}
-} // namespace
-
 QByteArray readFile(const QString& path) {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-RecordingTool::RecordingTool(const QString& path, int exitCode, const QByteArray& output,
-                             const QString& failOn)
-    : m_path(path) {
-    QString script = QStringLiteral("#!/bin/sh\n{ for a in \"$@\"; do printf '%s\\037' \"$a\"; done; "
-                                    "printf '\\n'; } >> %1.record\nprintf '%s' %2\n")
-                         .arg(shellQuoted(path), shellQuoted(QString::fromUtf8(output)));
-    if (!failOn.isEmpty())
-        script += QStringLiteral("for a in \"$@\"; do case \"$a\" in *%1*) exit 1;; esac; done\n")
-                      .arg(shellQuoted(failOn));
-    script += exitCode == RunsArguments ? QStringLiteral("exec \"$@\"\n")
-                                        : QStringLiteral("exit %1\n").arg(exitCode);
+RecordingTool::RecordingTool(const QString& path, const QByteArray& body) : m_path(path) {
     QFile file(path);
     EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(script.toUtf8());
+    file.write("#!/bin/sh\n{ for a; do printf '%s\\037' \"$a\"; done; echo; } >> \"$0.record\"\n" + body +
+               "\n");
     file.close();
     file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 }
 
 QList<QStringList> RecordingTool::calls() const {
     QList<QStringList> calls;
-    for (const QByteArray& line : readFile(m_path + QStringLiteral(".record")).split('\n')) {
-        QStringList arguments = QString::fromUtf8(line).split(QChar(0x1f));
-        arguments.removeLast(); // every argument ends with the separator
+    for (const QByteArray& line : readFile(m_path + ".record").split('\n')) {
         if (!line.isEmpty())
-            calls << arguments;
+            calls << QString::fromUtf8(line.chopped(1)).split(QChar(0x1f)); // each argument ends with it
     }
     return calls;
 }
 
 void FileOpsTest::SetUp() {
     TempHomeTest::SetUp();
-    BMLog::createNewLog(QStringLiteral("VestryTests"));
-    m_pkexec = fakeTool(Tool::Pkexec, 127);
+    BMLog::createNewLog("VestryTests");
+    m_pkexec = fakeTool(Tool::Pkexec, "exit 127");
     m_previousAuthorization = BMAuthorization::installShared(std::make_unique<BMAuthorization>());
     CopyStream::installFaults(nullptr);
 }
@@ -67,20 +49,18 @@ void FileOpsTest::TearDown() {
     QDirIterator it(home().root(), QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
                     QDirIterator::Subdirectories);
     while (it.hasNext()) {
-        const QString path = it.next();
-        if (!QFileInfo(path).isSymLink())
+        if (const QString path = it.next(); !QFileInfo(path).isSymLink())
             home().platform().setImmutableFlag(path, false, nullptr);
     }
     TempHomeTest::TearDown();
 }
 
 QString FileOpsTest::work(const QString& relative) {
-    const QString folder = home().makeFolder(QStringLiteral("work"));
-    return relative.isEmpty() ? folder : folder + QLatin1Char('/') + relative;
+    return home().makeFolder("work") + (relative.isEmpty() ? QString() : '/' + relative);
 }
 
 QString FileOpsTest::writeWork(const QString& relative, const QByteArray& contents) {
-    return home().writeFile(QStringLiteral("work/") + relative, contents);
+    return home().writeFile("work/" + relative, contents);
 }
 
 QString FileOpsTest::logText() const {
@@ -88,45 +68,36 @@ QString FileOpsTest::logText() const {
     return QString::fromUtf8(readFile(BMLog::currentLogPath()));
 }
 
-RecordingTool FileOpsTest::fakeTool(Tool tool, int exitCode, const QByteArray& output) {
+QString FileOpsTest::script(const QString& name, const QByteArray& body) {
+    const QString path = home().writeFile("tools/" + name, "#!/bin/sh\n" + body + "\n");
+    QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    return path;
+}
+
+RecordingTool FileOpsTest::fakeTool(Tool tool, const QByteArray& body) {
     static int counter = 0;
-    RecordingTool fake(home().makeFolder(QStringLiteral("tools")) + QStringLiteral("/tool%1").arg(++counter),
-                       exitCode, output, QString());
+    RecordingTool fake(home().makeFolder("tools") + QString("/tool%1").arg(++counter), body);
     home().platform().setToolPath(tool, fake.path());
     return fake;
 }
 
 void FileOpsTest::grantingPkexec(const QString& failOn) {
-    m_pkexec = RecordingTool(home().makeFolder(QStringLiteral("tools")) + QStringLiteral("/granting-pkexec"),
-                             RecordingTool::RunsArguments, QByteArray(), failOn);
-    home().platform().setToolPath(Tool::Pkexec, m_pkexec.path());
+    const QByteArray refuse = "for a; do case \"$a\" in *'" + failOn.toUtf8() + "'*) exit 1;; esac; done\n";
+    m_pkexec = fakeTool(Tool::Pkexec, (failOn.isEmpty() ? QByteArray() : refuse) + "exec \"$@\"");
 }
 
 bool FileOpsTest::lockingWorks() {
-    const QString probe = home().writeFile(QStringLiteral("lock-probe"), "x");
+    const QString probe = home().writeFile("lock-probe", "x");
     const bool locked = home().platform().setImmutableFlag(probe, true, nullptr);
     home().platform().setImmutableFlag(probe, false, nullptr);
     QFile::remove(probe);
     return locked;
 }
 
-QString FileOpsTest::trash() const {
+QString FileOpsTest::trash() {
     return BMLocalPaths::trashDirectory();
 }
 
 QString FileOpsTest::trashedFrom(const QString& trashFolder, const QString& name) {
-    return LinuxPlatform::originalPathFromTrashRecord(
-        readFile(trashFolder + QStringLiteral("/info/") + name + QStringLiteral(".trashinfo")));
-}
-
-ConsoleCapture::ConsoleCapture() {
-    ::testing::internal::CaptureStdout();
-}
-
-QString ConsoleCapture::text() {
-    if (m_capturing) {
-        m_text = QString::fromStdString(::testing::internal::GetCapturedStdout());
-        m_capturing = false;
-    }
-    return m_text;
+    return LinuxPlatform::originalPathFromTrashRecord(readFile(trashFolder + "/info/" + name + ".trashinfo"));
 }

@@ -10,18 +10,16 @@
 #include <QStringList>
 
 #include <memory>
+#include <optional>
 
 QByteArray readFile(const QString& path);
 
-// A command-line tool stand-in written by the test: a shell script that appends its
-// arguments to a record file and prints `output`; then it fails (exit 1) when an argument
-// contains `failOn`, and otherwise runs its arguments as a command (exitCode RunsArguments:
-// a pkexec that grants everything) or exits with exitCode.
+// A command-line tool stand-in: a shell script that appends its arguments to a record file,
+// then runs `body`.
 class RecordingTool {
 public:
-    static constexpr int RunsArguments = -1;
     RecordingTool() = default;
-    RecordingTool(const QString& path, int exitCode, const QByteArray& output, const QString& failOn);
+    RecordingTool(const QString& path, const QByteArray& body);
     const QString& path() const { return m_path; }
     QList<QStringList> calls() const; // the arguments of every run, in order
 
@@ -41,14 +39,18 @@ protected:
     QString work(const QString& relative = QString());
     QString writeWork(const QString& relative, const QByteArray& contents = QByteArray());
     QString logText() const;
+    // An executable shell script in the test's tools folder.
+    QString script(const QString& name, const QByteArray& body);
     // Points a tool of the platform's table at a recording stand-in.
-    RecordingTool fakeTool(Tool tool, int exitCode = 0, const QByteArray& output = QByteArray());
+    RecordingTool fakeTool(Tool tool, const QByteArray& body = "exit 0");
+    // A pkexec that runs what it is given, as a granted request does, but fails a run with an
+    // argument containing failOn.
     void grantingPkexec(const QString& failOn = QString());
     // Whether this file system and user can set the immutable flag (tmpfs cannot, nor can
     // an ordinary user).
     bool lockingWorks();
-    QString trash() const;
-    // The original path the Trash's restore record for that item names.
+    static QString trash();
+    // The original path that the Trash's restore record for that item names.
     static QString trashedFrom(const QString& trashFolder, const QString& name);
 
     RecordingTool m_pkexec;
@@ -60,12 +62,15 @@ private:
 // Everything written to the console while it lives.
 class ConsoleCapture {
 public:
-    ConsoleCapture();
+    ConsoleCapture() { ::testing::internal::CaptureStdout(); }
     ~ConsoleCapture() { text(); }
-    QString text();
-    QStringList lines() { return text().split(QLatin1Char('\n'), Qt::SkipEmptyParts); }
+    QString text() {
+        if (!m_text)
+            m_text = QString::fromStdString(::testing::internal::GetCapturedStdout());
+        return *m_text;
+    }
+    QStringList lines() { return text().split('\n', Qt::SkipEmptyParts); }
 
 private:
-    bool m_capturing = true;
-    QString m_text;
+    std::optional<QString> m_text;
 };

@@ -37,7 +37,7 @@ protected:
         platform().setToolPath(Tool::Locate, home().root() + "/missing/locate");
     }
     FakePlatform& platform() { return home().platform(); }
-    QString disk(const QString& relative) const { return m_disk + QLatin1Char('/') + relative; }
+    QString disk(const QString& relative) const { return m_disk + '/' + relative; }
     // A stand-in search tool that records its arguments, one a line, then runs the body.
     QString fakeTool(const QString& name, const QByteArray& body) {
         const QString path =
@@ -65,17 +65,16 @@ TEST_F(LinuxSpotlight, IsAbsentWithoutEitherTool) {
 }
 
 TEST_F(LinuxSpotlight, FindsFoldersInARealIndex) {
-    if (!QFileInfo(QStringLiteral("/usr/bin/updatedb")).isExecutable() ||
-        !QFileInfo(QStringLiteral("/usr/bin/plocate")).isExecutable())
+    if (!QFileInfo("/usr/bin/updatedb").isExecutable() || !QFileInfo("/usr/bin/plocate").isExecutable())
         GTEST_SKIP() << "plocate is not installed";
     const QString database = home().root() + "/index.db";
     QProcess updatedb;
-    updatedb.start(QStringLiteral("/usr/bin/updatedb"), {"-U", m_disk, "-o", database, "--prunepaths", "",
-                                                         "--prunefs", "", "--prunenames", "", "-l", "no"});
+    updatedb.start("/usr/bin/updatedb", {"-U", m_disk, "-o", database, "--prunepaths", "", "--prunefs", "",
+                                         "--prunenames", "", "-l", "no"});
     ASSERT_TRUE(updatedb.waitForFinished(60000));
     ASSERT_EQ(updatedb.exitCode(), 0) << updatedb.readAllStandardError().toStdString();
     platform().locateDatabasePath = database;
-    platform().setToolPath(Tool::Plocate, QStringLiteral("/usr/bin/plocate"));
+    platform().setToolPath(Tool::Plocate, "/usr/bin/plocate");
 
     EXPECT_TRUE(platform().spotlightAvailable());
     EXPECT_EQ(sorted(platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 10)),

@@ -13,77 +13,56 @@
 namespace {
 
 // Binary property lists written object by object, so that each can be made wrong on purpose.
-namespace Bplist {
-QByteArray withCount(int kind, qsizetype count) {
-    QByteArray marker(1, char((kind << 4) | int(std::min<qsizetype>(count, 15))));
-    if (count >= 15)
-        marker.append(char(0x11)).append(char(count >> 8)).append(char(count & 0xff));
-    return marker;
-}
-QByteArray ascii(const QByteArray& text) {
-    return withCount(0x5, text.size()) + text;
-}
-QByteArray utf16(const QString& text) {
-    QByteArray bytes = withCount(0x6, text.size());
-    for (const QChar c : text)
-        bytes.append(char(c.unicode() >> 8)).append(char(c.unicode() & 0xff));
-    return bytes;
-}
-QByteArray integer(int value) {
-    return QByteArray(1, char(0x10)) + char(value);
-}
-QByteArray references(int kind, qsizetype count, const QList<int>& refs) {
-    QByteArray bytes = withCount(kind, count);
-    for (const int ref : refs)
-        bytes.append(char(ref));
-    return bytes;
-}
-QByteArray array(const QList<int>& refs) {
-    return references(0xA, refs.size(), refs);
-}
-QByteArray dict(const QList<int>& keys, const QList<int>& values) {
-    return references(0xD, keys.size(), keys + values);
-}
-// The objects in order, the top one first; one-byte references, two-byte offsets.
-QByteArray file(const QList<QByteArray>& objects, int extraOffset = 0) {
-    QByteArray out("bplist00");
-    QList<int> offsets;
-    for (const QByteArray& object : objects) {
-        offsets.append(int(out.size()) + extraOffset);
-        out.append(object);
+struct Bplist {
+    static QByteArray withCount(int kind, qsizetype count) {
+        QByteArray marker(1, char((kind << 4) | int(std::min<qsizetype>(count, 15))));
+        return count < 15 ? marker : marker + char(0x11) + char(count >> 8) + char(count & 0xff);
     }
-    const quint64 table = quint64(out.size());
-    for (const int offset : offsets)
-        out.append(char(offset >> 8)).append(char(offset & 0xff));
-    out.append(QByteArray(6, 0)).append(char(2)).append(char(1));
-    for (const quint64 number : {quint64(objects.size()), quint64(0), table}) {
-        char buffer[8];
-        qToBigEndian(number, buffer);
-        out.append(buffer, 8);
+    static QByteArray ascii(const QByteArray& text) { return withCount(0x5, text.size()) + text; }
+    static QByteArray utf16(const QString& text) {
+        QByteArray bytes = withCount(0x6, text.size());
+        for (const QChar c : text)
+            bytes.append(char(c.unicode() >> 8)).append(char(c.unicode() & 0xff));
+        return bytes;
     }
-    return out;
-}
-} // namespace Bplist
+    static QByteArray integer(int value) { return QByteArray(1, char(0x10)) + char(value); }
+    static QByteArray array(const QList<int>& refs) { return withCount(0xA, refs.size()) + bytes(refs); }
+    static QByteArray dict(const QList<int>& keys, const QList<int>& values) {
+        return withCount(0xD, keys.size()) + bytes(keys + values);
+    }
+    static QByteArray bytes(const QList<int>& values) {
+        QByteArray out;
+        for (const int value : values)
+            out.append(char(value));
+        return out;
+    }
+    // The objects in order, the top one first; one-byte references, two-byte offsets.
+    static QByteArray file(const QList<QByteArray>& objects, int extraOffset = 0) {
+        QByteArray out("bplist00"), table;
+        for (const QByteArray& object : objects) {
+            const int offset = int(out.size()) + extraOffset;
+            table.append(char(offset >> 8)).append(char(offset & 0xff));
+            out.append(object);
+        }
+        const quint64 trailer[] = {qToBigEndian(quint64(objects.size())), 0,
+                                   qToBigEndian(quint64(out.size()))};
+        return out + table + QByteArray(6, 0) + char(2) + char(1) +
+               QByteArray(reinterpret_cast<const char*>(trailer), sizeof trailer);
+    }
+};
 
-QByteArray nestedArrays(int depth) {
+// Arrays each holding the next one `copies` times, the last an integer: with two copies,
+// 2^levels values from a few hundred bytes.
+QByteArray chain(int levels, int copies = 1) {
     QList<QByteArray> objects;
-    for (int i = 0; i < depth; ++i)
-        objects << Bplist::array({i + 1});
+    for (int i = 0; i < levels; ++i)
+        objects << Bplist::array(QList<int>(copies, i + 1));
     return Bplist::file(objects << Bplist::integer(7));
 }
 
-// Every array holds the next one twice: 2^levels values from a few hundred bytes.
-QByteArray sharedExpansion(int levels) {
-    QList<QByteArray> objects;
-    for (int i = 0; i < levels; ++i)
-        objects << Bplist::array({i + 1, i + 1});
-    return Bplist::file(objects << Bplist::integer(1));
-}
-
 QByteArray validDictionary() {
-    return Bplist::file({Bplist::dict({1, 2}, {3, 4}), Bplist::ascii("name"),
-                         Bplist::utf16(QStringLiteral("lé")), Bplist::ascii("Final Cut Pro"),
-                         Bplist::array({5, 5}), Bplist::integer(42)});
+    return Bplist::file({Bplist::dict({1, 2}, {3, 4}), Bplist::ascii("name"), Bplist::utf16("lé"),
+                         Bplist::ascii("Final Cut Pro"), Bplist::array({5, 5}), Bplist::integer(42)});
 }
 
 QByteArray xmlNested(int depth) {
@@ -97,9 +76,9 @@ TEST(PlistCheck, AcceptsWellFormedLists) {
     const std::optional<QVariant> value = PlistFile::parse(validDictionary());
     ASSERT_TRUE(value);
     EXPECT_EQ(value->toMap().value("name").toString(), "Final Cut Pro");
-    EXPECT_EQ(value->toMap().value(QStringLiteral("lé")).toList(), (QVariantList{qint64(42), qint64(42)}));
-    EXPECT_TRUE(PlistFile::parse(nestedArrays(60)));
-    EXPECT_TRUE(PlistFile::parse(sharedExpansion(12)));
+    EXPECT_EQ(value->toMap().value("lé").toList(), (QVariantList{qint64(42), qint64(42)}));
+    EXPECT_TRUE(PlistFile::parse(chain(60)));
+    EXPECT_TRUE(PlistFile::parse(chain(12, 2)));
     EXPECT_TRUE(PlistFile::parse(xmlNested(60)));
     const QByteArray commented =
         "<?xml version=\"1.0\"?><!-- " + QByteArray(200, '<') +
@@ -111,19 +90,16 @@ TEST(PlistCheck, PassesWhatLibplistWritesAndRoundTripsEveryValueType) {
     // A preference file as an editor leaves it: many keys (two-byte references), text that
     // is not ASCII (stored as UTF-16), every kind of value.
     QVariantMap preferences{
-        {QStringLiteral("OZPreferenceManager::AutosaveVaultPath"),
-         QStringLiteral("/Users/jö/Documents/Motion Documents/Autosave Vault")},
-        {QStringLiteral("Flag"), true},
-        {QStringLiteral("Scale"), 2.5},
-        {QStringLiteral("Negative"), qint64(-5)},
-        {QStringLiteral("Big"), qint64(1) << 40},
-        {QStringLiteral("Seen"), QDateTime::fromSecsSinceEpoch(1700000000, Qt::UTC)},
-        {QStringLiteral("Blob"), QByteArray("\0\1\xff", 3)},
-        {QStringLiteral("Nested"),
-         QVariantList{QStringLiteral("a"), QVariantMap{{QStringLiteral("n"), qint64(1)}}}}};
+        {"OZPreferenceManager::AutosaveVaultPath", "/Users/jö/Documents/Motion Documents/Autosave Vault"},
+        {"Flag", true},
+        {"Scale", 2.5},
+        {"Negative", qint64(-5)},
+        {"Big", qint64(1) << 40},
+        {"Seen", QDateTime::fromSecsSinceEpoch(1700000000, Qt::UTC)},
+        {"Blob", QByteArray("\0\1\xff", 3)},
+        {"Nested", QVariantList{"a", QVariantMap{{"n", qint64(1)}}}}};
     for (int i = 0; i < 300; ++i)
-        preferences.insert(QStringLiteral("Recent %1").arg(i),
-                           QStringLiteral("/Volumes/Media/Project %1").arg(i));
+        preferences.insert(QString("Recent %1").arg(i), QString("/Volumes/Media/Project %1").arg(i));
     const QByteArray xml = PlistFile::toXml(preferences);
     EXPECT_EQ(PlistFile::parse(xml).value_or(QVariant()).toMap(), preferences);
 
@@ -175,8 +151,8 @@ INSTANTIATE_TEST_SUITE_P(
         HostileRow{"ReferenceToAMissingObject", Bplist::file({Bplist::array({9})})},
         HostileRow{"OffsetsOutsideTheFile", Bplist::file({Bplist::integer(1)}, 4000)},
         HostileRow{"StringLongerThanTheFile", Bplist::file({Bplist::withCount(0x5, 60000) + "short"})},
-        HostileRow{"DeeplyNested", nestedArrays(70), "nesting too deep"},
-        HostileRow{"BillionsFromSharing", sharedExpansion(40), "too many values"},
+        HostileRow{"DeeplyNested", chain(70), "nesting too deep"},
+        HostileRow{"BillionsFromSharing", chain(40, 2), "too many values"},
         HostileRow{"TrailerDamaged", validDictionary().chopped(9) + QByteArray(9, 9)},
         HostileRow{"XmlWithNul", QByteArray("<plist><key>a\0b</key></plist>", 29)},
         HostileRow{"XmlNestedFarTooDeep", xmlNested(300000)},

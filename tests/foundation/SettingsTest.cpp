@@ -86,9 +86,9 @@ TEST_F(Settings, UnreadableFileIsSetAsideNotOverwritten) {
 }
 
 TEST_F(Settings, TypedReadsConvertLikeUserDefaults) {
-    store->setValue("text", QStringLiteral("YES"));
-    store->setValue("number", QStringLiteral("12"));
-    store->setValue("mixed", QVariantList{QStringLiteral("a"), 3});
+    store->setValue("text", "YES");
+    store->setValue("number", "12");
+    store->setValue("mixed", QVariantList{"a", 3});
     EXPECT_TRUE(store->boolValue("text"));
     EXPECT_EQ(store->integerValue("number"), 12);
     EXPECT_EQ(store->stringValue(SettingsKey::autoRemoveCriteriaAge), "30");
@@ -133,14 +133,14 @@ TEST_F(Settings, ConcurrentWritersLoseNothing) {
     for (int t = 0; t < 8; ++t) {
         writers.emplace_back([this, t] {
             for (int i = 0; i < 25; ++i)
-                store->setValue(QStringLiteral("key%1_%2").arg(t).arg(i), i);
+                store->setValue(QString("key%1_%2").arg(t).arg(i), i);
         });
     }
     for (auto& writer : writers)
         writer.join();
     BMSettings reader([this] { return userFile(); });
     for (int t = 0; t < 8; ++t)
-        EXPECT_EQ(reader.integerValue(QStringLiteral("key%1_24").arg(t)), 24);
+        EXPECT_EQ(reader.integerValue(QString("key%1_24").arg(t)), 24);
 }
 
 TEST_F(Settings, WriteCreatesMissingFoldersAndReplacesAtomically) {
