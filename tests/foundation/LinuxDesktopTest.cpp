@@ -31,10 +31,6 @@ struct ExecCase {
     QList<QStringList> commands;
 };
 
-void PrintTo(const ExecCase& row, std::ostream* out) {
-    *out << row.rowName;
-}
-
 class DesktopEntryCommands : public ::testing::TestWithParam<ExecCase> {};
 
 class LinuxDesktop : public TempHomeTest {

@@ -87,15 +87,11 @@ TEST_F(LinuxSpotlight, FindsFoldersInARealIndex) {
 }
 
 TEST_F(LinuxSpotlight, TranslatesTheQueryForTheTool) {
-    EXPECT_EQ(LinuxPlatform::locateArguments(Query::folderNamed("Autosave Vault"), "/db"),
-              (QStringList{"-d", "/db", "-i", "-0", "-b", "--", "*Autosave Vault*"}));
     EXPECT_EQ(
         LinuxPlatform::locateArguments(Query::pathsEndingWith("\"Final Cut Pro Library\"", ".fcpbundle"), ""),
         (QStringList{"-i", "-0", "--", "*.fcpbundle"}));
     EXPECT_EQ(LinuxPlatform::locateArguments(Query::folderNamed("a*b?[c]\\"), ""),
               (QStringList{"-i", "-0", "-b", "--", "*a\\*b\\?\\[c\\]\\\\*"}));
-    EXPECT_EQ(Query::folderNamed("Adobe Premiere Pro Auto-Save").mdfindQuery,
-              "name:\"Adobe Premiere Pro Auto-Save\" kind:folder");
 }
 
 TEST_F(LinuxSpotlight, KeepsOnlyMatchingFoldersOfWhatTheToolPrints) {
