@@ -1,5 +1,4 @@
 #include "FileOpsFixture.h"
-#include "foundation/BMDigest.h"
 #include "foundation/BMFileManager.h"
 
 #include <QDateTime>
@@ -139,15 +138,6 @@ TEST_F(Attributes, DiskInformationComesFromFindmntAsADictionary) {
     EXPECT_TRUE(console.text().startsWith("Error converting diskutil output: "));
 }
 
-TEST_F(Attributes, TheRealFindmntDescribesTheRootFileSystem) {
-    if (!QFileInfo("/usr/bin/findmnt").isExecutable())
-        GTEST_SKIP() << "findmnt is not installed";
-    const std::optional<QVariantMap> info = FM::infoForDiskAtMountpoint("/");
-    ASSERT_TRUE(info.has_value());
-    EXPECT_EQ(info->value("target").toString(), "/");
-    EXPECT_FALSE(info->value("fstype").toString().isEmpty());
-}
-
 // ---- Waiting for files ------------------------------------------------------------------
 
 TEST_F(Attributes, WaitingForCreationLooksOnlyOnce) {
@@ -180,19 +170,7 @@ TEST_F(Attributes, WaitingForWritesAnnouncesALockFileAndLastsUntilTheFileIsQuiet
     EXPECT_GE(QFileInfo(file).lastModified().msecsTo(QDateTime::currentDateTime()), 4000);
 }
 
-// ---- Digests and sizes ------------------------------------------------------------------
-
-TEST(Digests, FinishingACopyLeavesTheContextUsable) {
-    BMDigestContext md5(BMDigestContext::Algorithm::MD5), sha1(BMDigestContext::Algorithm::SHA1);
-    EXPECT_EQ(FM::md5HashWithContext(md5), "d41d8cd98f00b204e9800998ecf8427e");
-    md5.update(QByteArray("abc"));
-    EXPECT_EQ(FM::md5HashWithContext(md5), "900150983cd24fb0d6963f7d28e17f72");
-    sha1.update(QByteArray("abc"));
-    BMDigestContext branch = sha1;
-    branch.update(QByteArray("d"));
-    EXPECT_EQ(FM::sha1HashWithContext(sha1), "a9993e364706816aba3e25717850c26c9cd0d89d");
-    EXPECT_EQ(FM::sha1HashWithContext(branch), "81fe8bfe87576c3ecb22426f8e57847382917acf");
-}
+// ---- Sizes ------------------------------------------------------------------------------
 
 TEST(FileSizeText, StepsOf1024UpToGigabytes) {
     const std::pair<double, const char*> rows[] = {{0, "0 B"},
