@@ -1,5 +1,5 @@
+#include "FileOpsFixture.h"
 #include "foundation/platform/linux/LinuxPlatform.h"
-#include "support/TempHome.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -21,10 +21,10 @@ QStringList sorted(QStringList list) {
 
 } // namespace
 
-class LinuxSpotlight : public TempHomeTest {
+class LinuxSpotlight : public FileOpsTest {
 protected:
     void SetUp() override {
-        TempHomeTest::SetUp();
+        FileOpsTest::SetUp();
         m_disk = home().makeFolder("disk");
         for (const char* folder : {"a/Autosave Vault", "b/autosave vault", "d/Old Autosave Vault",
                                    "x/My Library.fcpbundle", "y/Archive.FCPBUNDLE", "w/Vault [old]*", "e"})
@@ -38,19 +38,6 @@ protected:
     }
     FakePlatform& platform() { return home().platform(); }
     QString disk(const QString& relative) const { return m_disk + '/' + relative; }
-    // A stand-in search tool that records its arguments, one a line, then runs the body.
-    QString fakeTool(const QString& name, const QByteArray& body) {
-        const QString path =
-            home().writeFile("tools/" + name, "#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$0.args\"\n" + body);
-        QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
-        return path;
-    }
-    static QStringList recordedArguments(const QString& tool) {
-        QFile file(tool + ".args");
-        return file.open(QIODevice::ReadOnly)
-                   ? QString::fromUtf8(file.readAll()).split('\n', Qt::SkipEmptyParts)
-                   : QStringList();
-    }
     // Prints each path followed by a NUL, as the real tools do with -0.
     static QByteArray printing(const QStringList& paths) {
         return "printf '%s\\0' '" + paths.join("' '").toUtf8() + "'\n";
@@ -95,24 +82,22 @@ TEST_F(LinuxSpotlight, TranslatesTheQueryForTheTool) {
 }
 
 TEST_F(LinuxSpotlight, KeepsOnlyMatchingFoldersOfWhatTheToolPrints) {
-    const QString tool =
-        fakeTool("locate", printing({disk("a/Autosave Vault"), disk("c/Autosave Vault"),
-                                     disk("e/Autosave Vault"), disk("d/Old Autosave Vault"),
-                                     disk("gone/Autosave Vault"), disk("b/autosave vault")}));
-    platform().setToolPath(Tool::Locate, tool);
+    const RecordingTool locate =
+        fakeTool(Tool::Locate, printing({disk("a/Autosave Vault"), disk("c/Autosave Vault"),
+                                         disk("e/Autosave Vault"), disk("d/Old Autosave Vault"),
+                                         disk("gone/Autosave Vault"), disk("b/autosave vault")}));
     platform().locateDatabasePath.clear(); // the tool's own index
     EXPECT_TRUE(platform().spotlightAvailable()) << "locate stands in for plocate";
     EXPECT_EQ(platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 10),
               (QStringList{disk("a/Autosave Vault"), disk("b/autosave vault")}));
-    EXPECT_EQ(recordedArguments(tool), (QStringList{"-i", "-0", "-b", "--", "*Autosave Vault*"}));
+    EXPECT_EQ(locate.calls(), (QList<QStringList>{{"-i", "-0", "-b", "--", "*Autosave Vault*"}}));
 }
 
 TEST_F(LinuxSpotlight, TakesAComplaintForNoResultAndGivesUpOnAToolThatHangs) {
     // With nothing on standard output the runner hands back standard error.
-    platform().setToolPath(Tool::Plocate, fakeTool("plocate", "echo \"" + disk("a/Autosave Vault").toUtf8() +
-                                                                  "\" >&2\nexit 1\n"));
+    fakeTool(Tool::Plocate, "echo \"" + disk("a/Autosave Vault").toUtf8() + "\" >&2; exit 1");
     EXPECT_TRUE(platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 10).isEmpty());
-    platform().setToolPath(Tool::Plocate, fakeTool("hangs", "exec sleep 30\n"));
+    fakeTool(Tool::Plocate, "exec sleep 30");
     QElapsedTimer timer;
     timer.start();
     EXPECT_TRUE(platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 1).isEmpty());
@@ -122,18 +107,17 @@ TEST_F(LinuxSpotlight, TakesAComplaintForNoResultAndGivesUpOnAToolThatHangs) {
 TEST_F(LinuxSpotlight, TheNativePlatformReadsTheIndexTheEnvironmentNames) {
     LinuxPlatform native;
     native.setToolPath(Tool::Plocate, home().root() + "/missing/plocate");
-    const QString tool = fakeTool("locate", printing({disk("a/Autosave Vault")}));
-    native.setToolPath(Tool::Locate, tool);
+    const RecordingTool locate = fakeTool(Tool::Locate, printing({disk("a/Autosave Vault")}));
+    native.setToolPath(Tool::Locate, locate.path());
     const QByteArray saved = qgetenv(LinuxPlatform::locateDatabaseVariable);
     qputenv(LinuxPlatform::locateDatabaseVariable, "/var/tmp/elsewhere.db");
     const QStringList found = native.spotlightQuery(Query::folderNamed("Autosave Vault"), 10);
-    const QStringList withIndex = recordedArguments(tool);
     qunsetenv(LinuxPlatform::locateDatabaseVariable);
     native.spotlightQuery(Query::folderNamed("Autosave Vault"), 10);
-    const QStringList withoutIndex = recordedArguments(tool);
     if (!saved.isNull())
         qputenv(LinuxPlatform::locateDatabaseVariable, saved);
     EXPECT_EQ(found, QStringList{disk("a/Autosave Vault")});
-    EXPECT_EQ(withIndex.mid(0, 2), (QStringList{"-d", "/var/tmp/elsewhere.db"}));
-    EXPECT_EQ(withoutIndex.value(0), "-i");
+    ASSERT_EQ(locate.calls().size(), 2);
+    EXPECT_EQ(locate.calls()[0].mid(0, 2), (QStringList{"-d", "/var/tmp/elsewhere.db"}));
+    EXPECT_EQ(locate.calls()[1].value(0), "-i");
 }

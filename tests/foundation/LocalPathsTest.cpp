@@ -106,16 +106,13 @@ TEST_F(LocalPaths, AsRootTheConsoleUsersFoldersAreMeant) {
     }
 }
 
-TEST(RootRule, MacTextRuleKeepsItsOffByOne) {
+TEST(RootRule, MacTextRuleKeepsItsOffByOneAndLinuxRebasesOnlyWhatLiesInRootsHome) {
     EXPECT_EQ(BMLocalPaths::applyMacRootRule("/var/root/Library", "/Users/jo"), "/Users/jo/Library");
     // Sixteen characters of a seventeen-character prefix: the "t" stays.
     EXPECT_EQ(BMLocalPaths::applyMacRootRule("/private/var/root/Library", "/Users/jo"),
               "/Users/jo/t/Library");
     EXPECT_EQ(BMLocalPaths::applyMacRootRule("/Library/Caches", "/Users/jo"), "/Users/jo/Library/Caches");
     EXPECT_TRUE(BMLocalPaths::applyMacRootRule("/var/root/Library", QString()).isNull());
-}
-
-TEST(RootRule, LinuxRuleRebasesOnlyWhatLiesInRootsHome) {
     EXPECT_EQ(BMLocalPaths::applyLinuxRootRule("/root/.config", "/root", "/home/jo"), "/home/jo/.config");
     EXPECT_EQ(BMLocalPaths::applyLinuxRootRule("/root", "/root", "/home/jo"), "/home/jo");
     EXPECT_EQ(BMLocalPaths::applyLinuxRootRule("/rootless/x", "/root", "/home/jo"), "/rootless/x");

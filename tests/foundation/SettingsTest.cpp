@@ -1,10 +1,9 @@
-#include "TempHome.h"
+#include "FileOpsFixture.h"
 #include "foundation/BMSettings.h"
 #include "foundation/PlistFile.h"
 #include "foundation/SettingsKeys.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 
 #include <plist/plist.h>
@@ -20,10 +19,6 @@ protected:
     }
     QString userFile() const { return home().home() + "/.config/com.brightmoor.Vestry.plist"; }
     QString wideFile() const { return home().machineRoot() + "/etc/xdg/com.brightmoor.Vestry.plist"; }
-    QByteArray userFileContents() const {
-        QFile file(userFile());
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
 
     std::unique_ptr<BMSettings> store;
 };
@@ -49,7 +44,7 @@ TEST_F(Settings, FreshAccountReadsTheRegisteredDefaultsWhichNeverOverwriteStored
 TEST_F(Settings, ChangesAreOnDiskAsAnXmlPlistAtOnceAndSynchronizeReadsOtherWriters) {
     store->setValue(SettingsKey::autosavePaths, QStringList{"/a/Autosave Vault", "/b/Avid Attic"});
     store->setValue(SettingsKey::sortedDescending, true);
-    EXPECT_TRUE(userFileContents().startsWith("<?xml"));
+    EXPECT_TRUE(readFile(userFile()).startsWith("<?xml"));
     BMSettings other([this] { return userFile(); });
     EXPECT_EQ(other.stringListValue(SettingsKey::autosavePaths),
               (QStringList{"/a/Autosave Vault", "/b/Avid Attic"}));
@@ -83,9 +78,7 @@ TEST_F(Settings, UnreadableFileIsSetAsideNotOverwritten) {
     EXPECT_FALSE(store->hasValue(SettingsKey::manualPaths));
     testing::internal::GetCapturedStdout();
     store->setValue(SettingsKey::autoClean, true);
-    QFile aside(userFile() + ".unreadable");
-    ASSERT_TRUE(aside.open(QIODevice::ReadOnly));
-    EXPECT_EQ(aside.readAll(), QByteArray("this is not a property list"));
+    EXPECT_EQ(readFile(userFile() + ".unreadable"), "this is not a property list");
 }
 
 TEST_F(Settings, TypedReadsConvertLikeUserDefaults) {
