@@ -2,7 +2,6 @@
 #include "foundation/BMFileManager.h"
 #include "foundation/BMTaskEx.h"
 #include "foundation/FileTree.h"
-#include "foundation/platform/linux/LinuxPlatform.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -17,9 +16,8 @@ namespace {
 
 // The entries of a zip archive as an independent tool lists them.
 QStringList unzipList(const QString& archive) {
-    const QString text = BMTaskEx::stringFromTask(QStringLiteral("/usr/bin/unzip"),
-                                                  {QStringLiteral("-Z1"), archive}, BMTaskEx::Encoding::Utf8);
-    QStringList names = text.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    QStringList names = BMTaskEx::stringFromTask("/usr/bin/unzip", {"-Z1", archive}, BMTaskEx::Encoding::Utf8)
+                            .split('\n', Qt::SkipEmptyParts);
     names.sort();
     return names;
 }
@@ -39,16 +37,11 @@ void writeRawZip(const QString& path, const QList<RawEntry>& entries) {
         archive_entry* e = archive_entry_new();
         archive_entry_set_pathname_utf8(e, raw.name.toUtf8().constData());
         archive_entry_set_mtime(e, 1400000000, 0);
-        if (!raw.symlink.isEmpty()) {
-            archive_entry_set_filetype(e, AE_IFLNK);
-            archive_entry_set_perm(e, 0777);
+        archive_entry_set_filetype(e, raw.symlink.isEmpty() ? AE_IFREG : AE_IFLNK);
+        archive_entry_set_perm(e, raw.symlink.isEmpty() ? 0644 : 0777);
+        if (!raw.symlink.isEmpty())
             archive_entry_set_symlink_utf8(e, raw.symlink.toUtf8().constData());
-            archive_entry_set_size(e, 0);
-        } else {
-            archive_entry_set_filetype(e, AE_IFREG);
-            archive_entry_set_perm(e, 0644);
-            archive_entry_set_size(e, raw.contents.size());
-        }
+        archive_entry_set_size(e, raw.contents.size());
         ASSERT_EQ(archive_write_header(a, e), ARCHIVE_OK) << archive_error_string(a);
         if (!raw.contents.isEmpty())
             archive_write_data(a, raw.contents.constData(), size_t(raw.contents.size()));
@@ -58,6 +51,7 @@ void writeRawZip(const QString& path, const QList<RawEntry>& entries) {
     archive_write_free(a);
 }
 
+// Every item under the folder, relative to it, hidden ones included.
 QStringList treeOf(const QString& folder) {
     QStringList names;
     QDirIterator it(folder, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
@@ -72,92 +66,67 @@ class Archives : public FileOpsTest {
 protected:
     void SetUp() override {
         FileOpsTest::SetUp();
-        writeWork(QStringLiteral("Cut 1/Cut 1_0101.fcp"), "first");
-        writeWork(QStringLiteral("Cut 1/older/Cut 1_0001.fcp"), "zero");
-        ASSERT_TRUE(QFile::link(QStringLiteral("Cut 1_0101.fcp"), work(QStringLiteral("Cut 1/latest"))));
-        m_source = work(QStringLiteral("Cut 1"));
+        writeWork("Cut 1/Cut 1_0101.fcp", "first");
+        writeWork("Cut 1/older/Cut 1_0001.fcp", "zero");
+        ASSERT_TRUE(QFile::link("Cut 1_0101.fcp", work("Cut 1/latest")));
+        m_source = work("Cut 1");
     }
     QString m_source;
 };
 
-TEST_F(Archives, KeepParentPutsTheFolderAtTheTop) {
-    const QString zip = work(QStringLiteral("out/Cut 1.zip"));
-    QDir().mkpath(work(QStringLiteral("out")));
+TEST_F(Archives, TheFolderIsAtTheTopUnlessOnlyItsContentsAreWanted) {
+    const QString zip = home().makeFolder("work/out") + "/Cut 1.zip";
     EXPECT_TRUE(BMFileManager::compressFile(m_source, zip));
-    EXPECT_EQ(unzipList(zip), (QStringList{QStringLiteral("Cut 1/"), QStringLiteral("Cut 1/Cut 1_0101.fcp"),
-                                           QStringLiteral("Cut 1/latest"), QStringLiteral("Cut 1/older/"),
-                                           QStringLiteral("Cut 1/older/Cut 1_0001.fcp")}));
-    EXPECT_EQ(
-        BMTaskEx::terminationCodeFromTask(QStringLiteral("/usr/bin/unzip"), {QStringLiteral("-tq"), zip}), 0);
-}
+    EXPECT_EQ(unzipList(zip), (QStringList{"Cut 1/", "Cut 1/Cut 1_0101.fcp", "Cut 1/latest", "Cut 1/older/",
+                                           "Cut 1/older/Cut 1_0001.fcp"}));
+    EXPECT_EQ(BMTaskEx::terminationCodeFromTask("/usr/bin/unzip", {"-tq", zip}), 0);
 
-TEST_F(Archives, WithoutParentTheContentsAreAtTheTop) {
-    const QString zip = work(QStringLiteral("contents.zip"));
-    EXPECT_TRUE(BMFileManager::compressFile(m_source, zip, false));
-    EXPECT_EQ(unzipList(zip),
-              (QStringList{QStringLiteral("Cut 1_0101.fcp"), QStringLiteral("latest"),
-                           QStringLiteral("older/"), QStringLiteral("older/Cut 1_0001.fcp")}));
-}
+    EXPECT_TRUE(BMFileManager::compressFile(m_source, work("contents.zip"), false));
+    EXPECT_EQ(unzipList(work("contents.zip")),
+              (QStringList{"Cut 1_0101.fcp", "latest", "older/", "older/Cut 1_0001.fcp"}));
+    EXPECT_TRUE(BMFileManager::compressFile(work("Cut 1/Cut 1_0101.fcp"), work("one.zip")));
+    EXPECT_EQ(unzipList(work("one.zip")), QStringList{"Cut 1_0101.fcp"});
 
-TEST_F(Archives, ASingleFileIsItsOwnEntry) {
-    const QString zip = work(QStringLiteral("one.zip"));
-    EXPECT_TRUE(BMFileManager::compressFile(work(QStringLiteral("Cut 1/Cut 1_0101.fcp")), zip));
-    EXPECT_EQ(unzipList(zip), QStringList{QStringLiteral("Cut 1_0101.fcp")});
+    EXPECT_FALSE(BMFileManager::compressFile(work("missing"), work("none.zip")));
+    EXPECT_FALSE(FileTree::exists(work("none.zip")));
+    EXPECT_TRUE(QDir(work()).entryList(QDir::Hidden | QDir::Files).filter("partial").isEmpty());
 }
 
 TEST_F(Archives, CompressingOverAnExistingArchiveTrashesTheOldOne) {
-    const QString zip = writeWork(QStringLiteral("Cut 1.zip"), "the old archive");
+    const QString zip = writeWork("Cut 1.zip", "the old archive");
     EXPECT_TRUE(BMFileManager::compressFile(m_source, zip));
-    EXPECT_EQ(unzipList(zip).first(), QStringLiteral("Cut 1/"));
-    EXPECT_EQ(readFile(trash() + QStringLiteral("/files/Cut 1.zip")), "the old archive");
-    EXPECT_EQ(LinuxPlatform::originalPathFromTrashRecord(
-                  readFile(trash() + QStringLiteral("/info/Cut 1.zip.trashinfo"))),
-              zip);
+    EXPECT_EQ(unzipList(zip).first(), "Cut 1/");
+    EXPECT_EQ(readFile(trash() + "/files/Cut 1.zip"), "the old archive");
+    EXPECT_EQ(trashedFrom(trash(), "Cut 1.zip"), zip);
     // No half-written archive is left beside the result.
-    EXPECT_EQ(
-        QDir(work()).entryList(QStringList{QStringLiteral("*.partial")}, QDir::AllEntries | QDir::Hidden),
-        QStringList());
+    EXPECT_EQ(QDir(work()).entryList({"*.partial"}, QDir::AllEntries | QDir::Hidden), QStringList());
 }
 
-TEST_F(Archives, AMissingSourceMakesNoArchive) {
-    const QString zip = work(QStringLiteral("none.zip"));
-    EXPECT_FALSE(BMFileManager::compressFile(work(QStringLiteral("missing")), zip));
-    EXPECT_FALSE(FileTree::exists(zip));
-    EXPECT_EQ(QDir(work()).entryList(QDir::Hidden | QDir::Files).filter(QStringLiteral("partial")),
-              QStringList());
-}
-
-TEST_F(Archives, ExtractionGivesBackWhatWasArchived) {
-    const QString zip = work(QStringLiteral("Cut 1.zip"));
+TEST_F(Archives, ExtractionGivesBackWhatWasArchivedAndTrashesWhatWasThere) {
+    const QString zip = work("Cut 1.zip");
     ASSERT_TRUE(BMFileManager::compressFile(m_source, zip));
-    const QString out = work(QStringLiteral("restored"));
+    const QString out = writeWork("restored/mine.txt", "mine").section('/', 0, -2);
     EXPECT_TRUE(BMFileManager::decompressFile(zip, out));
-    EXPECT_EQ(treeOf(out), (QStringList{QStringLiteral("Cut 1"), QStringLiteral("Cut 1/Cut 1_0101.fcp"),
-                                        QStringLiteral("Cut 1/latest"), QStringLiteral("Cut 1/older"),
-                                        QStringLiteral("Cut 1/older/Cut 1_0001.fcp")}));
-    EXPECT_EQ(readFile(out + QStringLiteral("/Cut 1/older/Cut 1_0001.fcp")), "zero");
-    EXPECT_EQ(QFileInfo(out + QStringLiteral("/Cut 1/latest")).symLinkTarget(),
-              out + QStringLiteral("/Cut 1/Cut 1_0101.fcp"));
+    EXPECT_EQ(treeOf(out), (QStringList{"Cut 1", "Cut 1/Cut 1_0101.fcp", "Cut 1/latest", "Cut 1/older",
+                                        "Cut 1/older/Cut 1_0001.fcp"}));
+    EXPECT_EQ(readFile(out + "/Cut 1/older/Cut 1_0001.fcp"), "zero");
+    EXPECT_EQ(QFileInfo(out + "/Cut 1/latest").symLinkTarget(), out + "/Cut 1/Cut 1_0101.fcp");
+    EXPECT_EQ(readFile(trash() + "/files/restored/mine.txt"), "mine");
+
+    const QString notZip = writeWork("notes.zip", "plain text, not an archive");
+    EXPECT_FALSE(BMFileManager::decompressFile(notZip, work("out")));
+    EXPECT_FALSE(FileTree::exists(work("out")));
 }
 
-TEST_F(Archives, AnExistingDestinationGoesToTheTrashFirst) {
-    const QString zip = work(QStringLiteral("Cut 1.zip"));
-    ASSERT_TRUE(BMFileManager::compressFile(m_source, zip, false));
-    const QString out =
-        writeWork(QStringLiteral("restored/mine.txt"), "mine").section(QLatin1Char('/'), 0, -2);
-    EXPECT_TRUE(BMFileManager::decompressFile(zip, out));
-    EXPECT_FALSE(QFileInfo::exists(out + QStringLiteral("/mine.txt")));
-    EXPECT_EQ(readFile(out + QStringLiteral("/Cut 1_0101.fcp")), "first");
-    EXPECT_EQ(readFile(trash() + QStringLiteral("/files/restored/mine.txt")), "mine");
-}
-
-TEST_F(Archives, MacMetadataFoldersAreNotExtracted) {
-    const QString zip = work(QStringLiteral("mac.zip"));
+TEST_F(FileOpsTest, LinksThatStayInsideAreExtractedAndMacMetadataIsNot) {
+    const QString zip = work("links.zip");
     writeRawZip(
-        zip, {{QStringLiteral("Cut/a.fcp"), "a", {}}, {QStringLiteral("__MACOSX/Cut/._a.fcp"), "fork", {}}});
-    const QString out = work(QStringLiteral("out"));
+        zip,
+        {{"a/clip.mov", "clip", {}}, {"b/link", {}, "../a/clip.mov"}, {"__MACOSX/a/._clip.mov", "fork", {}}});
+    const QString out = work("out");
     EXPECT_TRUE(BMFileManager::decompressFile(zip, out));
-    EXPECT_EQ(treeOf(out), (QStringList{QStringLiteral("Cut"), QStringLiteral("Cut/a.fcp")}));
+    EXPECT_EQ(treeOf(out), (QStringList{"a", "a/clip.mov", "b", "b/link"}));
+    EXPECT_EQ(readFile(out + "/b/link"), "clip");
 }
 
 struct HostileRow {
@@ -168,61 +137,41 @@ struct HostileRow {
 class HostileArchive : public FileOpsTest, public ::testing::WithParamInterface<HostileRow> {};
 
 TEST_P(HostileArchive, IsRefusedBeforeAnythingIsWritten) {
-    const QString zip = work(QStringLiteral("hostile.zip"));
+    const QString zip = work("hostile.zip");
     writeRawZip(zip, GetParam().entries);
     // An earlier extraction that must survive the refused one.
-    const QString out =
-        writeWork(QStringLiteral("box/out/previous.txt"), "previous").section(QLatin1Char('/'), 0, -2);
+    const QString out = writeWork("box/out/previous.txt", "previous").section('/', 0, -2);
     const QStringList before = treeOf(home().root());
 
     EXPECT_FALSE(BMFileManager::decompressFile(zip, out));
-    EXPECT_EQ(treeOf(home().root()).filter(QStringLiteral("evil")), QStringList());
-    EXPECT_EQ(readFile(out + QStringLiteral("/previous.txt")), "previous");
-    EXPECT_FALSE(QFileInfo::exists(QStringLiteral("/tmp/vestry-evil-absolute")));
     EXPECT_EQ(treeOf(home().root()), before);
-    EXPECT_TRUE(logText().contains(QStringLiteral("Unable to extract %1: the entry").arg(zip)));
+    EXPECT_EQ(readFile(out + "/previous.txt"), "previous");
+    EXPECT_FALSE(QFileInfo::exists("/tmp/vestry-evil-absolute"));
+    EXPECT_TRUE(logText().contains(QString("Unable to extract %1: the entry").arg(zip)));
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, HostileArchive,
-    ::testing::Values(HostileRow{"ParentEntry",
-                                 {{QStringLiteral("ok.txt"), "ok", {}},
-                                  {QStringLiteral("../evil.txt"), "x", {}}}},
-                      HostileRow{"ParentInTheMiddle", {{QStringLiteral("a/../../evil.txt"), "x", {}}}},
-                      HostileRow{"AbsoluteEntry", {{QStringLiteral("/tmp/vestry-evil-absolute"), "x", {}}}},
+    ::testing::Values(HostileRow{"ParentEntry", {{"ok.txt", "ok", {}}, {"../evil.txt", "x", {}}}},
+                      HostileRow{"ParentInTheMiddle", {{"a/../../evil.txt", "x", {}}}},
+                      HostileRow{"AbsoluteEntry", {{"/tmp/vestry-evil-absolute", "x", {}}}},
                       HostileRow{"LinkOutOfTheFolder",
-                                 {{QStringLiteral("evil-link"), {}, QStringLiteral("../../..")},
-                                  {QStringLiteral("evil-link/evil.txt"), "x", {}}}},
-                      HostileRow{"AbsoluteLink", {{QStringLiteral("evil-etc"), {}, QStringLiteral("/etc")}}}),
+                                 {{"evil-link", {}, "../../.."}, {"evil-link/evil.txt", "x", {}}}},
+                      HostileRow{"AbsoluteLink", {{"evil-etc", {}, "/etc"}}}),
     [](const auto& info) { return std::string(info.param.name); });
-
-TEST_F(FileOpsTest, LinksThatStayInsideAreExtracted) {
-    const QString zip = work(QStringLiteral("links.zip"));
-    writeRawZip(zip, {{QStringLiteral("a/clip.mov"), "clip", {}},
-                      {QStringLiteral("b/link"), {}, QStringLiteral("../a/clip.mov")}});
-    const QString out = work(QStringLiteral("out"));
-    EXPECT_TRUE(BMFileManager::decompressFile(zip, out));
-    EXPECT_EQ(readFile(out + QStringLiteral("/b/link")), "clip");
-}
-
-TEST_F(FileOpsTest, ANonArchiveIsRefused) {
-    const QString notZip = writeWork(QStringLiteral("notes.zip"), "plain text, not an archive");
-    EXPECT_FALSE(BMFileManager::decompressFile(notZip, work(QStringLiteral("out"))));
-    EXPECT_FALSE(FileTree::exists(work(QStringLiteral("out"))));
-}
 
 TEST_F(FileOpsTest, DittoIsUsedWhereTheSystemHasIt) {
     RecordingTool ditto = fakeTool(Tool::Ditto);
-    const QString folder = home().makeFolder(QStringLiteral("work/Cut"));
-    const QString zip = work(QStringLiteral("Cut.zip"));
+    const QString folder = home().makeFolder("work/Cut");
+    const QString zip = work("Cut.zip");
     // The stand-in writes nothing, so the results say the archive and folder are missing.
     EXPECT_FALSE(BMFileManager::compressFile(folder, zip));
     EXPECT_FALSE(BMFileManager::compressFile(folder, zip, false));
-    EXPECT_FALSE(BMFileManager::decompressFile(zip, work(QStringLiteral("out"))));
+    EXPECT_FALSE(BMFileManager::decompressFile(zip, work("out")));
     EXPECT_EQ(ditto.calls(), (QList<QStringList>{
-                                 {QStringLiteral("-ck"), QStringLiteral("--keepParent"), folder, zip},
-                                 {QStringLiteral("-ck"), folder, zip},
-                                 {QStringLiteral("-xk"), zip, work(QStringLiteral("out"))},
+                                 {"-ck", "--keepParent", folder, zip},
+                                 {"-ck", folder, zip},
+                                 {"-xk", zip, work("out")},
                              }));
 }
 

@@ -2,10 +2,8 @@
 #include "foundation/BMAuthorization.h"
 #include "foundation/BMFileManager.h"
 #include "foundation/BMLocalPaths.h"
-#include "foundation/platform/linux/LinuxPlatform.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
 
@@ -19,12 +17,13 @@ BMAuthorization& auth() {
     return BMAuthorization::sharedController();
 }
 
+const QStringList kRight{"/bin/true"}; // the run that obtains the right
+
 // ---- The guard --------------------------------------------------------------------------
 
 struct GuardRow {
     const char* name;
-    // The protected path, worked out inside the test's home.
-    std::function<QString(TempHome&)> path;
+    std::function<QString(TempHome&)> path; // the protected path
 };
 
 struct RefusalRow {
@@ -33,27 +32,28 @@ struct RefusalRow {
     std::function<bool(const QString& path, const QString& elsewhere)> call;
 };
 
-const GuardRow kProtected[] = {
+const GuardRow kSystemWide[] = {{"FileSystemRoot", [](TempHome&) { return QString("/"); }},
+                                {"Volumes", [](TempHome&) { return QString("/Volumes"); }}};
+
+// Inside the test's temporary folder: even a guard that failed could only harm that.
+const GuardRow kInHome[] = {
     {"Home", [](TempHome& h) { return h.home(); }},
-    {"FileSystemRoot", [](TempHome&) { return QStringLiteral("/"); }},
-    {"Volumes", [](TempHome&) { return QStringLiteral("/Volumes"); }},
     {"Desktop", [](TempHome&) { return BMLocalPaths::desktopDirectory(); }},
-    {"Documents", [](TempHome&) { return BMLocalPaths::documentDirectory(true); }},
     {"Library", [](TempHome&) { return BMLocalPaths::libraryDirectory(true); }},
-    {"Preferences", [](TempHome&) { return BMLocalPaths::prefsDirectory(true); }},
     {"LocalApplicationSupport", [](TempHome&) { return BMLocalPaths::appSupportDirectory(false); }},
-    {"HomeSpelledWithDotDot", [](TempHome& h) { return h.home() + QStringLiteral("/Desktop/.."); }},
-    {"HomeWithDoubleSlash", [](TempHome& h) { return h.home() + QStringLiteral("//."); }},
+    {"HomeSpelledWithDotDot", [](TempHome& h) { return h.home() + "/Desktop/.."; }},
+    {"HomeWithDoubleSlash", [](TempHome& h) { return h.home() + "//."; }},
 };
 
-const RefusalRow kRefusals[] = {
-    {"Remove", "Unable to delete path %1 because it is a system directory.",
-     [](const QString& p, const QString&) { return auth().authRemoveFile(p); }},
-    {"Move", "Unable to move path %1 because it is a system directory.",
-     [](const QString& p, const QString& e) { return auth().authMoveFile(p, e); }},
-    {"Trash", "Unable to trash path %1 because it is a system directory.",
-     [](const QString& p, const QString&) { return auth().authTrashFile(p); }},
-    {"TrashDeletingOnRootAccount", "Unable to trash path %1 because it is a system directory.",
+const char kTrash[] = "Unable to trash path %1 because it is a system directory.";
+const char kDelete[] = "Unable to delete path %1 because it is a system directory.";
+const char kMove[] = "Unable to move path %1 because it is a system directory.";
+
+const RefusalRow kPrivileged[] = {
+    {"Remove", kDelete, [](const QString& p, const QString&) { return auth().authRemoveFile(p); }},
+    {"Move", kMove, [](const QString& p, const QString& e) { return auth().authMoveFile(p, e); }},
+    {"Trash", kTrash, [](const QString& p, const QString&) { return auth().authTrashFile(p); }},
+    {"TrashDeletingOnRootAccount", kTrash,
      [](const QString& p, const QString&) { return auth().authTrashFile(p, true); }},
     {"TrashFolderContents", "Unable to trash folder contents of path %1 because it is a system directory.",
      [](const QString& p, const QString&) { return auth().authTrashFolderContents(p, true); }},
@@ -61,306 +61,181 @@ const RefusalRow kRefusals[] = {
      [](const QString& p, const QString& e) { return auth().authMoveFolderContents(p, e); }},
 };
 
+// The file operations try in this process first, so they only meet protected folders that
+// lie inside the test's own.
+const RefusalRow kFileManager[] = {
+    {"FileManagerTrash", kTrash,
+     [](const QString& p, const QString&) { return BMFileManager::trashFile(p); }},
+    {"FileManagerRemove", kDelete,
+     [](const QString& p, const QString&) { return BMFileManager::removeFile(p); }},
+    {"FileManagerMove", kMove,
+     [](const QString& p, const QString& e) { return BMFileManager::moveFile(p, e); }},
+};
+
 class GuardRefusal : public FileOpsTest,
                      public ::testing::WithParamInterface<std::tuple<GuardRow, RefusalRow>> {};
 
-TEST_P(GuardRefusal, RefusesWithTheMessageAndRunsNothing) {
+TEST_P(GuardRefusal, RefusesWithTheMessageAndTouchesNothing) {
     const auto& [where, operation] = GetParam();
-    // Every tool is a stand-in that only records, so a fault here could touch nothing.
-    RecordingTool rm = fakeTool(Tool::Rm);
-    RecordingTool mv = fakeTool(Tool::Mv);
-    const QString path = where.path(home());
-    ASSERT_FALSE(path.isEmpty());
+    grantingPkexec(); // a right that would be granted: only the guard stands in the way
+    const RecordingTool rm = fakeTool(Tool::Rm), mv = fakeTool(Tool::Mv);
+    const QString path = where.path(home()), marker = QDir::cleanPath(path) + "/keep.txt";
     const bool real = path.startsWith(home().root());
-    QString marker;
-    if (real) {
-        QDir().mkpath(QDir::cleanPath(path));
-        marker = home().writeFile(
-            QDir::cleanPath(path).mid(home().root().size() + 1) + QStringLiteral("/keep.txt"), "keep");
-    }
+    if (real)
+        home().writeFile(marker.mid(home().root().size() + 1), "keep");
 
     ConsoleCapture console;
-    EXPECT_FALSE(operation.call(path, work(QStringLiteral("elsewhere"))));
-    EXPECT_TRUE(console.lines().contains(QString::fromLatin1(operation.message).arg(path)))
+    EXPECT_FALSE(operation.call(path, work("elsewhere")));
+    EXPECT_TRUE(console.lines().contains(QString(operation.message).arg(path)))
         << console.text().toStdString();
-    EXPECT_TRUE(m_pkexec.calls().isEmpty());
-    EXPECT_TRUE(rm.calls().isEmpty());
-    EXPECT_TRUE(mv.calls().isEmpty());
+    EXPECT_TRUE(m_pkexec.calls().isEmpty() && rm.calls().isEmpty() && mv.calls().isEmpty());
     if (real) {
         EXPECT_EQ(readFile(marker), "keep");
+        EXPECT_FALSE(QFileInfo::exists(work("elsewhere")));
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryProtectedFolder, GuardRefusal,
-                         ::testing::Combine(::testing::ValuesIn(kProtected), ::testing::ValuesIn(kRefusals)),
-                         [](const auto& info) {
-                             return std::string(std::get<0>(info.param).name) + "_" +
-                                    std::get<1>(info.param).name;
-                         });
-
-TEST_F(FileOpsTest, GuardIsTextualAndExactMatchSparesPrefixes) {
-    EXPECT_TRUE(BMLocalPaths::isPathSystemDirectory(QStringLiteral("/usr/local/x")));
-    EXPECT_FALSE(BMLocalPaths::isPathSystemDirectory(QStringLiteral("/usr/local/x"), true));
-    EXPECT_TRUE(BMLocalPaths::isPathSystemDirectory(QStringLiteral("/"), true));
-    EXPECT_TRUE(BMLocalPaths::isPathSystemDirectory(QStringLiteral("/Volumes"), true));
-    EXPECT_FALSE(BMLocalPaths::isPathSystemDirectory(QStringLiteral("/Volumes/Disk"), true));
-    EXPECT_TRUE(BMLocalPaths::isPathSystemDirectory(home().home(), true));
+std::string rowName(const ::testing::TestParamInfo<std::tuple<GuardRow, RefusalRow>>& info) {
+    return std::string(std::get<0>(info.param).name) + "_" + std::get<1>(info.param).name;
 }
 
-TEST_F(FileOpsTest, PrivilegedOperationsRefuseRelativePaths) {
-    RecordingTool rm = fakeTool(Tool::Rm);
-    ConsoleCapture console;
-    EXPECT_FALSE(auth().authRemoveFile(QStringLiteral("Documents")));
-    EXPECT_FALSE(auth().authTrashFile(QStringLiteral("a.mov")));
-    EXPECT_TRUE(rm.calls().isEmpty());
-    EXPECT_TRUE(m_pkexec.calls().isEmpty());
-    EXPECT_TRUE(console.text().contains(QStringLiteral("not a full path")));
-}
+INSTANTIATE_TEST_SUITE_P(SystemWide, GuardRefusal,
+                         ::testing::Combine(::testing::ValuesIn(kSystemWide),
+                                            ::testing::ValuesIn(kPrivileged)),
+                         rowName);
+INSTANTIATE_TEST_SUITE_P(InHome, GuardRefusal,
+                         ::testing::Combine(::testing::ValuesIn(kInHome), ::testing::ValuesIn(kPrivileged)),
+                         rowName);
+INSTANTIATE_TEST_SUITE_P(FileOperations, GuardRefusal,
+                         ::testing::Combine(::testing::ValuesIn(kInHome), ::testing::ValuesIn(kFileManager)),
+                         rowName);
 
-TEST_F(FileOpsTest, RemovalInsideDocumentsProceeds) {
+TEST_F(FileOpsTest, PrivilegedOperationsRefuseRelativeAndMissingPaths) {
     grantingPkexec();
-    const QString folder = BMLocalPaths::documentDirectory(true) + QStringLiteral("/Old Cuts");
-    home().writeFile(folder.mid(home().root().size() + 1) + QStringLiteral("/a.prproj"), "x");
-    EXPECT_TRUE(auth().authRemoveFile(folder));
-    EXPECT_FALSE(QFileInfo::exists(folder));
-    ASSERT_EQ(m_pkexec.calls().size(), 2); // the right, then the tool
-    EXPECT_EQ(m_pkexec.calls()[0], QStringList{QStringLiteral("/bin/true")});
-    EXPECT_EQ(m_pkexec.calls()[1], (QStringList{QStringLiteral("/bin/rm"), QStringLiteral("-Rdf"), folder}));
-}
-
-// ---- Tool arguments ---------------------------------------------------------------------
-
-struct ToolRow {
-    const char* name;
-    // Runs the operation on prepared paths and returns the arguments expected for pkexec.
-    std::function<QStringList(FileOpsTest&, const QString& a, const QString& b)> run;
-    std::function<void(const QString& a, const QString& b)> check;
-};
-
-class ToolArguments : public FileOpsTest, public ::testing::WithParamInterface<ToolRow> {
-public:
-    QString read(const QString& path) { return QString::fromUtf8(readFile(path)); }
-};
-
-const ToolRow kToolRows[] = {
-    {"Remove",
-     [](FileOpsTest&, const QString& a, const QString&) {
-         EXPECT_TRUE(auth().authRemoveFile(a));
-         return QStringList{QStringLiteral("/bin/rm"), QStringLiteral("-Rdf"), a};
-     },
-     [](const QString& a, const QString&) { EXPECT_FALSE(QFileInfo::exists(a)); }},
-    {"Move",
-     [](FileOpsTest&, const QString& a, const QString& b) {
-         EXPECT_TRUE(auth().authMoveFile(a, b));
-         return QStringList{QStringLiteral("/bin/mv"), QStringLiteral("-f"), a, b};
-     },
-     [](const QString& a, const QString& b) {
-         EXPECT_FALSE(QFileInfo::exists(a));
-         EXPECT_TRUE(QFileInfo::exists(b));
-     }},
-    {"Copy",
-     [](FileOpsTest&, const QString& a, const QString& b) {
-         EXPECT_TRUE(auth().authCopyFile(a, b));
-         return QStringList{QStringLiteral("/bin/cp"),
-                            QStringLiteral("-f"),
-                            QStringLiteral("-p"),
-                            QStringLiteral("-R"),
-                            a,
-                            b};
-     },
-     [](const QString& a, const QString& b) {
-         EXPECT_TRUE(QFileInfo::exists(a));
-         EXPECT_TRUE(QFileInfo::exists(b));
-     }},
-    {"CreateDir",
-     [](FileOpsTest&, const QString&, const QString& b) {
-         const QString nested = b + QStringLiteral("/x/y");
-         EXPECT_TRUE(auth().authCreateDir(nested));
-         return QStringList{QStringLiteral("/bin/mkdir"), QStringLiteral("-p"), nested};
-     },
-     [](const QString&, const QString& b) { EXPECT_TRUE(QFileInfo(b + QStringLiteral("/x/y")).isDir()); }},
-    {"ExecTask",
-     [](FileOpsTest&, const QString& a, const QString&) {
-         EXPECT_EQ(auth().authExecTask(QStringLiteral("/usr/bin/touch"), {QStringLiteral("-c"), a}), 0);
-         return QStringList{QStringLiteral("/usr/bin/touch"), QStringLiteral("-c"), a};
-     },
-     [](const QString& a, const QString&) { EXPECT_TRUE(QFileInfo::exists(a)); }},
-};
-
-TEST_P(ToolArguments, RunsTheStandardToolWithExactArguments) {
-    grantingPkexec();
-    const QString a = writeWork(QStringLiteral("jö a.mov"), "cut");
-    const QString b = work(QStringLiteral("dest b.mov"));
-    const QStringList expected = GetParam().run(*this, a, b);
-    const QList<QStringList> calls = m_pkexec.calls();
-    ASSERT_EQ(calls.size(), 2);
-    EXPECT_EQ(calls[0], QStringList{QStringLiteral("/bin/true")});
-    EXPECT_EQ(calls[1], expected);
-    GetParam().check(a, b);
-}
-
-INSTANTIATE_TEST_SUITE_P(Operations, ToolArguments, ::testing::ValuesIn(kToolRows),
-                         [](const auto& info) { return std::string(info.param.name); });
-
-TEST_F(FileOpsTest, MoveAndCopyReportMissingPaths) {
+    const RecordingTool rm = fakeTool(Tool::Rm);
+    const QString a = writeWork("a", "x"), missing = work("missing");
     ConsoleCapture console;
-    const QString a = writeWork(QStringLiteral("a"), "x");
-    EXPECT_FALSE(auth().authMoveFile(QString(), a));
-    EXPECT_FALSE(auth().authMoveFile(a, QString()));
-    EXPECT_FALSE(auth().authCopyFile(QString(), a));
-    EXPECT_FALSE(auth().authCopyFile(a, QString()));
-    EXPECT_FALSE(auth().authMoveFile(work(QStringLiteral("missing")), a));
-    EXPECT_FALSE(auth().authCopyFile(work(QStringLiteral("missing")), a));
-    EXPECT_EQ(console.lines(), (QStringList{QStringLiteral("Error in authMoveFile: old path is null"),
-                                            QStringLiteral("Error in authMoveFile: new path is null"),
-                                            QStringLiteral("Error in authCopyFile: old path is null"),
-                                            QStringLiteral("Error in authCopyFile: new path is null")}));
-    EXPECT_TRUE(m_pkexec.calls().isEmpty());
+    EXPECT_FALSE(auth().authRemoveFile("Documents") || auth().authTrashFile("a.mov"));
+    EXPECT_FALSE(auth().authMoveFile(QString(), a) || auth().authMoveFile(a, QString()) ||
+                 auth().authCopyFile(QString(), a) || auth().authCopyFile(a, QString()));
+    EXPECT_FALSE(auth().authMoveFile(missing, a) || auth().authCopyFile(missing, a));
+    EXPECT_EQ(
+        console.lines(),
+        (QStringList{"Refusing path \"Documents\": not a full path.",
+                     "Refusing path \"a.mov\": not a full path.", "Error in authMoveFile: old path is null",
+                     "Error in authMoveFile: new path is null", "Error in authCopyFile: old path is null",
+                     "Error in authCopyFile: new path is null"}));
+    EXPECT_TRUE(m_pkexec.calls().isEmpty() && rm.calls().isEmpty());
 }
 
-// ---- Obtaining the right ----------------------------------------------------------------
+// ---- Tool arguments and the right -------------------------------------------------------
 
-TEST_F(FileOpsTest, WithoutInterfaceEveryOperationFailsWithMinusOne) {
-    BMAuthorization quiet(BMAuthorization::Interface::WithoutGUI);
-    const QString a = writeWork(QStringLiteral("a.mov"), "x");
-    ConsoleCapture console;
-    EXPECT_EQ(quiet.authExecTask(QStringLiteral("/bin/rm"), {a}), -1);
-    EXPECT_FALSE(quiet.authRemoveFile(a));
-    EXPECT_FALSE(quiet.authMoveFile(a, a + QStringLiteral("2")));
-    EXPECT_FALSE(quiet.authCopyFile(a, a + QStringLiteral("2")));
-    EXPECT_FALSE(quiet.authCreateDir(work(QStringLiteral("new"))));
-    EXPECT_FALSE(quiet.isAuthorized());
-    EXPECT_FALSE(quiet.canAuthorize());
-    EXPECT_EQ(console.lines().count(QStringLiteral("Unable to authorize")), 5);
-    EXPECT_TRUE(m_pkexec.calls().isEmpty());
-    EXPECT_TRUE(QFileInfo::exists(a));
-}
-
-TEST_F(FileOpsTest, TheFirstGrantedRunIsTheRightAndIsKept) {
+TEST_F(FileOpsTest, TheRightIsObtainedOnceAndTheStandardToolsRunWithExactArguments) {
     grantingPkexec();
+    // Items inside a protected folder are no protected folders themselves.
+    const QString documents = BMLocalPaths::documentDirectory(true).mid(home().root().size() + 1);
+    const QString a = home().writeFile(documents + "/Old Cuts/jö a.mov", "cut"), b = work("dest b.mov");
     EXPECT_FALSE(auth().isAuthorized());
-    EXPECT_TRUE(auth().authStart());
+    EXPECT_TRUE(auth().authCopyFile(a, b));
     EXPECT_TRUE(auth().isAuthorized());
-    EXPECT_TRUE(auth().authStart());
-    const QString a = writeWork(QStringLiteral("a"), "x");
-    EXPECT_TRUE(auth().authRemoveFile(a));
-    const QList<QStringList> calls = m_pkexec.calls();
-    ASSERT_EQ(calls.size(), 2);
-    EXPECT_EQ(calls[0], QStringList{QStringLiteral("/bin/true")});
-    EXPECT_EQ(calls[1].first(), QStringLiteral("/bin/rm"));
+    EXPECT_TRUE(auth().authRemoveFile(b));
+    EXPECT_TRUE(auth().authMoveFile(a, b));
+    EXPECT_TRUE(auth().authCreateDir(b + "-folder/x/y"));
+    EXPECT_EQ(auth().authExecTask("/usr/bin/touch", {"-c", b}), 0);
+    EXPECT_EQ(m_pkexec.calls(), (QList<QStringList>{kRight,
+                                                    {"/bin/cp", "-f", "-p", "-R", a, b},
+                                                    {"/bin/rm", "-Rdf", b},
+                                                    {"/bin/mv", "-f", a, b},
+                                                    {"/bin/mkdir", "-p", b + "-folder/x/y"},
+                                                    {"/usr/bin/touch", "-c", b}}));
+    EXPECT_TRUE(!QFileInfo::exists(a) && readFile(b) == "cut" && QFileInfo(b + "-folder/x/y").isDir());
     auth().authEnd();
     EXPECT_FALSE(auth().isAuthorized());
 }
 
-TEST_F(FileOpsTest, ADismissedRequestLeavesEverythingAlone) {
-    // pkexec exits 126 when the user dismisses the dialog.
-    m_pkexec = fakeTool(Tool::Pkexec, RecordingTool::exiting(126));
-    const QString a = writeWork(QStringLiteral("a"), "x");
+TEST_F(FileOpsTest, WithoutInterfaceOrWhenDismissedEveryOperationFailsWithMinusOne) {
+    const QString a = writeWork("a.mov", "x");
+    {
+        grantingPkexec();
+        BMAuthorization quiet(BMAuthorization::Interface::WithoutGUI);
+        ConsoleCapture console;
+        EXPECT_EQ(quiet.authExecTask("/bin/rm", {a}), -1);
+        EXPECT_FALSE(quiet.authRemoveFile(a) || quiet.authMoveFile(a, a + "2") ||
+                     quiet.authCopyFile(a, a + "2") || quiet.authCreateDir(work("n")) ||
+                     quiet.isAuthorized() || quiet.canAuthorize());
+        EXPECT_EQ(console.lines(), QStringList(5, "Unable to authorize"));
+        EXPECT_TRUE(m_pkexec.calls().isEmpty());
+    }
+    m_pkexec = fakeTool(Tool::Pkexec, "exit 126"); // the user dismissed the dialog
     EXPECT_FALSE(auth().authStart());
-    EXPECT_EQ(auth().authExecTask(QStringLiteral("/bin/rm"), {a}), -1);
+    EXPECT_EQ(auth().authExecTask("/bin/rm", {a}), -1);
     EXPECT_FALSE(auth().authRemoveFile(a));
+    EXPECT_EQ(m_pkexec.calls(), QList<QStringList>(3, kRight));
     EXPECT_TRUE(QFileInfo::exists(a));
-    for (const QStringList& call : m_pkexec.calls())
-        EXPECT_EQ(call, QStringList{QStringLiteral("/bin/true")});
 }
 
-TEST_F(FileOpsTest, AToolThatFailsGivesItsStatus) {
+TEST_F(FileOpsTest, AFailingToolGivesItsStatusAndAMissingOneMinusTwo) {
     grantingPkexec();
-    EXPECT_EQ(
-        auth().authExecTask(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("exit 3")}), 3);
-    const QString a = writeWork(QStringLiteral("a"), "x");
-    EXPECT_FALSE(auth().authMoveFile(a, work(QStringLiteral("missing-folder/a"))));
+    EXPECT_EQ(auth().authExecTask("/bin/sh", {"-c", "exit 3"}), 3);
+    const QString a = writeWork("a", "x");
+    EXPECT_FALSE(auth().authMoveFile(a, work("missing-folder/a")));
     EXPECT_EQ(readFile(a), "x");
-}
-
-TEST_F(FileOpsTest, AMissingToolIsMinusTwo) {
     ConsoleCapture console;
-    const QString missing = work(QStringLiteral("no-such-tool"));
-    EXPECT_EQ(auth().authExecTask(missing, {}), -2);
+    EXPECT_EQ(auth().authExecTask(work("no-such-tool"), {}), -2);
     EXPECT_EQ(console.lines(),
-              QStringList{QStringLiteral("Unable to execute task: path %1 doesn't exist").arg(missing)});
-    EXPECT_TRUE(m_pkexec.calls().isEmpty());
+              QStringList{"Unable to execute task: path " + work("no-such-tool") + " doesn't exist"});
 }
 
 TEST_F(FileOpsTest, CredentialsAreRefusedClearlyWhereThePlatformCannotTakeThem) {
-    EXPECT_FALSE(auth().authStartWithUser(QString(), QStringLiteral("pw")));
-    EXPECT_FALSE(auth().authStartWithUser(QStringLiteral("jo"), QString()));
+    EXPECT_FALSE(auth().authStartWithUser(QString(), "pw") || auth().authStartWithUser("jo", QString()));
     ConsoleCapture console;
-    EXPECT_FALSE(auth().authStartWithUser(QStringLiteral("jo"), QStringLiteral("secret")));
-    EXPECT_TRUE(console.text().contains(QStringLiteral("Unable to authorize as jo")));
-    EXPECT_FALSE(console.text().contains(QStringLiteral("secret")));
-    EXPECT_FALSE(logText().contains(QStringLiteral("secret")));
-    EXPECT_FALSE(auth().isAuthorized());
+    EXPECT_FALSE(auth().authStartWithUser("jo", "secret"));
+    EXPECT_TRUE(console.text().contains("Unable to authorize as jo"));
+    EXPECT_FALSE(console.text().contains("secret") || logText().contains("secret") || auth().isAuthorized());
     home().platform().uid = 0;
-    EXPECT_TRUE(auth().authStartWithUser(QStringLiteral("jo"), QStringLiteral("secret")));
+    EXPECT_TRUE(auth().authStartWithUser("jo", "secret"));
 }
 
 // ---- Trash ------------------------------------------------------------------------------
 
 TEST_F(FileOpsTest, TimestampedNameKeepsTheBareDot) {
     const QDateTime when(QDate(2015, 1, 1), QTime(12, 0, 0));
-    EXPECT_EQ(BMAuthorization::timestampedTrashName(QStringLiteral("a.mov"), when), "a_20150101120000.mov");
-    EXPECT_EQ(BMAuthorization::timestampedTrashName(QStringLiteral("Project"), when),
-              "Project_20150101120000.");
-    EXPECT_EQ(BMAuthorization::timestampedTrashName(QStringLiteral("My Cut.v2.prproj"), when),
+    EXPECT_EQ(BMAuthorization::timestampedTrashName("a.mov", when), "a_20150101120000.mov");
+    EXPECT_EQ(BMAuthorization::timestampedTrashName("Project", when), "Project_20150101120000.");
+    EXPECT_EQ(BMAuthorization::timestampedTrashName("My Cut.v2.prproj", when),
               "My Cut.v2_20150101120000.prproj");
 }
 
 TEST_F(FileOpsTest, PrivilegedTrashRenamesWhenTheNameIsTakenAndLeavesARestoreRecord) {
     grantingPkexec();
     const QString items = home().platform().trashItemsFolder(trash());
-    home().writeFile(items.mid(home().root().size() + 1) + QStringLiteral("/a.mov"), "older");
-    const QString a = writeWork(QStringLiteral("cuts/a.mov"), "newer");
-
+    home().writeFile(items.mid(home().root().size() + 1) + "/a.mov", "older");
+    const QString a = writeWork("cuts/a.mov", "newer");
     EXPECT_TRUE(auth().authTrashFile(a));
     EXPECT_FALSE(QFileInfo::exists(a));
-    const QStringList names = QDir(items).entryList(QDir::Files);
-    ASSERT_EQ(names.size(), 2);
-    EXPECT_EQ(readFile(items + QStringLiteral("/a.mov")), "older");
-    const QString renamed = names.first() == QLatin1String("a.mov") ? names.last() : names.first();
-    EXPECT_TRUE(QRegularExpression(QStringLiteral("^a_\\d{14}\\.mov$")).match(renamed).hasMatch())
-        << renamed.toStdString();
-    EXPECT_EQ(readFile(items + QLatin1Char('/') + renamed), "newer");
-    const QByteArray record =
-        readFile(trash() + QStringLiteral("/info/") + renamed + QStringLiteral(".trashinfo"));
-    EXPECT_EQ(LinuxPlatform::originalPathFromTrashRecord(record), a);
-    EXPECT_TRUE(record.contains("\nDeletionDate="));
-    EXPECT_EQ(m_pkexec.calls().last(), (QStringList{QStringLiteral("/bin/mv"), QStringLiteral("-f"), a,
-                                                    items + QLatin1Char('/') + renamed}));
+    QStringList names = QDir(items).entryList(QDir::Files);
+    EXPECT_TRUE(names.removeOne("a.mov"));
+    ASSERT_EQ(names.size(), 1);
+    EXPECT_TRUE(QRegularExpression("^a_\\d{14}\\.mov$").match(names[0]).hasMatch()) << names[0].toStdString();
+    EXPECT_EQ(readFile(items + "/a.mov"), "older");
+    EXPECT_EQ(readFile(items + '/' + names[0]), "newer");
+    EXPECT_EQ(trashedFrom(trash(), names[0]), a);
+    EXPECT_EQ(m_pkexec.calls().last(), (QStringList{"/bin/mv", "-f", a, items + '/' + names[0]}));
 }
 
-TEST_F(FileOpsTest, PrivilegedTrashThatFailsLeavesNoRecord) {
-    m_pkexec = fakeTool(Tool::Pkexec, RecordingTool::running(QStringLiteral("-f")));
-    const QString a = writeWork(QStringLiteral("a.mov"), "x");
-    EXPECT_FALSE(auth().authTrashFile(a));
-    EXPECT_EQ(readFile(a), "x");
-    EXPECT_TRUE(QDir(trash() + QStringLiteral("/info")).entryList(QDir::Files).isEmpty());
-}
-
-TEST_F(FileOpsTest, FolderContentsStopAtTheFirstFailure) {
-    // The stand-in refuses the move of "b"; "c" must then not be tried.
-    grantingPkexec(QStringLiteral("/b.mov"));
-    for (const char* name : {"a.mov", "b.mov", "c.mov"})
-        writeWork(QStringLiteral("vault/") + QLatin1String(name), "x");
-    const QString vault = work(QStringLiteral("vault"));
-    EXPECT_FALSE(auth().authMoveFolderContents(vault, work(QStringLiteral("moved"))));
-    // Nothing of the move reached "c", whose name appears in no call.
-    for (const QStringList& call : m_pkexec.calls())
-        EXPECT_FALSE(call.join(QLatin1Char(' ')).contains(QStringLiteral("c.mov")));
-    EXPECT_TRUE(QFileInfo::exists(vault + QStringLiteral("/b.mov")));
-    EXPECT_TRUE(QFileInfo::exists(vault + QStringLiteral("/c.mov")));
-}
-
-TEST_F(FileOpsTest, FolderContentsGoToTheTrashOneByOne) {
-    grantingPkexec();
-    for (const char* name : {"a.mov", "b.mov"})
-        writeWork(QStringLiteral("vault/") + QLatin1String(name), "x");
-    const QString vault = work(QStringLiteral("vault"));
-    EXPECT_TRUE(auth().authTrashFolderContents(vault));
-    EXPECT_TRUE(QDir(vault).isEmpty());
-    EXPECT_TRUE(QFileInfo::exists(trash() + QStringLiteral("/files/a.mov")));
-    EXPECT_TRUE(QFileInfo::exists(trash() + QStringLiteral("/info/b.mov.trashinfo")));
-    EXPECT_TRUE(auth().authTrashFolderContents(work(QStringLiteral("empty-none"))));
+TEST_F(FileOpsTest, FolderContentsGoOneByOneAndStopAtTheFirstFailure) {
+    grantingPkexec("/b.mov"); // the move of "b" is refused; "c" must not be tried
+    for (const char* name : {"vault/a.mov", "vault/b.mov", "vault/c.mov", "box/d.mov", "box/e.mov"})
+        writeWork(name, "x");
+    const QString vault = work("vault"), moved = home().makeFolder("work/moved");
+    EXPECT_FALSE(auth().authMoveFolderContents(vault, moved));
+    EXPECT_EQ(m_pkexec.calls().size(), 3); // the right, "a", "b"
+    EXPECT_EQ(QDir(moved).entryList(QDir::Files), QStringList{"a.mov"});
+    EXPECT_EQ(QDir(vault).entryList(QDir::Files), (QStringList{"b.mov", "c.mov"}));
+    EXPECT_TRUE(auth().authTrashFolderContents(work("box")));
+    EXPECT_TRUE(QDir(work("box")).isEmpty());
+    EXPECT_EQ(trashedFrom(trash(), "d.mov"), work("box/d.mov"));
+    EXPECT_EQ(readFile(trash() + "/files/e.mov"), "x");
 }
 
 // ---- As root ----------------------------------------------------------------------------
@@ -377,53 +252,34 @@ protected:
 };
 
 TEST_F(AsRoot, ToolsRunDirectlyWithoutAskingForTheRight) {
-    const QString a = writeWork(QStringLiteral("a/b.txt"), "x");
-    const QString copy = work(QStringLiteral("copy"));
-    EXPECT_TRUE(auth().authCopyFile(work(QStringLiteral("a")), copy));
-    EXPECT_EQ(readFile(copy + QStringLiteral("/b.txt")), "x");
-    EXPECT_TRUE(auth().authCreateDir(work(QStringLiteral("n/e/w"))));
-    EXPECT_TRUE(QFileInfo(work(QStringLiteral("n/e/w"))).isDir());
-    EXPECT_TRUE(auth().authMoveFile(a, work(QStringLiteral("moved.txt"))));
-    EXPECT_EQ(readFile(work(QStringLiteral("moved.txt"))), "x");
+    const QString a = writeWork("a/b.txt", "x"), copy = work("copy");
+    EXPECT_TRUE(auth().authCopyFile(work("a"), copy));
+    EXPECT_EQ(readFile(copy + "/b.txt"), "x");
+    EXPECT_TRUE(auth().authCreateDir(work("n/e/w")));
+    EXPECT_TRUE(QFileInfo(work("n/e/w")).isDir());
+    EXPECT_TRUE(auth().authMoveFile(a, work("moved.txt")));
+    EXPECT_EQ(readFile(work("moved.txt")), "x");
     EXPECT_TRUE(auth().authRemoveFile(copy));
     EXPECT_FALSE(QFileInfo::exists(copy));
-    EXPECT_EQ(
-        auth().authExecTask(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("exit 3")}), 0);
+    EXPECT_EQ(auth().authExecTask("/bin/sh", {"-c", "exit 3"}), 0);
     EXPECT_TRUE(m_pkexec.calls().isEmpty());
 }
 
-TEST_F(AsRoot, TrashGoesToTheConsoleUsersTrashWithARecord) {
-    home().platform().user = QStringLiteral("root");
-    home().platform().console = QStringLiteral("jo");
-    const QString joHome = home().makeFolder(QStringLiteral("jo-home"));
-    home().platform().homes.insert(QStringLiteral("jo"), joHome);
-    BMAuthorization::installShared(std::make_unique<BMAuthorization>());
-    EXPECT_EQ(auth().userDirectory(), joHome);
-    const QString a = writeWork(QStringLiteral("a.mov"), "x");
-    EXPECT_TRUE(auth().authTrashFile(a));
-    const QString joTrash = BMLocalPaths::trashDirectory();
-    EXPECT_TRUE(joTrash.startsWith(joHome)) << joTrash.toStdString();
-    EXPECT_EQ(readFile(joTrash + QStringLiteral("/files/a.mov")), "x");
-    EXPECT_EQ(LinuxPlatform::originalPathFromTrashRecord(
-                  readFile(joTrash + QStringLiteral("/info/a.mov.trashinfo"))),
-              a);
-}
-
 TEST_F(AsRoot, WithNobodyAtTheConsoleTrashDeletesOnlyWhenAskedTo) {
-    home().platform().user = QStringLiteral("root");
+    home().platform().user = "root";
     home().platform().console = QString();
     BMAuthorization::installShared(std::make_unique<BMAuthorization>());
     EXPECT_TRUE(auth().userDirectory().isNull());
-    const QString a = writeWork(QStringLiteral("a.mov"), "x");
+    const QString a = writeWork("a.mov", "x");
     ConsoleCapture console;
     EXPECT_FALSE(auth().authTrashFile(a));
     EXPECT_TRUE(QFileInfo::exists(a));
     EXPECT_TRUE(auth().authTrashFile(a, true));
     EXPECT_FALSE(QFileInfo::exists(a));
-    writeWork(QStringLiteral("vault/x"), "x");
-    writeWork(QStringLiteral("vault/y"), "y");
-    EXPECT_TRUE(auth().authTrashFolderContents(work(QStringLiteral("vault")), true));
-    EXPECT_TRUE(QDir(work(QStringLiteral("vault"))).isEmpty());
+    writeWork("vault/x", "x");
+    writeWork("vault/y", "y");
+    EXPECT_TRUE(auth().authTrashFolderContents(work("vault"), true));
+    EXPECT_TRUE(QDir(work("vault")).isEmpty());
 }
 
 } // namespace

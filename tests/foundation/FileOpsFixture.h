@@ -10,49 +10,21 @@
 #include <QStringList>
 
 #include <memory>
+#include <optional>
 
-// A command-line tool stand-in written by the test: a small shell script that appends its
-// arguments to a record file, then either runs them as a command (a pkexec that grants
-// everything) or exits with a chosen status.
+QByteArray readFile(const QString& path);
+
+// A command-line tool stand-in: a shell script that appends its arguments to a record file,
+// then runs `body`.
 class RecordingTool {
 public:
-    enum class Behaviour { RecordOnly, RecordAndRun };
-    struct Options {
-        Behaviour behaviour = Behaviour::RecordOnly;
-        int exitCode = 0;
-        // Exit 1 without running when any argument contains this text.
-        QString failWhenArgumentContains;
-        // Printed to standard output before anything else.
-        QByteArray output;
-    };
-
-    static Options exiting(int exitCode) {
-        Options options;
-        options.exitCode = exitCode;
-        return options;
-    }
-    static Options printing(const QByteArray& output, int exitCode = 0) {
-        Options options = exiting(exitCode);
-        options.output = output;
-        return options;
-    }
-    static Options running(const QString& failWhenArgumentContains = QString()) {
-        Options options;
-        options.behaviour = Behaviour::RecordAndRun;
-        options.failWhenArgumentContains = failWhenArgumentContains;
-        return options;
-    }
-
     RecordingTool() = default;
-    RecordingTool(const QString& folder, const QString& name, const Options& options);
-
+    RecordingTool(const QString& path, const QByteArray& body);
     const QString& path() const { return m_path; }
-    // The arguments of every run, in order.
-    QList<QStringList> calls() const;
+    QList<QStringList> calls() const; // the arguments of every run, in order
 
 private:
     QString m_path;
-    QString m_record;
 };
 
 // A temporary home (see TempHome) with a log of its own, a fresh privileged-operations
@@ -63,25 +35,23 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
-    // A path in the test's work folder (created on first use).
+    // A path in the test's work folder (which exists).
     QString work(const QString& relative = QString());
     QString writeWork(const QString& relative, const QByteArray& contents = QByteArray());
-    QByteArray readFile(const QString& path) const;
-
-public:
-    QByteArray readFileAt(const QString& path) const { return readFile(path); }
-
-protected:
-    // The log's text written so far.
     QString logText() const;
+    // An executable shell script in the test's tools folder.
+    QString script(const QString& name, const QByteArray& body);
     // Points a tool of the platform's table at a recording stand-in.
-    RecordingTool fakeTool(Tool tool, const RecordingTool::Options& options = {});
-    // A pkexec that records and runs what it is given, as a granted request does.
-    RecordingTool grantingPkexec(const QString& failWhenArgumentContains = QString());
+    RecordingTool fakeTool(Tool tool, const QByteArray& body = "exit 0");
+    // A pkexec that runs what it is given, as a granted request does, but fails a run with an
+    // argument containing failOn.
+    void grantingPkexec(const QString& failOn = QString());
     // Whether this file system and user can set the immutable flag (tmpfs cannot, nor can
     // an ordinary user).
     bool lockingWorks();
-    QString trash() const;
+    static QString trash();
+    // The original path that the Trash's restore record for that item names.
+    static QString trashedFrom(const QString& trashFolder, const QString& name);
 
     RecordingTool m_pkexec;
 
@@ -92,12 +62,15 @@ private:
 // Everything written to the console while it lives.
 class ConsoleCapture {
 public:
-    ConsoleCapture();
-    ~ConsoleCapture();
-    QString text();
-    QStringList lines();
+    ConsoleCapture() { ::testing::internal::CaptureStdout(); }
+    ~ConsoleCapture() { text(); }
+    QString text() {
+        if (!m_text)
+            m_text = QString::fromStdString(::testing::internal::GetCapturedStdout());
+        return *m_text;
+    }
+    QStringList lines() { return text().split('\n', Qt::SkipEmptyParts); }
 
 private:
-    bool m_capturing = true;
-    QString m_text;
+    std::optional<QString> m_text;
 };

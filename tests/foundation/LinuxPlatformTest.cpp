@@ -4,67 +4,81 @@
 
 #include <QDateTime>
 #include <QFile>
+#include <QTemporaryDir>
 
 #include <sys/xattr.h>
 
-TEST(OsRelease, ReadsVersionIdInThreeParts) {
+TEST(LinuxPlatform, ParsesOsReleaseSeatFileAndDiskLabels) {
     auto v = LinuxPlatform::parseOsReleaseVersion("NAME=\"Debian GNU/Linux\"\nVERSION_ID=\"12\"\n");
     ASSERT_TRUE(v);
-    EXPECT_EQ(v->major, 12);
-    EXPECT_EQ(v->minor, 0);
+    EXPECT_EQ(std::tuple(v->major, v->minor, v->bugfix), std::tuple(12, 0, 0));
     v = LinuxPlatform::parseOsReleaseVersion("VERSION_ID=22.04.3\n");
     ASSERT_TRUE(v);
-    EXPECT_EQ(v->minor, 4);
-    EXPECT_EQ(v->bugfix, 3);
+    EXPECT_EQ(std::tuple(v->major, v->minor, v->bugfix), std::tuple(22, 4, 3));
     EXPECT_FALSE(LinuxPlatform::parseOsReleaseVersion("NAME=Arch\n"));
     EXPECT_FALSE(LinuxPlatform::parseOsReleaseVersion("VERSION_ID=rolling\n"));
-}
-
-TEST(ConsoleUser, ActiveUidComesFromTheSeatFile) {
     EXPECT_EQ(LinuxPlatform::parseSeatActiveUid("IS_SEAT0=1\nACTIVE=c2\nACTIVE_UID=1000\n"), "1000");
     EXPECT_TRUE(LinuxPlatform::parseSeatActiveUid("IS_SEAT0=1\n").isEmpty());
-}
-
-TEST(BootVolume, DiskLabelsAreUnescaped) {
     EXPECT_EQ(LinuxPlatform::unescapeDiskLabel("Media\\x20Drive"), "Media Drive");
     EXPECT_EQ(LinuxPlatform::unescapeDiskLabel("plain"), "plain");
 }
 
-TEST(FinderInfo, AfpInfoCarriesItAtOffsetSixteen) {
+namespace {
+class SeatPlatform : public LinuxPlatform {
+public:
+    explicit SeatPlatform(QString seat) : m_seat(std::move(seat)) {}
+
+protected:
+    QString seatStateFile() const override { return m_seat; }
+
+private:
+    QString m_seat;
+};
+} // namespace
+
+TEST(LinuxPlatform, MachineWithoutASeatIsUsedByTheProcesssOwnUser) {
+    QTemporaryDir dir; // logind makes the seats folder even where no seat exists
+    const SeatPlatform platform(dir.path() + "/seat0");
+    EXPECT_EQ(platform.consoleUser(), platform.userName());
+}
+
+TEST(LinuxPlatform, AfpInfoCarriesTheFinderInfoAtOffsetSixteen) {
     QByteArray finder(32, 0);
     finder.replace(0, 8, "FCPFKeyG");
     const QByteArray record = LinuxPlatform::afpInfoWithFinderInfo(QByteArray(), finder);
     EXPECT_EQ(record.size(), 60);
     EXPECT_TRUE(record.startsWith(QByteArray("AFP\0\0\1\0\0", 8)));
+    EXPECT_EQ(record.mid(16, 32), finder);
     EXPECT_EQ(LinuxPlatform::finderInfoFromAfpInfo(record), finder);
     EXPECT_FALSE(LinuxPlatform::finderInfoFromAfpInfo(QByteArray("XYZ") + QByteArray(57, 0)));
 }
 
 using PlatformFiles = TempHomeTest;
 
-TEST_F(PlatformFiles, FinderInfoRoundTripsOnRealFiles) {
-    const QString file = home().writeFile("vault/Cut_01-02-14_1030", "x");
-    const QString shared = home().writeFile("vault/FromShare_01-02-14_1030", "x");
-    const LinuxPlatform platform;
-    QByteArray info(32, 0);
-    info.replace(0, 4, "FCPF");
-    if (!platform.setFinderInfo(file, info))
+TEST_F(PlatformFiles, FinderInfoFromEitherAttributeTheSharesRecordWinningAndKeptUpToDate) {
+    const QString file = home().writeFile("vault/Wedding_11-22-26_1030", "x");
+    const QByteArray encoded = QFile::encodeName(file);
+    auto set = [&](const QByteArray& name, const QByteArray& value) {
+        return ::setxattr(encoded.constData(), name.constData(), value.constData(), size_t(value.size()),
+                          0) == 0;
+    };
+    auto info = [](const char* type) { return QByteArray(type) + "KeyG" + QByteArray(24, 0); };
+    if (!set("user.xdg.origin.url", "https://example.org"))
         GTEST_SKIP() << "this file system refuses user extended attributes";
-    EXPECT_EQ(platform.finderInfo(file)->left(4), QByteArray("FCPF"));
-
-    // A file a Mac left on a netatalk share: the record wins and is kept up to date.
-    QByteArray afp = LinuxPlatform::afpInfoWithFinderInfo(QByteArray(), info);
-    ASSERT_EQ(::setxattr(QFile::encodeName(shared).constData(), LinuxPlatform::netatalkAttribute,
-                         afp.constData(), size_t(afp.size()), 0),
-              0);
-    EXPECT_EQ(platform.finderInfo(shared)->left(4), QByteArray("FCPF"));
-    QByteArray labelled = info;
+    const LinuxPlatform platform;
+    EXPECT_FALSE(platform.finderInfo(file));
+    ASSERT_TRUE(platform.setFinderInfo(file, info("TEXT")));
+    EXPECT_EQ(platform.finderInfo(file), info("TEXT"));
+    // A file a Mac left on a netatalk share, with more attribute names than one listing holds.
+    for (int n = 0; n < 40; ++n)
+        ASSERT_TRUE(set("user.vestry.padding-attribute-with-a-long-name-" + QByteArray::number(n), "x"));
+    ASSERT_TRUE(set(LinuxPlatform::netatalkAttribute,
+                    LinuxPlatform::afpInfoWithFinderInfo(QByteArray(), info("FCPF"))));
+    EXPECT_EQ(platform.finderInfo(file), info("FCPF"));
+    QByteArray labelled = info("FCPF");
     labelled[9] = 0x0C;
-    ASSERT_TRUE(platform.setFinderInfo(shared, labelled));
-    EXPECT_EQ(platform.finderInfo(shared)->at(9), 0x0C);
-    EXPECT_LT(
-        ::getxattr(QFile::encodeName(shared).constData(), LinuxPlatform::finderInfoAttribute, nullptr, 0), 0);
-    EXPECT_FALSE(platform.finderInfo(home().writeFile("vault/plain")).has_value());
+    ASSERT_TRUE(platform.setFinderInfo(file, labelled));
+    EXPECT_EQ(platform.finderInfo(file), labelled); // the share's record, so it was updated
 }
 
 TEST_F(PlatformFiles, FileFactsGiveSizeKindAndDates) {
@@ -78,7 +92,6 @@ TEST_F(PlatformFiles, FileFactsGiveSizeKindAndDates) {
     EXPECT_LE(facts->created, facts->modified.addSecs(1));
     EXPECT_TRUE(platform.fileFacts(home().root() + "/facts")->isDirectory);
     EXPECT_FALSE(platform.fileFacts(home().root() + "/facts/none"));
-
     ASSERT_TRUE(QFile::link(file, home().root() + "/facts/link"));
     EXPECT_TRUE(platform.fileFacts(home().root() + "/facts/link", false)->isSymbolicLink);
     EXPECT_FALSE(platform.fileFacts(home().root() + "/facts/link", true)->isSymbolicLink);

@@ -1,5 +1,5 @@
+#include "FileOpsFixture.h"
 #include "foundation/platform/linux/LinuxPlatform.h"
-#include "support/TempHome.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -21,158 +21,103 @@ QStringList sorted(QStringList list) {
 
 } // namespace
 
-class LinuxSpotlight : public TempHomeTest {
+class LinuxSpotlight : public FileOpsTest {
 protected:
     void SetUp() override {
-        TempHomeTest::SetUp();
+        FileOpsTest::SetUp();
         m_disk = home().makeFolder("disk");
         for (const char* folder : {"a/Autosave Vault", "b/autosave vault", "d/Old Autosave Vault",
-                                   "x/My Library.fcpbundle", "y/Archive.FCPBUNDLE", "w/Vault [old]*"})
+                                   "x/My Library.fcpbundle", "y/Archive.FCPBUNDLE", "w/Vault [old]*", "e"})
             QDir().mkpath(disk(folder));
         home().writeFile("disk/c/Autosave Vault", "a file, not a folder");
         home().writeFile("disk/x/notes.fcpbundle.txt");
         home().writeFile("disk/z/loose.fcpbundle");
-        QDir().mkpath(disk("e"));
         QFile::link(disk("a/Autosave Vault"), disk("e/Autosave Vault"));
+        platform().setToolPath(Tool::Plocate, home().root() + "/missing/plocate");
+        platform().setToolPath(Tool::Locate, home().root() + "/missing/locate");
     }
-    QString disk(const QString& relative = QString()) const {
-        return relative.isEmpty() ? m_disk : m_disk + QLatin1Char('/') + relative;
-    }
-    // A stand-in search tool that records its arguments and prints the given output.
-    QString fakeTool(const QString& name, const QByteArray& body) {
-        const QString path =
-            home().writeFile("tools/" + name, "#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$0.args\"\n" + body);
-        QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
-        return path;
-    }
-    QStringList recordedArguments(const QString& tool) const {
-        QFile file(tool + ".args");
-        if (!file.open(QIODevice::ReadOnly))
-            return {};
-        QStringList lines = QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'));
-        lines.removeLast();
-        return lines;
-    }
+    FakePlatform& platform() { return home().platform(); }
+    QString disk(const QString& relative) const { return m_disk + '/' + relative; }
     // Prints each path followed by a NUL, as the real tools do with -0.
     static QByteArray printing(const QStringList& paths) {
-        QByteArray script = "printf '%s\\0'";
-        for (const QString& path : paths)
-            script += " '" + path.toUtf8() + "'";
-        return script + "\n";
-    }
-    void noTools() {
-        home().platform().setToolPath(Tool::Plocate, home().root() + "/missing/plocate");
-        home().platform().setToolPath(Tool::Locate, home().root() + "/missing/locate");
+        return "printf '%s\\0' '" + paths.join("' '").toUtf8() + "'\n";
     }
 
-private:
     QString m_disk;
 };
 
 TEST_F(LinuxSpotlight, IsAbsentWithoutEitherTool) {
-    noTools();
-    EXPECT_FALSE(home().platform().spotlightAvailable());
-    EXPECT_TRUE(home().platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 10).isEmpty());
+    EXPECT_FALSE(platform().spotlightAvailable());
+    EXPECT_TRUE(platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 10).isEmpty());
 }
 
 TEST_F(LinuxSpotlight, FindsFoldersInARealIndex) {
-    if (!QFileInfo(QStringLiteral("/usr/bin/updatedb")).isExecutable() ||
-        !QFileInfo(QStringLiteral("/usr/bin/plocate")).isExecutable())
+    if (!QFileInfo("/usr/bin/updatedb").isExecutable() || !QFileInfo("/usr/bin/plocate").isExecutable())
         GTEST_SKIP() << "plocate is not installed";
     const QString database = home().root() + "/index.db";
     QProcess updatedb;
-    updatedb.start(QStringLiteral("/usr/bin/updatedb"), {"-U", disk(), "-o", database, "--prunepaths", "",
-                                                         "--prunefs", "", "--prunenames", "", "-l", "no"});
+    updatedb.start("/usr/bin/updatedb", {"-U", m_disk, "-o", database, "--prunepaths", "", "--prunefs", "",
+                                         "--prunenames", "", "-l", "no"});
     ASSERT_TRUE(updatedb.waitForFinished(60000));
     ASSERT_EQ(updatedb.exitCode(), 0) << updatedb.readAllStandardError().toStdString();
-    home().platform().locateDatabasePath = database;
-    home().platform().setToolPath(Tool::Plocate, QStringLiteral("/usr/bin/plocate"));
+    platform().locateDatabasePath = database;
+    platform().setToolPath(Tool::Plocate, "/usr/bin/plocate");
 
-    EXPECT_TRUE(home().platform().spotlightAvailable());
-    EXPECT_EQ(sorted(home().platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 10)),
+    EXPECT_TRUE(platform().spotlightAvailable());
+    EXPECT_EQ(sorted(platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 10)),
               (QStringList{disk("a/Autosave Vault"), disk("b/autosave vault")}));
-    EXPECT_EQ(sorted(home().platform().spotlightQuery(
+    EXPECT_EQ(sorted(platform().spotlightQuery(
                   Query::pathsEndingWith("\"Final Cut Pro Library\"", ".fcpbundle"), 10)),
               (QStringList{disk("x/My Library.fcpbundle"), disk("y/Archive.FCPBUNDLE")}));
-    EXPECT_EQ(home().platform().spotlightQuery(Query::folderNamed("Vault [old]*"), 10),
+    EXPECT_EQ(platform().spotlightQuery(Query::folderNamed("Vault [old]*"), 10),
               QStringList{disk("w/Vault [old]*")});
 }
 
 TEST_F(LinuxSpotlight, TranslatesTheQueryForTheTool) {
-    EXPECT_EQ(LinuxPlatform::locateArguments(Query::folderNamed("Autosave Vault"), "/db"),
-              (QStringList{"-d", "/db", "-i", "-0", "-b", "--", "*Autosave Vault*"}));
     EXPECT_EQ(
         LinuxPlatform::locateArguments(Query::pathsEndingWith("\"Final Cut Pro Library\"", ".fcpbundle"), ""),
         (QStringList{"-i", "-0", "--", "*.fcpbundle"}));
     EXPECT_EQ(LinuxPlatform::locateArguments(Query::folderNamed("a*b?[c]\\"), ""),
               (QStringList{"-i", "-0", "-b", "--", "*a\\*b\\?\\[c\\]\\\\*"}));
-    EXPECT_EQ(Query::folderNamed("Adobe Premiere Pro Auto-Save").mdfindQuery,
-              "name:\"Adobe Premiere Pro Auto-Save\" kind:folder");
 }
 
 TEST_F(LinuxSpotlight, KeepsOnlyMatchingFoldersOfWhatTheToolPrints) {
-    noTools();
-    const QString tool =
-        fakeTool("locate", printing({disk("a/Autosave Vault"), disk("c/Autosave Vault"),
-                                     disk("e/Autosave Vault"), disk("d/Old Autosave Vault"),
-                                     disk("gone/Autosave Vault"), disk("b/autosave vault")}));
-    home().platform().setToolPath(Tool::Locate, tool);
-    home().platform().locateDatabasePath.clear(); // the tool's own index
-    EXPECT_TRUE(home().platform().spotlightAvailable()) << "locate stands in for plocate";
-    EXPECT_EQ(home().platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 10),
+    const RecordingTool locate =
+        fakeTool(Tool::Locate, printing({disk("a/Autosave Vault"), disk("c/Autosave Vault"),
+                                         disk("e/Autosave Vault"), disk("d/Old Autosave Vault"),
+                                         disk("gone/Autosave Vault"), disk("b/autosave vault")}));
+    platform().locateDatabasePath.clear(); // the tool's own index
+    EXPECT_TRUE(platform().spotlightAvailable()) << "locate stands in for plocate";
+    EXPECT_EQ(platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 10),
               (QStringList{disk("a/Autosave Vault"), disk("b/autosave vault")}));
-    EXPECT_EQ(recordedArguments(tool), (QStringList{"-i", "-0", "-b", "--", "*Autosave Vault*"}));
+    EXPECT_EQ(locate.calls(), (QList<QStringList>{{"-i", "-0", "-b", "--", "*Autosave Vault*"}}));
 }
 
-TEST_F(LinuxSpotlight, TakesAComplaintForNoResult) {
-    noTools();
+TEST_F(LinuxSpotlight, TakesAComplaintForNoResultAndGivesUpOnAToolThatHangs) {
     // With nothing on standard output the runner hands back standard error.
-    home().platform().setToolPath(
-        Tool::Plocate,
-        fakeTool("plocate", "echo \"" + disk("a/Autosave Vault").toUtf8() + "\" >&2\nexit 1\n"));
-    EXPECT_TRUE(home().platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 10).isEmpty());
-}
-
-TEST_F(LinuxSpotlight, GivesUpOnAToolThatHangs) {
-    noTools();
-    home().platform().setToolPath(Tool::Plocate, fakeTool("plocate", "exec sleep 30\n"));
+    fakeTool(Tool::Plocate, "echo \"" + disk("a/Autosave Vault").toUtf8() + "\" >&2; exit 1");
+    EXPECT_TRUE(platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 10).isEmpty());
+    fakeTool(Tool::Plocate, "exec sleep 30");
     QElapsedTimer timer;
     timer.start();
-    EXPECT_TRUE(home().platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 1).isEmpty());
+    EXPECT_TRUE(platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 1).isEmpty());
     EXPECT_LT(timer.elapsed(), 20000);
-}
-
-TEST_F(LinuxSpotlight, FindsNoApplicationsByDefault) {
-    EXPECT_TRUE(home()
-                    .platform()
-                    .LinuxPlatform::applicationPathForBundleIdentifier("com.apple.FinalCutPro")
-                    .isNull());
-    const QString entry =
-        home().writeFile("Users/jö ed/.local/share/applications/com.adobe.AdobePremierePro.desktop",
-                         "[Desktop Entry]\nName=Premiere\n");
-    EXPECT_EQ(
-        home().platform().LinuxPlatform::applicationPathForBundleIdentifier("com.adobe.AdobePremierePro"),
-        entry);
-    EXPECT_FALSE(home().platform().applicationInfo(entry)) << "a desktop entry has no bundle information";
-    EXPECT_EQ(LinuxPlatform::desktopEntryNames("com.adobe.AdobePremierePro"),
-              (QStringList{"com.adobe.AdobePremierePro", "adobe-premiere-pro"}));
 }
 
 TEST_F(LinuxSpotlight, TheNativePlatformReadsTheIndexTheEnvironmentNames) {
     LinuxPlatform native;
     native.setToolPath(Tool::Plocate, home().root() + "/missing/plocate");
-    const QString tool = fakeTool("locate", printing({disk("a/Autosave Vault")}));
-    native.setToolPath(Tool::Locate, tool);
+    const RecordingTool locate = fakeTool(Tool::Locate, printing({disk("a/Autosave Vault")}));
+    native.setToolPath(Tool::Locate, locate.path());
     const QByteArray saved = qgetenv(LinuxPlatform::locateDatabaseVariable);
     qputenv(LinuxPlatform::locateDatabaseVariable, "/var/tmp/elsewhere.db");
     const QStringList found = native.spotlightQuery(Query::folderNamed("Autosave Vault"), 10);
-    const QStringList withIndex = recordedArguments(tool);
     qunsetenv(LinuxPlatform::locateDatabaseVariable);
     native.spotlightQuery(Query::folderNamed("Autosave Vault"), 10);
-    const QStringList withoutIndex = recordedArguments(tool);
     if (!saved.isNull())
         qputenv(LinuxPlatform::locateDatabaseVariable, saved);
     EXPECT_EQ(found, QStringList{disk("a/Autosave Vault")});
-    EXPECT_EQ(withIndex.mid(0, 2), (QStringList{"-d", "/var/tmp/elsewhere.db"}));
-    EXPECT_EQ(withoutIndex.value(0), "-i");
+    ASSERT_EQ(locate.calls().size(), 2);
+    EXPECT_EQ(locate.calls()[0].mid(0, 2), (QStringList{"-d", "/var/tmp/elsewhere.db"}));
+    EXPECT_EQ(locate.calls()[1].value(0), "-i");
 }

@@ -1,9 +1,10 @@
-#include "TempHome.h"
+#include "FileOpsFixture.h"
 #include "foundation/BMLog.h"
 #include "foundation/BMTaskEx.h"
 #include "foundation/PlistFile.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcessEnvironment>
@@ -15,24 +16,13 @@
 
 namespace {
 
-QStringList linesOf(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    return QString::fromUtf8(file.readAll()).split('\n', Qt::SkipEmptyParts);
-}
-
-// The message part of an entry: what follows the date and " - ".
-QString messageOf(const QString& line) {
-    static const QRegularExpression entry(R"(^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d [+-]\d{4} - (.*)$)");
-    const auto match = entry.match(line);
-    return match.hasMatch() ? match.captured(1) : QString();
-}
-
+// The message part of each entry (what follows the date and " - "); empty for a line that
+// is no entry.
 QStringList messagesOf(const QString& path) {
+    static const QRegularExpression entry(R"(^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d [+-]\d{4} - (.*)$)");
     QStringList messages;
-    for (const QString& line : linesOf(path))
-        messages << messageOf(line);
+    for (const QString& line : QString::fromUtf8(readFile(path)).split('\n', Qt::SkipEmptyParts))
+        messages << entry.match(line).captured(1);
     return messages;
 }
 
@@ -41,16 +31,18 @@ protected:
     void SetUp() override {
         TempHomeTest::SetUp();
         BMLog::setAppName("Vestry");
-        folder = home().home() + "/.local/state/Brightmoor";
     }
     void TearDown() override {
         BMLog::setWriterSuspended(false);
         BMLog::finishWriting();
         TempHomeTest::TearDown();
     }
-    QString generation(int n) const { return QStringLiteral("%1/Vestry.%2.log").arg(folder).arg(n); }
-
-    QString folder;
+    QString generation(int n) const {
+        return home().home() + QString("/.local/state/Brightmoor/Vestry.%1.log").arg(n);
+    }
+    void writeGeneration(int n, const QByteArray& text) {
+        home().writeFile(generation(n).mid(home().root().size() + 1), text);
+    }
 };
 
 } // namespace
@@ -60,214 +52,154 @@ TEST_F(Log, NewLogStartsWithTheHeader) {
     BMLog::createNewLog();
     BMLog::finishWriting();
     QCoreApplication::setApplicationVersion(QString());
-
-    const QStringList lines = linesOf(generation(1));
-    ASSERT_EQ(lines.size(), 5);
-    for (const QString& line : lines)
-        EXPECT_FALSE(messageOf(line).isEmpty()) << "not an entry: " << line.toStdString();
-    EXPECT_TRUE(messageOf(lines[0]).startsWith("Log started: "));
-    EXPECT_EQ(messageOf(lines[1]), "Version: 4.2.1");
-    EXPECT_EQ(messageOf(lines[2]), "Path: " + QCoreApplication::applicationFilePath());
+    const QStringList messages = messagesOf(generation(1));
+    ASSERT_EQ(messages.size(), 5);
+    EXPECT_TRUE(messages[0].startsWith("Log started: "));
+    EXPECT_EQ(messages.mid(1, 2),
+              (QStringList{"Version: 4.2.1", "Path: " + QCoreApplication::applicationFilePath()}));
     EXPECT_TRUE(QRegularExpression(R"(^System: OS X .*, \d+ CPU\(s\), \d+\.\d\d GB RAM$)")
-                    .match(messageOf(lines[3]))
+                    .match(messages[3])
                     .hasMatch())
-        << lines[3].toStdString();
-    EXPECT_EQ(messageOf(lines[4]), "Running in 64-bit mode");
+        << messages[3].toStdString();
+    EXPECT_EQ(messages[4], "Running in 64-bit mode");
 }
 
-TEST_F(Log, EntriesAreTrimmedAndBlankOnesDropped) {
-    BMLog::createNewLog();
-    BMLog::setWriterSuspended(true);
-    BMLog::fastAppendLog("  \n\t ");
-    EXPECT_EQ(BMLog::pendingEntries(), 0);
-    BMLog::fastAppendLog("\n  Checking a folder  \n");
-    EXPECT_EQ(BMLog::pendingEntries(), 1);
-    BMLog::setWriterSuspended(false);
-    BMLog::finishWriting();
-    EXPECT_EQ(messagesOf(generation(1)).last(), "Checking a folder");
-}
-
-TEST_F(Log, RotationShiftsFiveGenerations) {
-    QDir().mkpath(folder);
-    for (int n = 1; n <= 5; ++n)
-        home().writeFile(QFileInfo(generation(n)).absoluteFilePath().mid(home().root().size() + 1),
-                         QByteArray("generation ") + QByteArray::number(n));
-    BMLog::createNewLog();
-    BMLog::finishWriting();
-    for (int n = 2; n <= 5; ++n) {
-        QFile file(generation(n));
-        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-        EXPECT_EQ(file.readAll(), QByteArray("generation ") + QByteArray::number(n - 1));
-    }
-    EXPECT_EQ(linesOf(generation(1)).size(), 4); // no version in this test program
-    EXPECT_EQ(BMLog::availableLogs().size(), 5);
-}
-
-TEST_F(Log, NothingShiftsWithoutAFirstGeneration) {
-    QDir().mkpath(folder);
+TEST_F(Log, ANewLogShiftsFiveGenerationsOnlyWhenTheFirstExists) {
     for (int n = 2; n <= 5; ++n)
-        home().writeFile(generation(n).mid(home().root().size() + 1), QByteArray::number(n));
+        writeGeneration(n, QByteArray::number(n));
     BMLog::createNewLog();
-    for (int n = 2; n <= 5; ++n) {
-        QFile file(generation(n));
-        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-        EXPECT_EQ(file.readAll(), QByteArray::number(n));
-    }
-}
+    BMLog::finishWriting();
+    for (int n = 2; n <= 5; ++n)
+        EXPECT_EQ(readFile(generation(n)), QByteArray::number(n)) << "without a first generation";
 
-TEST_F(Log, AvailableLogsListsWhatExistsNewestFirst) {
-    QDir().mkpath(folder);
-    home().writeFile(generation(3).mid(home().root().size() + 1), "old");
-    home().writeFile(generation(1).mid(home().root().size() + 1), "new");
-    EXPECT_EQ(BMLog::availableLogs(), (QStringList{generation(1), generation(3)}));
+    for (int n = 1; n <= 5; ++n)
+        writeGeneration(n, "generation " + QByteArray::number(n));
+    BMLog::createNewLog();
+    BMLog::finishWriting();
+    for (int n = 2; n <= 5; ++n)
+        EXPECT_EQ(readFile(generation(n)), "generation " + QByteArray::number(n - 1));
+    EXPECT_EQ(messagesOf(generation(1)).size(), 4); // no version in this test program
+    QFile::remove(generation(2));
+    EXPECT_EQ(BMLog::availableLogs(),
+              (QStringList{generation(1), generation(3), generation(4), generation(5)}));
 }
 
 TEST_F(Log, RotatesAfterFiveHundredThousandBytes) {
     BMLog::createNewLog();
-    const QString filler(9000, QLatin1Char('x'));
     // About 9,030 bytes an entry: the 56th crosses 500,000 and stays in the old file.
     for (int i = 0; i < 56; ++i)
-        BMLog::fastAppendLog(QStringLiteral("%1 %2").arg(i).arg(filler));
+        BMLog::fastAppendLog(QString("%1 %2").arg(i).arg(QString(9000, 'x')));
     BMLog::finishWriting();
     BMLog::fastAppendLog("after rotation");
     BMLog::finishWriting();
-
-    const QStringList old = messagesOf(generation(2));
-    ASSERT_FALSE(old.isEmpty());
-    EXPECT_TRUE(old.last().startsWith("55 ")) << old.last().left(10).toStdString();
+    EXPECT_TRUE(messagesOf(generation(2)).value(55 + 4).startsWith("55 "));
+    EXPECT_EQ(messagesOf(generation(2)).size(), 56 + 4);
     EXPECT_GE(QFileInfo(generation(2)).size(), 500000);
     EXPECT_LT(QFileInfo(generation(2)).size(), 500000 + 9100);
-
-    // This test program has no version, so the header has four entries.
     const QStringList fresh = messagesOf(generation(1));
     ASSERT_EQ(fresh.size(), 6);
     EXPECT_TRUE(fresh[0].startsWith("Log started: "));
-    EXPECT_EQ(fresh[3], "Running in 64-bit mode");
-    EXPECT_EQ(fresh[4], "Log truncated at 500KB");
-    EXPECT_EQ(fresh[5], "after rotation");
+    EXPECT_EQ(fresh.mid(3),
+              (QStringList{"Running in 64-bit mode", "Log truncated at 500KB", "after rotation"}));
 }
 
-TEST_F(Log, TerminationWritesTenPendingEntries) {
-    BMLog::createNewLog();
-    BMLog::setWriterSuspended(true);
-    for (int i = 0; i < 10; ++i)
-        BMLog::fastAppendLog(QStringLiteral("pending %1").arg(i));
-    EXPECT_EQ(BMLog::pendingEntries(), 10);
-    BMLog::willTerminate();
-    const QStringList messages = messagesOf(generation(1));
-    EXPECT_EQ(messages.filter("pending ").size(), 10);
-}
+class Termination : public Log, public ::testing::WithParamInterface<int> {};
 
-TEST_F(Log, TerminationDropsElevenPendingEntries) {
+TEST_P(Termination, WritesUpToTenPendingEntriesAndDropsMore) {
     BMLog::createNewLog();
     BMLog::setWriterSuspended(true);
-    for (int i = 0; i < 11; ++i)
-        BMLog::fastAppendLog(QStringLiteral("pending %1").arg(i));
+    for (int i = 0; i < GetParam(); ++i)
+        BMLog::fastAppendLog(QString("pending %1").arg(i));
+    EXPECT_EQ(BMLog::pendingEntries(), GetParam());
     BMLog::willTerminate();
     EXPECT_EQ(BMLog::pendingEntries(), 0);
-    EXPECT_TRUE(messagesOf(generation(1)).filter("pending ").isEmpty());
+    EXPECT_EQ(messagesOf(generation(1)).filter("pending ").size(), GetParam() <= 10 ? GetParam() : 0);
 }
+
+INSTANTIATE_TEST_SUITE_P(Pending, Termination, ::testing::Values(10, 11));
 
 TEST_F(Log, EightThreadsLoseAndInterleaveNothing) {
     BMLog::createNewLog();
-    constexpr int threads = 8;
-    constexpr int perThread = 400;
     std::vector<std::thread> workers;
-    for (int t = 0; t < threads; ++t) {
+    for (int t = 0; t < 8; ++t) {
         workers.emplace_back([t] {
-            for (int i = 0; i < perThread; ++i) {
-                // Short entries meet the flush rule, long ones do not: both paths run.
-                if (i % 2)
-                    BMLog::appendLog(QStringLiteral("thread %1 entry %2").arg(t).arg(i));
-                else
-                    BMLog::appendLog(
-                        QStringLiteral("thread %1 entry %2 %3").arg(t).arg(i).arg(QString(120, 'y')));
-            }
+            // Short entries meet the flush rule, long ones do not: both paths run.
+            for (int i = 0; i < 400; ++i)
+                BMLog::appendLog(
+                    QString("thread %1 entry %2 %3").arg(t).arg(i).arg(QString(i % 2 ? 0 : 120, 'y')));
         });
     }
     for (auto& worker : workers)
         worker.join();
     BMLog::finishWriting();
-
     std::set<QString> seen;
-    for (const QString& line : linesOf(generation(1))) {
-        const QString message = messageOf(line);
-        ASSERT_FALSE(message.isEmpty()) << "mangled line: " << line.left(80).toStdString();
+    for (const QString& message : messagesOf(generation(1))) {
+        ASSERT_FALSE(message.isEmpty()) << "a mangled line";
         if (message.startsWith("thread ")) {
             EXPECT_TRUE(seen.insert(message.section(' ', 0, 3)).second) << "twice: " << message.toStdString();
         }
     }
-    EXPECT_EQ(seen.size(), size_t(threads * perThread));
+    EXPECT_EQ(seen.size(), size_t(8 * 400));
 }
 
-TEST_F(Log, ShortEntriesFromBackgroundThreadsAreOnDiskAtReturn) {
+TEST_F(Log, EntriesAreTrimmedShortOnesFromBackgroundThreadsOnDiskAtReturnAndTheMainThreadNeverWaits) {
     BMLog::createNewLog();
-    std::thread([] { BMLog::appendLog("short from the background"); }).join();
-    // No finishWriting here: the append itself waited.
-    EXPECT_EQ(messagesOf(generation(1)).last(), "short from the background");
-}
-
-TEST_F(Log, TheMainThreadNeverWaits) {
-    BMLog::createNewLog();
+    std::thread([] { BMLog::appendLog("\n  short from the background  \n"); }).join();
+    EXPECT_EQ(messagesOf(generation(1)).last(), "short from the background"); // no finishWriting
     BMLog::setWriterSuspended(true);
+    BMLog::fastAppendLog("  \n\t ");
+    EXPECT_EQ(BMLog::pendingEntries(), 0);
     BMLog::appendLog("short from the main thread");
     EXPECT_EQ(BMLog::pendingEntries(), 1);
 }
 
 TEST_F(Log, DisabledLoggingWritesNothing) {
-    for (const QVariant& off : {QVariant(QStringLiteral("1")), QVariant(true)}) {
-        PlistFile::writeXml(home().home() + "/.config/com.brightmoor.global.plist",
-                            QVariantMap{{"disable-logging", off}});
-        testing::internal::CaptureStdout();
+    const QString global = home().home() + "/.config/com.brightmoor.global.plist";
+    for (const QVariant& off : {QVariant("1"), QVariant(true)}) {
+        PlistFile::writeXml(global, QVariantMap{{"disable-logging", off}});
+        ConsoleCapture console;
         BMLog::createNewLog();
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), "Logging is disabled\n");
+        EXPECT_EQ(console.text(), "Logging is disabled\n");
         BMLog::fastAppendLog("should go nowhere");
         BMLog::finishWriting();
         EXPECT_FALSE(QFileInfo::exists(generation(1)));
     }
-    PlistFile::writeXml(home().home() + "/.config/com.brightmoor.global.plist",
-                        QVariantMap{{"disable-logging", QStringLiteral("0")}});
+    PlistFile::writeXml(global, QVariantMap{{"disable-logging", "0"}});
     BMLog::createNewLog();
     EXPECT_TRUE(QFileInfo::exists(generation(1)));
 }
 
 TEST_F(Log, PrintedCopyLosesPlaceholdersAndNuls) {
     BMLog::createNewLog();
-    testing::internal::CaptureStdout();
-    BMLog::appendLogAndPrint(QStringLiteral("  50% of %@done") + QChar(0) + "  ");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "50% of done\n");
+    ConsoleCapture console;
+    BMLog::appendLogAndPrint(QString("  50% of %@done") + QChar(0) + "  ");
+    EXPECT_EQ(console.text(), "50% of done\n");
 }
 
 TEST_F(Log, RootForTheConsoleUserWritesTheMachineWideFile) {
-    const QString joHome = home().makeFolder("home/jo");
+    const QString joHome = home().makeFolder("home/jo"),
+                  machine = home().machineRoot() + "/var/log/Brightmoor";
     home().platform().uid = 0;
     home().platform().user = "root";
-    home().platform().console = "jo";
     home().platform().homes.insert("jo", joHome);
-    const QString machineFolder = home().machineRoot() + "/var/log/Brightmoor";
-
-    testing::internal::CaptureStdout();
-    BMLog::createNewLog();
-    const std::string said = testing::internal::GetCapturedStdout();
-    // The user's folder is the one created; the machine-wide one is only written.
-    EXPECT_TRUE(QFileInfo(joHome + "/.local/state/Brightmoor").isDir());
-    EXPECT_NE(said.find("Unable to create log file " + machineFolder.toStdString()), std::string::npos);
-
-    QDir().mkpath(machineFolder);
+    {
+        ConsoleCapture console;
+        BMLog::createNewLog();
+        // The user's folder is the one created; the machine-wide one is only written.
+        EXPECT_TRUE(QFileInfo(joHome + "/.local/state/Brightmoor").isDir());
+        EXPECT_TRUE(console.text().contains("Unable to create log file " + machine));
+    }
+    QDir().mkpath(machine);
     BMLog::createNewLog();
     BMLog::finishWriting();
-    EXPECT_EQ(BMLog::currentLogPath(), machineFolder + "/Vestry.1.log");
-    EXPECT_TRUE(messagesOf(machineFolder + "/Vestry.1.log").first().startsWith("Log started"));
+    EXPECT_EQ(BMLog::currentLogPath(), machine + "/Vestry.1.log");
+    EXPECT_TRUE(messagesOf(machine + "/Vestry.1.log").value(0).startsWith("Log started"));
 }
 
 TEST_F(Log, UncaughtExceptionReasonReachesTheDiskBeforeTheProcessDies) {
-    const QString state = home().makeFolder("crash-state");
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("XDG_STATE_HOME", state);
-    const auto output = BMTaskEx::dataFromTask(QStringLiteral(VESTRY_LOG_CRASH_PROBE), {}, nullptr,
-                                               environment.toStringList());
-    ASSERT_TRUE(output.has_value());
-    const QStringList messages = messagesOf(state + "/Brightmoor/VestryCrashProbe.1.log");
-    ASSERT_FALSE(messages.isEmpty());
-    EXPECT_EQ(messages.last(), "the probe's reason");
+    environment.insert("XDG_STATE_HOME", home().makeFolder("crash-state"));
+    ASSERT_TRUE(BMTaskEx::dataFromTask(VESTRY_LOG_CRASH_PROBE, {}, nullptr, environment.toStringList()));
+    EXPECT_EQ(messagesOf(home().root() + "/crash-state/Brightmoor/VestryCrashProbe.1.log").mid(4),
+              (QStringList{"before the crash", "the probe's reason"}));
 }

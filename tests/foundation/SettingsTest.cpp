@@ -1,9 +1,9 @@
-#include "TempHome.h"
+#include "FileOpsFixture.h"
 #include "foundation/BMSettings.h"
 #include "foundation/PlistFile.h"
 #include "foundation/SettingsKeys.h"
 
-#include <QFile>
+#include <QDir>
 #include <QFileInfo>
 
 #include <plist/plist.h>
@@ -23,43 +23,36 @@ protected:
     std::unique_ptr<BMSettings> store;
 };
 
-TEST_F(Settings, FreshAccountReadsTheRegisteredDefaults) {
+TEST_F(Settings, FreshAccountReadsTheRegisteredDefaultsWhichNeverOverwriteStoredValues) {
     EXPECT_EQ(store->integerValue(SettingsKey::autoRemoveCriteriaAge), 30);
     EXPECT_EQ(store->integerValue(SettingsKey::autoRemoveCriteriaTotalCount), 20);
     EXPECT_EQ(store->integerValue(SettingsKey::autoCleanCriteriaTotalSize), 50);
     EXPECT_FALSE(store->boolValue(SettingsKey::autoClean));
-    // No default: absent.
+    // No default: absent. The clean-up set has no total count.
     EXPECT_FALSE(store->hasValue(SettingsKey::autosaveFolder));
     EXPECT_TRUE(store->stringValue(SettingsKey::autosaveFolder).isNull());
     EXPECT_FALSE(store->hasValue(SettingsKey::sortedDescending));
+    EXPECT_FALSE(store->hasValue("autoCleanCriteriaTotalCount") ||
+                 store->hasValue("autoCleanUseCriteriaTotalCount"));
     EXPECT_FALSE(QFileInfo::exists(userFile())); // reading writes nothing
-}
 
-TEST_F(Settings, TheCleanUpSetHasNoTotalCount) {
-    const QVariantMap defaults = BMSettings::applicationDefaults();
-    EXPECT_TRUE(defaults.contains("autoRemoveCriteriaTotalCount"));
-    EXPECT_FALSE(defaults.contains("autoCleanCriteriaTotalCount"));
-    EXPECT_FALSE(defaults.contains("autoCleanUseCriteriaTotalCount"));
-    EXPECT_EQ(defaults.size(), 19);
-}
-
-TEST_F(Settings, RegistrationNeverOverwritesStoredValues) {
     ASSERT_TRUE(store->setValue(SettingsKey::autoRemoveCriteriaAge, 7));
     store->registerDefaults(BMSettings::applicationDefaults());
     EXPECT_EQ(store->integerValue(SettingsKey::autoRemoveCriteriaAge), 7);
 }
 
-TEST_F(Settings, ChangesAreOnDiskAsAnXmlPlistAtOnce) {
+TEST_F(Settings, ChangesAreOnDiskAsAnXmlPlistAtOnceAndSynchronizeReadsOtherWriters) {
     store->setValue(SettingsKey::autosavePaths, QStringList{"/a/Autosave Vault", "/b/Avid Attic"});
     store->setValue(SettingsKey::sortedDescending, true);
-    QFile file(userFile());
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_TRUE(file.readAll().startsWith("<?xml"));
-
+    EXPECT_TRUE(readFile(userFile()).startsWith("<?xml"));
     BMSettings other([this] { return userFile(); });
     EXPECT_EQ(other.stringListValue(SettingsKey::autosavePaths),
               (QStringList{"/a/Autosave Vault", "/b/Avid Attic"}));
     EXPECT_TRUE(other.boolValue(SettingsKey::sortedDescending));
+    PlistFile::writeXml(userFile(), QVariantMap{{"sortedDescending", false}});
+    EXPECT_TRUE(store->boolValue(SettingsKey::sortedDescending)); // until asked to look again
+    EXPECT_TRUE(store->synchronize());
+    EXPECT_FALSE(store->boolValue(SettingsKey::sortedDescending));
 }
 
 TEST_F(Settings, ReadsBinaryPlistsAndKeepsUnknownKeys) {
@@ -85,15 +78,13 @@ TEST_F(Settings, UnreadableFileIsSetAsideNotOverwritten) {
     EXPECT_FALSE(store->hasValue(SettingsKey::manualPaths));
     testing::internal::GetCapturedStdout();
     store->setValue(SettingsKey::autoClean, true);
-    QFile aside(userFile() + ".unreadable");
-    ASSERT_TRUE(aside.open(QIODevice::ReadOnly));
-    EXPECT_EQ(aside.readAll(), QByteArray("this is not a property list"));
+    EXPECT_EQ(readFile(userFile() + ".unreadable"), "this is not a property list");
 }
 
 TEST_F(Settings, TypedReadsConvertLikeUserDefaults) {
-    store->setValue("text", QStringLiteral("YES"));
-    store->setValue("number", QStringLiteral("12"));
-    store->setValue("mixed", QVariantList{QStringLiteral("a"), 3});
+    store->setValue("text", "YES");
+    store->setValue("number", "12");
+    store->setValue("mixed", QVariantList{"a", 3});
     EXPECT_TRUE(store->boolValue("text"));
     EXPECT_EQ(store->integerValue("number"), 12);
     EXPECT_EQ(store->stringValue(SettingsKey::autoRemoveCriteriaAge), "30");
@@ -101,39 +92,28 @@ TEST_F(Settings, TypedReadsConvertLikeUserDefaults) {
     EXPECT_TRUE(store->hasValue("mixed"));
 }
 
-TEST_F(Settings, ComputerWideValueIsReadBackThroughTheSameStore) {
+TEST_F(Settings, ComputerWideValueIsReadBackThroughTheSameStoreAfterTheUsersOwn) {
     EXPECT_EQ(store->integerValue(SettingsKey::requireAdminPassword), 0);
     ASSERT_TRUE(store->setComputerWideValue(SettingsKey::requireAdminPassword, 1));
     EXPECT_EQ(store->integerValue(SettingsKey::requireAdminPassword), 1);
     EXPECT_TRUE(QFileInfo::exists(wideFile()));
     EXPECT_FALSE(QFileInfo::exists(userFile()));
-    // The user's own value comes first.
     store->setValue(SettingsKey::requireAdminPassword, 0);
     EXPECT_EQ(store->integerValue(SettingsKey::requireAdminPassword), 0);
 }
 
-TEST_F(Settings, AnalyticsSwitchLivesOnlyInItsOwnFile) {
+TEST_F(Settings, AnalyticsSwitchLivesOnlyInItsOwnFileAndTheStandardStoreFollowsTheHome) {
     BMSettings::analytics().setValue(SettingsKey::logQC, true);
     BMSettings::standard().registerDefaults(BMSettings::applicationDefaults());
     EXPECT_TRUE(BMSettings::analytics().boolValue(SettingsKey::logQC));
     EXPECT_FALSE(BMSettings::standard().hasValue(SettingsKey::logQC));
     EXPECT_TRUE(QFileInfo::exists(home().home() + "/.config/com.brightmoor.qc.plist"));
-    EXPECT_FALSE(QFileInfo::exists(home().home() + "/.config/com.brightmoor.Vestry.plist"));
-}
+    EXPECT_FALSE(QFileInfo::exists(userFile()));
 
-TEST_F(Settings, StandardStoreFollowsTheHome) {
     BMSettings::standard().setValue(SettingsKey::autosaveFolder, "~/Vault");
     EXPECT_EQ(BMSettings::standard().userFilePath(), userFile());
     TempHome other;
     EXPECT_FALSE(BMSettings::standard().hasValue(SettingsKey::autosaveFolder));
-}
-
-TEST_F(Settings, SynchronizeReadsWhatAnotherProgramWrote) {
-    store->setValue(SettingsKey::autoClean, false);
-    PlistFile::writeXml(userFile(), QVariantMap{{"autoClean", true}});
-    EXPECT_FALSE(store->boolValue(SettingsKey::autoClean));
-    EXPECT_TRUE(store->synchronize());
-    EXPECT_TRUE(store->boolValue(SettingsKey::autoClean));
 }
 
 TEST_F(Settings, ConcurrentWritersLoseNothing) {
@@ -141,54 +121,14 @@ TEST_F(Settings, ConcurrentWritersLoseNothing) {
     for (int t = 0; t < 8; ++t) {
         writers.emplace_back([this, t] {
             for (int i = 0; i < 25; ++i)
-                store->setValue(QStringLiteral("key%1_%2").arg(t).arg(i), i);
+                store->setValue(QString("key%1_%2").arg(t).arg(i), i);
         });
     }
     for (auto& writer : writers)
         writer.join();
     BMSettings reader([this] { return userFile(); });
     for (int t = 0; t < 8; ++t)
-        EXPECT_EQ(reader.integerValue(QStringLiteral("key%1_24").arg(t)), 24);
-}
-
-// ---- Property lists -----------------------------------------------------------------------
-
-TEST(Plist, RoundTripsEveryValueType) {
-    const QDateTime date = QDateTime::fromString("2014-03-09T10:25:41Z", Qt::ISODate);
-    const QVariantMap value{
-        {"text", QStringLiteral("Autosave Vault ✓")},
-        {"negative", qint64(-5)},
-        {"big", qint64(1) << 40},
-        {"real", 2.5},
-        {"yes", true},
-        {"date", date},
-        {"data", QByteArray("\x00\x01\xff", 3)},
-        {"list", QVariantList{QStringLiteral("a"), QVariantMap{{"n", qint64(1)}}}},
-    };
-    const auto back = PlistFile::parse(PlistFile::toXml(value));
-    ASSERT_TRUE(back.has_value());
-    const QVariantMap map = back->toMap();
-    EXPECT_EQ(map.value("text").toString(), QStringLiteral("Autosave Vault ✓"));
-    EXPECT_EQ(map.value("negative").toLongLong(), -5);
-    EXPECT_EQ(map.value("big").toLongLong(), qint64(1) << 40);
-    EXPECT_DOUBLE_EQ(map.value("real").toDouble(), 2.5);
-    EXPECT_EQ(map.value("yes").typeId(), QMetaType::Bool);
-    EXPECT_EQ(map.value("date").toDateTime(), date);
-    EXPECT_EQ(map.value("data").toByteArray(), QByteArray("\x00\x01\xff", 3));
-    EXPECT_EQ(map.value("list").toList().at(1).toMap().value("n").toLongLong(), 1);
-}
-
-TEST(Plist, RefusesGarbageEmptinessAndDeepNesting) {
-    EXPECT_FALSE(PlistFile::parse("").has_value());
-    EXPECT_FALSE(PlistFile::parse("bplist00garbage").has_value());
-    EXPECT_FALSE(PlistFile::parse("<plist><dict><key>a</key>").has_value());
-    QByteArray deep = "<plist>";
-    for (int i = 0; i < 200; ++i)
-        deep += "<array>";
-    for (int i = 0; i < 200; ++i)
-        deep += "</array>";
-    deep += "</plist>";
-    EXPECT_FALSE(PlistFile::parse(deep).has_value());
+        EXPECT_EQ(reader.integerValue(QString("key%1_24").arg(t)), 24);
 }
 
 TEST_F(Settings, WriteCreatesMissingFoldersAndReplacesAtomically) {
@@ -196,5 +136,7 @@ TEST_F(Settings, WriteCreatesMissingFoldersAndReplacesAtomically) {
     ASSERT_TRUE(PlistFile::writeXml(path, QVariantMap{{"a", 1}}));
     ASSERT_TRUE(PlistFile::writeXml(path, QVariantMap{{"a", 2}}));
     EXPECT_EQ(PlistFile::readDictionary(path)->value("a").toInt(), 2);
+    EXPECT_EQ(QDir(home().root() + "/new/folder").entryList(QDir::Files | QDir::Hidden),
+              QStringList{"x.plist"});
     EXPECT_FALSE(PlistFile::readDictionary(home().root() + "/new").has_value());
 }

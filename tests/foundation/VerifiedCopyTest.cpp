@@ -7,49 +7,18 @@
 #include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QDateTime>
-#include <QEventLoop>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QThread>
-#include <QTimer>
 
-#include <algorithm>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
 constexpr quint64 kStep = 41943040;
-
-// What the delegate heard, in order.
-struct Recorder {
-    QList<quint64> progress;
-    QStringList failures;
-    QList<QVariantMap> failureSettings;
-    int finished = 0;
-    int continueAnswers = -1; // answer "stop" once this many questions were asked; -1: never
-    int questions = 0;
-    QVariantMap finalSettings;
-
-    BMFileCopyDelegate delegate() {
-        BMFileCopyDelegate d;
-        d.fileCopyBytesWritten = [this](quint64 bytes, QVariantMap&) { progress << bytes; };
-        d.fileCopyShouldContinue = [this](QVariantMap&) {
-            ++questions;
-            return continueAnswers < 0 || questions <= continueAnswers;
-        };
-        d.fileCopyVerificationFailed = [this](QVariantMap& settings, const QString& file) {
-            failures << file;
-            failureSettings << settings;
-        };
-        d.fileCopyFinished = [this](QVariantMap& settings) {
-            ++finished;
-            finalSettings = settings;
-        };
-        return d;
-    }
-};
+using Hash = QCryptographicHash;
 
 QByteArray pattern(qsizetype size) {
     QByteArray bytes(size, Qt::Uninitialized);
@@ -58,187 +27,212 @@ QByteArray pattern(qsizetype size) {
     return bytes;
 }
 
-QString md5Of(const QByteArray& bytes) {
-    return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Md5).toHex());
+QString md5OfFile(const QString& path) {
+    QFile file(path);
+    Hash hash(Hash::Md5);
+    return file.open(QIODevice::ReadOnly) && hash.addData(&file) ? hash.result().toHex() : QString();
 }
 
-// A destination whose storage gives back one byte different from what was written.
-class FlipOneByte : public CopyStreamFaults {
-public:
-    explicit FlipOneByte(QString path, bool oneChunkPerCall = true)
-        : m_path(std::move(path)), m_oneChunkPerCall(oneChunkPerCall) {}
-    bool oneChunkPerCall() const override { return m_oneChunkPerCall; }
-    void afterRead(const QString& path, char* data, size_t size) override {
-        if (path == m_path && size > 0 && !m_done) {
+// Storage that misbehaves for one path: it reads back one byte flipped, refuses its first
+// reposition, or puts down (or delivers) only `allowed` bytes in write (or read) call number
+// `shortCall`, a failing source failing every call after that one too.
+struct Faults : CopyStreamFaults {
+    Faults(QString p, bool chunks, int call = -1, size_t bytes = 0)
+        : path(std::move(p)), chunkByChunk(chunks), shortCall(call), allowed(bytes) {}
+    bool oneChunkPerCall() const override { return chunkByChunk; }
+    void afterRead(const QString& p, char* data, size_t size) override {
+        if (p == path && size > 0 && std::exchange(flip, false))
             data[size / 2] = char(data[size / 2] ^ 0x5A);
-            m_done = true;
-        }
     }
-
-private:
-    QString m_path;
-    bool m_oneChunkPerCall;
-    bool m_done = false;
-};
-
-// One write call of a destination put down only in part.
-class LimitOneWrite : public CopyStreamFaults {
-public:
-    LimitOneWrite(QString path, int call, size_t allowed, bool oneChunkPerCall)
-        : m_path(std::move(path)), m_call(call), m_allowed(allowed), m_oneChunkPerCall(oneChunkPerCall) {}
-    bool oneChunkPerCall() const override { return m_oneChunkPerCall; }
-    size_t writableBytes(const QString& path, size_t size) override {
-        if (path != m_path || m_calls++ != m_call)
+    bool allowSeek(const QString& p) override { return p != path || !std::exchange(failSeek, false); }
+    size_t readableBytes(const QString& p, size_t size) override {
+        if (p != path || !shortRead)
             return size;
-        return std::min(size, m_allowed);
+        const int call = calls++;
+        return call < shortCall ? size : call == shortCall ? std::min(size, allowed) : 0;
+    }
+    size_t writableBytes(const QString& p, size_t size) override {
+        return p != path || shortRead || calls++ != shortCall ? size : std::min(size, allowed);
     }
 
-private:
-    QString m_path;
-    int m_call;
-    size_t m_allowed;
-    bool m_oneChunkPerCall;
-    int m_calls = 0;
+    QString path;
+    bool chunkByChunk, flip = false, failSeek = false, shortRead = false;
+    int shortCall, calls = 0;
+    size_t allowed;
 };
 
-class FailingSeek : public CopyStreamFaults {
-public:
-    explicit FailingSeek(QString path) : m_path(std::move(path)) {}
-    bool allowSeek(const QString& path) override { return path != m_path || m_failures++ > 0; }
-
-private:
-    QString m_path;
-    int m_failures = 0;
+// What the delegate and the console heard, and the destinations' digests as they are on disk.
+struct Outcome {
+    bool result = false;
+    QStringList console;
+    QList<quint64> progress;
+    int questions = 0;
+    QStringList failures, failureChecksums;
+    QString sourceChecksum;
+    QStringList checksums, files;
+    bool operator==(const Outcome&) const = default;
 };
 
-// A source that fails part way through one read call, and on every call after it.
-class FailingRead : public CopyStreamFaults {
-public:
-    FailingRead(QString path, int call, size_t allowed, bool oneChunkPerCall)
-        : m_path(std::move(path)), m_call(call), m_allowed(allowed), m_oneChunkPerCall(oneChunkPerCall) {}
-    bool oneChunkPerCall() const override { return m_oneChunkPerCall; }
-    size_t readableBytes(const QString& path, size_t size) override {
-        if (path != m_path)
-            return size;
-        const int call = m_calls++;
-        return call < m_call ? size : call == m_call ? std::min(size, m_allowed) : 0;
+Outcome copyWith(const QString& source, const QStringList& destinations,
+                 std::shared_ptr<CopyStreamFaults> faults, bool stopAtFirstQuestion = false,
+                 BMFileManager::Verification verification = BMFileManager::Verification::MD5) {
+    for (const QString& destination : destinations)
+        QFile::remove(destination);
+    CopyStream::installFaults(std::move(faults));
+    Outcome o;
+    BMFileCopyDelegate delegate;
+    delegate.fileCopyBytesWritten = [&](quint64 bytes, QVariantMap&) { o.progress << bytes; };
+    delegate.fileCopyShouldContinue = [&](QVariantMap&) { return ++o.questions > 1 || !stopAtFirstQuestion; };
+    delegate.fileCopyVerificationFailed = [&](QVariantMap& settings, const QString& file) {
+        o.failures << file;
+        o.failureChecksums << settings.value("destChecksum").toString();
+    };
+    delegate.fileCopyFinished = [&](QVariantMap& settings) {
+        o.sourceChecksum = settings.value("sourceChecksum").toString();
+        o.checksums = settings.value("destChecksums").toStringList();
+    };
+    {
+        ConsoleCapture console;
+        o.result = BMFileManager::copyFileWithProgress(source, destinations, verification, &delegate);
+        o.console = console.lines();
     }
-
-private:
-    QString m_path;
-    int m_call;
-    size_t m_allowed;
-    bool m_oneChunkPerCall;
-    int m_calls = 0;
-};
+    CopyStream::installFaults(nullptr);
+    for (const QString& destination : destinations)
+        o.files << md5OfFile(destination);
+    return o;
+}
 
 using VerifiedCopy = FileOpsTest;
 
 // The copy goes one chunk per system call where faults ask for it, and several chunks per
 // call otherwise; both must come to the same.
-class ReadBackFault : public FileOpsTest, public ::testing::WithParamInterface<bool> {};
-
-TEST_P(ReadBackFault, OneDestinationReadingBackOtherBytesIsTheOnlyFailureAndTheCopySucceeds) {
+TEST_F(VerifiedCopy, OneDestinationReadingBackOtherBytesIsTheOnlyFailureAndTheCopySucceeds) {
     const QByteArray contents = pattern(200000);
-    const QString source = writeWork(QStringLiteral("Cut.fcp"), contents);
-    const QString good = work(QStringLiteral("a/Cut.fcp"));
-    const QString bad = work(QStringLiteral("b/Cut.fcp"));
-    CopyStream::installFaults(std::make_shared<FlipOneByte>(bad, GetParam()));
-    Recorder recorder;
-    BMFileCopyDelegate delegate = recorder.delegate();
-
-    EXPECT_TRUE(BMFileManager::copyFileWithProgress(source, {good, bad}, BMFileManager::Verification::MD5,
-                                                    &delegate, QStringLiteral("first"), 7));
-    EXPECT_EQ(recorder.failures, QStringList{bad});
-    EXPECT_EQ(recorder.finished, 1);
-    // The bytes on disk are right in both: only the read-back was disturbed.
-    EXPECT_EQ(readFile(good), contents);
-    EXPECT_EQ(readFile(bad), contents);
-    const QVariantMap& settings = recorder.finalSettings;
-    EXPECT_EQ(settings.value(QStringLiteral("sourceChecksum")).toString(), md5Of(contents));
-    const QStringList checksums = settings.value(QStringLiteral("destChecksums")).toStringList();
-    ASSERT_EQ(checksums.size(), 2);
-    EXPECT_EQ(checksums[0], md5Of(contents));
-    EXPECT_NE(checksums[1], md5Of(contents));
-    EXPECT_EQ(recorder.failureSettings[0].value(QStringLiteral("destChecksum")).toString(), checksums[1]);
-    EXPECT_EQ(settings.value(QStringLiteral("source")).toString(), source);
-    EXPECT_EQ(settings.value(QStringLiteral("destinations")).toStringList(), (QStringList{good, bad}));
-    EXPECT_EQ(settings.value(QStringLiteral("operationtype")).toString(), QStringLiteral("copy"));
-    EXPECT_EQ(settings.value(QStringLiteral("object")).toString(), QStringLiteral("first"));
-    EXPECT_EQ(settings.value(QStringLiteral("object2")).toInt(), 7);
-    EXPECT_EQ(settings.value(QStringLiteral("delegate")).value<void*>(), static_cast<void*>(&delegate));
-    EXPECT_EQ(recorder.progress, QList<quint64>{quint64(contents.size())});
+    const QString source = writeWork("Cut.fcp", contents), good = work("a/Cut.fcp"), bad = work("b/Cut.fcp");
+    const QString digest = md5OfFile(source);
+    for (const bool chunkByChunk : {true, false}) {
+        auto flip = std::make_shared<Faults>(bad, chunkByChunk);
+        flip->flip = true;
+        const Outcome o = copyWith(source, {good, bad}, flip);
+        EXPECT_TRUE(o.result);
+        EXPECT_EQ(o.failures, QStringList{bad});
+        EXPECT_EQ(o.sourceChecksum, digest);
+        EXPECT_EQ(o.checksums.value(0), digest);
+        EXPECT_NE(o.checksums.value(1), digest);
+        EXPECT_EQ(o.failureChecksums, QStringList{o.checksums.value(1)});
+        // The bytes on disk are right in both: only the read-back was disturbed.
+        EXPECT_EQ(o.files, (QStringList{digest, digest}));
+        EXPECT_EQ(o.progress, QList<quint64>{quint64(contents.size())});
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(Paths, ReadBackFault, ::testing::Bool(), [](const auto& info) {
-    return info.param ? "OneChunkPerCall" : "SeveralChunksPerCall";
-});
+struct SizeCase {
+    const char* name;
+    qint64 size;
+    bool stopAtFirstReport;
+};
 
-TEST_F(VerifiedCopy, Sha1DigestsAreFortyCharacters) {
-    const QByteArray contents = pattern(70000);
-    const QString source = writeWork(QStringLiteral("Cut.fcp"), contents);
-    Recorder recorder;
-    BMFileCopyDelegate delegate = recorder.delegate();
-    EXPECT_TRUE(BMFileManager::copyFileWithProgress(source, {work(QStringLiteral("copy.fcp"))},
-                                                    BMFileManager::Verification::SHA1, &delegate));
-    EXPECT_EQ(recorder.finalSettings.value(QStringLiteral("sourceChecksum")).toString(),
-              QString::fromLatin1(QCryptographicHash::hash(contents, QCryptographicHash::Sha1).toHex()));
-    EXPECT_TRUE(recorder.failures.isEmpty());
-    EXPECT_FALSE(recorder.finalSettings.contains(QStringLiteral("object")));
+class BothPaths : public FileOpsTest, public ::testing::WithParamInterface<SizeCase> {};
+
+TEST_P(BothPaths, CopyEveryByteAndReportEveryFortyMebibytes) {
+    const qint64 size = GetParam().size;
+    const QString source = writeWork("Cut.fcp");
+    {
+        // The pattern at the start and end, a hole in between: big sizes stay quick.
+        QFile file(source);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        const QByteArray edge = pattern(std::min<qint64>(size, 300000));
+        file.write(edge);
+        if (size > edge.size() && file.resize(size - edge.size()) && file.seek(size - edge.size()))
+            file.write(edge);
+    }
+    ASSERT_EQ(QFileInfo(source).size(), size);
+    const bool stop = GetParam().stopAtFirstReport;
+    const QStringList destinations{work("a.fcp"), work("b.fcp")};
+    const Outcome one = copyWith(source, destinations, std::make_shared<CopyStreamFaults>(), stop);
+    EXPECT_EQ(copyWith(source, destinations, nullptr, stop), one);
+
+    // A report after each full step (the copy is asked whether to go on after each), one at
+    // the end; a stop at the first question leaves the copy as far as it got.
+    QList<quint64> progress;
+    for (quint64 at = kStep; at <= quint64(size) && !(stop && !progress.isEmpty()); at += kStep)
+        progress << at;
+    EXPECT_EQ(one.questions, progress.size());
+    EXPECT_EQ(one.result, !stop);
+    EXPECT_EQ(one.progress, stop ? progress : progress << quint64(size));
+    if (stop) {
+        EXPECT_EQ(QFileInfo(destinations[0]).size(), qint64(kStep));
+        return;
+    }
+    const QString digest = md5OfFile(source);
+    EXPECT_EQ(one.sourceChecksum, digest);
+    EXPECT_EQ(one.checksums, (QStringList{digest, digest}));
+    EXPECT_EQ(one.files, (QStringList{digest, digest}));
+    EXPECT_TRUE(one.failures.isEmpty());
+    // A read that comes back empty says so: the end of a source of whole chunks.
+    EXPECT_EQ(one.console, size % 32768 ? QStringList() : QStringList{source + " returned 0 bytes"});
 }
 
-TEST_F(VerifiedCopy, AnEmptySourceReadsNothingOnceAndVerifiesAsEmpty) {
-    const QString source = writeWork(QStringLiteral("empty.fcp"));
-    Recorder recorder;
-    BMFileCopyDelegate delegate = recorder.delegate();
-    ConsoleCapture console;
-    EXPECT_TRUE(BMFileManager::copyFileWithProgress(source, {work(QStringLiteral("out/empty.fcp"))},
-                                                    BMFileManager::Verification::MD5, &delegate));
-    EXPECT_EQ(console.lines(), QStringList{QStringLiteral("%1 returned 0 bytes").arg(source)});
-    EXPECT_EQ(recorder.finalSettings.value(QStringLiteral("sourceChecksum")).toString(),
-              QStringLiteral("d41d8cd98f00b204e9800998ecf8427e"));
-    EXPECT_EQ(recorder.finalSettings.value(QStringLiteral("destChecksums")).toStringList(),
-              QStringList{QStringLiteral("d41d8cd98f00b204e9800998ecf8427e")});
-    EXPECT_EQ(recorder.progress, QList<quint64>{0});
-    EXPECT_TRUE(QFileInfo(work(QStringLiteral("out/empty.fcp"))).isFile());
+INSTANTIATE_TEST_SUITE_P(Sizes, BothPaths,
+                         ::testing::Values(SizeCase{"Empty", 0, false}, SizeCase{"OneByte", 1, false},
+                                           SizeCase{"OneChunk", 32768, false},
+                                           SizeCase{"ChunkAndOne", 32769, false},
+                                           SizeCase{"FourChunks", 4 * 32768, false},
+                                           SizeCase{"OddSize", 13 * 32768 + 5, false},
+                                           SizeCase{"ExactlyOneStep", qint64(kStep), false},
+                                           SizeCase{"TwoStepsAndABit", 2 * qint64(kStep) + 12345, false},
+                                           SizeCase{"StoppedAtTheFirstReport", 2 * qint64(kStep) + 7, true}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(VerifiedCopy, AShortWriteOrAFailingSourceGoesTheSameWayOnBothPaths) {
+    const QByteArray contents = pattern(5 * 32768 + 100);
+    const QString source = writeWork("Cut.fcp", contents), copy = work("copy.fcp");
+    // Chunk by chunk, the second chunk's call puts down 7232 bytes; several per call, the
+    // first call (four chunks) stops at the same byte.
+    Outcome one = copyWith(source, {copy}, std::make_shared<Faults>(copy, true, 1, 7232));
+    EXPECT_EQ(copyWith(source, {copy}, std::make_shared<Faults>(copy, false, 0, 40000)), one);
+    EXPECT_TRUE(one.console.contains(QString("Error writing file %1: 1").arg(copy)));
+    // What follows the short write lands right after it, as the stream's position says.
+    EXPECT_EQ(readFile(copy), contents.left(40000) + contents.mid(65536));
+    EXPECT_EQ(one.failures, QStringList{copy});
+    EXPECT_TRUE(one.result);
+
+    auto failingSource = [&](bool chunkByChunk, int call, size_t allowed) {
+        auto f = std::make_shared<Faults>(source, chunkByChunk, call, allowed);
+        f->shortRead = true;
+        return copyWith(source, {copy}, f);
+    };
+    one = failingSource(true, 1, 7232);
+    EXPECT_EQ(failingSource(false, 0, 40000), one);
+    EXPECT_FALSE(one.result);
+    EXPECT_EQ(one.console, (QStringList{source + " returned 0 bytes",
+                                        "Error: copied file size does not match original source " + source}));
+    EXPECT_EQ(readFile(copy), contents.left(40000));
+    EXPECT_TRUE(one.progress.isEmpty());
 }
 
-TEST_F(VerifiedCopy, ProgressComesEveryFortyMebibytesAndOnceAtTheEnd) {
-    const QString source = writeWork(QStringLiteral("big.mov"));
-    const qint64 size = 2 * qint64(kStep) + 12345;
-    ASSERT_TRUE(QFile::resize(source, size)); // holes read as zeros
-    Recorder recorder;
-    BMFileCopyDelegate delegate = recorder.delegate();
-    const QString copy = work(QStringLiteral("copy.mov"));
-    EXPECT_TRUE(BMFileManager::copyFileWithProgress(source, copy, &delegate, QVariant()));
-    EXPECT_EQ(recorder.progress, (QList<quint64>{kStep, 2 * kStep, quint64(size)}));
-    EXPECT_EQ(recorder.questions, 2); // after each intermediate report, not after the final one
-    EXPECT_EQ(QFileInfo(copy).size(), size);
-    EXPECT_FALSE(recorder.finalSettings.contains(QStringLiteral("sourceChecksum")));
+TEST_F(VerifiedCopy, AFailedRepositionIsReportedAndStillReadBack) {
+    const QString source = writeWork("Cut.fcp", pattern(50000)), copy = work("copy.fcp");
+    auto seek = std::make_shared<Faults>(copy, true);
+    seek->failSeek = true;
+    const Outcome o = copyWith(source, {copy}, seek);
+    const qsizetype at = o.console.indexOf("Error: unable to seek within file " + copy);
+    ASSERT_GE(at, 0) << o.console.join('\n').toStdString();
+    EXPECT_EQ(o.console.mid(at + 1, 4),
+              (QStringList{"cur pos: 0", "read size: 32768", QString("errno: %1").arg(EIO), "err: 1"}));
+    // The first chunk was read back from the wrong place: the digest cannot match.
+    EXPECT_EQ(o.failures, QStringList{copy});
+    EXPECT_EQ(o.files, QStringList{md5OfFile(source)});
 }
 
-TEST_F(VerifiedCopy, StoppingAtTheFirstReportLeavesThePartialCopy) {
-    const QString source = writeWork(QStringLiteral("big.mov"));
-    ASSERT_TRUE(QFile::resize(source, 3 * qint64(kStep)));
-    Recorder recorder;
-    recorder.continueAnswers = 0;
-    BMFileCopyDelegate delegate = recorder.delegate();
-    const QString copy = work(QStringLiteral("copy.mov"));
-    EXPECT_FALSE(
-        BMFileManager::copyFileWithProgress(source, {copy}, BMFileManager::Verification::MD5, &delegate));
-    EXPECT_EQ(recorder.progress, QList<quint64>{kStep});
-    EXPECT_EQ(recorder.questions, 1);
-    EXPECT_EQ(recorder.finished, 0);
-    EXPECT_EQ(QFileInfo(copy).size(), qint64(kStep));
-}
-
-TEST_F(VerifiedCopy, MissingFoldersAreCreatedAndAttributesCopied) {
-    const QString source = writeWork(QStringLiteral("Cut.fcp"), "autosave");
-    ASSERT_EQ(::chmod(QFile::encodeName(source).constData(), 0600), 0);
+TEST_F(VerifiedCopy, Sha1CopyCreatesMissingFoldersAndKeepsModeAndDate) {
+    const QString source = writeWork("Cut.fcp", "autosave"), copy = work("deep/er/Cut.fcp");
+    ASSERT_TRUE(QFile::setPermissions(source, QFile::ReadOwner | QFile::WriteOwner));
     const QDateTime old(QDate(2011, 1, 2), QTime(3, 4, 5), Qt::UTC);
     ASSERT_TRUE(BMFileManager::setModificationDate(old, source));
-    const QString copy = work(QStringLiteral("deep/er/Cut.fcp"));
-    EXPECT_TRUE(BMFileManager::copyFileWithProgress(source, copy, nullptr, QVariant(), QVariant()));
+    const Outcome o = copyWith(source, {copy}, nullptr, false, BMFileManager::Verification::SHA1);
+    EXPECT_EQ(o.sourceChecksum, Hash::hash("autosave", Hash::Sha1).toHex());
+    EXPECT_EQ(o.checksums, QStringList{o.sourceChecksum});
     EXPECT_EQ(readFile(copy), "autosave");
     EXPECT_EQ(QFileInfo(copy).lastModified().toUTC(), old);
     struct stat info {};
@@ -246,189 +240,28 @@ TEST_F(VerifiedCopy, MissingFoldersAreCreatedAndAttributesCopied) {
     EXPECT_EQ(info.st_mode & 07777, 0600u);
 }
 
-TEST_F(VerifiedCopy, RefusalsSayWhy) {
-    const QString source = writeWork(QStringLiteral("Cut.fcp"), "x");
-    const QString blocker = writeWork(QStringLiteral("file-not-folder"), "x");
-    ConsoleCapture console;
-    EXPECT_FALSE(BMFileManager::copyFileWithProgress(work(QStringLiteral("missing")),
-                                                     {work(QStringLiteral("c"))},
-                                                     BMFileManager::Verification::None, nullptr));
-    EXPECT_FALSE(BMFileManager::copyFileWithProgress(source, QStringList(), BMFileManager::Verification::None,
-                                                     nullptr));
-    EXPECT_FALSE(BMFileManager::copyFileWithProgress(source, {blocker + QStringLiteral("/sub/c")},
-                                                     BMFileManager::Verification::None, nullptr));
-    const QStringList lines = console.lines();
-    EXPECT_TRUE(lines.contains(QStringLiteral("Error: File %1 doesn't exist. Aborting copy process...")
-                                   .arg(work(QStringLiteral("missing")))));
-    EXPECT_TRUE(lines.contains(
-        QStringLiteral("Error: You must have at least one destination. Aborting copy process...")));
-    EXPECT_TRUE(lines.contains(
-        QStringLiteral(
-            "Unable to copy file %1 - destination directory %2 doesn't exist. Aborting copy process...")
-            .arg(source, blocker + QStringLiteral("/sub"))));
-}
-
-TEST_F(VerifiedCopy, AnUnopenableDestinationStopsBeforeWriting) {
-    const QString source = writeWork(QStringLiteral("Cut.fcp"), "x");
-    const QString folderInTheWay = home().makeFolder(QStringLiteral("work/taken"));
-    const QString first = work(QStringLiteral("first.fcp"));
-    ConsoleCapture console;
-    EXPECT_FALSE(BMFileManager::copyFileWithProgress(source, {first, folderInTheWay},
-                                                     BMFileManager::Verification::None, nullptr));
-    EXPECT_TRUE(console.lines().contains(
-        QStringLiteral("Error: Unable to open destination file %1. Aborting copy process...")
-            .arg(folderInTheWay)));
+TEST_F(VerifiedCopy, RefusalsSayWhyAndStopBeforeWriting) {
+    const QString source = writeWork("Cut.fcp", "x"), blocker = writeWork("file-not-folder", "x");
+    const QString first = work("first.fcp"), taken = home().makeFolder("work/taken");
+    const std::pair<QString, QStringList> calls[] = {
+        {work("missing"), {first}}, {source, {}}, {source, {blocker + "/sub/c"}}, {source, {first, taken}}};
+    QStringList said;
+    for (const auto& [from, to] : calls) {
+        const Outcome o = copyWith(from, to, nullptr);
+        EXPECT_FALSE(o.result);
+        said += o.console;
+    }
+    EXPECT_EQ(said, (QStringList{
+                        "Error: File " + work("missing") + " doesn't exist. Aborting copy process...",
+                        "Error: You must have at least one destination. Aborting copy process...",
+                        QString("Unable to copy file %1 - destination directory %2 doesn't exist. "
+                                "Aborting copy process...")
+                            .arg(source, blocker + "/sub"),
+                        "Error: Unable to open destination file " + taken + ". Aborting copy process..."}));
     EXPECT_EQ(QFileInfo(first).size(), 0);
 }
 
-TEST_F(VerifiedCopy, AFailedRepositionIsReportedAndStillReadBack) {
-    const QByteArray contents = pattern(50000);
-    const QString source = writeWork(QStringLiteral("Cut.fcp"), contents);
-    const QString copy = work(QStringLiteral("copy.fcp"));
-    CopyStream::installFaults(std::make_shared<FailingSeek>(copy));
-    Recorder recorder;
-    BMFileCopyDelegate delegate = recorder.delegate();
-    ConsoleCapture console;
-    EXPECT_TRUE(
-        BMFileManager::copyFileWithProgress(source, {copy}, BMFileManager::Verification::MD5, &delegate));
-    const QStringList lines = console.lines();
-    const qsizetype at = lines.indexOf(QStringLiteral("Error: unable to seek within file %1").arg(copy));
-    ASSERT_GE(at, 0) << console.text().toStdString();
-    ASSERT_GE(lines.size(), at + 5);
-    EXPECT_EQ(lines.mid(at + 1, 4),
-              (QStringList{QStringLiteral("cur pos: 0"), QStringLiteral("read size: 32768"),
-                           QStringLiteral("errno: %1").arg(EIO), QStringLiteral("err: 1")}));
-    // The first chunk was read back from the wrong place: the digest cannot match.
-    EXPECT_EQ(recorder.failures, QStringList{copy});
-    EXPECT_EQ(readFile(copy), contents);
-}
-
-// ---- Several chunks per call and one chunk per call agree -------------------------------
-
-struct Outcome {
-    QStringList console;
-    QList<quint64> progress;
-    int questions = 0;
-    QStringList failures;
-    QString sourceChecksum;
-    QStringList checksums;
-    bool result = false;
-    QList<QByteArray> files;
-};
-
-Outcome copyWith(FileOpsTest& test, const QString& source, const QStringList& destinations,
-                 std::shared_ptr<CopyStreamFaults> faults, int continueAnswers = -1) {
-    for (const QString& destination : destinations)
-        QFile::remove(destination);
-    CopyStream::installFaults(std::move(faults));
-    Recorder recorder;
-    recorder.continueAnswers = continueAnswers;
-    BMFileCopyDelegate delegate = recorder.delegate();
-    Outcome outcome;
-    {
-        ConsoleCapture console;
-        outcome.result = BMFileManager::copyFileWithProgress(source, destinations,
-                                                             BMFileManager::Verification::MD5, &delegate);
-        outcome.console = console.lines();
-    }
-    CopyStream::installFaults(nullptr);
-    outcome.progress = recorder.progress;
-    outcome.questions = recorder.questions;
-    outcome.failures = recorder.failures;
-    outcome.sourceChecksum = recorder.finalSettings.value(QStringLiteral("sourceChecksum")).toString();
-    outcome.checksums = recorder.finalSettings.value(QStringLiteral("destChecksums")).toStringList();
-    for (const QString& destination : destinations)
-        outcome.files << test.readFileAt(destination);
-    return outcome;
-}
-
-void expectSame(const Outcome& several, const Outcome& one) {
-    EXPECT_EQ(several.result, one.result);
-    EXPECT_EQ(several.console, one.console);
-    EXPECT_EQ(several.progress, one.progress);
-    EXPECT_EQ(several.questions, one.questions);
-    EXPECT_EQ(several.failures, one.failures);
-    EXPECT_EQ(several.sourceChecksum, one.sourceChecksum);
-    EXPECT_EQ(several.checksums, one.checksums);
-    EXPECT_TRUE(several.files == one.files);
-}
-
-struct SizeCase {
-    const char* name;
-    qint64 size;
-    int continueAnswers;
-};
-
-class BothPaths : public FileOpsTest, public ::testing::WithParamInterface<SizeCase> {};
-
-TEST_P(BothPaths, GiveTheSameMessagesProgressDigestsAndFiles) {
-    const QString source = writeWork(QStringLiteral("Cut.fcp"));
-    {
-        QFile file(source);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        // The pattern at the start and end, a hole in between: big sizes stay quick.
-        const QByteArray edge = pattern(std::min<qint64>(GetParam().size, 300000));
-        file.write(edge);
-        if (GetParam().size > edge.size()) {
-            file.resize(GetParam().size - edge.size());
-            file.seek(GetParam().size - edge.size());
-            file.write(edge);
-        }
-    }
-    ASSERT_EQ(QFileInfo(source).size(), GetParam().size);
-    const QStringList destinations{work(QStringLiteral("a.fcp")), work(QStringLiteral("b.fcp"))};
-    const Outcome several = copyWith(*this, source, destinations, nullptr, GetParam().continueAnswers);
-    const Outcome one = copyWith(*this, source, destinations, std::make_shared<CopyStreamFaults>(),
-                                 GetParam().continueAnswers);
-    expectSame(several, one);
-    EXPECT_TRUE(several.failures.isEmpty());
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Sizes, BothPaths,
-    ::testing::Values(SizeCase{"Empty", 0, -1}, SizeCase{"OneByte", 1, -1},
-                      SizeCase{"ChunkLessOne", 32767, -1}, SizeCase{"OneChunk", 32768, -1},
-                      SizeCase{"ChunkAndOne", 32769, -1}, SizeCase{"FourChunks", 4 * 32768, -1},
-                      SizeCase{"OddSize", 13 * 32768 + 5, -1}, SizeCase{"ExactlyOneStep", qint64(kStep), -1},
-                      SizeCase{"StepAndABit", qint64(kStep) + 40000, -1},
-                      SizeCase{"StoppedAtTheFirstReport", 2 * qint64(kStep) + 7, 0}),
-    [](const auto& info) { return std::string(info.param.name); });
-
-TEST_F(VerifiedCopy, AShortVectoredWriteFallsBackToChunksAsTheyWouldHaveGone) {
-    const QByteArray contents = pattern(5 * 32768 + 100);
-    const QString source = writeWork(QStringLiteral("Cut.fcp"), contents);
-    const QString copy = work(QStringLiteral("copy.fcp"));
-    // Chunk by chunk, the second chunk's write puts down 7232 bytes; several per call, the
-    // first call (four chunks) stops at the same byte.
-    const Outcome one = copyWith(*this, source, {copy}, std::make_shared<LimitOneWrite>(copy, 1, 7232, true));
-    const Outcome several =
-        copyWith(*this, source, {copy}, std::make_shared<LimitOneWrite>(copy, 0, 40000, false));
-    expectSame(several, one);
-    EXPECT_TRUE(one.console.contains(QStringLiteral("Error writing file %1: 1").arg(copy)));
-    // What follows the short write lands right after it, as the stream's position says.
-    EXPECT_EQ(one.files.first(), contents.left(40000) + contents.mid(65536));
-    EXPECT_EQ(one.failures, QStringList{copy});
-    EXPECT_TRUE(one.result);
-}
-
-TEST_F(VerifiedCopy, AFailingSourceStopsAndReportsTheShortCopyTheSameWayOnBothPaths) {
-    const QByteArray contents = pattern(5 * 32768 + 100);
-    const QString source = writeWork(QStringLiteral("Cut.fcp"), contents);
-    const QString copy = work(QStringLiteral("copy.fcp"));
-    const Outcome one = copyWith(*this, source, {copy}, std::make_shared<FailingRead>(source, 1, 7232, true));
-    const Outcome several =
-        copyWith(*this, source, {copy}, std::make_shared<FailingRead>(source, 0, 40000, false));
-    expectSame(several, one);
-    EXPECT_FALSE(one.result);
-    EXPECT_EQ(one.console,
-              (QStringList{
-                  QStringLiteral("%1 returned 0 bytes").arg(source),
-                  QStringLiteral("Error: copied file size does not match original source %1").arg(source)}));
-    EXPECT_EQ(one.files.first(), contents.left(40000));
-    EXPECT_TRUE(one.progress.isEmpty());
-}
-
-// ---- The older form ---------------------------------------------------------------------
+// ---- The older form: a copy on the background copy service --------------------------------
 
 class OlderForm : public FileOpsTest {
 protected:
@@ -441,116 +274,49 @@ protected:
         FileOpsTest::TearDown();
     }
 
-    struct Heard {
-        QList<int> stages;
-        QList<bool> onMainThread;
-        QVariantMap last;
-        bool done = false;
-    };
-
-    // Runs the event loop until the copy reports completion (at most 10 s).
-    static void waitFor(Heard& heard) {
-        QEventLoop loop;
-        QTimer guard;
-        guard.setSingleShot(true);
-        QObject::connect(&guard, &QTimer::timeout, &loop, &QEventLoop::quit);
-        guard.start(10000);
-        while (!heard.done && guard.isActive())
-            loop.processEvents(QEventLoop::WaitForMoreEvents);
-    }
-
-    std::shared_ptr<BMFileCopyDelegate> delegateFor(Heard& heard, bool withOperation) {
+    // Starts the copy and serves events until it reports completion, for at most 10 s;
+    // returns every report, which must reach the main thread.
+    QList<QVariantMap> copy(const QString& source, const QString& destination) {
+        QList<QVariantMap> heard;
         auto delegate = std::make_shared<BMFileCopyDelegate>();
-        auto note = [&heard](const QVariantMap& status) {
-            heard.stages << status.value(QStringLiteral("stage")).toInt();
-            heard.onMainThread << (QThread::currentThread() == QCoreApplication::instance()->thread());
-            heard.last = status;
+        delegate->fileOperationProgress = delegate->fileOperationFinished = [&](const QVariantMap& status) {
+            EXPECT_EQ(QThread::currentThread(), QCoreApplication::instance()->thread());
+            heard << status;
         };
-        if (withOperation) {
-            delegate->fileOperationProgressWithOperation = [note](const QVariantMap& s, BMFileOperation&) {
-                note(s);
-            };
-            delegate->fileOperationFinishedWithOperation = [note, &heard](const QVariantMap& s,
-                                                                          BMFileOperation& op) {
-                note(s);
-                EXPECT_EQ(op.stage(), BMFileOperation::Complete);
-                heard.done = true;
-            };
-        } else {
-            delegate->fileOperationProgress = note;
-            delegate->fileOperationFinished = [note, &heard](const QVariantMap& s) {
-                note(s);
-                heard.done = true;
-            };
-        }
-        return delegate;
+        std::shared_ptr<BMFileOperation> operation;
+        BMFileManager::copyFileWithProgressOld(source, destination, delegate, "o1", "o2", &operation);
+        auto done = [&] {
+            return !heard.isEmpty() && heard.last().value("stage").toInt() == BMFileOperation::Complete;
+        };
+        QElapsedTimer clock;
+        clock.start();
+        while (operation && !done() && clock.elapsed() < 10000)
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        EXPECT_EQ(done(), bool(operation));
+        return heard;
     }
 };
 
-TEST_F(OlderForm, ReportsRunningThenCompleteOnTheMainThread) {
+TEST_F(OlderForm, ReportsRunningThenCompleteOnTheMainThreadAndNeverReplaces) {
     const QByteArray contents = pattern(300000);
-    const QString source = writeWork(QStringLiteral("Cut.fcp"), contents);
-    const QString destination = work(QStringLiteral("new/Cut copy.fcp"));
-    Heard heard;
-    std::shared_ptr<BMFileOperation> operation;
-    ASSERT_TRUE(BMFileManager::copyFileWithProgressOld(source, destination, delegateFor(heard, true),
-                                                       QStringLiteral("o1"), QStringLiteral("o2"),
-                                                       &operation));
-    ASSERT_TRUE(operation);
-    waitFor(heard);
-    ASSERT_TRUE(heard.done);
-    EXPECT_EQ(heard.stages.first(), int(BMFileOperation::Running));
-    EXPECT_EQ(heard.stages.last(), int(BMFileOperation::Complete));
-    EXPECT_EQ(heard.stages.count(int(BMFileOperation::Complete)), 1);
-    EXPECT_FALSE(heard.onMainThread.contains(false));
-    EXPECT_EQ(heard.last.value(QStringLiteral("error")).toInt(), 0);
-    EXPECT_EQ(heard.last.value(QStringLiteral("bytesCompleted")).toULongLong(), quint64(contents.size()));
-    EXPECT_EQ(heard.last.value(QStringLiteral("totalBytes")).toULongLong(), quint64(contents.size()));
-    EXPECT_EQ(heard.last.value(QStringLiteral("destination")).toString(), destination);
-    EXPECT_EQ(heard.last.value(QStringLiteral("source")).toString(), source);
-    EXPECT_EQ(heard.last.value(QStringLiteral("operationtype")).toString(), QStringLiteral("copy"));
-    EXPECT_EQ(heard.last.value(QStringLiteral("object2")).toString(), QStringLiteral("o2"));
+    const QString source = writeWork("Cut.fcp", contents), destination = work("new/Cut copy.fcp");
+    QList<QVariantMap> heard = copy(source, destination);
+    ASSERT_FALSE(heard.isEmpty());
+    for (const QVariantMap& report : heard.mid(0, heard.size() - 1))
+        EXPECT_EQ(report.value("stage").toInt(), int(BMFileOperation::Running));
+    const QVariantMap& last = heard.last();
+    EXPECT_EQ(last.value("error").toInt(), 0);
+    EXPECT_EQ(last.value("bytesCompleted").toULongLong(), quint64(contents.size()));
+    EXPECT_EQ(last.value("totalBytes").toULongLong(), quint64(contents.size()));
+    EXPECT_EQ(last.value("object2").toString(), "o2");
     EXPECT_EQ(readFile(destination), contents);
-}
 
-TEST_F(OlderForm, AnExistingDestinationCompletesWithAnError) {
-    const QString source = writeWork(QStringLiteral("Cut.fcp"), "new");
-    const QString destination = writeWork(QStringLiteral("Cut copy.fcp"), "old");
-    Heard heard;
-    ASSERT_TRUE(BMFileManager::copyFileWithProgressOld(source, destination, delegateFor(heard, false)));
-    waitFor(heard);
-    ASSERT_TRUE(heard.done);
-    EXPECT_EQ(heard.last.value(QStringLiteral("error")).toInt(), EEXIST);
-    EXPECT_EQ(readFile(destination), "old");
-}
-
-TEST_F(OlderForm, AMissingSourceDoesNotStart) {
-    Heard heard;
+    heard = copy(writeWork("other.fcp", "other"), destination);
+    ASSERT_FALSE(heard.isEmpty());
+    EXPECT_EQ(heard.last().value("error").toInt(), EEXIST);
+    EXPECT_EQ(readFile(destination), contents);
     ConsoleCapture console;
-    EXPECT_FALSE(BMFileManager::copyFileWithProgressOld(
-        work(QStringLiteral("missing")), work(QStringLiteral("x")), delegateFor(heard, false)));
-    EXPECT_EQ(console.lines(),
-              QStringList{QStringLiteral("Error: File %1 doesn't exist. Aborting copy process...")
-                              .arg(work(QStringLiteral("missing")))});
-}
-
-TEST_F(OlderForm, ACancelledOperationRemovesWhatItWrote) {
-    const QString source = writeWork(QStringLiteral("big.mov"));
-    ASSERT_TRUE(QFile::resize(source, qint64(1) << 30));
-    const QString destination = work(QStringLiteral("big copy.mov"));
-    Heard heard;
-    std::shared_ptr<BMFileOperation> operation;
-    ASSERT_TRUE(BMFileManager::copyFileWithProgressOld(source, destination, delegateFor(heard, false),
-                                                       QVariant(), QVariant(), &operation));
-    BMFileManager::cancelFileOperation(operation);
-    waitFor(heard);
-    ASSERT_TRUE(heard.done);
-    const int error = heard.last.value(QStringLiteral("error")).toInt();
-    // A machine fast enough to copy a gibibyte before the request arrives finishes instead.
-    if (error == 0)
-        GTEST_SKIP() << "the copy finished before it could be cancelled";
-    EXPECT_EQ(error, ECANCELED);
-    EXPECT_FALSE(QFileInfo::exists(destination));
+    EXPECT_TRUE(copy(work("missing"), work("x")).isEmpty()); // does not start
 }
 
 } // namespace
