@@ -216,6 +216,11 @@ QString entryName(archive_entry* entry) {
     return utf8 ? QString::fromUtf8(utf8) : QString::fromLocal8Bit(archive_entry_pathname(entry));
 }
 
+bool refuseEntry(const QString& name, QString* error) {
+    *error = QStringLiteral("the entry \"%1\" would be written outside the destination folder").arg(name);
+    return false;
+}
+
 // Every entry of the archive checked before anything is written; the first one that would
 // land outside the destination refuses the whole archive.
 bool checkEntries(const QString& file, QString* error) {
@@ -231,9 +236,7 @@ bool checkEntries(const QString& file, QString* error) {
         if (const char* link = archive_entry_symlink_utf8(entry); safe && link)
             safe = isContainedLink(name, QString::fromUtf8(link));
         if (!safe) {
-            *error =
-                QStringLiteral("the entry \"%1\" would be written outside the destination folder").arg(name);
-            return false;
+            return refuseEntry(name, error);
         }
     }
     if (status != ARCHIVE_EOF) {
@@ -260,9 +263,7 @@ bool extractZip(const QString& file, const QString& folder, QString* error) {
         if (isMacMetadata(name))
             continue;
         if (!isContainedName(name)) {
-            *error =
-                QStringLiteral("the entry \"%1\" would be written outside the destination folder").arg(name);
-            return false;
+            return refuseEntry(name, error);
         }
         archive_entry_set_pathname_utf8(entry, (base + QLatin1Char('/') + name).toUtf8().constData());
         // No set-user-id and the like from somebody else's archive.

@@ -101,23 +101,24 @@ size_t totalLength(const iovec* buffers, int count) {
 }
 } // namespace
 
-size_t CopyStream::readv(const iovec* buffers, int count) {
-    const size_t requested = totalLength(buffers, count);
-    const size_t wanted =
-        m_faults ? std::min(requested, m_faults->readableBytes(m_path, requested)) : requested;
+size_t CopyStream::transfer(Direction direction, const iovec* buffers, int count, size_t requested,
+                            size_t wanted) {
     size_t done = 0;
     while (done < wanted) {
-        // Only after a partial transfer, or when a fault cuts the read short, does the
-        // list need trimming.
+        // Only after a partial transfer, or when a fault cuts the call short, does the list
+        // need trimming.
         std::vector<iovec> rest;
         const bool trimmed = done > 0 || wanted < requested;
         if (trimmed)
             rest = remainder(buffers, count, done, wanted - done);
-        const ssize_t n = ::preadv(m_fd, trimmed ? rest.data() : buffers, trimmed ? int(rest.size()) : count,
-                                   off_t(m_position + done));
+        const iovec* list = trimmed ? rest.data() : buffers;
+        const int listCount = trimmed ? int(rest.size()) : count;
+        const off_t at = off_t(m_position + done);
+        const ssize_t n = direction == Direction::Read ? ::preadv(m_fd, list, listCount, at)
+                                                       : ::pwritev(m_fd, list, listCount, at);
         if (n < 0 && errno == EINTR)
             continue;
-        if (n < 0) {
+        if (n < 0 || (n == 0 && direction == Direction::Write)) {
             m_error = true;
             break;
         }
@@ -127,6 +128,14 @@ size_t CopyStream::readv(const iovec* buffers, int count) {
         }
         done += size_t(n);
     }
+    return done;
+}
+
+size_t CopyStream::readv(const iovec* buffers, int count) {
+    const size_t requested = totalLength(buffers, count);
+    const size_t wanted =
+        m_faults ? std::min(requested, m_faults->readableBytes(m_path, requested)) : requested;
+    const size_t done = transfer(Direction::Read, buffers, count, requested, wanted);
     if (done == wanted && wanted < requested) {
         m_error = true;
         errno = EIO;
@@ -147,24 +156,7 @@ size_t CopyStream::writev(const iovec* buffers, int count) {
     const size_t requested = totalLength(buffers, count);
     const size_t wanted =
         m_faults ? std::min(requested, m_faults->writableBytes(m_path, requested)) : requested;
-    size_t done = 0;
-    while (done < wanted) {
-        // Only after a partial transfer, or when a fault cuts the write short, does the
-        // list need trimming.
-        std::vector<iovec> rest;
-        const bool trimmed = done > 0 || wanted < requested;
-        if (trimmed)
-            rest = remainder(buffers, count, done, wanted - done);
-        const ssize_t n = ::pwritev(m_fd, trimmed ? rest.data() : buffers, trimmed ? int(rest.size()) : count,
-                                    off_t(m_position + done));
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0) {
-            m_error = true;
-            break;
-        }
-        done += size_t(n);
-    }
+    const size_t done = transfer(Direction::Write, buffers, count, requested, wanted);
     if (done < requested) {
         m_error = true;
         if (wanted < requested)

@@ -70,6 +70,10 @@ public:
 
 private:
     CopyStream(int fd, QString path, std::shared_ptr<CopyStreamFaults> faults);
+    enum class Direction { Read, Write };
+    // Up to wanted of the requested bytes of the buffers moved at the current position,
+    // resumed after partial transfers; stops at the end of the file or the first failure.
+    size_t transfer(Direction direction, const iovec* buffers, int count, size_t requested, size_t wanted);
 
     int m_fd = -1;
     QString m_path;
