@@ -235,9 +235,8 @@ bool checkEntries(const QString& file, QString* error) {
         bool safe = isContainedName(name);
         if (const char* link = archive_entry_symlink_utf8(entry); safe && link)
             safe = isContainedLink(name, QString::fromUtf8(link));
-        if (!safe) {
+        if (!safe)
             return refuseEntry(name, error);
-        }
     }
     if (status != ARCHIVE_EOF) {
         *error = archiveError(reader.get());
@@ -262,9 +261,8 @@ bool extractZip(const QString& file, const QString& folder, QString* error) {
         const QString name = entryName(entry);
         if (isMacMetadata(name))
             continue;
-        if (!isContainedName(name)) {
+        if (!isContainedName(name))
             return refuseEntry(name, error);
-        }
         archive_entry_set_pathname_utf8(entry, (base + QLatin1Char('/') + name).toUtf8().constData());
         // No set-user-id and the like from somebody else's archive.
         archive_entry_set_perm(entry, archive_entry_perm(entry) & 0777);
