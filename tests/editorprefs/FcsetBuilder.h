@@ -33,7 +33,6 @@ public:
             m_bytes.append('x');
         return *this;
     }
-    qsizetype size() const { return m_bytes.size(); }
     // The file, with trailing noise so that the last record is looked at too.
     QByteArray bytes() const { return m_bytes + QByteArray(32, '\x01'); }
 

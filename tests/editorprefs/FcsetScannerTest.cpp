@@ -41,19 +41,15 @@ TEST(FcsetScanner, AcceptsExactlyTheListedCharacters) {
 }
 
 TEST(FcsetScanner, GathersMaximalRunsAndNeverTheKeyNames) {
-    const QByteArray bytes = FcsetBuilder()
-                                 .noise(3)
-                                 .key("waveform")
-                                 .noise(2)
-                                 .text("render")
-                                 .noise(2)
-                                 .text("Media:Very Long Folder Name:Waveforms")
-                                 .noise(3)
-                                 .text("searchLocations")
-                                 .noise(1)
-                                 .text("tail")
-                                 .bytes();
-    EXPECT_EQ(scan(bytes), (Found{{"waveform", {"Media:Very Long Folder Name:Waveforms", "tail"}}}));
+    FcsetBuilder builder;
+    builder.noise(3).key("waveform").noise(2).text("render").noise(2);
+    builder.text("Media:Very Long Folder Name:Waveforms")
+        .noise(3)
+        .text("searchLocations")
+        .noise(1)
+        .text("tail");
+    EXPECT_EQ(scan(builder.bytes()),
+              (Found{{"waveform", {"Media:Very Long Folder Name:Waveforms", "tail"}}}));
     // What follows the next key belongs to that key.
     EXPECT_EQ(scan(FcsetBuilder().key("capture").path("Media:Cap").key("render").path("Media:R").bytes()),
               (Found{{"capture", {"Media:Cap"}}, {"render", {"Media:R"}}}));
