@@ -46,18 +46,17 @@ protected:
                QStringLiteral("/Final Cut Pro User Data/Final Cut Pro %1 Prefs.fcset").arg(version);
     }
     // A new file gets a date of its own, so that no cached answer stands for it.
-    QString writePrefs(const QByteArray& bytes) const {
+    void writePrefs(const QByteArray& bytes) const {
         static qint64 seconds = 1000000;
         writeFile(prefsPath(), bytes);
         setModified(prefsPath(), QDateTime::fromSecsSinceEpoch(++seconds, Qt::UTC));
-        return prefsPath();
     }
     QString defaultRoot() const { return documents() + QStringLiteral("/Final Cut Pro Documents"); }
 
     // A fresh reader over the file as it is now.
-    BMFCPPrefParser loaded(const std::optional<QStringList>& types = std::nullopt) const {
+    static BMFCPPrefParser loaded() {
         BMFCPPrefParser parser;
-        parser.loadDataForTypes(types);
+        parser.loadDataForTypes(std::nullopt);
         return parser;
     }
     static void setModified(const QString& path, const QDateTime& date) {
@@ -127,19 +126,36 @@ TEST_F(FcpPrefs, ReportsWhatCannotBeReadOnTheConsoleAndLeavesEveryPathEmpty) {
 
 // ---- Scanning ------------------------------------------------------------------------------
 
+// The vault's path, then text up to the position or that much noise, and the render key; a
+// search-locations key with the given length prefix halfway when asked.
+static QByteArray renderAfter(int filler, int noise, int bridgePrefix = 0) {
+    FcsetBuilder builder;
+    builder.key("autoSaveVault").path("Media:Vault").noise(noise);
+    if (bridgePrefix)
+        builder.fillerUntil(filler / 2).noise(1).key("searchLocation", bridgePrefix).text("s").noise(1);
+    return builder.fillerUntil(filler).key("render").path("Media:Renders").bytes();
+}
+const char* const kVault = "/Volumes/Media/Vault/Autosave Vault";
+const char* const kRenders = "/Volumes/Media/Renders/Render Files";
+
 struct ScanRow {
     const char* name;
     QByteArray file;
-    const char* vault; // relative to the default root when it starts without "/"
+    const char* vault;                   // relative to the default root when it starts without "/"
+    const char* render = "Render Files"; // likewise
 };
 
 class FcpPrefsScan : public FcpPrefs, public ::testing::WithParamInterface<ScanRow> {};
 
-TEST_P(FcpPrefsScan, FindsTheVault) {
+TEST_P(FcpPrefsScan, FindsThePaths) {
     writePrefs(GetParam().file);
-    const QString expected = QString::fromLatin1(GetParam().vault);
-    EXPECT_EQ(loaded().autosavePath(),
-              expected.startsWith(QLatin1Char('/')) ? expected : defaultRoot() + QLatin1Char('/') + expected);
+    auto expected = [this](const char* path) {
+        const QString text = QString::fromLatin1(path);
+        return text.startsWith(QLatin1Char('/')) ? text : defaultRoot() + QLatin1Char('/') + text;
+    };
+    const BMFCPPrefParser parser = loaded();
+    EXPECT_EQ(parser.autosavePath(), expected(GetParam().vault));
+    EXPECT_EQ(parser.renderPath(), expected(GetParam().render));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -152,9 +168,10 @@ INSTANTIATE_TEST_SUITE_P(
                 "/Volumes/Media/Later/Autosave Vault"},
         ScanRow{"OnlyEdgeColonsLeaveTheDefault",
                 FcsetBuilder().key("autoSaveVault").path(":Users").path("Users:").bytes(), "Autosave Vault"},
+        // The last probe that gathers is at distance 400 from the key and reads 15 characters.
         ScanRow{"PathCutAtTheEndOfTheWindow",
-                FcsetBuilder().key("autoSaveVault").noise(380).text(kHomeVault).noise(4).bytes(),
-                "/Us/Autosave Vault"},
+                FcsetBuilder().key("autoSaveVault").noise(391).text("M:abcdefghijklmnop").noise(4).bytes(),
+                "/Volumes/M/abcdefgh/Autosave Vault"},
         ScanRow{"PathBeyondTheWindowIgnored",
                 FcsetBuilder().key("autoSaveVault").noise(420).text(kHomeVault).noise(4).bytes(),
                 "Autosave Vault"},
@@ -162,7 +179,15 @@ INSTANTIATE_TEST_SUITE_P(
                 "Autosave Vault"},
         ScanRow{"SearchLocationStoresNothing",
                 FcsetBuilder().key("searchLocation", 15).text("s").path("Media:Search").bytes(),
-                "Autosave Vault"}),
+                "Autosave Vault"},
+        // Whether the render key after the vault is still read.
+        ScanRow{"Text601KeyStillFirst", renderAfter(601, 0), kVault, kRenders},
+        ScanRow{"Text602EndsTheScan", renderAfter(602, 0), kVault},
+        // Noise is skipped, but the probes before the key see its name.
+        ScanRow{"Noise560", renderAfter(0, 560), kVault, kRenders},
+        ScanRow{"Noise620EndsTheScan", renderAfter(0, 620), kVault},
+        ScanRow{"SearchLocationKeyBridges", renderAfter(1000, 0, 15), kVault, kRenders},
+        ScanRow{"FourteenPrefixIsNoKey", renderAfter(1000, 0, 14), kVault}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(FcpPrefs, EachKeyStoresItsPathWithItsFolderName) {
@@ -176,44 +201,6 @@ TEST_F(FcpPrefs, EachKeyStoresItsPathWithItsFolderName) {
     writePrefs(builder.bytes());
     EXPECT_EQ(allPaths(loaded()), expected);
 }
-
-struct DistanceRow {
-    const char* name;
-    int filler;       // text after the vault's path up to this position
-    int noise;        // or this much noise after it
-    int bridgePrefix; // a search-locations key halfway, with this length prefix
-    bool renderFound;
-};
-
-class FcpPrefsDistance : public FcpPrefs, public ::testing::WithParamInterface<DistanceRow> {};
-
-TEST_P(FcpPrefsDistance, DecidesWhetherLaterKeysAreRead) {
-    const DistanceRow& row = GetParam();
-    FcsetBuilder builder;
-    builder.key("autoSaveVault").path("Media:Vault").noise(row.noise);
-    if (row.bridgePrefix)
-        builder.fillerUntil(row.filler / 2)
-            .noise(1)
-            .key("searchLocation", row.bridgePrefix)
-            .text("s")
-            .noise(1);
-    builder.fillerUntil(row.filler).key("render").path("Media:Renders");
-    writePrefs(builder.bytes());
-    const BMFCPPrefParser parser = loaded();
-    EXPECT_EQ(parser.autosavePath(), "/Volumes/Media/Vault/Autosave Vault");
-    EXPECT_EQ(parser.renderPath(), row.renderFound ? QStringLiteral("/Volumes/Media/Renders/Render Files")
-                                                   : defaultRoot() + QStringLiteral("/Render Files"));
-}
-
-INSTANTIATE_TEST_SUITE_P(Rules, FcpPrefsDistance,
-                         ::testing::Values(DistanceRow{"Text601KeyStillFirst", 601, 0, 0, true},
-                                           DistanceRow{"Text602EndsTheScan", 602, 0, 0, false},
-                                           // Noise is skipped, but the probes before the key see its name.
-                                           DistanceRow{"Noise560", 0, 560, 0, true},
-                                           DistanceRow{"Noise620EndsTheScan", 0, 620, 0, false},
-                                           DistanceRow{"SearchLocationKeyBridges", 1000, 0, 15, true},
-                                           DistanceRow{"FourteenPrefixIsNoKey", 1000, 0, 14, false}),
-                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(FcpPrefs, ReadsAKeyBehindMegabytesOfBinary) {
     QByteArray bytes(9 << 20, 0);
