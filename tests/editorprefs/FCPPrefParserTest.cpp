@@ -1,6 +1,7 @@
+// Final Cut preference files: the scanner over their bytes and the reader built on it.
 #include "editorprefs/BMFCPPrefParser.h"
 #include "editorprefs/EditorPrefsTest.h"
-#include "editorprefs/FcsetBuilder.h"
+#include "editorprefs/FcsetScanner.h"
 #include "editorprefs/SharedCacheFile.h"
 #include "foundation/BMLocalPaths.h"
 #include "foundation/PlistFile.h"
@@ -9,10 +10,67 @@
 #include <QFileInfo>
 #include <QRandomGenerator>
 
+#include <cstring>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 namespace {
+
+// Synthetic Final Cut preference files: keys with their length prefixes, binary noise,
+// plain text, and filler that is text but not a path.
+class FcsetBuilder {
+public:
+    // The key as the file stores it: one character holding the length, then the name.
+    FcsetBuilder& key(const char* name, int prefix = -1) {
+        m_bytes.append(char(prefix < 0 ? int(std::strlen(name)) : prefix));
+        m_bytes.append(name);
+        return *this;
+    }
+    // Characters outside the accepted set: control codes and bytes above 127.
+    FcsetBuilder& noise(int count) {
+        static const char kNoise[] = {'\x01', '\x9c', '\x02', '\xff', '\x1f', '\x80'};
+        for (int i = 0; i < count; ++i)
+            m_bytes.append(kNoise[i % 6]);
+        return *this;
+    }
+    FcsetBuilder& text(const QByteArray& text) {
+        m_bytes.append(text);
+        return *this;
+    }
+    // A path with noise on both sides, as a record in the file would hold it.
+    FcsetBuilder& path(const QByteArray& path) { return noise(4).text(path).noise(4); }
+    // Accepted characters that are neither a key nor a path, up to the position.
+    FcsetBuilder& fillerUntil(qsizetype position) {
+        while (m_bytes.size() < position)
+            m_bytes.append('x');
+        return *this;
+    }
+    // The file, with trailing noise so that the last record is looked at too.
+    QByteArray bytes() const { return m_bytes + QByteArray(32, '\x01'); }
+
+private:
+    QByteArray m_bytes;
+};
+
+using Found = QList<QPair<QString, QStringList>>;
+
+// The whole file at once, or fed in pieces of the given size.
+Found scan(const QByteArray& bytes, std::optional<QStringList> types = std::nullopt,
+           qsizetype pieceSize = 0) {
+    Found found;
+    FcsetScanner scanner(
+        std::move(types), [&](const FcsetScanner::Key& key, const QList<QByteArrayView>& candidates) {
+            found.append({QString::fromLatin1(key.name), FcsetScanner::toStrings(candidates)});
+        });
+    const qsizetype piece = pieceSize > 0 ? pieceSize : std::max<qsizetype>(bytes.size(), 1);
+    for (qsizetype at = 0;
+         at < bytes.size() &&
+         scanner.feed(QByteArrayView(bytes.constData() + at, std::min(piece, bytes.size() - at)));
+         at += piece) {
+    }
+    scanner.finish();
+    return found;
+}
 
 const QByteArray kHomeVault("Macintosh HD:Users:jo:Documents:Autosave Vault");
 
@@ -28,6 +86,84 @@ const QStringList kFolders =
         .split(QLatin1Char('|'));
 
 } // namespace
+
+TEST(FcsetScanner, AcceptsExactlyTheListedCharacters) {
+    const QByteArray accepted("AZaz09!@#$%^&*()-_=+[{]}\\|'\";:/?.>,<`~ ");
+    for (const int c : accepted + QByteArray("\0\xA7\xB1", 3))
+        EXPECT_TRUE(FcsetScanner::isAccepted(static_cast<unsigned char>(c))) << c;
+    for (const int c : {1, 9, 10, 13, 15, 31, 127, 0x80, 0xA6, 0xE9, 0xFF})
+        EXPECT_FALSE(FcsetScanner::isAccepted(static_cast<unsigned char>(c))) << c;
+}
+
+TEST(FcsetScanner, GathersMaximalRunsAndNeverTheKeyNames) {
+    FcsetBuilder builder;
+    builder.noise(3).key("waveform").noise(2).text("render").noise(2);
+    builder.text("Media:Very Long Folder Name:Waveforms")
+        .noise(3)
+        .text("searchLocations")
+        .noise(1)
+        .text("tail");
+    EXPECT_EQ(scan(builder.bytes()),
+              (Found{{"waveform", {"Media:Very Long Folder Name:Waveforms", "tail"}}}));
+    // What follows the next key belongs to that key.
+    EXPECT_EQ(scan(FcsetBuilder().key("capture").path("Media:Cap").key("render").path("Media:R").bytes()),
+              (Found{{"capture", {"Media:Cap"}}, {"render", {"Media:R"}}}));
+}
+
+TEST(FcsetScanner, StopsOnceEveryRequestedKeyIsFinished) {
+    FcsetBuilder builder;
+    builder.key("autoSaveVault").path("Media:Vault").fillerUntil(450).noise(2).key("render").path("Media:R");
+    EXPECT_EQ(scan(builder.bytes()).size(), 2);
+    const Found only = scan(builder.bytes(), QStringList{QStringLiteral("\rautoSaveVault")});
+    ASSERT_EQ(only.size(), 1);
+    EXPECT_EQ(only[0].first, "autoSaveVault");
+}
+
+TEST(FcsetScanner, NeedsSeventeenCharactersForAProbe) {
+    // A probe is fifteen characters and the scan stops sixteen before the end.
+    EXPECT_TRUE(scan(QByteArray("\x06render") + QByteArray(8, 'x')).isEmpty());
+    EXPECT_EQ(scan(QByteArray("\x06render") + QByteArray(10, 'x')).size(), 1);
+}
+
+TEST(FcsetScanner, PiecesGiveTheSameResultAsTheWholeFile) {
+    FcsetBuilder builder;
+    builder.noise(5).key("audiorender").path("Media:Audio Renders Of A Long Project");
+    builder.noise(300).key("render").path("Macintosh HD:Users:jo:Render Files");
+    builder.noise(500).key("thumbnail").noise(200).path("Other:Thumbs");
+    builder.noise(300).key("autoSaveVault").path("Media:Vault");
+    const Found whole = scan(builder.bytes());
+    ASSERT_EQ(whole.size(), 4);
+    for (const int size : {1, 2, 15, 16, 17, 31, 400, 4096})
+        EXPECT_EQ(scan(builder.bytes(), std::nullopt, size), whole) << size;
+}
+
+TEST(FcsetScanner, HostileFilesEndWithBoundedCandidates) {
+    QByteArray random(4 << 20, 0);
+    QRandomGenerator(20261122).fillRange(reinterpret_cast<quint32*>(random.data()), random.size() / 4);
+    QByteArray backToBack;
+    while (backToBack.size() < (1 << 20))
+        backToBack.append("\x06render\x0d"
+                          "autoSaveVault\x07"
+                          "capture:");
+    const QByteArray endlessPath = QByteArray("\x0d"
+                                              "autoSaveVault") +
+                                   QByteArray(1 << 20, ':');
+    for (const QByteArray& bytes : {random, QByteArray(1 << 20, '\0'), backToBack, endlessPath}) {
+        qsizetype largest = 0;
+        int keys = 0;
+        FcsetScanner::scan(bytes, std::nullopt,
+                           [&](const FcsetScanner::Key&, const QList<QByteArrayView>& candidates) {
+                               ++keys;
+                               qsizetype total = 0;
+                               for (const QByteArrayView candidate : candidates)
+                                   total += candidate.size();
+                               largest = std::max(largest, total);
+                           });
+        // Gathering covers at most the 401 positions after a key plus one probe.
+        EXPECT_LE(largest, FcsetScanner::finishDistance + FcsetScanner::probeLength);
+        EXPECT_LE(keys, bytes.size() / 7 + 1);
+    }
+}
 
 class FcpPrefs : public EditorPrefsTest {
 protected:
