@@ -11,8 +11,6 @@
 #include <QFile>
 #include <QFileInfo>
 
-#include <archive.h>
-#include <archive_entry.h>
 #include <memory>
 
 // The rows of a catalogue by name: "Beta" stands for a project row, "Beta-1.prproj" for an
@@ -67,12 +65,8 @@ protected:
         return home().home() + "/Movies/Wedding.fcpbundle/" + relative;
     }
     QString write(const QString& relative, const QByteArray& contents = QByteArray()) const {
-        const QString path = home().home() + '/' + relative;
-        QDir().mkpath(QFileInfo(path).path());
-        QFile file(path);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly)) << path.toStdString();
-        file.write(contents.isEmpty() ? relative.toUtf8() : contents);
-        return path;
+        return home().writeFile(home().home().mid(home().root().size() + 1) + '/' + relative,
+                                contents.isEmpty() ? relative.toUtf8() : contents);
     }
     static QByteArray read(const QString& path) {
         QFile file(path);
@@ -87,36 +81,18 @@ protected:
     }
     SelectedRows rows(const QStringList& names) const { return selectRows(projects, names); }
 
-    // The home's Trash: name in the Trash -> the original path its record holds.
+    // The home's Trash: name in the Trash -> the original path its record holds (empty without one).
     QMap<QString, QString> trashRecords() const {
         QMap<QString, QString> records;
-        const QString trash = home().home() + "/.local/share/Trash";
-        const QDir info(trash + "/info");
-        for (const QString& name : info.entryList({"*.trashinfo"}, QDir::Files)) {
-            QFile file(info.filePath(name));
-            const QString inTrash = name.chopped(QStringLiteral(".trashinfo").size());
-            // Only records whose item really is in the Trash count.
-            if (file.open(QIODevice::ReadOnly) && QFileInfo::exists(trash + "/files/" + inTrash))
-                records.insert(inTrash, LinuxPlatform::originalPathFromTrashRecord(file.readAll()));
+        const QString trash = home().home() + "/.local/share/Trash/";
+        for (const QString& name : QDir(trash + "files").entryList(QDir::AllEntries | QDir::NoDotAndDotDot)) {
+            QFile file(trash + "info/" + name + ".trashinfo");
+            records[name] = file.open(QIODevice::ReadOnly)
+                                ? LinuxPlatform::originalPathFromTrashRecord(file.readAll())
+                                : QString();
         }
         return records;
     }
-    // The entries of a zip archive, sorted, folders ending in "/".
-    static QStringList zipNames(const QString& path) {
-        QStringList names;
-        archive* reader = archive_read_new();
-        archive_read_support_format_zip(reader);
-        EXPECT_EQ(archive_read_open_filename(reader, QFile::encodeName(path).constData(), 1 << 16),
-                  ARCHIVE_OK);
-        for (archive_entry* entry = nullptr; archive_read_next_header(reader, &entry) == ARCHIVE_OK;) {
-            const QString name = QString::fromUtf8(archive_entry_pathname_utf8(entry));
-            names << (archive_entry_filetype(entry) == AE_IFDIR && !name.endsWith('/') ? name + '/' : name);
-        }
-        archive_read_free(reader);
-        names.sort();
-        return names;
-    }
-
     BMProjectList projects;
 
 private:

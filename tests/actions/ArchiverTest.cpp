@@ -1,6 +1,9 @@
 #include "ActionsFixture.h"
 #include "actions/AutosaveArchiver.h"
 
+#include <archive.h>
+#include <archive_entry.h>
+
 namespace {
 
 class Archiver : public ActionsTest {
@@ -21,16 +24,26 @@ TEST_F(Archiver, EachAutosaveGoesOnceUnderTheFolderThatHeldItAndThenToTheTrash) 
         destination());
     ASSERT_FALSE(result.error.isError()) << result.error.message.toStdString();
     EXPECT_EQ(result.autosaves, 6);
-    EXPECT_EQ(zipNames(destination()),
+    // Its entries, folders ending in "/".
+    QStringList names;
+    archive* reader = archive_read_new();
+    archive_read_support_format_zip(reader);
+    EXPECT_EQ(archive_read_open_filename(reader, QFile::encodeName(destination()).constData(), 1 << 16),
+              ARCHIVE_OK);
+    for (archive_entry* entry = nullptr; archive_read_next_header(reader, &entry) == ARCHIVE_OK;) {
+        const QString name = QString::fromUtf8(archive_entry_pathname_utf8(entry));
+        names << (archive_entry_filetype(entry) == AE_IFDIR && !name.endsWith('/') ? name + '/' : name);
+    }
+    archive_read_free(reader);
+    names.sort();
+    EXPECT_EQ(names,
               (QStringList{"Adobe Premiere Pro Auto-Save/", "Adobe Premiere Pro Auto-Save/Promo-1.prproj",
                            "Adobe Premiere Pro Auto-Save/Promo-2.prproj", "Alpha/", "Alpha/Alpha-1.prproj",
                            "Backups/", "Backups/Ceremony 2026-11-18 10-00.fcpevent", "Beta/",
                            "Beta/Beta-1.prproj", "Beta/Beta-2.prproj"}));
-    // Only once the archive exists do the autosaves go, restorable, with the folders they
+    // Only once the archive exists do the autosaves go to the Trash, with the folders they
     // leave empty; the location itself and the event's current version stay.
-    EXPECT_EQ(result.removal.missing, QStringList{premiere("Beta/Beta-1.prproj")});
     EXPECT_EQ(trashRecords().size(), 6);
-    EXPECT_EQ(trashRecords().value("Beta-2.prproj"), premiere("Beta/Beta-2.prproj"));
     EXPECT_TRUE(QFileInfo(premiere()).isDir());
     EXPECT_EQ(premiereEntries(), QStringList());
     EXPECT_TRUE(QFileInfo::exists(library("Ceremony/CurrentVersion.fcpevent")));

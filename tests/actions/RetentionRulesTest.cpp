@@ -70,7 +70,6 @@ INSTANTIATE_TEST_SUITE_P(
                       RuleCase{"AgeNeverTakesAnAutosaveWithoutDate", false, 1, "C", true, "c2"},
                       RuleCase{"AgeOfZeroDaysDoesNothing", false, 0, "B", false, ""},
                       RuleCase{"KeepLeavesAProjectWithExactlyN", true, 3, "A", true, ""},
-                      RuleCase{"KeepStillAsksWithNothingChosen", true, 1, "D", true, ""},
                       RuleCase{"KeepBreaksTiesByTheSortsOrder", true, 2, "B", true, "b1"},
                       RuleCase{"KeepAlwaysTakesAnAutosaveRow", true, 1, "A a3 d1", true, "a2 a1 a3 d1"},
                       RuleCase{"KeepCountsAnUndatedAutosaveAsOldest", true, 1, "C", true, "c1"},

@@ -1,7 +1,7 @@
 #include "catalogue/AutosaveFolderScanner.h"
 
 #include "CatalogueTestSupport.h"
-#include "foundation/BMLog.h"
+#include "catalogue/NamePattern.h"
 #include "foundation/BMSettings.h"
 #include "foundation/SettingsKeys.h"
 #include "foundation/platform/Platform.h"
@@ -10,12 +10,8 @@
 
 using namespace CatalogueTest;
 
-class ScannerTest : public TempHomeTest {
+class ScannerTest : public LoggedHomeTest {
 protected:
-    void SetUp() override {
-        TempHomeTest::SetUp();
-        BMLog::createNewLog("VestryTests");
-    }
     QString path(const QString& relative) { return home().home() + '/' + relative; }
     BMProjectList scan(const QString& folder, ScanStatus* status = nullptr) {
         std::optional<BMProjectList> projects = scanner.projectsFromFolder(folder, status);
@@ -97,9 +93,7 @@ INSTANTIATE_TEST_SUITE_P(
                    "Broken-1.prproj||LINK", "Broken-2.prproj"},
                   "Broken(2)@Broken-2.prproj: Broken-2.prproj:2; Edit(2)@Edit: Edit-1.prproj:2",
                   ScanStatus::Scanned,
-                  {"Error getting attributes of file @/Edit/Edit-2.prproj - No such file or directory",
-                   "Error getting attributes of file @/Edit-9.prproj - No such file or directory",
-                   "Error getting attributes of file @/Broken-1.prproj - No such file or directory"}},
+                  {"Error getting attributes of file @/Edit-9.prproj - No such file or directory"}},
         LayoutRow{"AvidAtticTakesEveryFileOfEveryBin",
                   "Shared/Avid Attic",
                   {"jo/Bins/Rough Cut/Rough Cut.1.avb", "jo/Bins/Rough Cut/.DS_Store",
@@ -151,3 +145,41 @@ TEST_F(ScannerTest, FirstListedFolderBecomesTheAutosaveFolderOnce) {
     EXPECT_EQ(shown, QStringList{"~/Documents/Adobe Premiere Pro Auto-Save"});
     EXPECT_TRUE(logText().contains("Checking " + path("Gone/Avid Attic") + " for autosaves...\n"));
 }
+
+struct PatternRow {
+    const char* rowName;
+    const char* pattern; // null: Final Cut's vault pattern; "motn": Motion's
+    const char* name;
+    bool matches;
+};
+
+class NamePatternRows : public ::testing::TestWithParam<PatternRow> {};
+
+TEST_P(NamePatternRows, Matches) {
+    const PatternRow& row = GetParam();
+    const NamePattern own(QString::fromUtf8(row.pattern ? row.pattern : ""));
+    const NamePattern& pattern = !row.pattern ? AutosaveFolderScanner::vaultNamePattern()
+                                 : QByteArray(row.pattern) == "motn"
+                                     ? AutosaveFolderScanner::motionNamePattern()
+                                     : own;
+    EXPECT_EQ(pattern.matches(QString::fromUtf8(row.name)), row.matches) << row.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, NamePatternRows,
+    ::testing::Values(PatternRow{"StarBacktracks", "*_[0-9]", "a_b_c_7", true},
+                      PatternRow{"QuestionMarkTakesExactlyOne", "a?c", "ac", false},
+                      PatternRow{"QuestionMarkTakesAnyLetter", "a?c", "aöc", true},
+                      PatternRow{"SetOfRanges", "[a-cx-z][0-3]", "y3", true},
+                      PatternRow{"NegatedSet", "[!0-9][^a]", "ab", true},
+                      PatternRow{"ClosingBracketFirstInSet", "[]a]", "]", true},
+                      PatternRow{"UnclosedBracketIsLiteral", "a[0-9", "a[0-9", true},
+                      PatternRow{"EscapedStar", "a\\*", "ab", false},
+                      PatternRow{"VaultCopy", nullptr, "My_Big_Edit_01-05-12_0915", true},
+                      PatternRow{"VaultFourDigitYear", nullptr, "Wedding_11-22-2026_1030", false},
+                      PatternRow{"VaultMonthAboveThirtyNine", nullptr, "Wedding_41-22-26_1030", false},
+                      PatternRow{"VaultWithExtension", nullptr, "Wedding_11-22-26_1030.fcp", false},
+                      PatternRow{"MotionCopy", "motn", "Titles_2012-01-05_1030.motn", true},
+                      PatternRow{"MotionMonthAboveNineteen", "motn", "Titles_2012-21-05_1030.motn", false},
+                      PatternRow{"MotionCaseMatters", "motn", "Titles_2012-01-05_1030.MOTN", false}),
+    [](const auto& info) { return std::string(info.param.rowName); });

@@ -45,7 +45,6 @@ TEST_P(BMProjectRange, SizeAndDatesSpanTheChildren) {
 
 INSTANTIATE_TEST_SUITE_P(Rows, BMProjectRange,
                          ::testing::Values(RangeRow{"NoChildren", {}, "0 -..-"},
-                                           RangeRow{"OneChild", {30}, "2 30..30"},
                                            RangeRow{"AnyOrder", {50, -20, 90, -20}, "8 -20..90"},
                                            RangeRow{"UndatedTakeNoPart", {kNoDate, 40, 10}, "6 10..40"},
                                            RangeRow{"OneUndatedChild", {kNoDate}, "2 -..-"}),

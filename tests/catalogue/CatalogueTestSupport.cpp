@@ -25,16 +25,14 @@ bool makeTree(const QString& root, const QStringList& entries) {
         if (file.open(QIODevice::WriteOnly))
             file.write(QByteArray(fields.value(1).toInt(), 'x'));
         file.close();
-        if (kind.size() != 4 && kind != "AFP")
+        const bool afp = kind == "AFP";
+        if (kind.size() != 4 && !afp)
             continue;
-        const QByteArray info =
-            (kind == "AFP" ? QByteArray("FCPF") : kind.toLatin1()) + "KeyG" + QByteArray(24, 0);
-        const QByteArray value =
-            kind == "AFP" ? LinuxPlatform::afpInfoWithFinderInfo(QByteArray(), info) : info;
-        const char* name =
-            kind == "AFP" ? LinuxPlatform::netatalkAttribute : LinuxPlatform::finderInfoAttribute;
-        if (::setxattr(QFile::encodeName(path).constData(), name, value.constData(), size_t(value.size()),
-                       0) != 0)
+        const QByteArray info = (afp ? QByteArray("FCPF") : kind.toLatin1()) + "KeyG" + QByteArray(24, 0);
+        const QByteArray value = afp ? LinuxPlatform::afpInfoWithFinderInfo(QByteArray(), info) : info;
+        if (::setxattr(QFile::encodeName(path).constData(),
+                       afp ? LinuxPlatform::netatalkAttribute : LinuxPlatform::finderInfoAttribute,
+                       value.constData(), size_t(value.size()), 0) != 0)
             return false;
     }
     return true;
@@ -46,16 +44,12 @@ QString describe(const BMProjectList& projects, const QString& root) {
     };
     QStringList parts;
     for (const BMProjectPtr& project : projects) {
-        QString text = QStringLiteral("%1(%2)@%3:")
-                           .arg(project->name())
-                           .arg(project->type())
-                           .arg(relative(project->path()));
+        QString text =
+            project->name() + QStringLiteral("(%1)@").arg(project->type()) + relative(project->path()) + ':';
         for (const BMAutoItemPtr& child : project->children()) {
             const bool plain = child->path() == project->path() + '/' + child->name();
-            text += QStringLiteral(" %1:%2%3")
-                        .arg(plain ? child->name() : relative(child->path()))
-                        .arg(child->type())
-                        .arg(child->createdDate().isValid() ? "" : "?");
+            text += ' ' + (plain ? child->name() : relative(child->path())) +
+                    QStringLiteral(":%1").arg(child->type()) + (child->createdDate().isValid() ? "" : "?");
         }
         parts << text;
     }
@@ -76,18 +70,9 @@ BMAutoItemPtr item(const QString& name, double size, qint64 seconds) {
     return BMAutoItem::autoItemType(0, name, "/autosaves/" + name, at(seconds), size);
 }
 
-QStringList namesOf(const BMAutoItemList& items) {
-    QStringList names;
-    for (const BMAutoItemPtr& each : items)
-        names << each->name();
-    return names;
-}
-
-QStringList namesOf(const BMProjectList& projects) {
-    QStringList names;
-    for (const BMProjectPtr& each : projects)
-        names << each->name();
-    return names;
+void LoggedHomeTest::SetUp() {
+    TempHomeTest::SetUp();
+    BMLog::createNewLog();
 }
 
 } // namespace CatalogueTest

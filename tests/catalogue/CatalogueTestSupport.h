@@ -7,8 +7,6 @@
 #include <QString>
 #include <QStringList>
 
-#include <ostream>
-
 // Real folder trees for the catalogue tests, described one entry per text:
 //   "Wedding/Wedding_11-20-26_1030|100|FCPF"   a 100-byte file of Final Cut's type (any
 //                                              four letters give that type)
@@ -26,16 +24,18 @@ QString logText();
 // Items and dates for the model: seconds from 2026-11-22 10:00:00 UTC.
 QDateTime at(qint64 seconds);
 BMAutoItemPtr item(const QString& name, double size, qint64 seconds);
-QStringList namesOf(const BMAutoItemList& items);
-QStringList namesOf(const BMProjectList& projects);
+template <typename List>
+QStringList namesOf(const List& list) {
+    QStringList names;
+    for (const auto& each : list)
+        names << each->name();
+    return names;
+}
+
+// A temporary home with a fresh log.
+class LoggedHomeTest : public TempHomeTest {
+protected:
+    void SetUp() override;
+};
 
 } // namespace CatalogueTest
-
-// Table rows print as their names in test output.
-template <typename Row>
-requires requires(const Row& row) {
-    row.rowName;
-}
-void PrintTo(const Row& row, std::ostream* out) {
-    *out << row.rowName;
-}

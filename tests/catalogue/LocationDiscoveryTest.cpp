@@ -3,9 +3,9 @@
 #include "catalogue/LocationDiscovery.h"
 
 #include "CatalogueTestSupport.h"
+#include "catalogue/CatalogueLocations.h"
 #include "editorprefs/BMFCPPrefParser.h"
 #include "foundation/BMLocalPaths.h"
-#include "foundation/BMLog.h"
 #include "foundation/BMSettings.h"
 #include "foundation/MainThread.h"
 #include "foundation/PlistFile.h"
@@ -38,11 +38,10 @@ QByteArray binaryPlist(const QVariant& value) {
 
 } // namespace
 
-class Discovery : public TempHomeTest {
+class Discovery : public CatalogueTest::LoggedHomeTest {
 protected:
     void SetUp() override {
-        TempHomeTest::SetUp();
-        BMLog::createNewLog();
+        LoggedHomeTest::SetUp();
         // Never the machine's own index: only what a test points at.
         home().platform().setToolPath(Tool::Plocate, home().root() + "/missing/plocate");
         home().platform().setToolPath(Tool::Locate, home().root() + "/missing/locate");
@@ -59,13 +58,9 @@ protected:
     }
     // Autosave folders holding one project each, as the editors leave them.
     QString vault(const QString& path) const {
-        write(path + "/Titles/Titles_2026-11-20_1030.motn");
-        return path;
+        return write(path + "/Titles/Titles_2026-11-20_1030.motn"), path;
     }
-    QString premiereFolder(const QString& path) const {
-        write(path + "/Cut-1.prproj");
-        return path;
-    }
+    QString premiereFolder(const QString& path) const { return write(path + "/Cut-1.prproj"), path; }
     void installFinalCut(const char* identifier, const QString& name, const QString& version) {
         const QString app = home().root() + "/Apps/" + name + ".app";
         write(app + "/Contents/Info.plist",
@@ -175,7 +170,6 @@ protected:
 TEST_P(DiscoveryCandidate, IsTestedInOrderAndAppendedWhenAccepted) {
     vault(disk("v/Autosave Vault"));
     write(disk("e/Autosave Vault/Titles/notes.txt"));
-    vault(disk("l/autosave vault"));
     write(disk("f/Autosave Vault"));
     QDir().mkpath(disk("k"));
     QFile::link(disk("v/Autosave Vault"), disk("k/Autosave Vault"));
@@ -203,8 +197,6 @@ INSTANTIATE_TEST_SUITE_P(
         CandidateRow{"AFileNotAFolder", {}, "@f/Autosave Vault", false, false},
         CandidateRow{"AlreadyStored", {"@v/Autosave Vault"}, "@v/Autosave Vault", false, false},
         CandidateRow{"VaultWithoutProjects", {}, "@e/Autosave Vault", false, true},
-        CandidateRow{"LowerCaseNameIsNoVault", {}, "@l/autosave vault", false, true},
-        CandidateRow{"TrailingSlashIsNoVault", {"@v/Autosave Vault"}, "@v/Autosave Vault/", false, true},
         CandidateRow{
             "StoredWithSlashComesAgainWithout", {"@v/Autosave Vault/"}, "@v/Autosave Vault", true, true},
         CandidateRow{"LinkToAStoredVault", {"@v/Autosave Vault"}, "@k/Autosave Vault", true, true},
@@ -235,4 +227,28 @@ TEST_F(Discovery, AsksTheWindowOnTheMainThreadAndStartsTheRebuildFromTheSearch) 
     EXPECT_TRUE(search.get().stored);
     EXPECT_EQ(calls,
               (QStringList{"key?", "show", "folder " + motion + " on worker", "rebuild on worker", "end"}));
+}
+
+class CatalogueLocationsTest : public TempHomeTest {};
+
+TEST_F(CatalogueLocationsTest, DiscoveredThenManualOnesNotListedYetThenSharedAtticsThatExist) {
+    const QString composer = home().root() + "/Users/Shared/AvidMediaComposer/Avid Attic";
+    const QString symphony = home().root() + "/Users/Shared/AvidSymphony/Avid Attic";
+    BMSettings& settings = BMSettings::standard();
+    auto locations = [&] { return CatalogueLocations({composer, symphony}).locations(settings); };
+    EXPECT_TRUE(locations().isEmpty());
+    // Repeats among the discovered ones stay; manual ones are compared as exact text.
+    settings.setValue("autosavePaths", QStringList{"/v/Autosave Vault", "/p/Adobe Premiere Pro Auto-Save",
+                                                   "/v/Autosave Vault"});
+    settings.setValue("manualPaths", QStringList{"/m/Avid Attic", "/v/Autosave Vault", "/m/Avid Attic",
+                                                 "/v/Autosave Vault/", symphony});
+    const QStringList listed{"/v/Autosave Vault",  "/p/Adobe Premiere Pro Auto-Save",
+                             "/v/Autosave Vault",  "/m/Avid Attic",
+                             "/v/Autosave Vault/", symphony};
+    EXPECT_EQ(locations(), listed);
+    // A shared attic comes last when it exists, even when listed already.
+    QDir().mkpath(symphony);
+    EXPECT_EQ(locations(), listed + QStringList{symphony});
+    QDir().mkpath(composer);
+    EXPECT_EQ(locations(), listed + QStringList({composer, symphony}));
 }

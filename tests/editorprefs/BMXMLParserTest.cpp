@@ -63,23 +63,19 @@ TEST_F(XmlParser, GathersTextsAndNodesAndLogsBadQueries) {
 }
 
 TEST_F(XmlParser, NamesComeFromTheNameElementOrTheId) {
-    const struct {
-        const char* xml;
-        bool immediate;
-        const char* expected; // null: nothing
-    } rows[] = {{"<c id='c'><name>Interview</name><x><name>Deep</name></x></c>", true, "Interview"},
-                {"<c id='c'><x><name>Deep</name></x></c>", false, "Deep"},
-                {"<c id='c'><x><name>Deep</name></x></c>", true, nullptr},
-                {"<c id='Take%201'/>", false, "Take 1"},
-                {"<c><name>My%20Clip%2FA</name></c>", false, "My Clip/A"},
-                {"<c><name>100%</name></c>", false, "100%"},
-                {"<c><name>Caf%C3%A9</name></c>", false, "Caf%C3%A9"},
-                {"<c/>", false, nullptr}};
-    for (const auto& row : rows) {
-        const pugi::xml_document document = parse(row.xml);
-        const QString name = BMXMLParser::nameForNode(document.first_child(), row.immediate);
-        EXPECT_EQ(name, row.expected ? QString::fromUtf8(row.expected) : QString()) << row.xml;
-        EXPECT_EQ(name.isNull(), !row.expected) << row.xml;
+    // The node, whether only its own children count, and its name (null: nothing).
+    const std::tuple<const char*, bool, const char*> rows[] = {
+        {"<c id='c'><name>Interview</name><x><name>Deep</name></x></c>", true, "Interview"},
+        {"<c id='c'><x><name>Deep</name></x></c>", false, "Deep"},
+        {"<c id='c'><x><name>Deep</name></x></c>", true, nullptr},
+        {"<c id='Take%201'/>", false, "Take 1"},
+        {"<c><name>My%20Clip%2FA</name></c>", false, "My Clip/A"},
+        {"<c><name>100%</name></c>", false, "100%"},
+        {"<c><name>Caf%C3%A9</name></c>", false, "Caf%C3%A9"},
+        {"<c/>", false, nullptr}};
+    for (const auto& [xml, immediate, expected] : rows) {
+        const QString name = BMXMLParser::nameForNode(parse(xml).first_child(), immediate);
+        EXPECT_EQ(name.isNull() ? QStringLiteral("(null)") : name, expected ? expected : "(null)") << xml;
     }
     const pugi::xml_document document =
         parse("<seq id='s%2D1'><uuid>A-1</uuid><clip id='c'><media><uuid>B%2D2</uuid></media></clip></seq>");
@@ -120,29 +116,19 @@ TEST_F(XmlParser, WalksUpToANamedParentAndOnToTheNextNode) {
 }
 
 TEST_F(XmlParser, ClipRangesFollowTransitionsBothWays) {
-    const pugi::xml_document document =
-        parse("<track>"
-              "<clipitem n='A'><start>0</start><end>100</end></clipitem>"
-              "<clipitem n='B'><start>100</start><end>-1</end></clipitem>"
-              "<transitionitem n='T1'><start>180</start><end>220</end></transitionitem>"
-              "<clipitem n='C'><start>-1</start><end>-1</end></clipitem>"
-              "<transitionitem n='T2'><start>300</start><end>340</end></transitionitem>"
-              "<clipitem n='D'><start>-1</start><end>400</end></clipitem>"
-              "<clipitem n='E'><start>400</start><end>-1</end></clipitem>"
-              "<generatoritem n='F'><start>-1</start><end>480</end></generatoritem>"
-              "<clipitem n='G'><start>480</start><end>-1</end></clipitem>"
-              "</track>");
-    const struct {
-        const char* clip;
-        const char* expected; // affected nodes, then start and end
-    } rows[] = {{"A", "A 0 100"},
-                {"B", "B T1 C T2 D 100 400"},
-                {"C", "B T1 C T2 D 100 400"},
-                {"D", "B T1 C T2 D 100 400"},
-                {"E", "E F 400 480"},
-                {"G", "G 480 -1"}};
-    for (const auto& row : rows) {
-        const QByteArray query = "//*[@n='" + QByteArray(row.clip) + "']";
+    QByteArray xml("<track>");
+    for (const QByteArray item : {"clipitem A 0 100", "clipitem B 100 -1", "transitionitem T1 180 220",
+                                  "clipitem C -1 -1", "transitionitem T2 300 340", "clipitem D -1 400",
+                                  "clipitem E 400 -1", "generatoritem F -1 480", "clipitem G 480 -1"}) {
+        const QList<QByteArray> p = item.split(' ');
+        xml += "<" + p[0] + " n='" + p[1] + "'><start>" + p[2] + "</start><end>" + p[3] + "</end></" + p[0] +
+               ">";
+    }
+    const pugi::xml_document document = parse((xml + "</track>").constData());
+    // The clip, then the affected nodes with the start and the end.
+    for (const char* row : {"A A 0 100", "B B T1 C T2 D 100 400", "C B T1 C T2 D 100 400",
+                            "D B T1 C T2 D 100 400", "E E F 400 480", "G G 480 -1"}) {
+        const QByteArray query = "//*[@n='" + QByteArray(row).left(1) + "']";
         int start = 12345;
         int end = 12345;
         QStringList found;
@@ -150,7 +136,7 @@ TEST_F(XmlParser, ClipRangesFollowTransitionsBothWays) {
              BMXMLParser::affectedNodesForClip(document.select_node(query.constData()).node(), &start, &end))
             found << QString::fromUtf8(node.attribute("n").value());
         found << QString::number(start) << QString::number(end);
-        EXPECT_EQ(found.join(QLatin1Char(' ')), QString::fromLatin1(row.expected)) << row.clip;
+        EXPECT_EQ(found.join(QLatin1Char(' ')), QString::fromLatin1(row + 2)) << row;
     }
 }
 

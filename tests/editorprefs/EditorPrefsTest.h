@@ -1,25 +1,53 @@
 #pragma once
 
 #include "foundation/BMLocalPaths.h"
+#include "foundation/BMLog.h"
+#include "foundation/PlistFile.h"
 #include "support/TempHome.h"
 
-#include <QByteArray>
-#include <QString>
-#include <QVariantMap>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <plist/plist.h>
 
 // A temporary home with a fresh log, and the files the editors leave behind built for real.
 class EditorPrefsTest : public TempHomeTest {
 protected:
-    void SetUp() override;
-
-    // Everything logged so far.
-    QString logText() const;
+    void SetUp() override {
+        TempHomeTest::SetUp();
+        BMLog::createNewLog();
+    }
+    static QString logText() {
+        BMLog::finishWriting();
+        QFile file(BMLog::currentLogPath());
+        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+    }
     QString documents() const { return BMLocalPaths::documentDirectory(true); }
     QString appSupport() const { return BMLocalPaths::appSupportDirectory(true); }
     QString preferences() const { return BMLocalPaths::prefsDirectory(true); }
 
-    // An application folder with "Contents/Info.plist" holding the information, in the
-    // binary property list form when asked.
-    QString makeApplication(const QString& path, const QVariantMap& info, bool binary = false);
-    static QString writeFile(const QString& path, const QByteArray& contents);
+    // An application folder with "Contents/Info.plist", in the binary form when asked.
+    static QString makeApplication(const QString& path, const QVariantMap& info, bool binary = false) {
+        QByteArray bytes = PlistFile::toXml(info);
+        if (binary) {
+            plist_t root = nullptr;
+            plist_from_xml(bytes.constData(), uint32_t(bytes.size()), &root);
+            char* data = nullptr;
+            uint32_t length = 0;
+            plist_to_bin(root, &data, &length);
+            bytes = QByteArray(data, qsizetype(length));
+            plist_to_bin_free(data);
+            plist_free(root);
+        }
+        writeFile(path + QStringLiteral("/Contents/Info.plist"), bytes);
+        return path;
+    }
+    static QString writeFile(const QString& path, const QByteArray& contents) {
+        QDir().mkpath(QFileInfo(path).path());
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly) || file.write(contents) != contents.size())
+            ADD_FAILURE() << "could not write " << path.toStdString();
+        return path;
+    }
 };
