@@ -23,7 +23,7 @@ const QStringList kRight{"/bin/true"}; // the run that obtains the right
 
 struct GuardRow {
     const char* name;
-    std::function<QString(TempHome&)> path; // the protected path
+    const char* path; // the protected path; "~" stands for the test's home
 };
 
 struct RefusalRow {
@@ -32,18 +32,14 @@ struct RefusalRow {
     std::function<bool(const QString& path, const QString& elsewhere)> call;
 };
 
-const GuardRow kSystemWide[] = {{"FileSystemRoot", [](TempHome&) { return QString("/"); }},
-                                {"Volumes", [](TempHome&) { return QString("/Volumes"); }}};
+const GuardRow kSystemWide[] = {{"FileSystemRoot", "/"}, {"Volumes", "/Volumes"}};
 
 // Inside the test's temporary folder: even a guard that failed could only harm that.
-const GuardRow kInHome[] = {
-    {"Home", [](TempHome& h) { return h.home(); }},
-    {"Desktop", [](TempHome&) { return BMLocalPaths::desktopDirectory(); }},
-    {"Library", [](TempHome&) { return BMLocalPaths::libraryDirectory(true); }},
-    {"LocalApplicationSupport", [](TempHome&) { return BMLocalPaths::appSupportDirectory(false); }},
-    {"HomeSpelledWithDotDot", [](TempHome& h) { return h.home() + "/Desktop/.."; }},
-    {"HomeWithDoubleSlash", [](TempHome& h) { return h.home() + "//."; }},
-};
+const GuardRow kInHome[] = {{"Home", "~"},
+                            {"Desktop", "~/Desktop"},
+                            {"Library", "~/.local/share"},
+                            {"HomeSpelledWithDotDot", "~/Desktop/.."},
+                            {"HomeWithDoubleSlash", "~//."}};
 
 const char kTrash[] = "Unable to trash path %1 because it is a system directory.";
 const char kDelete[] = "Unable to delete path %1 because it is a system directory.";
@@ -79,7 +75,8 @@ TEST_P(GuardRefusal, RefusesWithTheMessageAndTouchesNothing) {
     const auto& [where, operation] = GetParam();
     grantingPkexec(); // a right that would be granted: only the guard stands in the way
     const RecordingTool rm = fakeTool(Tool::Rm), mv = fakeTool(Tool::Mv);
-    const QString path = where.path(home()), marker = QDir::cleanPath(path) + "/keep.txt";
+    const QString path = QString(where.path).replace('~', home().home());
+    const QString marker = QDir::cleanPath(path) + "/keep.txt";
     const bool real = path.startsWith(home().root());
     if (real)
         home().writeFile(marker.mid(home().root().size() + 1), "keep");
@@ -251,21 +248,7 @@ protected:
     }
 };
 
-TEST_F(AsRoot, ToolsRunDirectlyWithoutAskingForTheRight) {
-    const QString a = writeWork("a/b.txt", "x"), copy = work("copy");
-    EXPECT_TRUE(auth().authCopyFile(work("a"), copy));
-    EXPECT_EQ(readFile(copy + "/b.txt"), "x");
-    EXPECT_TRUE(auth().authCreateDir(work("n/e/w")));
-    EXPECT_TRUE(QFileInfo(work("n/e/w")).isDir());
-    EXPECT_TRUE(auth().authMoveFile(a, work("moved.txt")));
-    EXPECT_EQ(readFile(work("moved.txt")), "x");
-    EXPECT_TRUE(auth().authRemoveFile(copy));
-    EXPECT_FALSE(QFileInfo::exists(copy));
-    EXPECT_EQ(auth().authExecTask("/bin/sh", {"-c", "exit 3"}), 0);
-    EXPECT_TRUE(m_pkexec.calls().isEmpty());
-}
-
-TEST_F(AsRoot, WithNobodyAtTheConsoleTrashDeletesOnlyWhenAskedTo) {
+TEST_F(AsRoot, WithNobodyAtTheConsoleTrashDeletesOnlyWhenAskedToAndToolsRunDirectly) {
     home().platform().user = "root";
     home().platform().console = QString();
     BMAuthorization::installShared(std::make_unique<BMAuthorization>());
@@ -280,6 +263,14 @@ TEST_F(AsRoot, WithNobodyAtTheConsoleTrashDeletesOnlyWhenAskedTo) {
     writeWork("vault/y", "y");
     EXPECT_TRUE(auth().authTrashFolderContents(work("vault"), true));
     EXPECT_TRUE(QDir(work("vault")).isEmpty());
+    // The tools run directly, without asking for the right.
+    writeWork("a/b.txt", "x");
+    EXPECT_TRUE(auth().authCopyFile(work("a"), work("copy")));
+    EXPECT_EQ(readFile(work("copy/b.txt")), "x");
+    EXPECT_TRUE(auth().authRemoveFile(work("copy")));
+    EXPECT_FALSE(QFileInfo::exists(work("copy")));
+    EXPECT_EQ(auth().authExecTask("/bin/sh", {"-c", "exit 3"}), 0);
+    EXPECT_TRUE(m_pkexec.calls().isEmpty());
 }
 
 } // namespace

@@ -42,17 +42,6 @@ TEST(LinuxPlatform, MachineWithoutASeatIsUsedByTheProcesssOwnUser) {
     EXPECT_EQ(platform.consoleUser(), platform.userName());
 }
 
-TEST(LinuxPlatform, AfpInfoCarriesTheFinderInfoAtOffsetSixteen) {
-    QByteArray finder(32, 0);
-    finder.replace(0, 8, "FCPFKeyG");
-    const QByteArray record = LinuxPlatform::afpInfoWithFinderInfo(QByteArray(), finder);
-    EXPECT_EQ(record.size(), 60);
-    EXPECT_TRUE(record.startsWith(QByteArray("AFP\0\0\1\0\0", 8)));
-    EXPECT_EQ(record.mid(16, 32), finder);
-    EXPECT_EQ(LinuxPlatform::finderInfoFromAfpInfo(record), finder);
-    EXPECT_FALSE(LinuxPlatform::finderInfoFromAfpInfo(QByteArray("XYZ") + QByteArray(57, 0)));
-}
-
 using PlatformFiles = TempHomeTest;
 
 TEST_F(PlatformFiles, FinderInfoFromEitherAttributeTheSharesRecordWinningAndKeptUpToDate) {
@@ -72,8 +61,12 @@ TEST_F(PlatformFiles, FinderInfoFromEitherAttributeTheSharesRecordWinningAndKept
     // A file a Mac left on a netatalk share, with more attribute names than one listing holds.
     for (int n = 0; n < 40; ++n)
         ASSERT_TRUE(set("user.vestry.padding-attribute-with-a-long-name-" + QByteArray::number(n), "x"));
-    ASSERT_TRUE(set(LinuxPlatform::netatalkAttribute,
-                    LinuxPlatform::afpInfoWithFinderInfo(QByteArray(), info("FCPF"))));
+    const QByteArray record = LinuxPlatform::afpInfoWithFinderInfo(QByteArray(), info("FCPF"));
+    EXPECT_EQ(record.size(), 60);
+    EXPECT_TRUE(record.startsWith(QByteArray("AFP\0\0\1\0\0", 8)));
+    EXPECT_EQ(record.mid(16, 32), info("FCPF")); // the FinderInfo's place in the record
+    EXPECT_FALSE(LinuxPlatform::finderInfoFromAfpInfo(QByteArray("XYZ") + QByteArray(57, 0)));
+    ASSERT_TRUE(set(LinuxPlatform::netatalkAttribute, record));
     EXPECT_EQ(platform.finderInfo(file), info("FCPF"));
     QByteArray labelled = info("FCPF");
     labelled[9] = 0x0C;

@@ -46,11 +46,6 @@ protected:
     QString m_disk;
 };
 
-TEST_F(LinuxSpotlight, IsAbsentWithoutEitherTool) {
-    EXPECT_FALSE(platform().spotlightAvailable());
-    EXPECT_TRUE(platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 10).isEmpty());
-}
-
 TEST_F(LinuxSpotlight, FindsFoldersInARealIndex) {
     if (!QFileInfo("/usr/bin/updatedb").isExecutable() || !QFileInfo("/usr/bin/plocate").isExecutable())
         GTEST_SKIP() << "plocate is not installed";
@@ -73,7 +68,9 @@ TEST_F(LinuxSpotlight, FindsFoldersInARealIndex) {
               QStringList{disk("w/Vault [old]*")});
 }
 
-TEST_F(LinuxSpotlight, TranslatesTheQueryForTheTool) {
+TEST_F(LinuxSpotlight, IsAbsentWithoutEitherToolAndTranslatesTheQueryForIt) {
+    EXPECT_FALSE(platform().spotlightAvailable());
+    EXPECT_TRUE(platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 10).isEmpty());
     EXPECT_EQ(
         LinuxPlatform::locateArguments(Query::pathsEndingWith("\"Final Cut Pro Library\"", ".fcpbundle"), ""),
         (QStringList{"-i", "-0", "--", "*.fcpbundle"}));

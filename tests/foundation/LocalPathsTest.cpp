@@ -23,35 +23,30 @@ TEST_P(SystemDirectoryGuard, RefusesOnlyWhatTheRulesSay) {
         << path.toStdString();
 }
 
+// Two characters go with a trailing slash, so "~/" escapes the exact list; prefixes are text,
+// not path components.
 INSTANTIATE_TEST_SUITE_P(
     Paths, SystemDirectoryGuard,
     ::testing::Values(
         GuardCase{"Root", "/", true, true}, GuardCase{"Empty", "", false, false},
         GuardCase{"TwoCharacters", "/a", false, false}, GuardCase{"Volumes", "/Volumes", true, true},
-        GuardCase{"AVolume", "/Volumes/Disk", false, false},
-        GuardCase{"UsersShared", "/Users/Shared", true, true}, GuardCase{"TheHome", "~", true, true},
-        // Two characters go with a trailing slash, so the folder escapes the exact list.
+        GuardCase{"AVolume", "/Volumes/Disk", false, false}, GuardCase{"TheHome", "~", true, true},
         GuardCase{"TheHomeWithSlash", "~/", false, false}, GuardCase{"Desktop", "~/Desktop", true, true},
         GuardCase{"DesktopWithSlash", "~/Desktop/", false, false},
         GuardCase{"FileOnTheDesktop", "~/Desktop/cut.prproj", false, false},
-        GuardCase{"Documents", "~/Documents", true, true}, GuardCase{"Preferences", "~/.config", true, true},
-        GuardCase{"Caches", "~/.cache", true, true}, GuardCase{"Library", "~/.local/share", true, true},
+        GuardCase{"Documents", "~/Documents", true, true}, GuardCase{"Library", "~/.local/share", true, true},
         GuardCase{"UsrLocalX", "/usr/local/x", false, true},
         GuardCase{"UsrLocalXExact", "/usr/local/x", true, false},
-        // Prefixes are text, not path components.
-        GuardCase{"Usrlocal", "/usrlocal", false, true}, GuardCase{"Variable", "/var/tmp/x", false, true},
+        GuardCase{"Usrlocal", "/usrlocal", false, true},
         GuardCase{"PrivateVar", "/private/var/db", false, true},
-        GuardCase{"System", "/System/Library", false, true},
         GuardCase{"LibraryWithSlashKeepsNoPrefix", "/Library/", false, false},
         GuardCase{"SlashStillCaughtByPrefix", "/usr/local/", false, true},
         GuardCase{"ShortSlashEscapesEvenThePrefix", "/usr/", false, false},
         GuardCase{"LinuxHome", "/home", true, true}, GuardCase{"LinuxHomeUser", "/home/jo", false, false},
         GuardCase{"LinuxRoot", "/root", true, true}, GuardCase{"Media", "/media", true, true},
-        GuardCase{"Mnt", "/mnt", true, true}, GuardCase{"RunMedia", "/run/media", true, true},
-        GuardCase{"Opt", "/opt", true, true}, GuardCase{"OptApp", "/opt/app", false, false},
-        GuardCase{"Lib64", "/lib64", true, true}, GuardCase{"EtcFile", "/etc/passwd", false, true},
+        GuardCase{"OptApp", "/opt/app", false, false}, GuardCase{"EtcFile", "/etc/passwd", false, true},
         GuardCase{"EtcFileExact", "/etc/passwd", true, false}, GuardCase{"Proc", "/proc/1", false, true},
-        GuardCase{"Dev", "/dev/null", false, true}, GuardCase{"Boot", "/boot", false, true}),
+        GuardCase{"Boot", "/boot", false, true}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(LocalPaths, GuardCoversTheMachineWideFoldersButNotWhatIsInThem) {
@@ -123,7 +118,6 @@ TEST(RootRule, MacTextRuleKeepsItsOffByOneAndLinuxRebasesOnlyWhatLiesInRootsHome
 // ---- Names -------------------------------------------------------------------------------
 
 TEST_F(LocalPaths, RandomStringsAndTempFileNames) {
-    EXPECT_EQ(BMLocalPaths::randomString(0), "");
     const QString text = BMLocalPaths::randomString(200);
     EXPECT_TRUE(QRegularExpression("^[a-z0-9]{200}$").match(text).hasMatch()) << text.toStdString();
     // A UUID and eight characters in the temporary folder.
@@ -170,12 +164,13 @@ TEST(Gestalt, DecodesBinaryCodedDecimalBelow1040AsksThePartsAboveAndFallsBackTo1
 
 TEST(VersionComparison, IsAnAtLeastTest) {
     const OSVersion v{10, 6, 8};
-    EXPECT_TRUE(BMOSDetect::versionAtLeast(v, 10, 6, 8));
-    EXPECT_TRUE(BMOSDetect::versionAtLeast(v, 10, 5, 9));
-    EXPECT_TRUE(BMOSDetect::versionAtLeast(v, 9, 9, 9));
-    EXPECT_FALSE(BMOSDetect::versionAtLeast(v, 10, 6, 9));
-    EXPECT_FALSE(BMOSDetect::versionAtLeast(v, 10, 7, 0));
-    EXPECT_FALSE(BMOSDetect::versionAtLeast(v, 11, 0, 0));
+    for (const auto& [major, minor, bugfix, atLeast] : {std::tuple(10, 6, 8, true),
+                                                        {10, 5, 9, true},
+                                                        {9, 9, 9, true},
+                                                        {10, 6, 9, false},
+                                                        {10, 7, 0, false},
+                                                        {11, 0, 0, false}})
+        EXPECT_EQ(BMOSDetect::versionAtLeast(v, major, minor, bugfix), atLeast) << major << minor << bugfix;
 }
 
 TEST_F(LocalPaths, VersionComesFromThePlatform) {
@@ -185,7 +180,6 @@ TEST_F(LocalPaths, VersionComesFromThePlatform) {
     home().platform().version = std::nullopt;
     testing::internal::CaptureStdout();
     EXPECT_EQ(BMOSDetect::osxVersion(), "10.5.0");
-    EXPECT_NE(testing::internal::GetCapturedStdout().find("Unable to obtain system version"),
-              std::string::npos);
+    EXPECT_TRUE(testing::internal::GetCapturedStdout().starts_with("Unable to obtain system version"));
     EXPECT_FALSE(BMOSDetect::isSnowLeopardOrHigher());
 }

@@ -1,6 +1,6 @@
 #include "foundation/PlistCheck.h"
 
-#include "QtPrinters.h"
+#include "FileOpsFixture.h"
 #include "foundation/PlistFile.h"
 
 #include <QDateTime>
@@ -8,7 +8,6 @@
 #include <QtEndian>
 
 #include <gtest/gtest.h>
-#include <plist/plist.h>
 
 namespace {
 
@@ -103,14 +102,7 @@ TEST(PlistCheck, PassesWhatLibplistWritesAndRoundTripsEveryValueType) {
     const QByteArray xml = PlistFile::toXml(preferences);
     EXPECT_EQ(PlistFile::parse(xml).value_or(QVariant()).toMap(), preferences);
 
-    plist_t root = nullptr;
-    plist_from_xml(xml.constData(), uint32_t(xml.size()), &root);
-    char* binary = nullptr;
-    uint32_t length = 0;
-    plist_to_bin(root, &binary, &length);
-    const QByteArray bytes(binary, qsizetype(length));
-    plist_to_bin_free(binary);
-    plist_free(root);
+    const QByteArray bytes = binaryPlist(preferences);
     QString reason;
     EXPECT_TRUE(PlistCheck::isSafeBinary(bytes, &reason)) << reason.toStdString();
     EXPECT_EQ(PlistFile::parse(bytes).value_or(QVariant()).toMap(), preferences);
