@@ -46,26 +46,22 @@ const char kDelete[] = "Unable to delete path %1 because it is a system director
 const char kMove[] = "Unable to move path %1 because it is a system directory.";
 
 const RefusalRow kPrivileged[] = {
-    {"Remove", kDelete, [](const QString& p, const QString&) { return auth().authRemoveFile(p); }},
-    {"Move", kMove, [](const QString& p, const QString& e) { return auth().authMoveFile(p, e); }},
-    {"Trash", kTrash, [](const QString& p, const QString&) { return auth().authTrashFile(p); }},
-    {"TrashDeletingOnRootAccount", kTrash,
-     [](const QString& p, const QString&) { return auth().authTrashFile(p, true); }},
+    {"Remove", kDelete, [](auto& p, auto&) { return auth().authRemoveFile(p); }},
+    {"Move", kMove, [](auto& p, auto& e) { return auth().authMoveFile(p, e); }},
+    {"Trash", kTrash, [](auto& p, auto&) { return auth().authTrashFile(p); }},
+    {"TrashDeletingOnRootAccount", kTrash, [](auto& p, auto&) { return auth().authTrashFile(p, true); }},
     {"TrashFolderContents", "Unable to trash folder contents of path %1 because it is a system directory.",
-     [](const QString& p, const QString&) { return auth().authTrashFolderContents(p, true); }},
+     [](auto& p, auto&) { return auth().authTrashFolderContents(p, true); }},
     {"MoveFolderContents", "Unable to move contents of path %1 because it is a system directory.",
-     [](const QString& p, const QString& e) { return auth().authMoveFolderContents(p, e); }},
+     [](auto& p, auto& e) { return auth().authMoveFolderContents(p, e); }},
 };
 
 // The file operations try in this process first, so they only meet protected folders that
 // lie inside the test's own.
 const RefusalRow kFileManager[] = {
-    {"FileManagerTrash", kTrash,
-     [](const QString& p, const QString&) { return BMFileManager::trashFile(p); }},
-    {"FileManagerRemove", kDelete,
-     [](const QString& p, const QString&) { return BMFileManager::removeFile(p); }},
-    {"FileManagerMove", kMove,
-     [](const QString& p, const QString& e) { return BMFileManager::moveFile(p, e); }},
+    {"FileManagerTrash", kTrash, [](auto& p, auto&) { return BMFileManager::trashFile(p); }},
+    {"FileManagerRemove", kDelete, [](auto& p, auto&) { return BMFileManager::removeFile(p); }},
+    {"FileManagerMove", kMove, [](auto& p, auto& e) { return BMFileManager::moveFile(p, e); }},
 };
 
 class GuardRefusal : public FileOpsTest,
@@ -195,15 +191,7 @@ TEST_F(FileOpsTest, CredentialsAreRefusedClearlyWhereThePlatformCannotTakeThem) 
 
 // ---- Trash ------------------------------------------------------------------------------
 
-TEST_F(FileOpsTest, TimestampedNameKeepsTheBareDot) {
-    const QDateTime when(QDate(2015, 1, 1), QTime(12, 0, 0));
-    EXPECT_EQ(BMAuthorization::timestampedTrashName("a.mov", when), "a_20150101120000.mov");
-    EXPECT_EQ(BMAuthorization::timestampedTrashName("Project", when), "Project_20150101120000.");
-    EXPECT_EQ(BMAuthorization::timestampedTrashName("My Cut.v2.prproj", when),
-              "My Cut.v2_20150101120000.prproj");
-}
-
-TEST_F(FileOpsTest, PrivilegedTrashRenamesWhenTheNameIsTakenAndLeavesARestoreRecord) {
+TEST_F(FileOpsTest, PrivilegedTrashRenamesWithATimestampWhenTheNameIsTakenAndLeavesARestoreRecord) {
     grantingPkexec();
     const QString items = home().platform().trashItemsFolder(trash());
     home().writeFile(items.mid(home().root().size() + 1) + "/a.mov", "older");
@@ -218,6 +206,11 @@ TEST_F(FileOpsTest, PrivilegedTrashRenamesWhenTheNameIsTakenAndLeavesARestoreRec
     EXPECT_EQ(readFile(items + '/' + names[0]), "newer");
     EXPECT_EQ(trashedFrom(trash(), names[0]), a);
     EXPECT_EQ(m_pkexec.calls().last(), (QStringList{"/bin/mv", "-f", a, items + '/' + names[0]}));
+    const QDateTime when(QDate(2015, 1, 1), QTime(12, 0, 0));
+    EXPECT_EQ(BMAuthorization::timestampedTrashName("a.mov", when), "a_20150101120000.mov");
+    EXPECT_EQ(BMAuthorization::timestampedTrashName("Project", when), "Project_20150101120000.");
+    EXPECT_EQ(BMAuthorization::timestampedTrashName("My Cut.v2.prproj", when),
+              "My Cut.v2_20150101120000.prproj");
 }
 
 TEST_F(FileOpsTest, FolderContentsGoOneByOneAndStopAtTheFirstFailure) {

@@ -40,7 +40,7 @@ TEST_F(Task, RunsOnlyExecutableFilesAndReportsExitStatus) {
     EXPECT_TRUE(logText().contains("Error: " + plain + " is not executable"));
 }
 
-TEST_F(Task, CapturesStandardOutputElseStandardError) {
+TEST_F(Task, CapturesStandardOutputElseStandardErrorAndPassesArgumentsAndEnvironmentWithoutAShell) {
     EXPECT_EQ(BMTaskEx::dataFromTask(script("both", "echo out; echo err >&2"), {}), QByteArray("out\n"));
     EXPECT_EQ(BMTaskEx::dataFromTask(script("erronly", "echo only-err >&2"), {}), QByteArray("only-err\n"));
     EXPECT_EQ(BMTaskEx::dataFromTask(script("silent", "exit 0"), {}), QByteArray());
@@ -52,9 +52,6 @@ TEST_F(Task, CapturesStandardOutputElseStandardError) {
     // Both pipes are drained together: a child filling both does not deadlock.
     const QString noisy = script("noisy", "head -c 3000000 /dev/zero; head -c 3000000 /dev/zero >&2");
     EXPECT_EQ(BMTaskEx::dataFromTask(noisy, {}).value_or(QByteArray()).size(), 3000000);
-}
-
-TEST_F(Task, ArgumentsAndEnvironmentArePassedAsGivenWithoutAShell) {
     const QString echo = script("args", R"(for a in "$@"; do printf '[%s]' "$a"; done)");
     EXPECT_EQ(BMTaskEx::stringFromTask(echo, {"a b", "$HOME", "*", ""}), "[a b][$HOME][*][]");
     const QString env = script("env", "echo \"${ONLY:-unset}/${HOME:-nohome}\"");
