@@ -139,38 +139,33 @@ TEST(TimeMachine, OnlyBackupsUnderVolumesCount) {
 // ---- Operating-system version ------------------------------------------------------------
 
 namespace {
-struct FakeGestalt {
-    std::map<std::string, BMOSDetect::GestaltAnswer> answers;
-    static BMOSDetect::GestaltAnswer ask(const char selector[5], void* context) {
-        auto* self = static_cast<FakeGestalt*>(context);
-        auto it = self->answers.find(selector);
-        return it == self->answers.end() ? BMOSDetect::GestaltAnswer{-5551, 0} : it->second;
-    }
-    std::tuple<int, int, int, int> version() {
-        const auto result = BMOSDetect::versionFromGestalt(&FakeGestalt::ask, this);
-        return {result.error, result.version.major, result.version.minor, result.version.bugfix};
-    }
-};
+using Answers = std::map<std::string, BMOSDetect::GestaltAnswer>;
+
+// The version as decoded from these answers, with the error.
+std::tuple<int, int, int, int> gestaltVersion(Answers answers) {
+    const auto ask = [](const char selector[5], void* context) {
+        const auto& known = *static_cast<Answers*>(context);
+        const auto it = known.find(selector);
+        return it == known.end() ? BMOSDetect::GestaltAnswer{-5551, 0} : it->second;
+    };
+    const auto result = BMOSDetect::versionFromGestalt(ask, &answers);
+    return {result.error, result.version.major, result.version.minor, result.version.bugfix};
+}
 } // namespace
 
 TEST(Gestalt, DecodesBinaryCodedDecimalBelow1040AsksThePartsAboveAndFallsBackTo1050) {
-    EXPECT_EQ((FakeGestalt{{{"sysv", {0, 0x1039}}}}.version()), std::tuple(0, 10, 3, 9));
-    EXPECT_EQ((FakeGestalt{{{"sysv", {0, 0x1099}}, {"sys1", {0, 10}}, {"sys2", {0, 11}}, {"sys3", {0, 6}}}}
-                   .version()),
+    EXPECT_EQ(gestaltVersion({{"sysv", {0, 0x1039}}}), std::tuple(0, 10, 3, 9));
+    EXPECT_EQ(gestaltVersion({{"sysv", {0, 0x1099}}, {"sys1", {0, 10}}, {"sys2", {0, 11}}, {"sys3", {0, 6}}}),
               std::tuple(0, 10, 11, 6));
-    EXPECT_EQ((FakeGestalt{{{"sysv", {0, 0x1099}}, {"sys1", {0, 10}}}}.version()),
-              std::tuple(-5551, 10, 5, 0));
+    EXPECT_EQ(gestaltVersion({{"sysv", {0, 0x1099}}, {"sys1", {0, 10}}}), std::tuple(-5551, 10, 5, 0));
 }
 
 TEST(VersionComparison, IsAnAtLeastTest) {
-    const OSVersion v{10, 6, 8};
-    for (const auto& [major, minor, bugfix, atLeast] : {std::tuple(10, 6, 8, true),
-                                                        {10, 5, 9, true},
-                                                        {9, 9, 9, true},
-                                                        {10, 6, 9, false},
-                                                        {10, 7, 0, false},
-                                                        {11, 0, 0, false}})
-        EXPECT_EQ(BMOSDetect::versionAtLeast(v, major, minor, bugfix), atLeast) << major << minor << bugfix;
+    const auto atLeast = [](int major, int minor, int bugfix) {
+        return BMOSDetect::versionAtLeast(OSVersion{10, 6, 8}, major, minor, bugfix);
+    };
+    EXPECT_TRUE(atLeast(10, 6, 8) && atLeast(10, 5, 9) && atLeast(9, 9, 9));
+    EXPECT_FALSE(atLeast(10, 6, 9) || atLeast(10, 7, 0) || atLeast(11, 0, 0));
 }
 
 TEST_F(LocalPaths, VersionComesFromThePlatform) {

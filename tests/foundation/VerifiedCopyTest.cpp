@@ -28,9 +28,7 @@ QByteArray pattern(qsizetype size) {
 }
 
 QString md5OfFile(const QString& path) {
-    QFile file(path);
-    Hash hash(Hash::Md5);
-    return file.open(QIODevice::ReadOnly) && hash.addData(&file) ? hash.result().toHex() : QString();
+    return QFile::exists(path) ? Hash::hash(readFile(path), Hash::Md5).toHex() : QString();
 }
 
 // Storage that misbehaves for one path: it reads back one byte flipped, refuses its first
