@@ -61,14 +61,12 @@ TEST_F(LocalPaths, GuardCoversTheMachineWideFoldersButNotWhatIsInThem) {
 TEST_F(LocalPaths, UserFoldersFollowTheXdgMapping) {
     const QString h = home().home();
     qputenv("XDG_CONFIG_HOME", "relative/config"); // ignored: not a full path
-    EXPECT_EQ(BMLocalPaths::userDirectory(), h);
-    EXPECT_EQ(BMLocalPaths::prefsDirectory(true), h + "/.config");
-    EXPECT_EQ(BMLocalPaths::cacheDirectory(true), h + "/.cache");
-    EXPECT_EQ(BMLocalPaths::logDirectory(true), h + "/.local/state");
-    EXPECT_EQ(BMLocalPaths::trashDirectory(), h + "/.local/share/Trash");
-    EXPECT_EQ(BMLocalPaths::launchAgentsDirectory(true), h + "/.config/systemd/user");
-    EXPECT_EQ(BMLocalPaths::prefsDirectory(false), home().machineRoot() + "/etc/xdg");
-    EXPECT_EQ(BMLocalPaths::username(), "jo");
+    using P = BMLocalPaths;
+    EXPECT_EQ((QStringList{P::userDirectory(), P::prefsDirectory(true), P::cacheDirectory(true),
+                           P::logDirectory(true), P::trashDirectory(), P::launchAgentsDirectory(true),
+                           P::prefsDirectory(false), P::username()}),
+              (QStringList{h, h + "/.config", h + "/.cache", h + "/.local/state", h + "/.local/share/Trash",
+                           h + "/.config/systemd/user", home().machineRoot() + "/etc/xdg", "jo"}));
     EXPECT_TRUE(BMLocalPaths::adminApplicationDirectory(true).isNull());
 }
 
@@ -77,41 +75,36 @@ TEST_F(LocalPaths, AsRootTheConsoleUsersFoldersAreMeant) {
     home().platform().uid = 0;
     home().platform().user = "root";
     home().platform().homes.insert("jo", joHome);
-    EXPECT_EQ(BMLocalPaths::userDirectory(), joHome);
-    EXPECT_EQ(BMLocalPaths::username(), "jo");
-    EXPECT_EQ(BMLocalPaths::libraryDirectory(true), joHome + "/.local/share");
-    EXPECT_EQ(BMLocalPaths::trashDirectory(), joHome + "/.local/share/Trash");
     // The machine-wide domain is nobody's and stays where it is.
-    EXPECT_EQ(BMLocalPaths::prefsDirectory(false), home().machineRoot() + "/etc/xdg");
+    EXPECT_EQ((QStringList{BMLocalPaths::userDirectory(), BMLocalPaths::username(),
+                           BMLocalPaths::trashDirectory(), BMLocalPaths::prefsDirectory(false)}),
+              (QStringList{joHome, "jo", joHome + "/.local/share/Trash", home().machineRoot() + "/etc/xdg"}));
     EXPECT_TRUE(BMLocalPaths::isActingForConsoleUser());
 
     // Root at the console is an ordinary user.
     home().platform().console = "root";
-    EXPECT_EQ(BMLocalPaths::userDirectory(), home().home());
     EXPECT_EQ(BMLocalPaths::libraryDirectory(true), home().home() + "/.local/share");
     EXPECT_FALSE(BMLocalPaths::isActingForConsoleUser());
 
     // With nobody at the console the user's folders are unknown.
     for (const char* console : {"", "loginwindow"}) {
         home().platform().console = console;
-        EXPECT_TRUE(BMLocalPaths::currentConsoleUser().isNull()) << console;
-        EXPECT_TRUE(BMLocalPaths::username().isNull()) << console;
-        EXPECT_TRUE(BMLocalPaths::userDirectory().isNull()) << console;
-        EXPECT_TRUE(BMLocalPaths::libraryDirectory(true).isNull()) << console;
+        EXPECT_TRUE(BMLocalPaths::currentConsoleUser().isNull() && BMLocalPaths::username().isNull() &&
+                    BMLocalPaths::userDirectory().isNull() && BMLocalPaths::libraryDirectory(true).isNull())
+            << console;
     }
 }
 
 TEST(RootRule, MacTextRuleKeepsItsOffByOneAndLinuxRebasesOnlyWhatLiesInRootsHome) {
-    EXPECT_EQ(BMLocalPaths::applyMacRootRule("/var/root/Library", "/Users/jo"), "/Users/jo/Library");
-    // Sixteen characters of a seventeen-character prefix: the "t" stays.
-    EXPECT_EQ(BMLocalPaths::applyMacRootRule("/private/var/root/Library", "/Users/jo"),
-              "/Users/jo/t/Library");
-    EXPECT_EQ(BMLocalPaths::applyMacRootRule("/Library/Caches", "/Users/jo"), "/Users/jo/Library/Caches");
+    QStringList mac, onLinux;
+    // Sixteen characters of the seventeen-character "/private/var/root": the "t" stays.
+    for (const char* path : {"/var/root/Library", "/private/var/root/Library", "/Library/Caches"})
+        mac << BMLocalPaths::applyMacRootRule(path, "/Users/jo");
+    for (const char* path : {"/root/.config", "/root", "/rootless/x", "/srv/state"})
+        onLinux << BMLocalPaths::applyLinuxRootRule(path, "/root", "/home/jo");
+    EXPECT_EQ(mac, (QStringList{"/Users/jo/Library", "/Users/jo/t/Library", "/Users/jo/Library/Caches"}));
+    EXPECT_EQ(onLinux, (QStringList{"/home/jo/.config", "/home/jo", "/rootless/x", "/srv/state"}));
     EXPECT_TRUE(BMLocalPaths::applyMacRootRule("/var/root/Library", QString()).isNull());
-    EXPECT_EQ(BMLocalPaths::applyLinuxRootRule("/root/.config", "/root", "/home/jo"), "/home/jo/.config");
-    EXPECT_EQ(BMLocalPaths::applyLinuxRootRule("/root", "/root", "/home/jo"), "/home/jo");
-    EXPECT_EQ(BMLocalPaths::applyLinuxRootRule("/rootless/x", "/root", "/home/jo"), "/rootless/x");
-    EXPECT_EQ(BMLocalPaths::applyLinuxRootRule("/srv/state", "/root", "/home/jo"), "/srv/state");
     EXPECT_TRUE(BMLocalPaths::applyLinuxRootRule("/root/.config", "/root", QString()).isNull());
 }
 
