@@ -74,12 +74,14 @@ protected:
     QString m_source;
 };
 
-TEST_F(Archives, TheFolderIsAtTheTopUnlessOnlyItsContentsAreWanted) {
-    const QString zip = home().makeFolder("work/out") + "/Cut 1.zip";
+TEST_F(Archives, TheFolderIsAtTheTopUnlessOnlyItsContentsAreWantedAndAnOldArchiveGoesToTheTrash) {
+    const QString zip = writeWork("Cut 1.zip", "the old archive");
     EXPECT_TRUE(BMFileManager::compressFile(m_source, zip));
     EXPECT_EQ(unzipList(zip), (QStringList{"Cut 1/", "Cut 1/Cut 1_0101.fcp", "Cut 1/latest", "Cut 1/older/",
                                            "Cut 1/older/Cut 1_0001.fcp"}));
     EXPECT_EQ(BMTaskEx::terminationCodeFromTask("/usr/bin/unzip", {"-tq", zip}), 0);
+    EXPECT_EQ(readFile(trash() + "/files/Cut 1.zip"), "the old archive");
+    EXPECT_EQ(trashedFrom(trash(), "Cut 1.zip"), zip);
 
     EXPECT_TRUE(BMFileManager::compressFile(m_source, work("contents.zip"), false));
     EXPECT_EQ(unzipList(work("contents.zip")),
@@ -89,20 +91,12 @@ TEST_F(Archives, TheFolderIsAtTheTopUnlessOnlyItsContentsAreWanted) {
 
     EXPECT_FALSE(BMFileManager::compressFile(work("missing"), work("none.zip")));
     EXPECT_FALSE(FileTree::exists(work("none.zip")));
-    EXPECT_TRUE(QDir(work()).entryList(QDir::Hidden | QDir::Files).filter("partial").isEmpty());
+    // No half-written archive is left beside the results.
+    EXPECT_EQ(QDir(work()).entryList(QDir::Files | QDir::Hidden, QDir::Name),
+              (QStringList{"Cut 1.zip", "contents.zip", "one.zip"}));
 }
 
-TEST_F(Archives, CompressingOverAnExistingArchiveTrashesTheOldOne) {
-    const QString zip = writeWork("Cut 1.zip", "the old archive");
-    EXPECT_TRUE(BMFileManager::compressFile(m_source, zip));
-    EXPECT_EQ(unzipList(zip).first(), "Cut 1/");
-    EXPECT_EQ(readFile(trash() + "/files/Cut 1.zip"), "the old archive");
-    EXPECT_EQ(trashedFrom(trash(), "Cut 1.zip"), zip);
-    // No half-written archive is left beside the result.
-    EXPECT_EQ(QDir(work()).entryList({"*.partial"}, QDir::AllEntries | QDir::Hidden), QStringList());
-}
-
-TEST_F(Archives, ExtractionGivesBackWhatWasArchivedAndTrashesWhatWasThere) {
+TEST_F(Archives, ExtractionGivesBackWhatWasArchivedTrashesWhatWasThereAndDropsMacMetadata) {
     const QString zip = work("Cut 1.zip");
     ASSERT_TRUE(BMFileManager::compressFile(m_source, zip));
     const QString out = writeWork("restored/mine.txt", "mine").section('/', 0, -2);
@@ -116,17 +110,12 @@ TEST_F(Archives, ExtractionGivesBackWhatWasArchivedAndTrashesWhatWasThere) {
     const QString notZip = writeWork("notes.zip", "plain text, not an archive");
     EXPECT_FALSE(BMFileManager::decompressFile(notZip, work("out")));
     EXPECT_FALSE(FileTree::exists(work("out")));
-}
-
-TEST_F(FileOpsTest, LinksThatStayInsideAreExtractedAndMacMetadataIsNot) {
-    const QString zip = work("links.zip");
     writeRawZip(
-        zip,
+        work("links.zip"),
         {{"a/clip.mov", "clip", {}}, {"b/link", {}, "../a/clip.mov"}, {"__MACOSX/a/._clip.mov", "fork", {}}});
-    const QString out = work("out");
-    EXPECT_TRUE(BMFileManager::decompressFile(zip, out));
-    EXPECT_EQ(treeOf(out), (QStringList{"a", "a/clip.mov", "b", "b/link"}));
-    EXPECT_EQ(readFile(out + "/b/link"), "clip");
+    EXPECT_TRUE(BMFileManager::decompressFile(work("links.zip"), work("out")));
+    EXPECT_EQ(treeOf(work("out")), (QStringList{"a", "a/clip.mov", "b", "b/link"}));
+    EXPECT_EQ(readFile(work("out/b/link")), "clip");
 }
 
 struct HostileRow {

@@ -23,7 +23,7 @@ const QStringList kRight{"/bin/true"}; // the run that obtains the right
 
 struct GuardRow {
     const char* name;
-    std::function<QString(TempHome&)> path; // the protected path
+    const char* path; // the protected path; "~" stands for the test's home
 };
 
 struct RefusalRow {
@@ -32,44 +32,32 @@ struct RefusalRow {
     std::function<bool(const QString& path, const QString& elsewhere)> call;
 };
 
-const GuardRow kSystemWide[] = {{"FileSystemRoot", [](TempHome&) { return QString("/"); }},
-                                {"Volumes", [](TempHome&) { return QString("/Volumes"); }}};
+const GuardRow kSystemWide[] = {{"FileSystemRoot", "/"}, {"Volumes", "/Volumes"}};
 
 // Inside the test's temporary folder: even a guard that failed could only harm that.
 const GuardRow kInHome[] = {
-    {"Home", [](TempHome& h) { return h.home(); }},
-    {"Desktop", [](TempHome&) { return BMLocalPaths::desktopDirectory(); }},
-    {"Library", [](TempHome&) { return BMLocalPaths::libraryDirectory(true); }},
-    {"LocalApplicationSupport", [](TempHome&) { return BMLocalPaths::appSupportDirectory(false); }},
-    {"HomeSpelledWithDotDot", [](TempHome& h) { return h.home() + "/Desktop/.."; }},
-    {"HomeWithDoubleSlash", [](TempHome& h) { return h.home() + "//."; }},
-};
+    {"Home", "~"}, {"HomeSpelledWithDotDot", "~/Desktop/.."}, {"HomeWithDoubleSlash", "~//."}};
 
 const char kTrash[] = "Unable to trash path %1 because it is a system directory.";
 const char kDelete[] = "Unable to delete path %1 because it is a system directory.";
 const char kMove[] = "Unable to move path %1 because it is a system directory.";
 
 const RefusalRow kPrivileged[] = {
-    {"Remove", kDelete, [](const QString& p, const QString&) { return auth().authRemoveFile(p); }},
-    {"Move", kMove, [](const QString& p, const QString& e) { return auth().authMoveFile(p, e); }},
-    {"Trash", kTrash, [](const QString& p, const QString&) { return auth().authTrashFile(p); }},
-    {"TrashDeletingOnRootAccount", kTrash,
-     [](const QString& p, const QString&) { return auth().authTrashFile(p, true); }},
+    {"Remove", kDelete, [](auto& p, auto&) { return auth().authRemoveFile(p); }},
+    {"Move", kMove, [](auto& p, auto& e) { return auth().authMoveFile(p, e); }},
+    {"Trash", kTrash, [](auto& p, auto&) { return auth().authTrashFile(p); }},
     {"TrashFolderContents", "Unable to trash folder contents of path %1 because it is a system directory.",
-     [](const QString& p, const QString&) { return auth().authTrashFolderContents(p, true); }},
+     [](auto& p, auto&) { return auth().authTrashFolderContents(p, true); }},
     {"MoveFolderContents", "Unable to move contents of path %1 because it is a system directory.",
-     [](const QString& p, const QString& e) { return auth().authMoveFolderContents(p, e); }},
+     [](auto& p, auto& e) { return auth().authMoveFolderContents(p, e); }},
 };
 
 // The file operations try in this process first, so they only meet protected folders that
 // lie inside the test's own.
 const RefusalRow kFileManager[] = {
-    {"FileManagerTrash", kTrash,
-     [](const QString& p, const QString&) { return BMFileManager::trashFile(p); }},
-    {"FileManagerRemove", kDelete,
-     [](const QString& p, const QString&) { return BMFileManager::removeFile(p); }},
-    {"FileManagerMove", kMove,
-     [](const QString& p, const QString& e) { return BMFileManager::moveFile(p, e); }},
+    {"FileManagerTrash", kTrash, [](auto& p, auto&) { return BMFileManager::trashFile(p); }},
+    {"FileManagerRemove", kDelete, [](auto& p, auto&) { return BMFileManager::removeFile(p); }},
+    {"FileManagerMove", kMove, [](auto& p, auto& e) { return BMFileManager::moveFile(p, e); }},
 };
 
 class GuardRefusal : public FileOpsTest,
@@ -79,7 +67,8 @@ TEST_P(GuardRefusal, RefusesWithTheMessageAndTouchesNothing) {
     const auto& [where, operation] = GetParam();
     grantingPkexec(); // a right that would be granted: only the guard stands in the way
     const RecordingTool rm = fakeTool(Tool::Rm), mv = fakeTool(Tool::Mv);
-    const QString path = where.path(home()), marker = QDir::cleanPath(path) + "/keep.txt";
+    const QString path = QString(where.path).replace('~', home().home());
+    const QString marker = QDir::cleanPath(path) + "/keep.txt";
     const bool real = path.startsWith(home().root());
     if (real)
         home().writeFile(marker.mid(home().root().size() + 1), "keep");
@@ -137,10 +126,8 @@ TEST_F(FileOpsTest, TheRightIsObtainedOnceAndTheStandardToolsRunWithExactArgumen
     const QString a = home().writeFile(documents + "/Old Cuts/jö a.mov", "cut"), b = work("dest b.mov");
     EXPECT_FALSE(auth().isAuthorized());
     EXPECT_TRUE(auth().authCopyFile(a, b));
-    EXPECT_TRUE(auth().isAuthorized());
-    EXPECT_TRUE(auth().authRemoveFile(b));
-    EXPECT_TRUE(auth().authMoveFile(a, b));
-    EXPECT_TRUE(auth().authCreateDir(b + "-folder/x/y"));
+    EXPECT_TRUE(auth().isAuthorized() && auth().authRemoveFile(b) && auth().authMoveFile(a, b) &&
+                auth().authCreateDir(b + "-folder/x/y"));
     EXPECT_EQ(auth().authExecTask("/usr/bin/touch", {"-c", b}), 0);
     EXPECT_EQ(m_pkexec.calls(), (QList<QStringList>{kRight,
                                                     {"/bin/cp", "-f", "-p", "-R", a, b},
@@ -198,15 +185,7 @@ TEST_F(FileOpsTest, CredentialsAreRefusedClearlyWhereThePlatformCannotTakeThem) 
 
 // ---- Trash ------------------------------------------------------------------------------
 
-TEST_F(FileOpsTest, TimestampedNameKeepsTheBareDot) {
-    const QDateTime when(QDate(2015, 1, 1), QTime(12, 0, 0));
-    EXPECT_EQ(BMAuthorization::timestampedTrashName("a.mov", when), "a_20150101120000.mov");
-    EXPECT_EQ(BMAuthorization::timestampedTrashName("Project", when), "Project_20150101120000.");
-    EXPECT_EQ(BMAuthorization::timestampedTrashName("My Cut.v2.prproj", when),
-              "My Cut.v2_20150101120000.prproj");
-}
-
-TEST_F(FileOpsTest, PrivilegedTrashRenamesWhenTheNameIsTakenAndLeavesARestoreRecord) {
+TEST_F(FileOpsTest, PrivilegedTrashRenamesWithATimestampWhenTheNameIsTakenAndLeavesARestoreRecord) {
     grantingPkexec();
     const QString items = home().platform().trashItemsFolder(trash());
     home().writeFile(items.mid(home().root().size() + 1) + "/a.mov", "older");
@@ -221,6 +200,11 @@ TEST_F(FileOpsTest, PrivilegedTrashRenamesWhenTheNameIsTakenAndLeavesARestoreRec
     EXPECT_EQ(readFile(items + '/' + names[0]), "newer");
     EXPECT_EQ(trashedFrom(trash(), names[0]), a);
     EXPECT_EQ(m_pkexec.calls().last(), (QStringList{"/bin/mv", "-f", a, items + '/' + names[0]}));
+    const QDateTime when(QDate(2015, 1, 1), QTime(12, 0, 0));
+    EXPECT_EQ(BMAuthorization::timestampedTrashName("a.mov", when), "a_20150101120000.mov");
+    EXPECT_EQ(BMAuthorization::timestampedTrashName("Project", when), "Project_20150101120000.");
+    EXPECT_EQ(BMAuthorization::timestampedTrashName("My Cut.v2.prproj", when),
+              "My Cut.v2_20150101120000.prproj");
 }
 
 TEST_F(FileOpsTest, FolderContentsGoOneByOneAndStopAtTheFirstFailure) {
@@ -251,21 +235,7 @@ protected:
     }
 };
 
-TEST_F(AsRoot, ToolsRunDirectlyWithoutAskingForTheRight) {
-    const QString a = writeWork("a/b.txt", "x"), copy = work("copy");
-    EXPECT_TRUE(auth().authCopyFile(work("a"), copy));
-    EXPECT_EQ(readFile(copy + "/b.txt"), "x");
-    EXPECT_TRUE(auth().authCreateDir(work("n/e/w")));
-    EXPECT_TRUE(QFileInfo(work("n/e/w")).isDir());
-    EXPECT_TRUE(auth().authMoveFile(a, work("moved.txt")));
-    EXPECT_EQ(readFile(work("moved.txt")), "x");
-    EXPECT_TRUE(auth().authRemoveFile(copy));
-    EXPECT_FALSE(QFileInfo::exists(copy));
-    EXPECT_EQ(auth().authExecTask("/bin/sh", {"-c", "exit 3"}), 0);
-    EXPECT_TRUE(m_pkexec.calls().isEmpty());
-}
-
-TEST_F(AsRoot, WithNobodyAtTheConsoleTrashDeletesOnlyWhenAskedTo) {
+TEST_F(AsRoot, WithNobodyAtTheConsoleTrashDeletesOnlyWhenAskedToAndToolsRunDirectly) {
     home().platform().user = "root";
     home().platform().console = QString();
     BMAuthorization::installShared(std::make_unique<BMAuthorization>());
@@ -280,6 +250,14 @@ TEST_F(AsRoot, WithNobodyAtTheConsoleTrashDeletesOnlyWhenAskedTo) {
     writeWork("vault/y", "y");
     EXPECT_TRUE(auth().authTrashFolderContents(work("vault"), true));
     EXPECT_TRUE(QDir(work("vault")).isEmpty());
+    // The tools run directly, without asking for the right.
+    writeWork("a/b.txt", "x");
+    EXPECT_TRUE(auth().authCopyFile(work("a"), work("copy")));
+    EXPECT_EQ(readFile(work("copy/b.txt")), "x");
+    EXPECT_TRUE(auth().authRemoveFile(work("copy")));
+    EXPECT_FALSE(QFileInfo::exists(work("copy")));
+    EXPECT_EQ(auth().authExecTask("/bin/sh", {"-c", "exit 3"}), 0);
+    EXPECT_TRUE(m_pkexec.calls().isEmpty());
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "foundation/BMLocalPaths.h"
 #include "foundation/BMLog.h"
 #include "foundation/CopyStream.h"
+#include "foundation/PlistFile.h"
 #include "foundation/platform/linux/LinuxPlatform.h"
 
 #include <QDirIterator>
@@ -10,10 +11,24 @@
 #include <QFileInfo>
 
 #include <gtest/gtest.h>
+#include <plist/plist.h>
 
 QByteArray readFile(const QString& path) {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QByteArray binaryPlist(const QVariant& value) {
+    const QByteArray xml = PlistFile::toXml(value);
+    plist_t root = nullptr;
+    plist_from_xml(xml.constData(), uint32_t(xml.size()), &root);
+    char* binary = nullptr;
+    uint32_t length = 0;
+    plist_to_bin(root, &binary, &length);
+    const QByteArray bytes(binary, qsizetype(length));
+    plist_to_bin_free(binary);
+    plist_free(root);
+    return bytes;
 }
 
 RecordingTool::RecordingTool(const QString& path, const QByteArray& body) : m_path(path) {
@@ -69,9 +84,7 @@ QString FileOpsTest::logText() const {
 }
 
 QString FileOpsTest::script(const QString& name, const QByteArray& body) {
-    const QString path = home().writeFile("tools/" + name, "#!/bin/sh\n" + body + "\n");
-    QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    return path;
+    return RecordingTool(home().writeFile("tools/" + name), body).path();
 }
 
 RecordingTool FileOpsTest::fakeTool(Tool tool, const QByteArray& body) {

@@ -13,6 +13,8 @@
 #include <optional>
 
 QByteArray readFile(const QString& path);
+// The value as libplist writes a binary property list.
+QByteArray binaryPlist(const QVariant& value);
 
 // A command-line tool stand-in: a shell script that appends its arguments to a record file,
 // then runs `body`.

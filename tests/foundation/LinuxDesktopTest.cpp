@@ -67,7 +67,6 @@ INSTANTIATE_TEST_SUITE_P(
         ExecCase{
             "UrlsAreFileUrls", "editor %U", {"/a b/é.prproj"}, {{"editor", "file:///a%20b/%C3%A9.prproj"}}},
         ExecCase{"NoFileCodeAppendsTheFiles", "wine editor.exe", {"/a/1"}, {{"wine", "editor.exe", "/a/1"}}},
-        ExecCase{"LaunchingDropsTheFileCodes", "editor %f --new", {}, {{"editor", "--new"}}},
         ExecCase{"QuotedArgumentsKeepBlanksAndEscapes",
                  R"("/opt/Cut Room/run" "say \"hi\\\\\"" %F)",
                  {"/x"},
@@ -82,7 +81,7 @@ INSTANTIATE_TEST_SUITE_P(
         ExecCase{"NoExecIsNoCommand", "", {"/x"}, {}}),
     [](const ::testing::TestParamInfo<ExecCase>& info) { return std::string(info.param.rowName); });
 
-TEST_F(LinuxDesktop, FilesGoToTheEditorsDesktopEntryFoundByIdentifierOrOtherName) {
+TEST_F(LinuxDesktop, FilesGoToTheEditorsDesktopEntryFoundByIdentifierOrOtherNameElseToTheDefaultApplication) {
     const QString entry = install("com.adobe.AdobePremierePro", "premiere %F");
     EXPECT_EQ(desktop.applicationPathForBundleIdentifier("com.adobe.AdobePremierePro"), entry);
     EXPECT_TRUE(desktop.applicationPathForBundleIdentifier("com.apple.FinalCutPro").isNull());
@@ -90,13 +89,13 @@ TEST_F(LinuxDesktop, FilesGoToTheEditorsDesktopEntryFoundByIdentifierOrOtherName
     EXPECT_TRUE(desktop.openFiles({"/p/1.prproj", "/p/2.prproj"}, "com.adobe.AdobePremierePro"));
     install("avid-media-composer", "avid %f");
     EXPECT_TRUE(desktop.launchApplication("com.avid.MediaComposer"));
-    EXPECT_EQ(desktop.started, (QList<QStringList>{{"premiere", "/p/1.prproj", "/p/2.prproj"}, {"avid"}}));
-}
-
-TEST_F(LinuxDesktop, WithoutAnEditorEachFileGoesToTheDefaultApplication) {
+    // Without an editor each file goes to the default application.
     EXPECT_TRUE(desktop.openFiles({"/m/1.motn", "/m/2.motn"}, "com.apple.motion"));
     EXPECT_FALSE(desktop.launchApplication("com.apple.motion"));
-    EXPECT_EQ(desktop.started, (QList<QStringList>{{"xdg-open", "/m/1.motn"}, {"xdg-open", "/m/2.motn"}}));
+    EXPECT_EQ(desktop.started, (QList<QStringList>{{"premiere", "/p/1.prproj", "/p/2.prproj"},
+                                                   {"avid"},
+                                                   {"xdg-open", "/m/1.motn"},
+                                                   {"xdg-open", "/m/2.motn"}}));
 }
 
 TEST_F(LinuxDesktop, RevealAsksTheFileManagerThenOpensTheFolder) {

@@ -9,14 +9,13 @@
 #include <sys/xattr.h>
 
 TEST(LinuxPlatform, ParsesOsReleaseSeatFileAndDiskLabels) {
-    auto v = LinuxPlatform::parseOsReleaseVersion("NAME=\"Debian GNU/Linux\"\nVERSION_ID=\"12\"\n");
-    ASSERT_TRUE(v);
-    EXPECT_EQ(std::tuple(v->major, v->minor, v->bugfix), std::tuple(12, 0, 0));
-    v = LinuxPlatform::parseOsReleaseVersion("VERSION_ID=22.04.3\n");
-    ASSERT_TRUE(v);
-    EXPECT_EQ(std::tuple(v->major, v->minor, v->bugfix), std::tuple(22, 4, 3));
-    EXPECT_FALSE(LinuxPlatform::parseOsReleaseVersion("NAME=Arch\n"));
-    EXPECT_FALSE(LinuxPlatform::parseOsReleaseVersion("VERSION_ID=rolling\n"));
+    const auto version = [](const char* text) {
+        const auto v = LinuxPlatform::parseOsReleaseVersion(text);
+        return v ? QString("%1.%2.%3").arg(v->major).arg(v->minor).arg(v->bugfix) : QString();
+    };
+    EXPECT_EQ(version("NAME=\"Debian GNU/Linux\"\nVERSION_ID=\"12\"\n"), "12.0.0");
+    EXPECT_EQ(version("VERSION_ID=22.04.3\n"), "22.4.3");
+    EXPECT_TRUE(version("NAME=Arch\n").isNull() && version("VERSION_ID=rolling\n").isNull());
     EXPECT_EQ(LinuxPlatform::parseSeatActiveUid("IS_SEAT0=1\nACTIVE=c2\nACTIVE_UID=1000\n"), "1000");
     EXPECT_TRUE(LinuxPlatform::parseSeatActiveUid("IS_SEAT0=1\n").isEmpty());
     EXPECT_EQ(LinuxPlatform::unescapeDiskLabel("Media\\x20Drive"), "Media Drive");
@@ -42,17 +41,6 @@ TEST(LinuxPlatform, MachineWithoutASeatIsUsedByTheProcesssOwnUser) {
     EXPECT_EQ(platform.consoleUser(), platform.userName());
 }
 
-TEST(LinuxPlatform, AfpInfoCarriesTheFinderInfoAtOffsetSixteen) {
-    QByteArray finder(32, 0);
-    finder.replace(0, 8, "FCPFKeyG");
-    const QByteArray record = LinuxPlatform::afpInfoWithFinderInfo(QByteArray(), finder);
-    EXPECT_EQ(record.size(), 60);
-    EXPECT_TRUE(record.startsWith(QByteArray("AFP\0\0\1\0\0", 8)));
-    EXPECT_EQ(record.mid(16, 32), finder);
-    EXPECT_EQ(LinuxPlatform::finderInfoFromAfpInfo(record), finder);
-    EXPECT_FALSE(LinuxPlatform::finderInfoFromAfpInfo(QByteArray("XYZ") + QByteArray(57, 0)));
-}
-
 using PlatformFiles = TempHomeTest;
 
 TEST_F(PlatformFiles, FinderInfoFromEitherAttributeTheSharesRecordWinningAndKeptUpToDate) {
@@ -72,8 +60,12 @@ TEST_F(PlatformFiles, FinderInfoFromEitherAttributeTheSharesRecordWinningAndKept
     // A file a Mac left on a netatalk share, with more attribute names than one listing holds.
     for (int n = 0; n < 40; ++n)
         ASSERT_TRUE(set("user.vestry.padding-attribute-with-a-long-name-" + QByteArray::number(n), "x"));
-    ASSERT_TRUE(set(LinuxPlatform::netatalkAttribute,
-                    LinuxPlatform::afpInfoWithFinderInfo(QByteArray(), info("FCPF"))));
+    const QByteArray record = LinuxPlatform::afpInfoWithFinderInfo(QByteArray(), info("FCPF"));
+    EXPECT_EQ(record.size(), 60);
+    EXPECT_TRUE(record.startsWith(QByteArray("AFP\0\0\1\0\0", 8)));
+    EXPECT_EQ(record.mid(16, 32), info("FCPF")); // the FinderInfo's place in the record
+    EXPECT_FALSE(LinuxPlatform::finderInfoFromAfpInfo(QByteArray("XYZ") + QByteArray(57, 0)));
+    ASSERT_TRUE(set(LinuxPlatform::netatalkAttribute, record));
     EXPECT_EQ(platform.finderInfo(file), info("FCPF"));
     QByteArray labelled = info("FCPF");
     labelled[9] = 0x0C;

@@ -23,35 +23,30 @@ TEST_P(SystemDirectoryGuard, RefusesOnlyWhatTheRulesSay) {
         << path.toStdString();
 }
 
+// Two characters go with a trailing slash, so "~/" escapes the exact list; prefixes are text,
+// not path components.
 INSTANTIATE_TEST_SUITE_P(
     Paths, SystemDirectoryGuard,
     ::testing::Values(
         GuardCase{"Root", "/", true, true}, GuardCase{"Empty", "", false, false},
         GuardCase{"TwoCharacters", "/a", false, false}, GuardCase{"Volumes", "/Volumes", true, true},
-        GuardCase{"AVolume", "/Volumes/Disk", false, false},
-        GuardCase{"UsersShared", "/Users/Shared", true, true}, GuardCase{"TheHome", "~", true, true},
-        // Two characters go with a trailing slash, so the folder escapes the exact list.
+        GuardCase{"AVolume", "/Volumes/Disk", false, false}, GuardCase{"TheHome", "~", true, true},
         GuardCase{"TheHomeWithSlash", "~/", false, false}, GuardCase{"Desktop", "~/Desktop", true, true},
         GuardCase{"DesktopWithSlash", "~/Desktop/", false, false},
         GuardCase{"FileOnTheDesktop", "~/Desktop/cut.prproj", false, false},
-        GuardCase{"Documents", "~/Documents", true, true}, GuardCase{"Preferences", "~/.config", true, true},
-        GuardCase{"Caches", "~/.cache", true, true}, GuardCase{"Library", "~/.local/share", true, true},
+        GuardCase{"Documents", "~/Documents", true, true}, GuardCase{"Library", "~/.local/share", true, true},
         GuardCase{"UsrLocalX", "/usr/local/x", false, true},
         GuardCase{"UsrLocalXExact", "/usr/local/x", true, false},
-        // Prefixes are text, not path components.
-        GuardCase{"Usrlocal", "/usrlocal", false, true}, GuardCase{"Variable", "/var/tmp/x", false, true},
+        GuardCase{"Usrlocal", "/usrlocal", false, true},
         GuardCase{"PrivateVar", "/private/var/db", false, true},
-        GuardCase{"System", "/System/Library", false, true},
         GuardCase{"LibraryWithSlashKeepsNoPrefix", "/Library/", false, false},
         GuardCase{"SlashStillCaughtByPrefix", "/usr/local/", false, true},
         GuardCase{"ShortSlashEscapesEvenThePrefix", "/usr/", false, false},
         GuardCase{"LinuxHome", "/home", true, true}, GuardCase{"LinuxHomeUser", "/home/jo", false, false},
         GuardCase{"LinuxRoot", "/root", true, true}, GuardCase{"Media", "/media", true, true},
-        GuardCase{"Mnt", "/mnt", true, true}, GuardCase{"RunMedia", "/run/media", true, true},
-        GuardCase{"Opt", "/opt", true, true}, GuardCase{"OptApp", "/opt/app", false, false},
-        GuardCase{"Lib64", "/lib64", true, true}, GuardCase{"EtcFile", "/etc/passwd", false, true},
+        GuardCase{"OptApp", "/opt/app", false, false}, GuardCase{"EtcFile", "/etc/passwd", false, true},
         GuardCase{"EtcFileExact", "/etc/passwd", true, false}, GuardCase{"Proc", "/proc/1", false, true},
-        GuardCase{"Dev", "/dev/null", false, true}, GuardCase{"Boot", "/boot", false, true}),
+        GuardCase{"Boot", "/boot", false, true}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(LocalPaths, GuardCoversTheMachineWideFoldersButNotWhatIsInThem) {
@@ -66,14 +61,12 @@ TEST_F(LocalPaths, GuardCoversTheMachineWideFoldersButNotWhatIsInThem) {
 TEST_F(LocalPaths, UserFoldersFollowTheXdgMapping) {
     const QString h = home().home();
     qputenv("XDG_CONFIG_HOME", "relative/config"); // ignored: not a full path
-    EXPECT_EQ(BMLocalPaths::userDirectory(), h);
-    EXPECT_EQ(BMLocalPaths::prefsDirectory(true), h + "/.config");
-    EXPECT_EQ(BMLocalPaths::cacheDirectory(true), h + "/.cache");
-    EXPECT_EQ(BMLocalPaths::logDirectory(true), h + "/.local/state");
-    EXPECT_EQ(BMLocalPaths::trashDirectory(), h + "/.local/share/Trash");
-    EXPECT_EQ(BMLocalPaths::launchAgentsDirectory(true), h + "/.config/systemd/user");
-    EXPECT_EQ(BMLocalPaths::prefsDirectory(false), home().machineRoot() + "/etc/xdg");
-    EXPECT_EQ(BMLocalPaths::username(), "jo");
+    using P = BMLocalPaths;
+    EXPECT_EQ((QStringList{P::userDirectory(), P::prefsDirectory(true), P::cacheDirectory(true),
+                           P::logDirectory(true), P::trashDirectory(), P::launchAgentsDirectory(true),
+                           P::prefsDirectory(false), P::username()}),
+              (QStringList{h, h + "/.config", h + "/.cache", h + "/.local/state", h + "/.local/share/Trash",
+                           h + "/.config/systemd/user", home().machineRoot() + "/etc/xdg", "jo"}));
     EXPECT_TRUE(BMLocalPaths::adminApplicationDirectory(true).isNull());
 }
 
@@ -82,48 +75,42 @@ TEST_F(LocalPaths, AsRootTheConsoleUsersFoldersAreMeant) {
     home().platform().uid = 0;
     home().platform().user = "root";
     home().platform().homes.insert("jo", joHome);
-    EXPECT_EQ(BMLocalPaths::userDirectory(), joHome);
-    EXPECT_EQ(BMLocalPaths::username(), "jo");
-    EXPECT_EQ(BMLocalPaths::libraryDirectory(true), joHome + "/.local/share");
-    EXPECT_EQ(BMLocalPaths::trashDirectory(), joHome + "/.local/share/Trash");
     // The machine-wide domain is nobody's and stays where it is.
-    EXPECT_EQ(BMLocalPaths::prefsDirectory(false), home().machineRoot() + "/etc/xdg");
+    EXPECT_EQ((QStringList{BMLocalPaths::userDirectory(), BMLocalPaths::username(),
+                           BMLocalPaths::trashDirectory(), BMLocalPaths::prefsDirectory(false)}),
+              (QStringList{joHome, "jo", joHome + "/.local/share/Trash", home().machineRoot() + "/etc/xdg"}));
     EXPECT_TRUE(BMLocalPaths::isActingForConsoleUser());
 
     // Root at the console is an ordinary user.
     home().platform().console = "root";
-    EXPECT_EQ(BMLocalPaths::userDirectory(), home().home());
     EXPECT_EQ(BMLocalPaths::libraryDirectory(true), home().home() + "/.local/share");
     EXPECT_FALSE(BMLocalPaths::isActingForConsoleUser());
 
     // With nobody at the console the user's folders are unknown.
     for (const char* console : {"", "loginwindow"}) {
         home().platform().console = console;
-        EXPECT_TRUE(BMLocalPaths::currentConsoleUser().isNull()) << console;
-        EXPECT_TRUE(BMLocalPaths::username().isNull()) << console;
-        EXPECT_TRUE(BMLocalPaths::userDirectory().isNull()) << console;
-        EXPECT_TRUE(BMLocalPaths::libraryDirectory(true).isNull()) << console;
+        EXPECT_TRUE(BMLocalPaths::currentConsoleUser().isNull() && BMLocalPaths::username().isNull() &&
+                    BMLocalPaths::userDirectory().isNull() && BMLocalPaths::libraryDirectory(true).isNull())
+            << console;
     }
 }
 
 TEST(RootRule, MacTextRuleKeepsItsOffByOneAndLinuxRebasesOnlyWhatLiesInRootsHome) {
-    EXPECT_EQ(BMLocalPaths::applyMacRootRule("/var/root/Library", "/Users/jo"), "/Users/jo/Library");
-    // Sixteen characters of a seventeen-character prefix: the "t" stays.
-    EXPECT_EQ(BMLocalPaths::applyMacRootRule("/private/var/root/Library", "/Users/jo"),
-              "/Users/jo/t/Library");
-    EXPECT_EQ(BMLocalPaths::applyMacRootRule("/Library/Caches", "/Users/jo"), "/Users/jo/Library/Caches");
+    QStringList mac, onLinux;
+    // Sixteen characters of the seventeen-character "/private/var/root": the "t" stays.
+    for (const char* path : {"/var/root/Library", "/private/var/root/Library", "/Library/Caches"})
+        mac << BMLocalPaths::applyMacRootRule(path, "/Users/jo");
+    for (const char* path : {"/root/.config", "/root", "/rootless/x", "/srv/state"})
+        onLinux << BMLocalPaths::applyLinuxRootRule(path, "/root", "/home/jo");
+    EXPECT_EQ(mac, (QStringList{"/Users/jo/Library", "/Users/jo/t/Library", "/Users/jo/Library/Caches"}));
+    EXPECT_EQ(onLinux, (QStringList{"/home/jo/.config", "/home/jo", "/rootless/x", "/srv/state"}));
     EXPECT_TRUE(BMLocalPaths::applyMacRootRule("/var/root/Library", QString()).isNull());
-    EXPECT_EQ(BMLocalPaths::applyLinuxRootRule("/root/.config", "/root", "/home/jo"), "/home/jo/.config");
-    EXPECT_EQ(BMLocalPaths::applyLinuxRootRule("/root", "/root", "/home/jo"), "/home/jo");
-    EXPECT_EQ(BMLocalPaths::applyLinuxRootRule("/rootless/x", "/root", "/home/jo"), "/rootless/x");
-    EXPECT_EQ(BMLocalPaths::applyLinuxRootRule("/srv/state", "/root", "/home/jo"), "/srv/state");
     EXPECT_TRUE(BMLocalPaths::applyLinuxRootRule("/root/.config", "/root", QString()).isNull());
 }
 
 // ---- Names -------------------------------------------------------------------------------
 
 TEST_F(LocalPaths, RandomStringsAndTempFileNames) {
-    EXPECT_EQ(BMLocalPaths::randomString(0), "");
     const QString text = BMLocalPaths::randomString(200);
     EXPECT_TRUE(QRegularExpression("^[a-z0-9]{200}$").match(text).hasMatch()) << text.toStdString();
     // A UUID and eight characters in the temporary folder.
@@ -145,37 +132,33 @@ TEST(TimeMachine, OnlyBackupsUnderVolumesCount) {
 // ---- Operating-system version ------------------------------------------------------------
 
 namespace {
-struct FakeGestalt {
-    std::map<std::string, BMOSDetect::GestaltAnswer> answers;
-    static BMOSDetect::GestaltAnswer ask(const char selector[5], void* context) {
-        auto* self = static_cast<FakeGestalt*>(context);
-        auto it = self->answers.find(selector);
-        return it == self->answers.end() ? BMOSDetect::GestaltAnswer{-5551, 0} : it->second;
-    }
-    std::tuple<int, int, int, int> version() {
-        const auto result = BMOSDetect::versionFromGestalt(&FakeGestalt::ask, this);
-        return {result.error, result.version.major, result.version.minor, result.version.bugfix};
-    }
-};
+using Answers = std::map<std::string, BMOSDetect::GestaltAnswer>;
+
+// The version as decoded from these answers, with the error.
+std::tuple<int, int, int, int> gestaltVersion(Answers answers) {
+    const auto ask = [](const char selector[5], void* context) {
+        const auto& known = *static_cast<Answers*>(context);
+        const auto it = known.find(selector);
+        return it == known.end() ? BMOSDetect::GestaltAnswer{-5551, 0} : it->second;
+    };
+    const auto result = BMOSDetect::versionFromGestalt(ask, &answers);
+    return {result.error, result.version.major, result.version.minor, result.version.bugfix};
+}
 } // namespace
 
 TEST(Gestalt, DecodesBinaryCodedDecimalBelow1040AsksThePartsAboveAndFallsBackTo1050) {
-    EXPECT_EQ((FakeGestalt{{{"sysv", {0, 0x1039}}}}.version()), std::tuple(0, 10, 3, 9));
-    EXPECT_EQ((FakeGestalt{{{"sysv", {0, 0x1099}}, {"sys1", {0, 10}}, {"sys2", {0, 11}}, {"sys3", {0, 6}}}}
-                   .version()),
+    EXPECT_EQ(gestaltVersion({{"sysv", {0, 0x1039}}}), std::tuple(0, 10, 3, 9));
+    EXPECT_EQ(gestaltVersion({{"sysv", {0, 0x1099}}, {"sys1", {0, 10}}, {"sys2", {0, 11}}, {"sys3", {0, 6}}}),
               std::tuple(0, 10, 11, 6));
-    EXPECT_EQ((FakeGestalt{{{"sysv", {0, 0x1099}}, {"sys1", {0, 10}}}}.version()),
-              std::tuple(-5551, 10, 5, 0));
+    EXPECT_EQ(gestaltVersion({{"sysv", {0, 0x1099}}, {"sys1", {0, 10}}}), std::tuple(-5551, 10, 5, 0));
 }
 
 TEST(VersionComparison, IsAnAtLeastTest) {
-    const OSVersion v{10, 6, 8};
-    EXPECT_TRUE(BMOSDetect::versionAtLeast(v, 10, 6, 8));
-    EXPECT_TRUE(BMOSDetect::versionAtLeast(v, 10, 5, 9));
-    EXPECT_TRUE(BMOSDetect::versionAtLeast(v, 9, 9, 9));
-    EXPECT_FALSE(BMOSDetect::versionAtLeast(v, 10, 6, 9));
-    EXPECT_FALSE(BMOSDetect::versionAtLeast(v, 10, 7, 0));
-    EXPECT_FALSE(BMOSDetect::versionAtLeast(v, 11, 0, 0));
+    const auto atLeast = [](int major, int minor, int bugfix) {
+        return BMOSDetect::versionAtLeast(OSVersion{10, 6, 8}, major, minor, bugfix);
+    };
+    EXPECT_TRUE(atLeast(10, 6, 8) && atLeast(10, 5, 9) && atLeast(9, 9, 9));
+    EXPECT_FALSE(atLeast(10, 6, 9) || atLeast(10, 7, 0) || atLeast(11, 0, 0));
 }
 
 TEST_F(LocalPaths, VersionComesFromThePlatform) {
@@ -185,7 +168,6 @@ TEST_F(LocalPaths, VersionComesFromThePlatform) {
     home().platform().version = std::nullopt;
     testing::internal::CaptureStdout();
     EXPECT_EQ(BMOSDetect::osxVersion(), "10.5.0");
-    EXPECT_NE(testing::internal::GetCapturedStdout().find("Unable to obtain system version"),
-              std::string::npos);
+    EXPECT_TRUE(testing::internal::GetCapturedStdout().starts_with("Unable to obtain system version"));
     EXPECT_FALSE(BMOSDetect::isSnowLeopardOrHigher());
 }

@@ -47,23 +47,6 @@ protected:
 
 } // namespace
 
-TEST_F(Log, NewLogStartsWithTheHeader) {
-    QCoreApplication::setApplicationVersion("4.2.1");
-    BMLog::createNewLog();
-    BMLog::finishWriting();
-    QCoreApplication::setApplicationVersion(QString());
-    const QStringList messages = messagesOf(generation(1));
-    ASSERT_EQ(messages.size(), 5);
-    EXPECT_TRUE(messages[0].startsWith("Log started: "));
-    EXPECT_EQ(messages.mid(1, 2),
-              (QStringList{"Version: 4.2.1", "Path: " + QCoreApplication::applicationFilePath()}));
-    EXPECT_TRUE(QRegularExpression(R"(^System: OS X .*, \d+ CPU\(s\), \d+\.\d\d GB RAM$)")
-                    .match(messages[3])
-                    .hasMatch())
-        << messages[3].toStdString();
-    EXPECT_EQ(messages[4], "Running in 64-bit mode");
-}
-
 TEST_F(Log, ANewLogShiftsFiveGenerationsOnlyWhenTheFirstExists) {
     for (int n = 2; n <= 5; ++n)
         writeGeneration(n, QByteArray::number(n));
@@ -84,21 +67,29 @@ TEST_F(Log, ANewLogShiftsFiveGenerationsOnlyWhenTheFirstExists) {
               (QStringList{generation(1), generation(3), generation(4), generation(5)}));
 }
 
-TEST_F(Log, RotatesAfterFiveHundredThousandBytes) {
+TEST_F(Log, RotatesAfterFiveHundredThousandBytesIntoANewLogWithTheHeader) {
+    QCoreApplication::setApplicationVersion("4.2.1");
     BMLog::createNewLog();
+    QCoreApplication::setApplicationVersion(QString());
     // About 9,030 bytes an entry: the 56th crosses 500,000 and stays in the old file.
     for (int i = 0; i < 56; ++i)
         BMLog::fastAppendLog(QString("%1 %2").arg(i).arg(QString(9000, 'x')));
     BMLog::finishWriting();
     BMLog::fastAppendLog("after rotation");
     BMLog::finishWriting();
-    EXPECT_TRUE(messagesOf(generation(2)).value(55 + 4).startsWith("55 "));
-    EXPECT_EQ(messagesOf(generation(2)).size(), 56 + 4);
+    const QStringList old = messagesOf(generation(2)), fresh = messagesOf(generation(1));
+    EXPECT_EQ(old.size(), 56 + 5);
+    EXPECT_TRUE(old.value(55 + 5).startsWith("55 "));
     EXPECT_GE(QFileInfo(generation(2)).size(), 500000);
     EXPECT_LT(QFileInfo(generation(2)).size(), 500000 + 9100);
-    const QStringList fresh = messagesOf(generation(1));
-    ASSERT_EQ(fresh.size(), 6);
-    EXPECT_TRUE(fresh[0].startsWith("Log started: "));
+    ASSERT_EQ(fresh.size(), 6); // the version was unset before the rotation
+    EXPECT_TRUE(old[0].startsWith("Log started: ") && fresh[0].startsWith("Log started: "));
+    EXPECT_EQ(old.mid(1, 2),
+              (QStringList{"Version: 4.2.1", "Path: " + QCoreApplication::applicationFilePath()}));
+    EXPECT_TRUE(
+        QRegularExpression(R"(^System: OS X .*, \d+ CPU\(s\), \d+\.\d\d GB RAM$)").match(old[3]).hasMatch())
+        << old[3].toStdString();
+    EXPECT_EQ(old[4], "Running in 64-bit mode");
     EXPECT_EQ(fresh.mid(3),
               (QStringList{"Running in 64-bit mode", "Log truncated at 500KB", "after rotation"}));
 }
@@ -142,7 +133,7 @@ TEST_F(Log, EightThreadsLoseAndInterleaveNothing) {
     EXPECT_EQ(seen.size(), size_t(8 * 400));
 }
 
-TEST_F(Log, EntriesAreTrimmedShortOnesFromBackgroundThreadsOnDiskAtReturnAndTheMainThreadNeverWaits) {
+TEST_F(Log, EntriesAreTrimmedWrittenAtOnceFromOtherThreadsQueuedFromTheMainOneAndPrintedWithoutPlaceholders) {
     BMLog::createNewLog();
     std::thread([] { BMLog::appendLog("\n  short from the background  \n"); }).join();
     EXPECT_EQ(messagesOf(generation(1)).last(), "short from the background"); // no finishWriting
@@ -151,6 +142,9 @@ TEST_F(Log, EntriesAreTrimmedShortOnesFromBackgroundThreadsOnDiskAtReturnAndTheM
     EXPECT_EQ(BMLog::pendingEntries(), 0);
     BMLog::appendLog("short from the main thread");
     EXPECT_EQ(BMLog::pendingEntries(), 1);
+    ConsoleCapture console;
+    BMLog::appendLogAndPrint(QString("  50% of %@done") + QChar(0) + "  ");
+    EXPECT_EQ(console.text(), "50% of done\n");
 }
 
 TEST_F(Log, DisabledLoggingWritesNothing) {
@@ -167,13 +161,6 @@ TEST_F(Log, DisabledLoggingWritesNothing) {
     PlistFile::writeXml(global, QVariantMap{{"disable-logging", "0"}});
     BMLog::createNewLog();
     EXPECT_TRUE(QFileInfo::exists(generation(1)));
-}
-
-TEST_F(Log, PrintedCopyLosesPlaceholdersAndNuls) {
-    BMLog::createNewLog();
-    ConsoleCapture console;
-    BMLog::appendLogAndPrint(QString("  50% of %@done") + QChar(0) + "  ");
-    EXPECT_EQ(console.text(), "50% of done\n");
 }
 
 TEST_F(Log, RootForTheConsoleUserWritesTheMachineWideFile) {

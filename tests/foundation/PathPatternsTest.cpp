@@ -15,7 +15,7 @@ protected:
     QString base;
 };
 
-TEST_F(PathPatterns, ExpandsStarsInListingOrderFromTheBaseOrTheRoot) {
+TEST_F(PathPatterns, ExpandsStarsAndQuestionMarksCaseSensitivelyInListingOrderOnlyWhenThereIsAStar) {
     const QStringList movies{base + "/Users/Amy2/Movies", base + "/Users/amy/Movies",
                              base + "/Users/zoe/Movies"};
     EXPECT_EQ(BMFileManager::filesMatchingWildcardPath("Users/*/Movies", base), movies);
@@ -25,9 +25,6 @@ TEST_F(PathPatterns, ExpandsStarsInListingOrderFromTheBaseOrTheRoot) {
               QStringList{base + "/Users/amy/Movies"});
     EXPECT_EQ(BMFileManager::decodeWildcardPath("Users/*/Movies", base), movies.first());
     EXPECT_EQ(BMFileManager::decodeWildcardPath("Users/*/Pictures", base), base + "/Users/*/Pictures");
-}
-
-TEST_F(PathPatterns, CaseSensitiveWithASingleCharacterWildcardAndNothingCheckedWithoutAStar) {
     EXPECT_EQ(BMFileManager::filesMatchingWildcardPath("Users/?my*", base),
               (QStringList{base + "/Users/Amy2", base + "/Users/amy"}));
     EXPECT_TRUE(BMFileManager::filesMatchingWildcardPath("Users/AMY*", base).isEmpty());
@@ -39,21 +36,18 @@ TEST_F(PathPatterns, CaseSensitiveWithASingleCharacterWildcardAndNothingCheckedW
 }
 
 TEST(LikePattern, MatchesWithoutBacktrackingBlowUp) {
-    EXPECT_TRUE(BMFileManager::matchesLikePattern("Edit.fcpevent", "*.fcpevent"));
-    EXPECT_FALSE(BMFileManager::matchesLikePattern("Edit.fcpevents", "*.fcpevent"));
-    EXPECT_TRUE(BMFileManager::matchesLikePattern("", "*"));
-    EXPECT_FALSE(BMFileManager::matchesLikePattern("", "?"));
-    EXPECT_TRUE(BMFileManager::matchesLikePattern("a*b", "a*b"));
-    EXPECT_FALSE(BMFileManager::matchesLikePattern(QString(5000, 'a'), QString(40, '*') + "b"));
+    using FM = BMFileManager;
+    EXPECT_TRUE(FM::matchesLikePattern("Edit.fcpevent", "*.fcpevent") && FM::matchesLikePattern("", "*") &&
+                FM::matchesLikePattern("a*b", "a*b"));
+    EXPECT_FALSE(FM::matchesLikePattern("Edit.fcpevents", "*.fcpevent") || FM::matchesLikePattern("", "?") ||
+                 FM::matchesLikePattern(QString(5000, 'a'), QString(40, '*') + "b"));
 }
 
 TEST(ValidateFilename, DropsOneLeadingDotBlanksSlashesAndColons) {
-    EXPECT_EQ(BMFileManager::validateFilename("."), "");
-    EXPECT_EQ(BMFileManager::validateFilename(".hidden"), "hidden");
-    EXPECT_EQ(BMFileManager::validateFilename("..x"), ".x");
-    EXPECT_EQ(BMFileManager::validateFilename("  a/b:c \n"), "abc");
-    EXPECT_EQ(BMFileManager::validateFilename(". spaced"), "spaced");
-    EXPECT_EQ(BMFileManager::validateFilename("Cut 2.prproj"), "Cut 2.prproj");
+    QStringList valid;
+    for (const char* name : {".", ".hidden", "..x", "  a/b:c \n", ". spaced", "Cut 2.prproj"})
+        valid << BMFileManager::validateFilename(name);
+    EXPECT_EQ(valid, (QStringList{"", "hidden", ".x", "abc", "spaced", "Cut 2.prproj"}));
 }
 
 TEST_F(PathPatterns, UniqueNamesCountUpFromTwoPastDanglingLinks) {

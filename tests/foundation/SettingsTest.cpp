@@ -6,7 +6,6 @@
 #include <QDir>
 #include <QFileInfo>
 
-#include <plist/plist.h>
 #include <thread>
 #include <vector>
 
@@ -23,22 +22,28 @@ protected:
     std::unique_ptr<BMSettings> store;
 };
 
-TEST_F(Settings, FreshAccountReadsTheRegisteredDefaultsWhichNeverOverwriteStoredValues) {
+TEST_F(Settings, FreshAccountReadsTheDefaultsWhichNeverOverwriteStoredValuesAndTypedReadsConvert) {
     EXPECT_EQ(store->integerValue(SettingsKey::autoRemoveCriteriaAge), 30);
     EXPECT_EQ(store->integerValue(SettingsKey::autoRemoveCriteriaTotalCount), 20);
     EXPECT_EQ(store->integerValue(SettingsKey::autoCleanCriteriaTotalSize), 50);
     EXPECT_FALSE(store->boolValue(SettingsKey::autoClean));
     // No default: absent. The clean-up set has no total count.
-    EXPECT_FALSE(store->hasValue(SettingsKey::autosaveFolder));
     EXPECT_TRUE(store->stringValue(SettingsKey::autosaveFolder).isNull());
-    EXPECT_FALSE(store->hasValue(SettingsKey::sortedDescending));
-    EXPECT_FALSE(store->hasValue("autoCleanCriteriaTotalCount") ||
-                 store->hasValue("autoCleanUseCriteriaTotalCount"));
+    EXPECT_FALSE(
+        store->hasValue(SettingsKey::autosaveFolder) || store->hasValue(SettingsKey::sortedDescending) ||
+        store->hasValue("autoCleanCriteriaTotalCount") || store->hasValue("autoCleanUseCriteriaTotalCount"));
     EXPECT_FALSE(QFileInfo::exists(userFile())); // reading writes nothing
 
     ASSERT_TRUE(store->setValue(SettingsKey::autoRemoveCriteriaAge, 7));
     store->registerDefaults(BMSettings::applicationDefaults());
     EXPECT_EQ(store->integerValue(SettingsKey::autoRemoveCriteriaAge), 7);
+    store->setValue("text", "YES");
+    store->setValue("number", "12");
+    store->setValue("mixed", QVariantList{"a", 3});
+    EXPECT_EQ(store->integerValue("number"), 12);
+    EXPECT_EQ(store->stringValue(SettingsKey::autoRemoveCriteriaAge), "7");
+    EXPECT_TRUE(store->boolValue("text") && store->stringListValue("mixed").isEmpty() &&
+                store->hasValue("mixed"));
 }
 
 TEST_F(Settings, ChangesAreOnDiskAsAnXmlPlistAtOnceAndSynchronizeReadsOtherWriters) {
@@ -55,41 +60,20 @@ TEST_F(Settings, ChangesAreOnDiskAsAnXmlPlistAtOnceAndSynchronizeReadsOtherWrite
     EXPECT_FALSE(store->boolValue(SettingsKey::sortedDescending));
 }
 
-TEST_F(Settings, ReadsBinaryPlistsAndKeepsUnknownKeys) {
-    plist_t dict = plist_new_dict();
-    plist_dict_set_item(dict, "manualPaths", plist_new_array());
-    plist_array_append_item(plist_dict_get_item(dict, "manualPaths"), plist_new_string("/x/Avid Attic"));
-    plist_dict_set_item(dict, "somethingElse", plist_new_string("kept"));
-    char* bin = nullptr;
-    uint32_t length = 0;
-    plist_to_bin(dict, &bin, &length);
-    home().writeFile(userFile().mid(home().root().size() + 1), QByteArray(bin, length));
-    plist_to_bin_free(bin);
-    plist_free(dict);
-
+TEST_F(Settings, ReadsBinaryPlistsKeepsUnknownKeysAndSetsAsideWhatItCannotRead) {
+    const QString relative = userFile().mid(home().root().size() + 1);
+    home().writeFile(relative, binaryPlist(QVariantMap{{"manualPaths", QVariantList{"/x/Avid Attic"}},
+                                                       {"somethingElse", "kept"}}));
     EXPECT_EQ(store->stringListValue(SettingsKey::manualPaths), QStringList{"/x/Avid Attic"});
     store->setValue(SettingsKey::autoClean, true);
     EXPECT_EQ(PlistFile::readDictionary(userFile())->value("somethingElse").toString(), "kept");
-}
 
-TEST_F(Settings, UnreadableFileIsSetAsideNotOverwritten) {
-    home().writeFile(userFile().mid(home().root().size() + 1), "this is not a property list");
-    testing::internal::CaptureStdout();
+    home().writeFile(relative, "this is not a property list");
+    ConsoleCapture quiet;
+    store->synchronize();
     EXPECT_FALSE(store->hasValue(SettingsKey::manualPaths));
-    testing::internal::GetCapturedStdout();
     store->setValue(SettingsKey::autoClean, true);
     EXPECT_EQ(readFile(userFile() + ".unreadable"), "this is not a property list");
-}
-
-TEST_F(Settings, TypedReadsConvertLikeUserDefaults) {
-    store->setValue("text", "YES");
-    store->setValue("number", "12");
-    store->setValue("mixed", QVariantList{"a", 3});
-    EXPECT_TRUE(store->boolValue("text"));
-    EXPECT_EQ(store->integerValue("number"), 12);
-    EXPECT_EQ(store->stringValue(SettingsKey::autoRemoveCriteriaAge), "30");
-    EXPECT_TRUE(store->stringListValue("mixed").isEmpty());
-    EXPECT_TRUE(store->hasValue("mixed"));
 }
 
 TEST_F(Settings, ComputerWideValueIsReadBackThroughTheSameStoreAfterTheUsersOwn) {

@@ -7,9 +7,9 @@
 #include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QDateTime>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <QTest>
 #include <QThread>
 
 #include <gtest/gtest.h>
@@ -28,9 +28,7 @@ QByteArray pattern(qsizetype size) {
 }
 
 QString md5OfFile(const QString& path) {
-    QFile file(path);
-    Hash hash(Hash::Md5);
-    return file.open(QIODevice::ReadOnly) && hash.addData(&file) ? hash.result().toHex() : QString();
+    return QFile::exists(path) ? Hash::hash(readFile(path), Hash::Md5).toHex() : QString();
 }
 
 // Storage that misbehaves for one path: it reads back one byte flipped, refuses its first
@@ -45,14 +43,13 @@ struct Faults : CopyStreamFaults {
             data[size / 2] = char(data[size / 2] ^ 0x5A);
     }
     bool allowSeek(const QString& p) override { return p != path || !std::exchange(failSeek, false); }
-    size_t readableBytes(const QString& p, size_t size) override {
-        if (p != path || !shortRead)
+    size_t readableBytes(const QString& p, size_t size) override { return limit(p, size, true); }
+    size_t writableBytes(const QString& p, size_t size) override { return limit(p, size, false); }
+    size_t limit(const QString& p, size_t size, bool reading) {
+        if (p != path || reading != shortRead)
             return size;
         const int call = calls++;
-        return call < shortCall ? size : call == shortCall ? std::min(size, allowed) : 0;
-    }
-    size_t writableBytes(const QString& p, size_t size) override {
-        return p != path || shortRead || calls++ != shortCall ? size : std::min(size, allowed);
+        return call < shortCall ? size : call == shortCall ? std::min(size, allowed) : reading ? 0 : size;
     }
 
     QString path;
@@ -177,7 +174,6 @@ INSTANTIATE_TEST_SUITE_P(Sizes, BothPaths,
                          ::testing::Values(SizeCase{"Empty", 0, false}, SizeCase{"OneByte", 1, false},
                                            SizeCase{"OneChunk", 32768, false},
                                            SizeCase{"ChunkAndOne", 32769, false},
-                                           SizeCase{"FourChunks", 4 * 32768, false},
                                            SizeCase{"OddSize", 13 * 32768 + 5, false},
                                            SizeCase{"ExactlyOneStep", qint64(kStep), false},
                                            SizeCase{"TwoStepsAndABit", 2 * qint64(kStep) + 12345, false},
@@ -274,8 +270,8 @@ protected:
         FileOpsTest::TearDown();
     }
 
-    // Starts the copy and serves events until it reports completion, for at most 10 s;
-    // returns every report, which must reach the main thread.
+    // Starts the copy and serves events until it reports completion (at most 10 s); returns
+    // every report, which must reach the main thread.
     QList<QVariantMap> copy(const QString& source, const QString& destination) {
         QList<QVariantMap> heard;
         auto delegate = std::make_shared<BMFileCopyDelegate>();
@@ -285,14 +281,14 @@ protected:
         };
         std::shared_ptr<BMFileOperation> operation;
         BMFileManager::copyFileWithProgressOld(source, destination, delegate, "o1", "o2", &operation);
-        auto done = [&] {
-            return !heard.isEmpty() && heard.last().value("stage").toInt() == BMFileOperation::Complete;
-        };
-        QElapsedTimer clock;
-        clock.start();
-        while (operation && !done() && clock.elapsed() < 10000)
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-        EXPECT_EQ(done(), bool(operation));
+        if (operation) {
+            EXPECT_TRUE(QTest::qWaitFor(
+                [&] {
+                    return !heard.isEmpty() &&
+                           heard.last().value("stage").toInt() == BMFileOperation::Complete;
+                },
+                10000));
+        }
         return heard;
     }
 };
