@@ -65,12 +65,7 @@ protected:
         return home().home() + "/Movies/Wedding.fcpbundle/" + relative;
     }
     QString write(const QString& relative, const QByteArray& contents = QByteArray()) const {
-        return home().writeFile(home().home().mid(home().root().size() + 1) + '/' + relative,
-                                contents.isEmpty() ? relative.toUtf8() : contents);
-    }
-    static QByteArray read(const QString& path) {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        return home().writeHomeFile(relative, contents);
     }
 
     // Scans both locations as the scanner finds them now.

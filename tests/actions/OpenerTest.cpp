@@ -54,9 +54,9 @@ TEST_F(Opener, EachEditorGetsItsFilesOnceInOneCallAndEventsAreRestoredThenFinalC
                                            {{"/a/Reel.avb"}, "com.avid.MediaComposer"}}));
     EXPECT_EQ(home().platform().launched(), QStringList{"com.apple.FinalCut"});
     // Both backups were put in place in turn, each earlier version kept aside under a free name.
-    EXPECT_EQ(read(current()), read(backup("2026-11-18")));
-    EXPECT_EQ(read(current("-Backup")), "Movies/Wedding.fcpbundle/Ceremony/CurrentVersion.fcpevent");
-    EXPECT_EQ(read(current("-Backup 2")), read(backup("2026-11-16")));
+    EXPECT_EQ(readFile(current()), readFile(backup("2026-11-18")));
+    EXPECT_EQ(readFile(current("-Backup")), "Movies/Wedding.fcpbundle/Ceremony/CurrentVersion.fcpevent");
+    EXPECT_EQ(readFile(current("-Backup 2")), readFile(backup("2026-11-16")));
     EXPECT_TRUE(QFileInfo::exists(backup("2026-11-16"))); // the backups themselves stay
 }
 
@@ -64,7 +64,7 @@ TEST_F(Opener, AFailedRestoreLeavesTheCurrentVersionInPlace) {
     // The backup vanished after the catalogue listed it: nothing can be put in place.
     ASSERT_TRUE(QFile::remove(backup("2026-11-16")));
     EXPECT_FALSE(AutosaveOpener::restoreFCPXEvent(backup("2026-11-16")));
-    EXPECT_EQ(read(current()), "Movies/Wedding.fcpbundle/Ceremony/CurrentVersion.fcpevent");
+    EXPECT_EQ(readFile(current()), "Movies/Wedding.fcpbundle/Ceremony/CurrentVersion.fcpevent");
     EXPECT_FALSE(QFileInfo::exists(current("-Backup")));
     // An event without a current version is not restored either.
     ASSERT_TRUE(QFile::remove(current()));
@@ -78,7 +78,7 @@ TEST_F(Opener, MovingTheOnlyAutosaveOfAProjectTakesItsFolderCopyingDoesNot) {
     const auto copy = AutosaveOpener::copyFiles(rows({"Alpha"}), target, AutosaveOpener::Transfer::Copy);
     EXPECT_EQ(copy.done, QStringList{target + "/Alpha-1.prproj"});
     EXPECT_TRUE(QFileInfo::exists(premiere("Alpha/Alpha-1.prproj")));
-    EXPECT_EQ(read(target + "/Alpha-1.prproj"),
+    EXPECT_EQ(readFile(target + "/Alpha-1.prproj"),
               "Documents/Adobe Premiere Pro Auto-Save/Alpha/Alpha-1.prproj");
     // A file of the same name already there takes a free name beside it; a file gone
     // meanwhile is skipped.

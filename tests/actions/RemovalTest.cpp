@@ -17,7 +17,7 @@ TEST_F(Removal, AutosavesGoToTheTrashRestorablyAndOnlyTheFoldersTheyEmptyGo) {
     EXPECT_EQ(report.removed[1].size, premiere("Beta/Beta-2.prproj").size() - home().home().size() - 1);
     // The last autosave of Beta takes its folder; Alpha's holds another file and stays.
     EXPECT_EQ(report.foldersRemoved, QStringList{premiere("Beta")});
-    EXPECT_EQ(read(premiere("Alpha/Notes.txt")), "keep me");
+    EXPECT_EQ(readFile(premiere("Alpha/Notes.txt")), "keep me");
     // Restorable: each file sits in the home's Trash with a record of where it came from.
     EXPECT_EQ(trashRecords(), (QMap<QString, QString>{{"Alpha-1.prproj", premiere("Alpha/Alpha-1.prproj")},
                                                       {"Beta-2.prproj", premiere("Beta/Beta-2.prproj")}}));

@@ -111,7 +111,7 @@ TEST_F(Actions, OneAutosaveOpensWithoutAQuestionMoreAskWithTheCountAndCancelOpen
         controller->waitForWorkers();
         EXPECT_EQ(cancel.text, "Are you sure you wish to open 1 item?");
         EXPECT_TRUE(home().platform().launched().isEmpty());
-        EXPECT_EQ(read(ceremony("CurrentVersion")),
+        EXPECT_EQ(readFile(ceremony("CurrentVersion")),
                   "Movies/Wedding.fcpbundle/Ceremony/CurrentVersion.fcpevent");
     }
     select({projectIndex("Beta")});
@@ -140,14 +140,14 @@ TEST_F(Actions, EventBackupsAreRestoredByOpenOrByTheirOwnMenuEachStartingFinalCu
     EXPECT_EQ(answer.text, "Are you sure you wish to open 0 items?");
     EXPECT_TRUE(home().platform().opened().isEmpty());
     EXPECT_EQ(home().platform().launched(), QStringList{"com.apple.FinalCut"});
-    EXPECT_EQ(read(ceremony("CurrentVersion")), read(ceremony("Backups/Ceremony 2")));
+    EXPECT_EQ(readFile(ceremony("CurrentVersion")), readFile(ceremony("Backups/Ceremony 2")));
 
     select({itemIndex("Ceremony", 0)});
     EXPECT_TRUE(menu().restoreEvent->isEnabled());
     menu().restoreEvent->trigger();
     controller->waitForWorkers();
     EXPECT_EQ(answer.count, 1);
-    EXPECT_EQ(read(ceremony("CurrentVersion")), read(ceremony("Backups/Ceremony 1")));
+    EXPECT_EQ(readFile(ceremony("CurrentVersion")), readFile(ceremony("Backups/Ceremony 1")));
     EXPECT_EQ(home().platform().launched(), (QStringList{"com.apple.FinalCut", "com.apple.FinalCut"}));
 }
 
@@ -197,7 +197,7 @@ TEST_F(Actions, MovingTheOnlyAutosaveTakesTheFolderAndRebuildsCopyingDoesNeither
     QFile::remove(chosenFolder + "/Alpha-1.prproj");
     select({projectIndex("Alpha")});
     expectRebuild([&] { menu().move->trigger(); });
-    EXPECT_EQ(read(chosenFolder + "/Alpha-1.prproj"),
+    EXPECT_EQ(readFile(chosenFolder + "/Alpha-1.prproj"),
               "Documents/Adobe Premiere Pro Auto-Save/Alpha/Alpha-1.prproj");
     EXPECT_FALSE(QFileInfo::exists(premiere("Alpha")));
     EXPECT_EQ(projectNames(), (QStringList{"Beta", "Ceremony"}));

@@ -105,16 +105,7 @@ protected:
     }
 
     QString write(const QString& relative, const QByteArray& contents = QByteArray()) const {
-        const QString path = home().home() + "/" + relative;
-        QDir().mkpath(QFileInfo(path).path());
-        QFile file(path);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly)) << path.toStdString();
-        file.write(contents.isEmpty() ? relative.toUtf8() : contents);
-        return path;
-    }
-    static QByteArray read(const QString& path) {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        return home().writeHomeFile(relative, contents);
     }
 
     AppController::Environment environment() {

@@ -56,12 +56,6 @@ QString describe(const BMProjectList& projects, const QString& root) {
     return parts.join("; ");
 }
 
-QString logText() {
-    BMLog::finishWriting();
-    QFile file(BMLog::currentLogPath());
-    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-}
-
 QDateTime at(qint64 seconds) {
     return QDateTime(QDate(2026, 11, 22), QTime(10, 0), Qt::UTC).addSecs(seconds);
 }

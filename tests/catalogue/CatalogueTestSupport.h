@@ -19,7 +19,6 @@ bool makeTree(const QString& root, const QStringList& entries);
 // "name(type)@path: item:type item:type; ..." with paths relative to the root; an item's path
 // is shown only where it is not "<project path>/<name>", and "?" marks an item without date.
 QString describe(const BMProjectList& projects, const QString& root);
-QString logText();
 
 // Items and dates for the model: seconds from 2026-11-22 10:00:00 UTC.
 QDateTime at(qint64 seconds);

@@ -19,7 +19,6 @@
 #include <gtest/gtest.h>
 #include <plist/plist.h>
 
-using CatalogueTest::logText;
 
 namespace {
 

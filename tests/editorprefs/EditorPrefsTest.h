@@ -18,11 +18,6 @@ protected:
         TempHomeTest::SetUp();
         BMLog::createNewLog();
     }
-    static QString logText() {
-        BMLog::finishWriting();
-        QFile file(BMLog::currentLogPath());
-        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-    }
     QString documents() const { return BMLocalPaths::documentDirectory(true); }
     QString appSupport() const { return BMLocalPaths::appSupportDirectory(true); }
     QString preferences() const { return BMLocalPaths::prefsDirectory(true); }

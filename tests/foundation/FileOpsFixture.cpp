@@ -13,11 +13,6 @@
 #include <gtest/gtest.h>
 #include <plist/plist.h>
 
-QByteArray readFile(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 QByteArray binaryPlist(const QVariant& value) {
     const QByteArray xml = PlistFile::toXml(value);
     plist_t root = nullptr;
@@ -76,11 +71,6 @@ QString FileOpsTest::work(const QString& relative) {
 
 QString FileOpsTest::writeWork(const QString& relative, const QByteArray& contents) {
     return home().writeFile("work/" + relative, contents);
-}
-
-QString FileOpsTest::logText() const {
-    BMLog::finishWriting();
-    return QString::fromUtf8(readFile(BMLog::currentLogPath()));
 }
 
 QString FileOpsTest::script(const QString& name, const QByteArray& body) {

@@ -12,7 +12,6 @@
 #include <memory>
 #include <optional>
 
-QByteArray readFile(const QString& path);
 // The value as libplist writes a binary property list.
 QByteArray binaryPlist(const QVariant& value);
 
@@ -40,7 +39,6 @@ protected:
     // A path in the test's work folder (which exists).
     QString work(const QString& relative = QString());
     QString writeWork(const QString& relative, const QByteArray& contents = QByteArray());
-    QString logText() const;
     // An executable shell script in the test's tools folder.
     QString script(const QString& name, const QByteArray& body);
     // Points a tool of the platform's table at a recording stand-in.

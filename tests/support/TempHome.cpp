@@ -56,6 +56,21 @@ QString TempHome::writeFile(const QString& relative, const QByteArray& contents)
     return path;
 }
 
+QString TempHome::writeHomeFile(const QString& relative, const QByteArray& contents) const {
+    return writeFile(m_home.mid(m_dir.path().size() + 1) + QLatin1Char('/') + relative,
+                     contents.isEmpty() ? relative.toUtf8() : contents);
+}
+
+QByteArray readFile(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QString logText() {
+    BMLog::finishWriting();
+    return QString::fromUtf8(readFile(BMLog::currentLogPath()));
+}
+
 void TempHomeTest::SetUp() {
     m_home = std::make_unique<TempHome>();
 }

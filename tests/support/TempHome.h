@@ -28,6 +28,9 @@ public:
     // A path under the temporary folder, its parent folders created.
     QString makeFolder(const QString& relative) const;
     QString writeFile(const QString& relative, const QByteArray& contents = QByteArray()) const;
+    // A file under the home; without contents it holds its own relative path, which tells
+    // files apart after moves and restores.
+    QString writeHomeFile(const QString& relative, const QByteArray& contents = QByteArray()) const;
 
 private:
     QTemporaryDir m_dir;
@@ -36,6 +39,11 @@ private:
     std::unique_ptr<Platform> m_previousPlatform;
     QMap<QByteArray, QByteArray> m_savedEnvironment;
 };
+
+// The whole file, or nothing when it cannot be read.
+QByteArray readFile(const QString& path);
+// The application log as written so far: waits for the writer first.
+QString logText();
 
 class TempHomeTest : public ::testing::Test {
 protected:
