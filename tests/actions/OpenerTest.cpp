@@ -33,6 +33,14 @@ TEST_F(Opener, OnlyASingleAutosaveOpensWithoutAQuestion) {
     }
 }
 
+TEST_F(Opener, FinalCutExpressTakesTheClassicAutosavesOnlyWhereItIsInstalled) {
+    EXPECT_EQ(AutosaveOpener::finalCutIdentifier(), "com.apple.FinalCutPro");
+    home().platform().applications["com.apple.FinalCutPro"] = "/Applications/Final Cut Pro.app";
+    EXPECT_EQ(AutosaveOpener::finalCutIdentifier(), "com.apple.FinalCutPro");
+    home().platform().applications["com.apple.FinalCutExpress"] = "/Applications/Final Cut Express.app";
+    EXPECT_EQ(AutosaveOpener::finalCutIdentifier(), "com.apple.FinalCutExpress");
+}
+
 TEST_F(Opener, EachEditorGetsItsFilesOnceInOneCallAndEventsAreRestoredThenFinalCutXStartsOnce) {
     scan();
     SelectedRows selected = rows({"Beta", "Beta-1.prproj", "Promo", "Ceremony"});
