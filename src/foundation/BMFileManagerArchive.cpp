@@ -221,32 +221,48 @@ bool refuseEntry(const QString& name, QString* error) {
     return false;
 }
 
-// Every entry of the archive checked before anything is written; the first one that would
-// land outside the destination refuses the whole archive.
-bool checkEntries(const QString& file, QString* error) {
-    ArchivePtr reader = openZip(file);
-    archive_entry* entry = nullptr;
-    int status = ARCHIVE_OK;
-    while ((status = archive_read_next_header(reader.get(), &entry)) == ARCHIVE_OK ||
-           status == ARCHIVE_WARN) {
-        const QString name = entryName(entry);
-        if (isMacMetadata(name))
-            continue;
-        bool safe = isContainedName(name);
-        if (const char* link = archive_entry_symlink_utf8(entry); safe && link)
-            safe = isContainedLink(name, QString::fromUtf8(link));
-        if (!safe)
-            return refuseEntry(name, error);
+// The entries of a zip one by one, past the Mac metadata.
+struct EntryReader {
+    explicit EntryReader(const QString& file) : reader(openZip(file)) {}
+    bool next() {
+        while ((status = archive_read_next_header(reader.get(), &entry)) == ARCHIVE_OK ||
+               status == ARCHIVE_WARN) {
+            name = entryName(entry);
+            if (!isMacMetadata(name))
+                return true;
+        }
+        return false;
     }
-    if (status != ARCHIVE_EOF) {
+    // After the last entry: whether the archive ended cleanly, with libarchive's text if not.
+    bool endedCleanly(QString* error) const {
+        if (status == ARCHIVE_EOF)
+            return true;
         *error = archiveError(reader.get());
         return false;
     }
-    return true;
+
+    ArchivePtr reader;
+    archive_entry* entry = nullptr;
+    QString name;
+    int status = ARCHIVE_OK;
+};
+
+// Every entry of the archive checked before anything is written; the first one that would
+// land outside the destination refuses the whole archive.
+bool checkEntries(const QString& file, QString* error) {
+    EntryReader entries(file);
+    while (entries.next()) {
+        bool safe = isContainedName(entries.name);
+        if (const char* link = archive_entry_symlink_utf8(entries.entry); safe && link)
+            safe = isContainedLink(entries.name, QString::fromUtf8(link));
+        if (!safe)
+            return refuseEntry(entries.name, error);
+    }
+    return entries.endedCleanly(error);
 }
 
 bool extractZip(const QString& file, const QString& folder, QString* error) {
-    ArchivePtr reader = openZip(file);
+    EntryReader entries(file);
     ArchivePtr writer(archive_write_disk_new());
     archive_write_disk_set_options(writer.get(), ARCHIVE_EXTRACT_TIME | ARCHIVE_EXTRACT_PERM |
                                                      ARCHIVE_EXTRACT_SECURE_NODOTDOT |
@@ -254,16 +270,11 @@ bool extractZip(const QString& file, const QString& folder, QString* error) {
     // The folder's own path has no links in it, so that the link check applies to what the
     // archive brings only.
     const QString base = QFileInfo(folder).canonicalFilePath();
-    archive_entry* entry = nullptr;
-    int status = ARCHIVE_OK;
-    while ((status = archive_read_next_header(reader.get(), &entry)) == ARCHIVE_OK ||
-           status == ARCHIVE_WARN) {
-        const QString name = entryName(entry);
-        if (isMacMetadata(name))
-            continue;
-        if (!isContainedName(name))
-            return refuseEntry(name, error);
-        archive_entry_set_pathname_utf8(entry, (base + QLatin1Char('/') + name).toUtf8().constData());
+    while (entries.next()) {
+        archive_entry* entry = entries.entry;
+        if (!isContainedName(entries.name))
+            return refuseEntry(entries.name, error);
+        archive_entry_set_pathname_utf8(entry, (base + QLatin1Char('/') + entries.name).toUtf8().constData());
         // No set-user-id and the like from somebody else's archive.
         archive_entry_set_perm(entry, archive_entry_perm(entry) & 0777);
         if (archive_write_header(writer.get(), entry) < ARCHIVE_WARN) {
@@ -274,14 +285,14 @@ bool extractZip(const QString& file, const QString& folder, QString* error) {
         size_t size = 0;
         la_int64_t offset = 0;
         int data = ARCHIVE_OK;
-        while ((data = archive_read_data_block(reader.get(), &block, &size, &offset)) == ARCHIVE_OK) {
+        while ((data = archive_read_data_block(entries.reader.get(), &block, &size, &offset)) == ARCHIVE_OK) {
             if (archive_write_data_block(writer.get(), block, size, offset) < ARCHIVE_WARN) {
                 *error = archiveError(writer.get());
                 return false;
             }
         }
         if (data != ARCHIVE_EOF) {
-            *error = archiveError(reader.get());
+            *error = archiveError(entries.reader.get());
             return false;
         }
         if (archive_write_finish_entry(writer.get()) < ARCHIVE_WARN) {
@@ -289,11 +300,7 @@ bool extractZip(const QString& file, const QString& folder, QString* error) {
             return false;
         }
     }
-    if (status != ARCHIVE_EOF) {
-        *error = archiveError(reader.get());
-        return false;
-    }
-    return archive_write_close(writer.get()) == ARCHIVE_OK;
+    return entries.endedCleanly(error) && archive_write_close(writer.get()) == ARCHIVE_OK;
 }
 
 bool extractSafely(const QString& file, const QString& destination, QString* error) {
