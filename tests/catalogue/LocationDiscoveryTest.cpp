@@ -10,6 +10,7 @@
 #include "foundation/MainThread.h"
 #include "foundation/PlistFile.h"
 #include "foundation/SettingsKeys.h"
+#include "support/BinaryPlist.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -17,25 +18,8 @@
 
 #include <future>
 #include <gtest/gtest.h>
-#include <plist/plist.h>
 
-
-namespace {
-
-QByteArray binaryPlist(const QVariant& value) {
-    const QByteArray xml = PlistFile::toXml(value);
-    plist_t root = nullptr;
-    plist_from_xml(xml.constData(), uint32_t(xml.size()), &root);
-    char* bytes = nullptr;
-    uint32_t length = 0;
-    plist_to_bin(root, &bytes, &length);
-    QByteArray binary(bytes, qsizetype(length));
-    plist_to_bin_free(bytes);
-    plist_free(root);
-    return binary;
-}
-
-} // namespace
+namespace {} // namespace
 
 class Discovery : public CatalogueTest::LoggedHomeTest {
 protected:

@@ -3,13 +3,12 @@
 #include "foundation/BMLocalPaths.h"
 #include "foundation/BMLog.h"
 #include "foundation/PlistFile.h"
+#include "support/BinaryPlist.h"
 #include "support/TempHome.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-
-#include <plist/plist.h>
 
 // A temporary home with a fresh log, and the files the editors leave behind built for real.
 class EditorPrefsTest : public TempHomeTest {
@@ -24,17 +23,7 @@ protected:
 
     // An application folder with "Contents/Info.plist", in the binary form when asked.
     static QString makeApplication(const QString& path, const QVariantMap& info, bool binary = false) {
-        QByteArray bytes = PlistFile::toXml(info);
-        if (binary) {
-            plist_t root = nullptr;
-            plist_from_xml(bytes.constData(), uint32_t(bytes.size()), &root);
-            char* data = nullptr;
-            uint32_t length = 0;
-            plist_to_bin(root, &data, &length);
-            bytes = QByteArray(data, qsizetype(length));
-            plist_to_bin_free(data);
-            plist_free(root);
-        }
+        const QByteArray bytes = binary ? binaryPlist(info) : PlistFile::toXml(info);
         writeFile(path + QStringLiteral("/Contents/Info.plist"), bytes);
         return path;
     }

@@ -2,6 +2,7 @@
 
 #include "foundation/BMAuthorization.h"
 #include "foundation/platform/Platform.h"
+#include "support/BinaryPlist.h"
 #include "support/TempHome.h"
 
 #include <QByteArray>
@@ -11,9 +12,6 @@
 
 #include <memory>
 #include <optional>
-
-// The value as libplist writes a binary property list.
-QByteArray binaryPlist(const QVariant& value);
 
 // A command-line tool stand-in: a shell script that appends its arguments to a record file,
 // then runs `body`.
