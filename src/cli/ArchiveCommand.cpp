@@ -15,6 +15,7 @@
 #include <QMap>
 
 #include <optional>
+#include "foundation/FileName.h"
 
 namespace {
 
@@ -124,7 +125,7 @@ int ArchiveCommand::run() {
     bool resolved = true;
     for (const std::string& argument : m_paths) {
         if (std::optional<SelectedRow> row =
-                resolver.resolve(QFile::decodeName(QByteArray::fromStdString(argument))))
+                resolver.resolve(FileName::decode(QByteArray::fromStdString(argument))))
             rows << *row;
         else
             resolved = false;

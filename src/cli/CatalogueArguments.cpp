@@ -7,6 +7,7 @@
 
 #include <QDir>
 #include <QFile>
+#include "foundation/FileName.h"
 
 namespace CatalogueArguments {
 
@@ -36,7 +37,7 @@ QString absolutePath(const QString& path) {
 }
 
 QString absolutePath(const std::string& argument) {
-    return absolutePath(QFile::decodeName(QByteArray::fromStdString(argument)));
+    return absolutePath(FileName::decode(QByteArray::fromStdString(argument)));
 }
 
 bool scanNamedFolder(const char* command, const AutosaveFolderScanner& scanner, const QString& path,

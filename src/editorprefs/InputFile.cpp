@@ -11,6 +11,7 @@
 #include <unistd.h>
 #include <vector>
 #include <zlib.h>
+#include "foundation/FileName.h"
 
 namespace {
 
@@ -48,7 +49,7 @@ bool InputFile::readPieces(const QString& path, qint64 limit,
     }
     // Non-blocking, so that opening a named pipe that nobody writes returns at once.
     FileDescriptor fd(
-        ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+        ::open(FileName::encode(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (fd.get() < 0) {
         setError(error, QStringLiteral("The file %1 could not be opened: %2").arg(path, errnoText()));
         return false;

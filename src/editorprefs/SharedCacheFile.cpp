@@ -11,13 +11,14 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
+#include "foundation/FileName.h"
 
 namespace {
 
 class FileLock {
 public:
     FileLock(const QString& path, int waitMilliseconds) {
-        m_fd = ::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+        m_fd = ::open(FileName::encode(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
         if (m_fd < 0)
             return;
         // Bounded: a program that holds the lock and hangs must not hang us too.

@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <sys/stat.h>
 #include <unistd.h>
+#include "foundation/FileName.h"
 
 namespace {
 
@@ -29,7 +30,7 @@ QString tool(Tool which) {
 // Anything at the path, a dangling symbolic link included.
 bool itemExists(const QString& path) {
     struct stat info {};
-    return !path.isEmpty() && ::lstat(QFile::encodeName(path).constData(), &info) == 0;
+    return !path.isEmpty() && ::lstat(FileName::encode(path).constData(), &info) == 0;
 }
 
 // A Trash folder that is missing is made private to the user whose home holds it, also
@@ -38,13 +39,13 @@ bool makeTrashFolder(const QString& path) {
     if (QFileInfo(path).isDir())
         return true;
     QDir().mkpath(QFileInfo(path).path());
-    const QByteArray encoded = QFile::encodeName(path);
+    const QByteArray encoded = FileName::encode(path);
     if (::mkdir(encoded.constData(), 0700) != 0 && errno != EEXIST)
         return false;
     struct stat home {};
     const QString userHome = BMLocalPaths::userDirectory();
     if (::getuid() == 0 && !userHome.isEmpty() &&
-        ::stat(QFile::encodeName(userHome).constData(), &home) == 0 && home.st_uid != 0) {
+        ::stat(FileName::encode(userHome).constData(), &home) == 0 && home.st_uid != 0) {
         if (::chown(encoded.constData(), home.st_uid, home.st_gid) != 0)
             return false;
     }

@@ -22,6 +22,7 @@
 
 #include <sys/stat.h>
 #include <unistd.h>
+#include "foundation/FileName.h"
 
 namespace {
 
@@ -87,7 +88,7 @@ bool BMFileManager::isPackageAtPath(const QString& path) {
 
 bool BMFileManager::isSymbolicLinkAtPath(const QString& path) {
     char target[1];
-    return !path.isEmpty() && ::readlink(QFile::encodeName(path).constData(), target, sizeof target) >= 0;
+    return !path.isEmpty() && ::readlink(FileName::encode(path).constData(), target, sizeof target) >= 0;
 }
 
 namespace {
@@ -154,7 +155,7 @@ quint64 BMFileManager::fileSize(const QString& path) {
         return total;
     }
     struct stat info {};
-    if (path.isEmpty() || ::lstat(QFile::encodeName(path).constData(), &info) != 0)
+    if (path.isEmpty() || ::lstat(FileName::encode(path).constData(), &info) != 0)
         return 0;
     return quint64(info.st_size);
 }
@@ -262,7 +263,7 @@ bool BMFileManager::removeFileWithTimeout(const QString& path, qint64 seconds) {
 // readable, holding nothing but empty folders and the Finder's leftovers.
 static bool isSurelyEmptyFolder(const QString& path) {
     struct stat info {};
-    if (path.isEmpty() || ::lstat(QFile::encodeName(path).constData(), &info) != 0 || !S_ISDIR(info.st_mode))
+    if (path.isEmpty() || ::lstat(FileName::encode(path).constData(), &info) != 0 || !S_ISDIR(info.st_mode))
         return false;
     bool readable = false;
     const QStringList entries = BMFileManager::contentsOfDirectory(path, &readable);

@@ -21,6 +21,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
+#include "foundation/FileName.h"
 
 namespace {
 
@@ -51,8 +52,8 @@ QString partialPathFor(const QString& path) {
 }
 
 bool renameIntoPlace(const QString& from, const QString& to) {
-    return ::renameat2(AT_FDCWD, QFile::encodeName(from).constData(), AT_FDCWD,
-                       QFile::encodeName(to).constData(), RENAME_NOREPLACE) == 0;
+    return ::renameat2(AT_FDCWD, FileName::encode(from).constData(), AT_FDCWD,
+                       FileName::encode(to).constData(), RENAME_NOREPLACE) == 0;
 }
 
 // ---- Writing ------------------------------------------------------------------------------
@@ -63,7 +64,7 @@ public:
         archive_write_set_format_zip(m_archive.get());
         archive_write_zip_set_compression_deflate(m_archive.get());
         m_open =
-            archive_write_open_filename(m_archive.get(), QFile::encodeName(file).constData()) == ARCHIVE_OK;
+            archive_write_open_filename(m_archive.get(), FileName::encode(file).constData()) == ARCHIVE_OK;
     }
 
     bool isOpen() const { return m_open; }
@@ -72,7 +73,7 @@ public:
     // The item under the name it has in the archive, folders with everything inside.
     bool add(const QString& path, const QString& name) {
         struct stat info {};
-        const QByteArray encoded = QFile::encodeName(path);
+        const QByteArray encoded = FileName::encode(path);
         if (::lstat(encoded.constData(), &info) != 0) {
             m_error = FileTree::errorDescription(path, errno);
             return false;
@@ -127,7 +128,7 @@ private:
     static QString readLink(const QByteArray& path) {
         std::vector<char> target(4096);
         const ssize_t n = ::readlink(path.constData(), target.data(), target.size());
-        return n < 0 ? QString() : QFile::decodeName(QByteArray(target.data(), qsizetype(n)));
+        return n < 0 ? QString() : FileName::decode(QByteArray(target.data(), qsizetype(n)));
     }
 
     bool writeHeader(archive_entry* entry) {
@@ -181,7 +182,7 @@ bool writeZip(const QString& source, const QString& destination, bool includePar
 ArchivePtr openZip(const QString& file) {
     ArchivePtr reader(archive_read_new());
     archive_read_support_format_zip(reader.get());
-    if (archive_read_open_filename(reader.get(), QFile::encodeName(file).constData(), 1 << 16) != ARCHIVE_OK)
+    if (archive_read_open_filename(reader.get(), FileName::encode(file).constData(), 1 << 16) != ARCHIVE_OK)
         return ArchivePtr(reader.release()); // the caller reads the error from it
     return reader;
 }

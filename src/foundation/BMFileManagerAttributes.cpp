@@ -18,6 +18,7 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 #include <vector>
+#include "foundation/FileName.h"
 
 namespace {
 
@@ -79,7 +80,7 @@ void setFolderLocked(const QString& path, bool locked) {
         const QString item = PathText::appendingComponent(path, entry);
         struct stat info {};
         // A link to a folder is an item of its own, not a way into another tree.
-        const bool folder = ::lstat(QFile::encodeName(item).constData(), &info) == 0 && S_ISDIR(info.st_mode);
+        const bool folder = ::lstat(FileName::encode(item).constData(), &info) == 0 && S_ISDIR(info.st_mode);
         if (folder)
             setFolderLocked(item, locked);
         else if (locked)
@@ -99,7 +100,7 @@ void BMFileManager::unlockFolder(const QString& path) {
 }
 
 bool BMFileManager::setPosixPermissions(unsigned long permissions, const QString& path) {
-    if (::chmod(QFile::encodeName(path).constData(), mode_t(permissions & 07777)) == 0)
+    if (::chmod(FileName::encode(path).constData(), mode_t(permissions & 07777)) == 0)
         return true;
     BMLog::appendLog(QStringLiteral("Error setting permissions for file %1: %2").arg(path, errorText(errno)));
     return false;
@@ -108,7 +109,7 @@ bool BMFileManager::setPosixPermissions(unsigned long permissions, const QString
 // ---- Extended attributes ------------------------------------------------------------------
 
 QString BMFileManager::metadataValueForKey(const QString& key, const QString& path) {
-    const QByteArray file = QFile::encodeName(path);
+    const QByteArray file = FileName::encode(path);
     const QByteArray name = platform().extendedAttributeName(key).toUtf8();
     const ssize_t size = ::getxattr(file.constData(), name.constData(), nullptr, 0);
     Console::print(QStringLiteral("buffer val: %1").arg(size));
@@ -131,7 +132,7 @@ QString BMFileManager::metadataValueForKey(const QString& key, const QString& pa
 bool BMFileManager::setMetadataValue(const QString& value, const QString& key, const QString& path) {
     const QByteArray bytes = value.toUtf8();
     const QByteArray name = platform().extendedAttributeName(key).toUtf8();
-    return ::setxattr(QFile::encodeName(path).constData(), name.constData(), bytes.constData(),
+    return ::setxattr(FileName::encode(path).constData(), name.constData(), bytes.constData(),
                       size_t(bytes.size()), 0) == 0;
 }
 
@@ -146,7 +147,7 @@ bool BMFileManager::setModificationDate(const QDateTime& date, const QString& pa
     times[0].tv_nsec = UTIME_OMIT;
     times[1].tv_sec = time_t(ms / 1000 - (ms % 1000 < 0 ? 1 : 0));
     times[1].tv_nsec = long(((ms % 1000) + 1000) % 1000) * 1000000L;
-    return ::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, 0) == 0;
+    return ::utimensat(AT_FDCWD, FileName::encode(path).constData(), times, 0) == 0;
 }
 
 bool BMFileManager::touchFile(const QString& path) {
@@ -159,7 +160,7 @@ bool BMFileManager::touchFile(const QString& path, bool setCreationDate) {
     const QString touch = platform().toolPath(Tool::Touch);
     const QStringList arguments{QStringLiteral("-c"), path};
     bool result = false;
-    if (::access(QFile::encodeName(path).constData(), W_OK) == 0) {
+    if (::access(FileName::encode(path).constData(), W_OK) == 0) {
         BMTaskEx::runTaskWithTimeout(touch, arguments, 5);
         if (setCreationDate)
             platform().setCreationDate(path, QDateTime::currentDateTime());

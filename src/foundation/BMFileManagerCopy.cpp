@@ -24,6 +24,7 @@
 #include <thread>
 #include <unistd.h>
 #include <vector>
+#include "foundation/FileName.h"
 
 namespace {
 
@@ -343,7 +344,7 @@ struct DestinationStep {
 
 // The source's attributes set onto a copy: permissions, dates, and owner where allowed.
 bool copyMetadata(const struct stat& info, const QString& destination) {
-    const QByteArray path = QFile::encodeName(destination);
+    const QByteArray path = FileName::encode(destination);
     bool ok = ::chmod(path.constData(), info.st_mode & 07777) == 0;
     if (::geteuid() == 0 || info.st_uid == ::geteuid())
         ok = ::chown(path.constData(), info.st_uid, info.st_gid) == 0 && ok;
@@ -681,7 +682,7 @@ bool BMFileManager::copyFileWithProgress(const QString& source, const QStringLis
     }
 
     struct stat metadata {};
-    if (::stat(QFile::encodeName(source).constData(), &metadata) != 0) {
+    if (::stat(FileName::encode(source).constData(), &metadata) != 0) {
         say(QStringLiteral("Error getting metadata for file %1").arg(source));
     } else {
         for (const QString& destination : destinations) {

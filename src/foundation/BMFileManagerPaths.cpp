@@ -9,10 +9,11 @@
 #include <cstring>
 #include <dirent.h>
 #include <sys/stat.h>
+#include "foundation/FileName.h"
 
 QStringList BMFileManager::contentsOfDirectory(const QString& path, bool* ok, QString* error) {
     QStringList names;
-    DIR* dir = ::opendir(QFile::encodeName(path).constData());
+    DIR* dir = ::opendir(FileName::encode(path).constData());
     if (!dir) {
         if (ok)
             *ok = false;
@@ -24,7 +25,7 @@ QStringList BMFileManager::contentsOfDirectory(const QString& path, bool* ok, QS
         const char* name = entry->d_name;
         if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))
             continue;
-        names.append(QFile::decodeName(name));
+        names.append(FileName::decode(name));
     }
     ::closedir(dir);
     std::sort(names.begin(), names.end());
@@ -35,12 +36,12 @@ QStringList BMFileManager::contentsOfDirectory(const QString& path, bool* ok, QS
 
 bool BMFileManager::fileExistsAtPath(const QString& path) {
     struct stat info {};
-    return !path.isEmpty() && ::stat(QFile::encodeName(path).constData(), &info) == 0;
+    return !path.isEmpty() && ::stat(FileName::encode(path).constData(), &info) == 0;
 }
 
 bool BMFileManager::isDirectoryAtPath(const QString& path) {
     struct stat info {};
-    return !path.isEmpty() && ::stat(QFile::encodeName(path).constData(), &info) == 0 &&
+    return !path.isEmpty() && ::stat(FileName::encode(path).constData(), &info) == 0 &&
            S_ISDIR(info.st_mode);
 }
 
@@ -129,7 +130,7 @@ QString BMFileManager::validateFilename(const QString& name) {
 // never point into something that is there.
 static bool pathIsTaken(const QString& path) {
     struct stat info {};
-    return ::lstat(QFile::encodeName(path).constData(), &info) == 0;
+    return ::lstat(FileName::encode(path).constData(), &info) == 0;
 }
 
 QString BMFileManager::uniqueFilename(const QString& path) {

@@ -22,6 +22,7 @@
 #include <exception>
 #include <fcntl.h>
 #include <unistd.h>
+#include "foundation/FileName.h"
 
 namespace {
 
@@ -208,7 +209,7 @@ void BMLog::createLog(const QString& name) {
             QStringLiteral("Unable to create log file %1 - %2\n").arg(current, empty.errorString()));
         return;
     }
-    m_fd = ::open(QFile::encodeName(current).constData(), O_WRONLY | O_APPEND | O_CLOEXEC);
+    m_fd = ::open(FileName::encode(current).constData(), O_WRONLY | O_APPEND | O_CLOEXEC);
     if (m_fd < 0) {
         Console::write(QStringLiteral("Unable to create log file %1 - %2\n")
                            .arg(current, QString::fromLocal8Bit(std::strerror(errno))));
@@ -249,7 +250,7 @@ void BMLog::appendLogOnThread(const QString& text) {
         std::lock_guard lock(m_fileMutex);
         if (m_fd < 0) {
             const QString path = writtenLogPath(storedOrDefaultAppName());
-            m_fd = ::open(QFile::encodeName(path).constData(), O_WRONLY | O_APPEND | O_CLOEXEC);
+            m_fd = ::open(FileName::encode(path).constData(), O_WRONLY | O_APPEND | O_CLOEXEC);
         }
         if (m_fd < 0) {
             Console::write(QStringLiteral("Unable to log the following information: %1\n").arg(text));

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <unistd.h>
+#include "foundation/FileName.h"
 
 void TaskSlot::set(std::shared_ptr<ChildProcess> task) {
     std::lock_guard lock(m_mutex);
@@ -82,7 +83,7 @@ bool BMTaskEx::isExecutable(const QString& path) {
     const QFileInfo info(path);
     if (!info.exists() || info.isDir())
         return false;
-    return ::access(QFile::encodeName(path).constData(), X_OK) == 0;
+    return ::access(FileName::encode(path).constData(), X_OK) == 0;
 }
 
 QString BMTaskEx::decode(const QByteArray& bytes, Encoding encoding) {

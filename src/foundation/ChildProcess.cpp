@@ -12,6 +12,7 @@
 #include <thread>
 #include <unistd.h>
 #include <vector>
+#include "foundation/FileName.h"
 
 extern char** environ;
 
@@ -109,7 +110,7 @@ bool ChildProcess::launch(QString* error) {
     route(m_options.standardOutput, outPipe[1], STDOUT_FILENO);
     route(m_options.standardError, errPipe[1], STDERR_FILENO);
 
-    const QByteArray path = QFile::encodeName(m_options.path);
+    const QByteArray path = FileName::encode(m_options.path);
     CStringList argv(QStringList{m_options.path} + m_options.arguments);
     std::optional<CStringList> envp;
     if (m_options.environment)

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <unistd.h>
 #include <vector>
+#include "foundation/FileName.h"
 
 namespace {
 std::mutex g_faultsMutex;
@@ -48,7 +49,7 @@ CopyStream::CopyStream(int fd, QString path, std::shared_ptr<CopyStreamFaults> f
 
 std::unique_ptr<CopyStream> CopyStream::open(const QString& path, Mode mode) {
     const int flags = mode == Mode::Read ? O_RDONLY : (O_RDWR | O_CREAT | O_TRUNC);
-    const int fd = ::open(QFile::encodeName(path).constData(), flags | O_CLOEXEC, 0666);
+    const int fd = ::open(FileName::encode(path).constData(), flags | O_CLOEXEC, 0666);
     if (fd < 0)
         return nullptr;
     std::shared_ptr<CopyStreamFaults> faults;

@@ -12,6 +12,7 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 #include <vector>
+#include "foundation/FileName.h"
 
 namespace FileTree {
 
@@ -180,7 +181,7 @@ bool copyTree(const QByteArray& source, const QByteArray& destination, CopyState
 
 bool exists(const QString& path) {
     struct stat info {};
-    return !path.isEmpty() && ::lstat(QFile::encodeName(path).constData(), &info) == 0;
+    return !path.isEmpty() && ::lstat(FileName::encode(path).constData(), &info) == 0;
 }
 
 QString errorDescription(const QString& path, int error) {
@@ -197,7 +198,7 @@ bool copyItem(const QString& source, const QString& destination, QString* error,
     CopyState state;
     state.control = control;
     bool created = false;
-    if (copyTree(QFile::encodeName(source), QFile::encodeName(destination), state, &created))
+    if (copyTree(FileName::encode(source), FileName::encode(destination), state, &created))
         return true;
     const int failure = errno;
     if (error)
@@ -211,7 +212,7 @@ bool copyItem(const QString& source, const QString& destination, QString* error,
 
 quint64 contentSize(const QString& path) {
     struct stat info {};
-    const QByteArray encoded = QFile::encodeName(path);
+    const QByteArray encoded = FileName::encode(path);
     if (::lstat(encoded.constData(), &info) != 0)
         return 0;
     if (S_ISREG(info.st_mode))
@@ -226,7 +227,7 @@ quint64 contentSize(const QString& path) {
         const char* name = entry->d_name;
         if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))
             continue;
-        total += contentSize(path + QLatin1Char('/') + QFile::decodeName(name));
+        total += contentSize(path + QLatin1Char('/') + FileName::decode(name));
     }
     ::closedir(dir);
     return total;
@@ -234,7 +235,7 @@ quint64 contentSize(const QString& path) {
 
 bool removeItem(const QString& path, QString* error) {
     std::error_code code;
-    std::filesystem::remove_all(std::filesystem::path(QFile::encodeName(path).toStdString()), code);
+    std::filesystem::remove_all(std::filesystem::path(FileName::encode(path).toStdString()), code);
     if (!code)
         return true;
     if (error)
@@ -244,8 +245,8 @@ bool removeItem(const QString& path, QString* error) {
 }
 
 bool moveItem(const QString& source, const QString& destination, QString* error) {
-    const QByteArray from = QFile::encodeName(source);
-    const QByteArray to = QFile::encodeName(destination);
+    const QByteArray from = FileName::encode(source);
+    const QByteArray to = FileName::encode(destination);
     if (source == destination) {
         // Renaming an item onto itself changes nothing.
         if (exists(source))
@@ -282,7 +283,7 @@ bool moveItem(const QString& source, const QString& destination, QString* error)
 
 bool createDirectories(const QString& path, QString* error) {
     std::error_code code;
-    const std::filesystem::path target(QFile::encodeName(path).toStdString());
+    const std::filesystem::path target(FileName::encode(path).toStdString());
     std::filesystem::create_directories(target, code);
     if (!code && std::filesystem::is_directory(target, code))
         return true;

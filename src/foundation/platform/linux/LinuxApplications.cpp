@@ -6,6 +6,7 @@
 
 #include <QFileInfo>
 #include <QMap>
+#include "foundation/FileName.h"
 
 namespace {
 
@@ -120,7 +121,7 @@ QStringList LinuxPlatform::spotlightQuery(const SpotlightQuery& query, double ti
     for (const QByteArray& entry : output->split('\0')) {
         if (entry.isEmpty())
             continue;
-        const QString path = QFile::decodeName(entry);
+        const QString path = FileName::decode(entry);
         if (!matchesRule(path, query))
             continue;
         // Spotlight's folders are real folders: a link to one is not reported.

@@ -13,6 +13,7 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 #include <vector>
+#include "foundation/FileName.h"
 
 namespace {
 
@@ -31,7 +32,7 @@ std::optional<Account> accountOf(std::optional<uid_t> uid, const QString& name =
                        : getpwnam_r(encoded.constData(), &entry, buffer.data(), buffer.size(), &result);
     if (rc != 0 || !result)
         return std::nullopt;
-    return Account{QString::fromLocal8Bit(result->pw_name), QFile::decodeName(result->pw_dir)};
+    return Account{QString::fromLocal8Bit(result->pw_name), FileName::decode(result->pw_dir)};
 }
 
 // An XDG variable holds an absolute path or is ignored, as the base-directory rules say.
@@ -153,7 +154,7 @@ QString LinuxPlatform::bootVolumeName() const {
         const QDir labels(QStringLiteral("/dev/disk/by-label"));
         for (const QString& name : labels.entryList(QDir::Files | QDir::System | QDir::NoDotAndDotDot)) {
             struct stat device {};
-            const QByteArray path = QFile::encodeName(labels.filePath(name));
+            const QByteArray path = FileName::encode(labels.filePath(name));
             if (::stat(path.constData(), &device) == 0 && S_ISBLK(device.st_mode) &&
                 device.st_rdev == root.st_dev)
                 return unescapeDiskLabel(name);
@@ -253,7 +254,7 @@ QString LinuxPlatform::temporaryDirectory() const {
 
 std::optional<FileFacts> LinuxPlatform::fileFacts(const QString& path, bool followLinks) const {
     struct statx info {};
-    const QByteArray encoded = QFile::encodeName(path);
+    const QByteArray encoded = FileName::encode(path);
     const int flags = AT_STATX_SYNC_AS_STAT | (followLinks ? 0 : AT_SYMLINK_NOFOLLOW);
     if (path.isEmpty() ||
         ::statx(AT_FDCWD, encoded.constData(), flags, STATX_BASIC_STATS | STATX_BTIME, &info) != 0)
@@ -302,7 +303,7 @@ QByteArray LinuxPlatform::afpInfoWithFinderInfo(QByteArray afpInfo, const QByteA
 }
 
 std::optional<QByteArray> LinuxPlatform::finderInfo(const QString& path) const {
-    const QByteArray encoded = QFile::encodeName(path);
+    const QByteArray encoded = FileName::encode(path);
     // Most files carry neither attribute, and the folder scan asks for every file: one
     // listing of the names costs less than two reads that fail. When the names cannot be
     // listed (too many to fit), both are read.
@@ -328,7 +329,7 @@ std::optional<QByteArray> LinuxPlatform::finderInfo(const QString& path) const {
 }
 
 bool LinuxPlatform::setFinderInfo(const QString& path, const QByteArray& info) const {
-    const QByteArray encoded = QFile::encodeName(path);
+    const QByteArray encoded = FileName::encode(path);
     const QByteArray padded = info.leftJustified(kFinderInfoSize, 0, true);
     // Keep a share's own record current when there is one, so the Mac sees the change.
     if (auto afp = readAttribute(encoded, netatalkAttribute)) {

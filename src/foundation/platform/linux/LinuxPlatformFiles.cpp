@@ -21,6 +21,7 @@
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include "foundation/FileName.h"
 
 namespace {
 
@@ -30,13 +31,13 @@ QString errorText(int error) {
 
 bool lexists(const QString& path) {
     struct stat info {};
-    return ::lstat(QFile::encodeName(path).constData(), &info) == 0;
+    return ::lstat(FileName::encode(path).constData(), &info) == 0;
 }
 
 // Creates a folder and its missing parents; the Trash folders are private to their user.
 bool makePrivateFolder(const QString& path) {
     QDir().mkpath(QFileInfo(path).path());
-    if (::mkdir(QFile::encodeName(path).constData(), 0700) != 0 && errno != EEXIST)
+    if (::mkdir(FileName::encode(path).constData(), 0700) != 0 && errno != EEXIST)
         return false;
     return QFileInfo(path).isDir();
 }
@@ -64,8 +65,8 @@ bool isTrashItem(const QString& inTrash, const QString& homeTrash) {
 // Undoes a move to a place that is not a Trash: the item goes back where it was and the
 // folders Qt made for it go away when they are empty.
 void putBack(const QString& landed, const QString& original) {
-    const QByteArray from = QFile::encodeName(landed);
-    const QByteArray to = QFile::encodeName(original);
+    const QByteArray from = FileName::encode(landed);
+    const QByteArray to = FileName::encode(original);
     if (::renameat2(AT_FDCWD, from.constData(), AT_FDCWD, to.constData(), RENAME_NOREPLACE) != 0)
         return; // leave it where it is rather than risk overwriting anything
     const QString files = QFileInfo(landed).absolutePath();
@@ -90,7 +91,7 @@ QString unescapeMountField(const QByteArray& field) {
         }
         out.append(field[i]);
     }
-    return QFile::decodeName(out);
+    return FileName::decode(out);
 }
 
 // File systems that are not volumes of this machine: kernel interfaces, memory, network.
@@ -142,12 +143,12 @@ bool LinuxPlatform::writeTrashRecord(const QString& trashDirectory, const QStrin
             *error = QStringLiteral("%1: %2").arg(info, errorText(errno));
         return false;
     }
-    const QByteArray path = QFile::encodeName(recordPath(trashDirectory, nameInTrash));
+    const QByteArray path = FileName::encode(recordPath(trashDirectory, nameInTrash));
     // Exclusive creation reserves the name, as the Trash's rules ask.
     const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     if (fd < 0) {
         if (error)
-            *error = QStringLiteral("%1: %2").arg(QFile::decodeName(path), errorText(errno));
+            *error = QStringLiteral("%1: %2").arg(FileName::decode(path), errorText(errno));
         return false;
     }
     const QByteArray record = trashRecord(originalPath, QDateTime::currentDateTime());
@@ -155,7 +156,7 @@ bool LinuxPlatform::writeTrashRecord(const QString& trashDirectory, const QStrin
     const int writeError = errno;
     // Root trashing for the user at the console leaves a record that user owns.
     struct stat folder {};
-    if (::getuid() == 0 && ::stat(QFile::encodeName(info).constData(), &folder) == 0 && folder.st_uid != 0) {
+    if (::getuid() == 0 && ::stat(FileName::encode(info).constData(), &folder) == 0 && folder.st_uid != 0) {
         if (::fchown(fd, folder.st_uid, folder.st_gid) != 0) {
             // The record stays root's; the user can still remove it from a folder of theirs.
         }
@@ -164,14 +165,14 @@ bool LinuxPlatform::writeTrashRecord(const QString& trashDirectory, const QStrin
     if (!written) {
         ::unlink(path.constData());
         if (error)
-            *error = QStringLiteral("%1: %2").arg(QFile::decodeName(path), errorText(writeError));
+            *error = QStringLiteral("%1: %2").arg(FileName::decode(path), errorText(writeError));
         return false;
     }
     return true;
 }
 
 void LinuxPlatform::removeTrashRecord(const QString& trashDirectory, const QString& nameInTrash) const {
-    ::unlink(QFile::encodeName(recordPath(trashDirectory, nameInTrash)).constData());
+    ::unlink(FileName::encode(recordPath(trashDirectory, nameInTrash)).constData());
 }
 
 std::optional<QString> LinuxPlatform::moveToTrash(const QString& path, const QString& trashDirectory) const {
@@ -251,7 +252,7 @@ namespace {
 // Only plain files and folders carry the flag; opening anything else (a device, a pipe)
 // could have effects of its own.
 int openForFlags(const QString& path, QString* error) {
-    const QByteArray encoded = QFile::encodeName(path);
+    const QByteArray encoded = FileName::encode(path);
     struct stat info {};
     if (::lstat(encoded.constData(), &info) != 0) {
         if (error)

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+// File names as the kernel stores them are bytes; most are UTF-8, some are not (a name
+// written by an old Mac tool in MacRoman, a Windows share in Latin-1). QFile::decodeName
+// turns every invalid byte into U+FFFD, so a file with such a name could be listed but
+// never found again. Here an invalid byte 0xNN becomes the lone surrogate U+DCNN, which
+// no valid UTF-8 decodes to, and encoding gives the original bytes back exactly.
+namespace FileName {
+
+QString decode(const char* bytes, qsizetype size);
+QString decode(const char* bytes);
+QString decode(const QByteArray& bytes);
+QByteArray encode(const QString& name);
+
+// True when the name holds bytes that are not valid UTF-8.
+bool hasInvalidBytes(const QString& name);
+// The name for people and logs: escaped bytes as "\xNN", control characters (a newline,
+// a tab) as "\n", "\t" or "\xNN", everything else unchanged.
+QString displayText(const QString& name);
+
+} // namespace FileName

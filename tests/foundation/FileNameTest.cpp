@@ -1,0 +1,48 @@
+#include "foundation/FileName.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// Names as a kernel may hand them over: valid UTF-8 of every length, and the byte
+// sequences that are not UTF-8 at all (Latin-1, MacRoman, cut sequences, overlong forms,
+// encoded surrogates, code points past U+10FFFF).
+TEST(FileName, EveryByteSequenceComesBackExactly) {
+    const QList<QByteArray> names = {
+        "plain.prproj",
+        "Caf\xc3\xa9 \xe2\x80\x93 cut.fcp", // é and an en dash
+        "\xf0\x9f\x8e\xac Reel.avb",        // a character outside the BMP
+        "Caf\xe9.fcp",                      // Latin-1 é
+        "Sch\x9fne",                        // MacRoman ü
+        "cut\xc3",                          // a sequence cut short at the end
+        "\xc0\xaf overlong",                // "/" written in two bytes
+        "\xed\xa0\x80 surrogate",           // U+D800 in three bytes
+        "\xf4\x90\x80\x80 beyond",          // U+110000
+        "\xff\xfe\x80",                     // never UTF-8
+        QByteArray("with\nnewline\tand tab"),
+    };
+    for (const QByteArray& bytes : names) {
+        const QString name = FileName::decode(bytes);
+        EXPECT_EQ(FileName::encode(name), bytes) << bytes.toHex().constData();
+    }
+    EXPECT_TRUE(FileName::decode(QByteArray()).isNull());
+}
+
+TEST(FileName, ValidNamesDecodeAsUtf8AndInvalidOnesAreMarked) {
+    EXPECT_EQ(FileName::decode("Caf\xc3\xa9"), QString::fromUtf8("Caf\xc3\xa9"));
+    EXPECT_FALSE(FileName::hasInvalidBytes(FileName::decode("Caf\xc3\xa9 \xf0\x9f\x8e\xac")));
+    const QString latin1 = FileName::decode("Caf\xe9.fcp");
+    EXPECT_TRUE(FileName::hasInvalidBytes(latin1));
+    EXPECT_EQ(latin1.size(), 8) << "one character for the one invalid byte";
+    // Two such names differ as their bytes differ; U+FFFD would make them one.
+    EXPECT_NE(FileName::decode("a\xe9"), FileName::decode("a\xe8"));
+}
+
+TEST(FileName, DisplayTextEscapesWhatATerminalWouldMangle) {
+    EXPECT_EQ(FileName::displayText(FileName::decode("Caf\xe9 1.fcp")), QStringLiteral("Caf\\xe9 1.fcp"));
+    EXPECT_EQ(FileName::displayText(QStringLiteral("a\nb\tc\rd")), QStringLiteral("a\\nb\\tc\\x0dd"));
+    const QString valid = QString::fromUtf8("Caf\xc3\xa9 \xf0\x9f\x8e\xac");
+    EXPECT_EQ(FileName::displayText(valid), valid);
+}
+
+} // namespace
