@@ -301,7 +301,10 @@ std::optional<BMProjectList> AutosaveFolderScanner::projectsFromFolder(const QSt
             }
         }
         report(ScanStatus::Scanned);
-        return results.take();
+        BMProjectList projects = results.take();
+        for (const BMProjectPtr& project : projects)
+            project->setLocation(folder);
+        return projects;
     } catch (const std::exception& e) {
         BMException::logException(e, "-[AppController projectsFromFolder:]");
         report(ScanStatus::Failed);

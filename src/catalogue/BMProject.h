@@ -48,6 +48,10 @@ public:
     void setName(const QString& name) { m_name = name; }
     const QString& path() const { return m_path; }
     void setPath(const QString& path) { m_path = path; }
+    // The autosave location that the scan found this project in. Destructive work on the
+    // project's autosaves never reaches outside it.
+    const QString& location() const { return m_location; }
+    void setLocation(const QString& location) { m_location = location; }
     BMAutoItemList children() const { return m_children; }
     qsizetype childCount() const { return m_children.size(); }
 
@@ -101,6 +105,7 @@ private:
 
     QString m_name;
     QString m_path;
+    QString m_location;
     BMAutoItemList m_children;
     std::atomic<double> m_fileSize{0.0};
     std::atomic<qint64> m_start{BMAutoItem::noDate};
