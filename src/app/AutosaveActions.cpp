@@ -157,6 +157,7 @@ void AutosaveActions::connectWindow() {
 
     BMOutlineView* outline = window->outlineView();
     outline->setWatchDelegate(this);
+    outline->setSelectionMenu(window->contextMenu());
     outline->addWatchKeys({u'\x7f', u'\b'}, QStringLiteral("remove"));
     // After the controller's own handler, which enables every action for any selection.
     connect(outline->selectionModel(), &QItemSelectionModel::selectionChanged, this,
