@@ -439,4 +439,19 @@ TEST_F(TrashTest, AFailedCopyIntoTheHomeTrashLeavesNothingThereAndTheItemWhole) 
     EXPECT_EQ(readBytes(big).size(), 200 * 1024);
 }
 
+TEST_F(TrashTest, AnItemOnAReadOnlyVolumeIsNotCopiedAnywhere) {
+    const QString volume = home().root() + "/volume";
+    if (!mountTmpfs(volume, "size=1m"))
+        GTEST_SKIP() << "mounting a tmpfs is not permitted here";
+    const QString item = writeBytes(volume + "/a.mov", "x");
+    ASSERT_EQ(
+        ::mount("tmpfs", QFile::encodeName(volume).constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    QString error;
+    EXPECT_FALSE(moveToTrash(item, &error));
+    EXPECT_TRUE(error.contains("Read-only file system")) << error.toStdString();
+    EXPECT_EQ(readBytes(item), "x");
+    EXPECT_TRUE(entries(trash() + "/files").isEmpty());
+    EXPECT_TRUE(entries(trash() + "/info").isEmpty());
+}
+
 } // namespace
