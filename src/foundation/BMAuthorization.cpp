@@ -300,10 +300,14 @@ bool BMAuthorization::authTrashFile(const QString& path, bool deleteOnRootAccoun
         Console::print(QStringLiteral("Unable to trash path %1: %2").arg(path, error));
         return false;
     }
-    const bool moved = authMoveFile(path, target);
+    // Never onto an item already in the Trash; whether it arrived is checked below.
+    const QStringList arguments{QStringLiteral("-n"), path, target};
+    const bool moved = isRoot() ? BMTaskEx::terminationCodeFromTask(tool(Tool::Mv), arguments) == 0
+                                : authExecTask(tool(Tool::Mv), arguments) == 0;
     // A record must never point at nothing, and success means the item is in the Trash.
     if (!moved || itemExists(path) || !itemExists(target)) {
         platform().removeTrashRecord(trash, nameInTrash);
+        Console::print(QStringLiteral("Unable to trash path %1: it could not be moved to %2.").arg(path, target));
         return false;
     }
     return true;

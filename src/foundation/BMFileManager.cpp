@@ -172,10 +172,16 @@ bool BMFileManager::trashFile(const QString& path, bool shouldAuth) {
     unlockFile(path);
     if (!FileTree::exists(path))
         return true;
-    if (platform().moveToTrash(path, BMLocalPaths::trashDirectory()))
+    QString error;
+    if (platform().moveToTrash(path, BMLocalPaths::trashDirectory(), &error))
         return true;
-    if (!shouldAuth)
+    const QString message =
+        QStringLiteral("Unable to move %1 to the Trash: %2").arg(FileName::displayText(path), error);
+    if (!shouldAuth) {
+        BMLog::appendLogAndPrint(message);
         return false;
+    }
+    BMLog::appendLog(message + QStringLiteral(". Authorizing..."));
     return authorization().authTrashFile(path);
 }
 

@@ -361,10 +361,10 @@ bool BMFileManager::decompressFile(const QString& archive, const QString& destin
         return false;
     }
     if (fileExistsAtPath(destinationFolder) &&
-        !platform().moveToTrash(destinationFolder, BMLocalPaths::trashDirectory())) {
+        !platform().moveToTrash(destinationFolder, BMLocalPaths::trashDirectory(), &error)) {
         BMLog::appendLog(
-            QStringLiteral("Unable to extract %1: %2 is in the way and could not be moved to the Trash")
-                .arg(archive, destinationFolder));
+            QStringLiteral("Unable to extract %1: %2 is in the way and could not be moved to the Trash: %3")
+                .arg(archive, destinationFolder, error));
         return false;
     }
     if (useDitto)
