@@ -3,6 +3,7 @@
 #include "BMDigest.h"
 
 #include <QDateTime>
+#include <QMap>
 #include <QString>
 #include <QStringList>
 #include <QVariant>
@@ -145,6 +146,11 @@ public:
     static bool compressFile(const QString& source, const QString& destinationFile, bool includeParent);
     // Extracts into the folder (an existing one is trashed first); never writes outside it.
     static bool decompressFile(const QString& archive, const QString& destinationFolder);
+    // What a zip archive holds, read with the reader the extraction uses (Mac metadata left
+    // out): entry name -> bytes of contents, each entry read to its end so that its checksum
+    // is tested. Folders end in "/" and count 0. Nothing, with the reason, when the archive
+    // cannot be read to its end.
+    static std::optional<QMap<QString, qint64>> zipContents(const QString& archive, QString* error);
 
     // Tells the desktop that the item changed; a status, 0 for success. On Linux file
     // managers watch the file system themselves, so this does nothing and returns 0.
