@@ -299,7 +299,8 @@ Tidied removeTidyItem(const QString& path, bool folder) {
     const int failure = errno;
     if (failure != EACCES && failure != EPERM) {
         if (failure != ENOTEMPTY && failure != EEXIST)
-            BMLog::appendLog(QStringLiteral("Unable to remove %1").arg(FileTree::errorDescription(path, failure)));
+            BMLog::appendLog(
+                QStringLiteral("Unable to remove %1").arg(FileTree::errorDescription(path, failure)));
         return Tidied::Kept;
     }
     BMLog::appendLog(QStringLiteral("Error removing file: %1. Authorizing...")
@@ -323,7 +324,8 @@ Tidied tidyFolder(const QString& path) {
         Tidied tidied = Tidied::Kept;
         if (S_ISDIR(info.st_mode))
             tidied = tidyFolder(item);
-        else if (S_ISREG(info.st_mode) && (entry == QLatin1String(".DS_Store") || entry == QLatin1String("Icon\r")))
+        else if (S_ISREG(info.st_mode) &&
+                 (entry == QLatin1String(".DS_Store") || entry == QLatin1String("Icon\r")))
             tidied = removeTidyItem(item, false);
         if (tidied == Tidied::Kept)
             return Tidied::Kept;

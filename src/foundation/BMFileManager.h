@@ -113,9 +113,16 @@ public:
     static QStringList trashFilesNamed(const QString& name, const QString& folder);
 
     // ---- Delete -------------------------------------------------------------------------
+    // One item: a file, a link (never followed) or an empty folder; a folder with anything in
+    // it stays, also through the privileged retry ("rm -df").
     static bool removeFile(const QString& path);
     static bool removeFile(const QString& path, bool shouldAuth);
     static bool removeFileWithTimeout(const QString& path, qint64 seconds);
+    // A real folder holding nothing but ".DS_Store", "Icon\r" and folders empty by the same
+    // rule goes, bottom-up: those two files unlinked, each folder removed with rmdir (the
+    // privileged retry with "rm -df"), never a recursive delete. Anything written into it
+    // meanwhile stays, and so do the folders above it; the result is then false, which is
+    // no error.
     static bool removeFolderIfEmpty(const QString& path);
 
     // ---- Create -------------------------------------------------------------------------
