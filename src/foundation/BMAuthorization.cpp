@@ -184,7 +184,8 @@ int BMAuthorization::authExecTask(const QString& toolPath, const QStringList& pa
 bool BMAuthorization::authRemoveFile(const QString& path) {
     if (refuseSystemDirectory(path, "Unable to delete path %1 because it is a system directory."))
         return false;
-    return authExecTask(tool(Tool::Rm), {QStringLiteral("-Rdf"), path}) == 0;
+    // One item, never a tree: a folder goes only when it is empty.
+    return authExecTask(tool(Tool::Rm), {QStringLiteral("-df"), path}) == 0;
 }
 
 bool BMAuthorization::authMoveFile(const QString& oldPath, const QString& newPath) {
@@ -251,18 +252,17 @@ bool BMAuthorization::authTrashFile(const QString& path) {
     return authTrashFile(path, false);
 }
 
-bool BMAuthorization::authTrashFile(const QString& path, bool deleteOnRootAccount) {
+bool BMAuthorization::authTrashFile(const QString& path, [[maybe_unused]] bool deleteOnRootAccount) {
     if (refuseSystemDirectory(path, "Unable to trash path %1 because it is a system directory."))
         return false;
     if (!itemExists(path))
         return false;
     if (isRoot() && m_userDirectory.isNull()) {
-        // Root with nobody at the console has no Trash to fill.
-        if (deleteOnRootAccount)
-            return authRemoveFile(path);
-        Console::print(
-            QStringLiteral("Unable to trash path %1: nobody is logged in whose Trash could take it.")
-                .arg(path));
+        // Root with nobody at the console has no Trash to fill. Deleting instead would leave
+        // the user no way back, so the item stays whatever the caller allowed.
+        Console::print(QStringLiteral("Unable to trash path %1: nobody is logged in whose Trash could take "
+                                      "it; it is left where it is rather than deleted.")
+                           .arg(path));
         return false;
     }
     const QString trash = BMLocalPaths::trashDirectory();
@@ -321,13 +321,8 @@ bool BMAuthorization::authTrashFolderContents(const QString& folder, bool delete
     if (refuseSystemDirectory(folder,
                               "Unable to trash folder contents of path %1 because it is a system directory."))
         return false;
-    const bool deleting = isRoot() && m_userDirectory.isNull() && deleteOnRootAccount;
     for (const QString& entry : BMFileManager::contentsOfDirectory(folder)) {
-        const QString item = PathText::appendingComponent(folder, entry);
-        const bool ok =
-            deleting ? authExecTask(tool(Tool::Rm), {QStringLiteral("-R"), QStringLiteral("-f"), item}) == 0
-                     : authTrashFile(item, deleteOnRootAccount);
-        if (!ok)
+        if (!authTrashFile(PathText::appendingComponent(folder, entry), deleteOnRootAccount))
             return false;
     }
     return true;

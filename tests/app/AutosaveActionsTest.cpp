@@ -4,12 +4,15 @@
 #include "app/BusySpinner.h"
 #include "app/ProgressSheet.h"
 #include "foundation/BMSettings.h"
+#include "foundation/LocationLock.h"
 #include "foundation/SettingsKeys.h"
 
 #include <QAction>
 #include <QContextMenuEvent>
 #include <QMenu>
 #include <QTest>
+
+#include <unistd.h>
 
 namespace {
 
@@ -255,4 +258,28 @@ TEST_F(Actions, MovingTheOnlyAutosaveTakesTheFolderAndRebuildsCopyingDoesNeither
               "Documents/Adobe Premiere Pro Auto-Save/Alpha/Alpha-1.prproj");
     EXPECT_FALSE(QFileInfo::exists(premiere("Alpha")));
     EXPECT_EQ(projectNames(), (QStringList{"Beta", "Ceremony"}));
+}
+
+TEST_F(Actions, AMoveWhileAnotherRunHoldsTheLocationMovesNothingAndTheAlertNamesTheHolder) {
+    start();
+    struct ShortWait {
+        ShortWait() { qputenv("VESTRY_LOCK_WAIT_MS", "300"); }
+        ~ShortWait() { qunsetenv("VESTRY_LOCK_WAIT_MS"); }
+    } shortWait;
+    QString error;
+    const auto held = LocationLock::acquire(premiere(), "vestry prune: moving autosaves to the Trash",
+                                            std::chrono::milliseconds(0), &error);
+    ASSERT_TRUE(held) << error.toStdString();
+    chosenFolder = home().makeFolder("Kept");
+    select({projectIndex("Alpha")});
+    Answerer answer("OK");
+    QSignalSpy finished(actions, &AutosaveActions::workFinished);
+    menu().move->trigger();
+    ASSERT_TRUE(waitFor([&] { return finished.size() == 1; }));
+    EXPECT_EQ(answer.text, "No autosaves were moved.");
+    EXPECT_TRUE(answer.informative.contains(
+        QString("(process %1, vestry prune: moving autosaves to the Trash)").arg(::getpid())))
+        << answer.informative.toStdString();
+    EXPECT_TRUE(QFileInfo::exists(premiere("Alpha/Alpha-1.prproj")));
+    EXPECT_TRUE(QDir(chosenFolder).isEmpty());
 }
