@@ -1,5 +1,8 @@
 #include "FileTree.h"
 
+#include "foundation/CheckedCopy.h"
+#include "foundation/FileName.h"
+
 #include <QFile>
 
 #include <cerrno>
@@ -12,7 +15,6 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 #include <vector>
-#include "foundation/FileName.h"
 
 namespace FileTree {
 
@@ -272,10 +274,21 @@ bool moveItem(const QString& source, const QString& destination, QString* error)
     }
     if (!copyItem(source, destination, error))
         return false;
-    QString removeError;
-    if (!removeItem(source, &removeError)) {
+    // The original goes only once its copy is proven whole, and never by a recursive delete:
+    // a file an editor writes into it during the copy stays where the editor put it.
+    CheckedCopy checked;
+    QString why;
+    if (!checked.check(from, to, &why)) {
+        removeItem(destination, nullptr); // the copy this move made, nothing else
         if (error)
-            *error = QStringLiteral("%1 (the complete copy is at %2)").arg(removeError, destination);
+            *error = QStringLiteral("%1 was not moved: %2").arg(FileName::displayText(source), why);
+        errno = EIO;
+        return false;
+    }
+    if (!checked.removeOriginal(&why)) {
+        if (error)
+            *error = QStringLiteral("%1 (the complete copy is at %2)")
+                         .arg(why, FileName::displayText(destination));
         return false;
     }
     return true;

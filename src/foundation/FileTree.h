@@ -31,9 +31,10 @@ bool copyItem(const QString& source, const QString& destination, QString* error,
 quint64 contentSize(const QString& path);
 // Removes the item, recursively for folders; links are removed, never followed.
 bool removeItem(const QString& path, QString* error);
-// Renames, or copies and removes across file systems. The destination must not exist.
-// When the source cannot be removed after a complete copy, the copy stays and the move
-// reports failure: both places then hold the data rather than neither.
+// Renames, or copies, checks the copy and removes the original across file systems (entry
+// by entry, never what appeared in it meanwhile). The destination must not exist. When the
+// source cannot be removed after a complete copy, the copy stays and the move reports
+// failure: both places then hold the data rather than neither.
 bool moveItem(const QString& source, const QString& destination, QString* error);
 // The folder and any missing parents.
 bool createDirectories(const QString& path, QString* error);

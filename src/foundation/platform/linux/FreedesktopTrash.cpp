@@ -1,6 +1,7 @@
 #include "FreedesktopTrash.h"
 
 #include "LinuxPlatform.h"
+#include "foundation/CheckedCopy.h"
 #include "foundation/FileName.h"
 #include "foundation/FileTree.h"
 
@@ -264,129 +265,6 @@ void removeOwnCopy(const QByteArray& path) {
     }
 }
 
-// One entry of the original whose copy was checked; it is removed only while it is still
-// what was copied.
-struct Checked {
-    QByteArray path;
-    struct stat status;
-};
-
-bool sameContents(const QByteArray& source, const QByteArray& copy, QString* why) {
-    Fd from(::open(source.constData(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-    Fd to(::open(copy.constData(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-    if (from.fd < 0 || to.fd < 0) {
-        *why = QStringLiteral("%1: %2").arg(shown(from.fd < 0 ? source : copy), cause(errno));
-        return false;
-    }
-    std::vector<char> a(1 << 16), b(1 << 16);
-    for (;;) {
-        const ssize_t got = ::read(from.fd, a.data(), a.size());
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got < 0) {
-            *why = QStringLiteral("%1: %2").arg(shown(source), cause(errno));
-            return false;
-        }
-        ssize_t have = 0;
-        while (have < got) {
-            const ssize_t n = ::read(to.fd, b.data() + have, size_t(got - have));
-            if (n < 0 && errno == EINTR)
-                continue;
-            if (n <= 0)
-                break;
-            have += n;
-        }
-        if (have != got || std::memcmp(a.data(), b.data(), size_t(got)) != 0) {
-            *why = QStringLiteral("the copy %1 differs from the original").arg(shown(copy));
-            return false;
-        }
-        if (got == 0)
-            break;
-    }
-    if (::fsync(to.fd) != 0) {
-        *why = QStringLiteral("%1: %2").arg(shown(copy), cause(errno));
-        return false;
-    }
-    return true;
-}
-
-// Compares the original with its copy entry by entry (type, size, contents, link target),
-// syncs the copy and lists the original's entries, parents before their contents.
-bool checkCopy(const QByteArray& source, const QByteArray& copy, std::vector<Checked>& checked,
-               QString* why) {
-    struct stat original {
-    }, duplicate{};
-    if (::lstat(source.constData(), &original) != 0 || ::lstat(copy.constData(), &duplicate) != 0) {
-        *why = QStringLiteral("%1: %2").arg(shown(source), cause(errno));
-        return false;
-    }
-    if ((original.st_mode & S_IFMT) != (duplicate.st_mode & S_IFMT) ||
-        (S_ISREG(original.st_mode) && original.st_size != duplicate.st_size)) {
-        *why = QStringLiteral("the copy %1 differs from the original").arg(shown(copy));
-        return false;
-    }
-    checked.push_back({source, original});
-    if (S_ISREG(original.st_mode))
-        return sameContents(source, copy, why);
-    if (S_ISLNK(original.st_mode)) {
-        std::vector<char> a(4097), b(4097);
-        const ssize_t x = ::readlink(source.constData(), a.data(), a.size());
-        const ssize_t y = ::readlink(copy.constData(), b.data(), b.size());
-        if (x < 0 || x != y || std::memcmp(a.data(), b.data(), size_t(x)) != 0) {
-            *why = QStringLiteral("the copy %1 differs from the original").arg(shown(copy));
-            return false;
-        }
-        return true;
-    }
-    DIR* dir = ::opendir(source.constData());
-    if (!dir) {
-        *why = QStringLiteral("%1: %2").arg(shown(source), cause(errno));
-        return false;
-    }
-    std::vector<QByteArray> names;
-    while (dirent* entry = ::readdir(dir)) {
-        if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
-            names.emplace_back(entry->d_name);
-    }
-    ::closedir(dir);
-    for (const QByteArray& name : names) {
-        if (!checkCopy(source + '/' + name, copy + '/' + name, checked, why))
-            return false;
-    }
-    Fd folder(::open(copy.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (folder.fd < 0 || ::fsync(folder.fd) != 0) {
-        *why = QStringLiteral("%1: %2").arg(shown(copy), cause(errno));
-        return false;
-    }
-    return true;
-}
-
-// The original goes once its copy is checked: deepest entries first, each only while it is
-// still the one that was copied, folders with rmdir so that anything that arrived since stays.
-bool removeOriginal(const std::vector<Checked>& checked, QString* why) {
-    for (auto it = checked.rbegin(); it != checked.rend(); ++it) {
-        struct stat now {};
-        if (::lstat(it->path.constData(), &now) != 0) {
-            *why = QStringLiteral("%1: %2").arg(shown(it->path), cause(errno));
-            return false;
-        }
-        const bool folder = S_ISDIR(now.st_mode);
-        const bool same = now.st_dev == it->status.st_dev && now.st_ino == it->status.st_ino &&
-                          (folder || (now.st_size == it->status.st_size &&
-                                      now.st_mtim.tv_sec == it->status.st_mtim.tv_sec &&
-                                      now.st_mtim.tv_nsec == it->status.st_mtim.tv_nsec));
-        if (!same) {
-            *why = QStringLiteral("%1 changed after it was copied").arg(shown(it->path));
-            return false;
-        }
-        if ((folder ? ::rmdir(it->path.constData()) : ::unlink(it->path.constData())) != 0) {
-            *why = QStringLiteral("%1: %2").arg(shown(it->path), cause(errno));
-            return false;
-        }
-    }
-    return true;
-}
-
 // Copies the item into the home Trash, checks the copy and only then removes the original.
 Outcome copyInto(const Item& item, const QByteArray& trash, const Owner& owner) {
     Outcome outcome;
@@ -402,7 +280,7 @@ Outcome copyInto(const Item& item, const QByteArray& trash, const Owner& owner) 
     const QByteArray copy = trash + "/files/" + *name;
     const QByteArray record = recordOf(trash, *name);
     QString why;
-    std::vector<Checked> checked;
+    CheckedCopy checked;
     if (!FileTree::copyItem(FileName::decode(item.source), FileName::decode(copy), &why)) {
         const int failure = errno;
         removeOwnCopy(copy);
@@ -411,13 +289,13 @@ Outcome copyInto(const Item& item, const QByteArray& trash, const Owner& owner) 
             QStringLiteral("cannot copy it into %1: %2").arg(shown(trash + "/files"), cause(failure));
         return outcome;
     }
-    if (!checkCopy(item.source, copy, checked, &why)) {
+    if (!checked.check(item.source, copy, &why)) {
         removeOwnCopy(copy);
         ::unlink(record.constData());
         outcome.error = QStringLiteral("its copy in the Trash could not be checked: %1").arg(why);
         return outcome;
     }
-    if (!removeOriginal(checked, &why)) {
+    if (!checked.removeOriginal(&why)) {
         // The checked copy and its record stay: the data is in both places rather than neither.
         outcome.error = QStringLiteral("it was copied to the Trash as %1, but %2").arg(shown(copy), why);
         return outcome;
