@@ -12,6 +12,7 @@
 #include "ProgressSheet.h"
 #include "catalogue/AutosaveFolderScanner.h"
 #include "catalogue/AutosaveType.h"
+#include "catalogue/CatalogueLocations.h"
 #include "catalogue/LocationDiscovery.h"
 #include "catalogue/OutlineSorting.h"
 #include "catalogue/OutlineText.h"
@@ -67,7 +68,7 @@ AppController::AppController(Environment environment, QObject* parent)
         m_env.openUrl = [](const QUrl& url) { return QDesktopServices::openUrl(url); };
 
     m_appLaunching = true;
-    m_manualPathArray = settings().stringListValue(SettingsKey::manualPaths);
+    m_manualPathArray = CatalogueLocations::storedPaths(settings(), SettingsKey::manualPaths);
     settings().registerDefaults(BMSettings::applicationDefaults());
 
     m_window = std::make_unique<MainWindow>();
@@ -476,7 +477,7 @@ void AppController::prefsAddManualPath() {
             chosen = vault;
         if (!m_manualPathArray.contains(chosen))
             m_manualPathArray << chosen;
-        QStringList known = settings().stringListValue(SettingsKey::autosavePaths);
+        QStringList known = CatalogueLocations::storedPaths(settings(), SettingsKey::autosavePaths);
         if (!known.contains(chosen)) {
             known << chosen;
             settings().setValue(SettingsKey::autosavePaths, known);
@@ -493,7 +494,7 @@ void AppController::prefsRemoveManualPath() {
     if (row < 0 || row >= m_manualPathArray.size())
         return;
     const QString path = m_manualPathArray.takeAt(row);
-    QStringList known = settings().stringListValue(SettingsKey::autosavePaths);
+    QStringList known = CatalogueLocations::storedPaths(settings(), SettingsKey::autosavePaths);
     if (known.removeAll(path) > 0)
         settings().setValue(SettingsKey::autosavePaths, known);
     settings().setValue(SettingsKey::manualPaths, m_manualPathArray);
