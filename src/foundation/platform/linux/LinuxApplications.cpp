@@ -89,10 +89,12 @@ QString LinuxPlatform::locateDatabase() const {
 }
 
 QString LinuxPlatform::spotlightProblem() const {
-    const QString database = locateDatabase();
+    // Only an index named for the run: a missing index of the tool's own means no search yet,
+    // and the tool then simply finds nothing.
+    const QString database = qEnvironmentVariable(locateDatabaseVariable);
     if (database.isEmpty())
         return QString();
-    // The search tool says only that it found nothing when its index is missing.
+    // The search tool would say only that it found nothing.
     int error = 0;
     const int fd = ::open(FileName::encode(database).constData(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
