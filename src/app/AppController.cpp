@@ -171,6 +171,11 @@ bool AppController::awakeFromNib() {
 }
 
 void AppController::applicationDidFinishLaunching() {
+    // What the settings store printed reaches no one at the window.
+    if (const QString problem = settings().userFileProblem(); !problem.isEmpty()) {
+        BMAlert::alertSheetWithButtons({tr("Vestry's settings could not be read."), {}, {}, {}, problem},
+                                       m_window.get(), false);
+    }
     populateDataNoSave();
 }
 

@@ -190,6 +190,22 @@ TEST_F(Controller, TurningTheAdminPasswordOffNeedsAuthorisation) {
     EXPECT_EQ(settings().integerValue(SettingsKey::requireAdminPassword), 0);
 }
 
+TEST_F(Controller, ASettingsFileSetAsideAtStartIsToldInTheWindow) {
+    const QString file = settings().userFilePath();
+    write(".config/com.brightmoor.Vestry.plist", "not a property list");
+    settings().synchronize();
+    start();
+    QMessageBox* box = visibleAlert();
+    ASSERT_NE(box, nullptr);
+    EXPECT_EQ(box->text(), "Vestry's settings could not be read.");
+    EXPECT_TRUE(box->informativeText().startsWith("Settings file " + file +
+                                                  " is not a valid property list; "
+                                                  "it was set aside as " +
+                                                  file + ".unreadable-"))
+        << box->informativeText().toStdString();
+    clickButton(box, "OK");
+}
+
 TEST_F(Controller, RefusedAuthorisationAtStartEndsTheApplication) {
     settings().setComputerWideValue(SettingsKey::requireAdminPassword, 1);
     authorizeAnswer = false;
