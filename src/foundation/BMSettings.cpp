@@ -288,7 +288,16 @@ bool BMSettings::writeUserFile() {
         m_dirty = true;
         return false;
     }
-    m_dirty = !PlistFile::writeXml(path, m_user);
+    QString cause;
+    m_dirty = !PlistFile::writeXml(path, m_user, &cause);
+    // Told once for each new cause, not on every change that follows.
+    if (m_dirty && cause != m_writeProblem) {
+        BMLog::appendLogAndPrint(
+            QStringLiteral("Settings file %1 could not be saved: %2. The changed settings "
+                           "are kept in memory until it can be.")
+                .arg(path, cause));
+    }
+    m_writeProblem = m_dirty ? cause : QString();
     return !m_dirty;
 }
 

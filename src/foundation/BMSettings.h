@@ -77,6 +77,7 @@ private:
     mutable bool m_loaded = false;
     mutable bool m_userFileMustBeKept = false;
     mutable QString m_userFileProblem;
+    QString m_writeProblem;
     bool m_dirty = false;
     QVariantMap m_defaults;
 };

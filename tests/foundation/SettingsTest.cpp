@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <sys/mount.h>
 #include <thread>
 #include <vector>
 
@@ -152,4 +153,52 @@ TEST_F(Settings, WriteCreatesMissingFoldersAndReplacesAtomically) {
     EXPECT_EQ(QDir(home().root() + "/new/folder").entryList(QDir::Files | QDir::Hidden),
               QStringList{"x.plist"});
     EXPECT_FALSE(PlistFile::readDictionary(home().root() + "/new").has_value());
+}
+
+// A settings folder on a tmpfs of its own, filled up by the test.
+class SettingsOnAFullDisk : public Settings {
+protected:
+    void SetUp() override {
+        Settings::SetUp();
+        folder = home().root() + "/small";
+        QDir().mkpath(folder);
+        if (::mount("tmpfs", folder.toUtf8().constData(), "tmpfs", 0, "size=64k,nr_inodes=64") != 0)
+            GTEST_SKIP() << "mounting a tmpfs is not permitted here: " << std::strerror(errno);
+        mounted = true;
+    }
+    void TearDown() override {
+        if (mounted)
+            ::umount2(folder.toUtf8().constData(), MNT_DETACH);
+        Settings::TearDown();
+    }
+    QString folder;
+    bool mounted = false;
+};
+
+TEST_F(SettingsOnAFullDisk, AWriteThatFailsLeavesTheFileAsItWasSaysWhyAndIsMadeLater) {
+    const QString path = folder + "/com.brightmoor.Vestry.plist";
+    BMLog::createNewLog();
+    BMSettings small([&] { return path; });
+    ASSERT_TRUE(small.setValue("kept", "before"));
+    const QByteArray before = readFile(path);
+    QFile filler(folder + "/filler");
+    ASSERT_TRUE(filler.open(QIODevice::WriteOnly));
+    while (filler.write(QByteArray(4096, 'f')) > 0 && filler.flush()) {
+    }
+    filler.close();
+
+    ConsoleCapture console;
+    EXPECT_FALSE(small.setValue("big", QString(16384, 'b')));
+    EXPECT_FALSE(small.setValue("other", 1));
+    EXPECT_EQ(console.text().count("Settings file " + path + " could not be saved: No space left on device"),
+              1)
+        << console.text().toStdString();
+    EXPECT_TRUE(logText().contains(path + " could not be saved: No space left on device"));
+    EXPECT_EQ(readFile(path), before);
+    EXPECT_EQ(QDir(folder).entryList(QDir::Files | QDir::Hidden),
+              (QStringList{"com.brightmoor.Vestry.plist", "filler"}));
+
+    QFile::remove(filler.fileName());
+    EXPECT_TRUE(small.synchronize());
+    EXPECT_EQ(PlistFile::readDictionary(path)->value("big").toString().size(), 16384);
 }
