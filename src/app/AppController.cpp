@@ -22,6 +22,7 @@
 #include "foundation/BMLocalPaths.h"
 #include "foundation/BMLog.h"
 #include "foundation/BMSettings.h"
+#include "foundation/FileTree.h"
 #include "foundation/MainThread.h"
 #include "foundation/PathText.h"
 #include "foundation/PlistFile.h"
@@ -433,13 +434,20 @@ bool AppController::isBusy() const {
 
 // ---- Preferences ----------------------------------------------------------------------------
 
-bool AppController::storeRequireAdminPassword(bool on) {
+bool AppController::storeRequireAdminPassword(bool on, QString* problem) {
+    *problem = tr("Changing it needs an administrator's rights.");
     if (settings().setComputerWideValue(SettingsKey::requireAdminPassword, on ? 1 : 0))
         return true;
     // The computer-wide folder is the administrator's: write a copy and move it in with
     // privileges.
     const QString target = settings().computerWideFilePath();
-    QVariantMap wide = PlistFile::readDictionary(target).value_or(QVariantMap());
+    const std::optional<QVariantMap> stored = PlistFile::readDictionary(target);
+    if (!stored && FileTree::exists(target)) {
+        // Replacing it would lose whatever else it holds.
+        *problem = tr("The settings file %1 could not be read; it was left as it is.").arg(target);
+        return false;
+    }
+    QVariantMap wide = stored.value_or(QVariantMap());
     wide.insert(QString::fromLatin1(SettingsKey::requireAdminPassword), qint64(on ? 1 : 0));
     const QString staged = BMLocalPaths::tempFile();
     if (target.isEmpty() || !PlistFile::writeXml(staged, wide))
@@ -457,14 +465,11 @@ void AppController::prefsToggleAdminPass(bool on) {
         m_preferences->setAdminPasswordChecked(true);
         return;
     }
-    if (!storeRequireAdminPassword(on)) {
-        BMLog::appendLog(QStringLiteral("Unable to store the administrator password setting."));
+    if (QString problem; !storeRequireAdminPassword(on, &problem)) {
+        BMLog::appendLog(
+            QStringLiteral("Unable to store the administrator password setting: %1").arg(problem));
         m_preferences->setAdminPasswordChecked(!on);
-        BMAlert::alertSheetWithButtons({tr("The setting could not be saved."),
-                                        {},
-                                        {},
-                                        {},
-                                        tr("Changing it needs an administrator's rights.")},
+        BMAlert::alertSheetWithButtons({tr("The setting could not be saved."), {}, {}, {}, problem},
                                        m_preferences, false);
     }
 }

@@ -206,6 +206,20 @@ TEST_F(Controller, ASettingsFileSetAsideAtStartIsToldInTheWindow) {
     clickButton(box, "OK");
 }
 
+TEST_F(Controller, AComputerWideFileThatCannotBeReadIsNotReplacedToStoreTheAdminSwitch) {
+    const QString wide = settings().computerWideFilePath();
+    home().writeFile(wide.mid(home().root().size() + 1), "not a property list");
+    start();
+    controller->preferencesWindow()->adminPasswordBox()->click();
+    QMessageBox* box = visibleAlert();
+    ASSERT_NE(box, nullptr);
+    EXPECT_EQ(box->informativeText(),
+              "The settings file " + wide + " could not be read; it was left as it is.");
+    clickButton(box, "OK");
+    EXPECT_FALSE(controller->preferencesWindow()->adminPasswordBox()->isChecked());
+    EXPECT_EQ(readFile(wide), "not a property list");
+}
+
 TEST_F(Controller, RefusedAuthorisationAtStartEndsTheApplication) {
     settings().setComputerWideValue(SettingsKey::requireAdminPassword, 1);
     authorizeAnswer = false;
