@@ -433,3 +433,14 @@ TEST_F(CommandLine, ANamedLocateIndexThatCannotBeReadIsAnErrorNamingIt) {
         result.err.contains(closed + " (named by VESTRY_LOCATE_DB) could not be read: Permission denied"))
         << result.err.toStdString();
 }
+
+TEST_F(CommandLine, ALocationTheUserMayNotReadIsNamedWithTheCause) {
+    if (!openToNobody())
+        GTEST_SKIP() << "needs root to run vestry as nobody";
+    QFile::setPermissions(premiere, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    const Outcome result = runAsNobody({"list", premiere}, environment());
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.err.contains("vestry list: " + premiere +
+                                    ": the folder could not be read: Permission denied\n"))
+        << result.err.toStdString();
+}
