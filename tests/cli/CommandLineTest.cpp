@@ -21,6 +21,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pty.h>
+#include <sys/mount.h>
 #include <unistd.h>
 
 namespace {
@@ -443,4 +444,41 @@ TEST_F(CommandLine, ALocationTheUserMayNotReadIsNamedWithTheCause) {
     EXPECT_TRUE(result.err.contains("vestry list: " + premiere +
                                     ": the folder could not be read: Permission denied\n"))
         << result.err.toStdString();
+}
+
+// A destination volume of its own, full before the command starts.
+class CommandLineOnAFullDisk : public CommandLine {
+protected:
+    void SetUp() override {
+        CommandLine::SetUp();
+        if (IsSkipped())
+            return;
+        disk = home().root() + "/full";
+        QDir().mkpath(disk);
+        if (::mount("tmpfs", disk.toUtf8().constData(), "tmpfs", 0, "size=64k,nr_inodes=64") != 0)
+            GTEST_SKIP() << "mounting a tmpfs is not permitted here: " << std::strerror(errno);
+        mounted = true;
+        QFile filler(disk + "/filler");
+        ASSERT_TRUE(filler.open(QIODevice::WriteOnly));
+        while (filler.write(QByteArray(4096, 'f')) > 0 && filler.flush()) {
+        }
+    }
+    void TearDown() override {
+        if (mounted)
+            ::umount2(disk.toUtf8().constData(), MNT_DETACH);
+        CommandLine::TearDown();
+    }
+    QString disk;
+    bool mounted = false;
+};
+
+TEST_F(CommandLineOnAFullDisk, AnArchiveThatDoesNotFitNamesTheFileAndTheCauseAndMovesNothing) {
+    const Outcome result = run({"archive", "--to", disk + "/Autosaves.zip", premiere + "/Beta"});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.err.contains(disk + "/Autosaves.zip: Write error: No space left on device"))
+        << result.err.toStdString();
+    EXPECT_FALSE(result.err.contains("Please report")) << result.err.toStdString();
+    EXPECT_EQ(QDir(disk).entryList(QDir::Files | QDir::Hidden), QStringList{"filler"});
+    EXPECT_EQ(autosavesLeft(), kAll);
+    EXPECT_TRUE(trashRecords().isEmpty());
 }
