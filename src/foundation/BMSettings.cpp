@@ -81,6 +81,12 @@ QString setAside(const QString& path, int* error) {
     return QString();
 }
 
+QString cannotReadProblem(const QString& path, int error) {
+    return QStringLiteral("Settings file %1 could not be read: %2. It is left as it is, and changed settings "
+                          "are not saved until it can be read.")
+        .arg(path, systemError(error));
+}
+
 struct LoadedFile {
     QVariantMap values;
     // The file is there but was not understood and could not be moved away: writing would
@@ -101,9 +107,7 @@ LoadedFile loadOrSetAside(const QString& path) {
             return loaded;
         // A file this user may not read can still be a good one: it is left alone.
         loaded.mustKeep = true;
-        loaded.problem = QStringLiteral("Settings file %1 could not be read: %2. It is left as it is, and "
-                                        "changed settings are not saved until it can be read.")
-                             .arg(path, systemError(error));
+        loaded.problem = cannotReadProblem(path, error);
         return loaded;
     }
     if (std::optional<QVariant> value = PlistFile::parse(*bytes);
@@ -284,7 +288,13 @@ bool BMSettings::writeUserFile() {
     if (path.isEmpty())
         return false;
     int error = 0;
-    if (m_userFileMustBeKept || (!readBytes(path, &error) && error != ENOENT)) {
+    if (!m_userFileMustBeKept && !readBytes(path, &error) && error != ENOENT) {
+        // It turned unreadable since it was loaded: what it holds now is unknown.
+        m_userFileMustBeKept = true;
+        m_userFileProblem = cannotReadProblem(path, error);
+        BMLog::appendLogAndPrint(m_userFileProblem);
+    }
+    if (m_userFileMustBeKept) {
         m_dirty = true;
         return false;
     }
