@@ -89,8 +89,8 @@ QString cannotReadProblem(const QString& path, int error) {
 
 struct LoadedFile {
     QVariantMap values;
-    // The file is there but was not understood and could not be moved away: writing would
-    // replace it.
+    // The file is there but could not be read, or was not understood and could not be moved
+    // away: writing would replace it.
     bool mustKeep = false;
     // What a person is told; null when the file was read (or is absent).
     QString problem;
@@ -335,8 +335,8 @@ bool BMSettings::synchronize() {
     std::lock_guard lock(m_mutex);
     ensureLoaded();
     // Changes that could not be written stay in memory rather than being replaced by the
-    // older copy on disk.
-    // A file that is being left alone is read again: it may have become readable.
+    // older copy on disk. A file that is being left alone is read again instead: it may have
+    // become readable.
     if (m_dirty && !m_userFileMustBeKept && !writeUserFile())
         return false;
     m_loaded = false;
