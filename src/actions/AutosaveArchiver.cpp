@@ -39,14 +39,14 @@ BMAutoItemList existingAutosaves(const SelectedRows& rows) {
     return autosaves;
 }
 
-bool compress(const QString& folder, const QString& destination) {
+bool compress(const QString& folder, const QString& destination, QString* failure) {
     const QString ditto = Platform::current().toolPath(Tool::Ditto);
     if (BMTaskEx::isExecutable(ditto)) {
         BMTaskEx::runTask(ditto, {QStringLiteral("-c"), QStringLiteral("-k"),
                                   QStringLiteral("--sequesterRsrc"), folder, destination});
         return BMFileManager::fileExistsAtPath(destination);
     }
-    return BMFileManager::compressFile(folder, destination, false);
+    return BMFileManager::compressFile(folder, destination, false, failure);
 }
 
 // The entry an autosave has in the archive: the folder that held it, then its own name.
@@ -96,10 +96,15 @@ Result gatherAndCompress(const BMAutoItemList& autosaves, const QString& temp, c
 
     reportProgress(progress, ActionProgress::Stage::Compressing, 0, 0);
     const bool replaced = !FileTree::exists(destination) || BMFileManager::trashFile(destination);
-    if (!replaced || !compress(temp, destination)) {
+    QString cause;
+    if (!replaced)
+        cause = QStringLiteral("%1 is in the way and could not be moved to the Trash.").arg(destination);
+    if (!replaced || !compress(temp, destination, &cause)) {
+        // A full disk or a folder the user may not write is theirs to fix; only an archive that
+        // failed for no reason given is the program's fault.
         return failed(QStringLiteral("Error: unable to create archive."),
                       QStringLiteral("Error: unable to create archive."),
-                      QStringLiteral("Please report this error to Brightmoor."));
+                      cause.isEmpty() ? QStringLiteral("Please report this error to Brightmoor.") : cause);
     }
     Result result;
     result.archived = true;

@@ -12,6 +12,7 @@
 #include "ProgressSheet.h"
 #include "catalogue/AutosaveFolderScanner.h"
 #include "catalogue/AutosaveType.h"
+#include "catalogue/CatalogueLocations.h"
 #include "catalogue/LocationDiscovery.h"
 #include "catalogue/OutlineSorting.h"
 #include "catalogue/OutlineText.h"
@@ -21,6 +22,7 @@
 #include "foundation/BMLocalPaths.h"
 #include "foundation/BMLog.h"
 #include "foundation/BMSettings.h"
+#include "foundation/FileTree.h"
 #include "foundation/MainThread.h"
 #include "foundation/PathText.h"
 #include "foundation/PlistFile.h"
@@ -67,7 +69,7 @@ AppController::AppController(Environment environment, QObject* parent)
         m_env.openUrl = [](const QUrl& url) { return QDesktopServices::openUrl(url); };
 
     m_appLaunching = true;
-    m_manualPathArray = settings().stringListValue(SettingsKey::manualPaths);
+    m_manualPathArray = CatalogueLocations::storedPaths(settings(), SettingsKey::manualPaths);
     settings().registerDefaults(BMSettings::applicationDefaults());
 
     m_window = std::make_unique<MainWindow>();
@@ -170,6 +172,11 @@ bool AppController::awakeFromNib() {
 }
 
 void AppController::applicationDidFinishLaunching() {
+    // What the settings store printed reaches no one at the window.
+    if (const QString problem = settings().userFileProblem(); !problem.isEmpty()) {
+        BMAlert::alertSheetWithButtons({tr("Vestry's settings could not be read."), {}, {}, {}, problem},
+                                       m_window.get(), false);
+    }
     populateDataNoSave();
 }
 
@@ -427,13 +434,20 @@ bool AppController::isBusy() const {
 
 // ---- Preferences ----------------------------------------------------------------------------
 
-bool AppController::storeRequireAdminPassword(bool on) {
+bool AppController::storeRequireAdminPassword(bool on, QString* problem) {
+    *problem = tr("Changing it needs an administrator's rights.");
     if (settings().setComputerWideValue(SettingsKey::requireAdminPassword, on ? 1 : 0))
         return true;
     // The computer-wide folder is the administrator's: write a copy and move it in with
     // privileges.
     const QString target = settings().computerWideFilePath();
-    QVariantMap wide = PlistFile::readDictionary(target).value_or(QVariantMap());
+    const std::optional<QVariantMap> stored = PlistFile::readDictionary(target);
+    if (!stored && FileTree::exists(target)) {
+        // Replacing it would lose whatever else it holds.
+        *problem = tr("The settings file %1 could not be read; it was left as it is.").arg(target);
+        return false;
+    }
+    QVariantMap wide = stored.value_or(QVariantMap());
     wide.insert(QString::fromLatin1(SettingsKey::requireAdminPassword), qint64(on ? 1 : 0));
     const QString staged = BMLocalPaths::tempFile();
     if (target.isEmpty() || !PlistFile::writeXml(staged, wide))
@@ -451,14 +465,11 @@ void AppController::prefsToggleAdminPass(bool on) {
         m_preferences->setAdminPasswordChecked(true);
         return;
     }
-    if (!storeRequireAdminPassword(on)) {
-        BMLog::appendLog(QStringLiteral("Unable to store the administrator password setting."));
+    if (QString problem; !storeRequireAdminPassword(on, &problem)) {
+        BMLog::appendLog(
+            QStringLiteral("Unable to store the administrator password setting: %1").arg(problem));
         m_preferences->setAdminPasswordChecked(!on);
-        BMAlert::alertSheetWithButtons({tr("The setting could not be saved."),
-                                        {},
-                                        {},
-                                        {},
-                                        tr("Changing it needs an administrator's rights.")},
+        BMAlert::alertSheetWithButtons({tr("The setting could not be saved."), {}, {}, {}, problem},
                                        m_preferences, false);
     }
 }
@@ -476,7 +487,7 @@ void AppController::prefsAddManualPath() {
             chosen = vault;
         if (!m_manualPathArray.contains(chosen))
             m_manualPathArray << chosen;
-        QStringList known = settings().stringListValue(SettingsKey::autosavePaths);
+        QStringList known = CatalogueLocations::storedPaths(settings(), SettingsKey::autosavePaths);
         if (!known.contains(chosen)) {
             known << chosen;
             settings().setValue(SettingsKey::autosavePaths, known);
@@ -493,7 +504,7 @@ void AppController::prefsRemoveManualPath() {
     if (row < 0 || row >= m_manualPathArray.size())
         return;
     const QString path = m_manualPathArray.takeAt(row);
-    QStringList known = settings().stringListValue(SettingsKey::autosavePaths);
+    QStringList known = CatalogueLocations::storedPaths(settings(), SettingsKey::autosavePaths);
     if (known.removeAll(path) > 0)
         settings().setValue(SettingsKey::autosavePaths, known);
     settings().setValue(SettingsKey::manualPaths, m_manualPathArray);

@@ -131,7 +131,8 @@ private:
     void connectWindow();
     void updateStatusLine();
     void refillAutosaveFolderChoices(const QStringList& abbreviated);
-    bool storeRequireAdminPassword(bool on);
+    // False with the reason in *problem when it could not be stored.
+    bool storeRequireAdminPassword(bool on, QString* problem);
     QModelIndexList selectedRows() const;
 
     Environment m_env;

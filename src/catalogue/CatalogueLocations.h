@@ -17,6 +17,10 @@ public:
     // Tests point the attics into a temporary folder.
     explicit CatalogueLocations(QStringList sharedAvidAttics = defaultSharedAvidAttics());
 
+    // The folder paths stored under a key ("autosavePaths", "manualPaths"). An entry that is
+    // not text, or not an absolute path, is skipped with a warning naming it and the list
+    // (once per run); the other entries still count.
+    static QStringList storedPaths(const BMSettings& settings, const QString& key);
     // "autosavePaths", then the "manualPaths" not already in the list.
     static QStringList storedLocations(const BMSettings& settings);
     // The shared attics that exist now.

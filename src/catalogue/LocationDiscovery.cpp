@@ -1,5 +1,6 @@
 #include "LocationDiscovery.h"
 
+#include "CatalogueLocations.h"
 #include "editorprefs/BMFCPPrefParser.h"
 #include "editorprefs/BMPremierePrefParser.h"
 #include "foundation/BMException.h"
@@ -127,7 +128,8 @@ LocationDiscovery::Outcome LocationDiscovery::searchForNewPaths() {
     Outcome outcome;
     try {
         BMLog::appendLog(QStringLiteral("Searching for new autosave paths..."));
-        outcome.locations = m_settings.stringListValue(QLatin1String(SettingsKey::autosavePaths));
+        outcome.locations =
+            CatalogueLocations::storedPaths(m_settings, QLatin1String(SettingsKey::autosavePaths));
         // The first search of a new user can take a while; the sheet says so.
         if (outcome.locations.isEmpty() && askOnMainThread(hooks.isMainWindowKey))
             onMainThread(hooks.showProgress);
@@ -155,7 +157,10 @@ LocationDiscovery::Outcome LocationDiscovery::searchForNewPaths() {
 
         Platform& platform = Platform::current();
         outcome.nameSearchAvailable = platform.spotlightAvailable();
-        if (outcome.nameSearchAvailable) {
+        outcome.nameSearchProblem = platform.spotlightProblem();
+        if (!outcome.nameSearchProblem.isEmpty())
+            BMLog::appendLog(QStringLiteral("Spotlight search skipped: %1").arg(outcome.nameSearchProblem));
+        else if (outcome.nameSearchAvailable) {
             BMLog::appendLog(QStringLiteral("Running a Spotlight search for autosave folders..."));
             for (const NameSearch& search : nameSearches()) {
                 for (const QString& line : platform.spotlightQuery(search.query, nameSearchTimeoutSeconds)) {

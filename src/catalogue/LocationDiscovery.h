@@ -55,6 +55,9 @@ public:
         bool stored = false;
         // Whether an exception ended the search early (it is in the log).
         bool failed = false;
+        // Why the name search could not be asked as it was set up (an index that cannot be
+        // read); it was then skipped. Null when nothing stood in its way.
+        QString nameSearchProblem;
     };
 
     // The method name under which a failed search is logged.

@@ -1,5 +1,6 @@
 #include "ArchiveCommand.h"
 
+#include "ArgumentChecks.h"
 #include "CatalogueArguments.h"
 #include "StandardOutput.h"
 #include "TerminalProgress.h"
@@ -106,11 +107,13 @@ CLI::App* ArchiveCommand::define(CLI::App& parent) {
         "moves them to the Trash.");
     command->add_option("--to", m_destination, "The archive to write; it must not exist yet")
         ->type_name("FILE.zip")
-        ->required();
+        ->required()
+        ->check(ArgumentChecks::nonEmptyPath());
     command
         ->add_option("PATH", m_paths,
                      "Projects (their folders) or single autosaves, inside the locations vestry list shows")
-        ->required();
+        ->required()
+        ->check(ArgumentChecks::nonEmptyPath());
     return command;
 }
 

@@ -71,8 +71,13 @@ bool scanNamedFolder(const char* command, const AutosaveFolderScanner& scanner, 
         return fail(QStringLiteral("no such folder"));
     case ScanStatus::NotAFolder:
         return fail(QStringLiteral("not a folder"));
-    case ScanStatus::ListingFailed:
-        return fail(QStringLiteral("the folder could not be read"));
+    case ScanStatus::ListingFailed: {
+        bool listed = false;
+        QString cause;
+        BMFileManager::contentsOfDirectory(path, &listed, &cause);
+        return fail(cause.isEmpty() ? QStringLiteral("the folder could not be read")
+                                    : QStringLiteral("the folder could not be read: %1").arg(cause));
+    }
     case ScanStatus::Failed:
         return fail(QStringLiteral("the scan failed; the log has the details"));
     }

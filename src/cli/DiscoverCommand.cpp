@@ -1,6 +1,7 @@
 #include "DiscoverCommand.h"
 
 #include "StandardOutput.h"
+#include "catalogue/CatalogueLocations.h"
 #include "catalogue/LocationDiscovery.h"
 #include "foundation/BMSettings.h"
 #include "foundation/Console.h"
@@ -60,6 +61,10 @@ int DiscoverCommand::run() {
     BMSettings& settings = BMSettings::standard();
     LocationDiscovery discovery(settings);
     const LocationDiscovery::Outcome outcome = discovery.searchForNewPaths();
+    if (!outcome.nameSearchProblem.isEmpty()) {
+        Console::print(QStringLiteral("vestry discover: %1").arg(outcome.nameSearchProblem));
+        return 1;
+    }
     if (!outcome.nameSearchAvailable && !outcome.found.isEmpty()) {
         const qsizetype count = outcome.found.size();
         Console::print(
@@ -69,11 +74,21 @@ int DiscoverCommand::run() {
                 .arg(count == 1 ? QStringLiteral("location") : QStringLiteral("locations")));
     }
 
-    const QStringList stored = settings.stringListValue(QLatin1String(SettingsKey::autosavePaths));
+    const QStringList stored =
+        CatalogueLocations::storedPaths(settings, QLatin1String(SettingsKey::autosavePaths));
     const QStringList added = outcome.stored ? outcome.found : QStringList();
+    int status = 0;
+    if (outcome.nameSearchAvailable && !outcome.found.isEmpty() && !outcome.stored) {
+        const QString problem = settings.userFileProblem();
+        Console::print(QStringLiteral("vestry discover: the new locations could not be stored in %1%2")
+                           .arg(settings.userFilePath(), problem.isEmpty()
+                                                             ? QStringLiteral(" (the log has the details)")
+                                                             : QString()));
+        status = 1;
+    }
     if (m_json)
         writeStandardOutput(QString::fromUtf8(locationsJson(stored, added)) + QLatin1Char('\n'));
     else
         writeStandardOutput(locationsText(stored, added));
-    return 0;
+    return status;
 }

@@ -1,5 +1,6 @@
 #include "ListCommand.h"
 
+#include "ArgumentChecks.h"
 #include "CatalogueArguments.h"
 #include "StandardOutput.h"
 #include "catalogue/OutlineSorting.h"
@@ -104,9 +105,11 @@ CLI::App* ListCommand::define(CLI::App& parent) {
         command->add_option("--sort", m_sort, "Order projects and autosaves by name, date or size")
             ->check(CLI::IsMember({"name", "date", "size"}));
     command->add_flag("--descending", m_descending, "Reverse the order of --sort")->needs(sort);
-    command->add_option("PATH", m_paths,
-                        "Autosave locations to list (folders ending in \"Autosave Vault\", "
-                        "\"Adobe Premiere Pro Auto-Save\", \"Avid Attic\" or \".fcpbundle\")");
+    command
+        ->add_option("PATH", m_paths,
+                     "Autosave locations to list (folders ending in \"Autosave Vault\", "
+                     "\"Adobe Premiere Pro Auto-Save\", \"Avid Attic\" or \".fcpbundle\")")
+        ->check(ArgumentChecks::nonEmptyPath());
     return command;
 }
 

@@ -1,5 +1,6 @@
 #include "PruneCommand.h"
 
+#include "ArgumentChecks.h"
 #include "CatalogueArguments.h"
 #include "StandardOutput.h"
 #include "TerminalProgress.h"
@@ -93,16 +94,17 @@ CLI::App* PruneCommand::define(CLI::App& parent) {
                      "Remove the autosaves created more than DAYS whole days ago (an autosave exactly DAYS "
                      "old stays)")
         ->type_name("DAYS")
-        ->check(CLI::Range(1, 36500));
+        ->transform(ArgumentChecks::wholeNumber(1, 36500));
     rule->add_option("--keep", m_keep, "Keep the N most recent autosaves of each project, remove the others")
         ->type_name("N")
-        ->check(CLI::Range(1, 1000000));
+        ->transform(ArgumentChecks::wholeNumber(1, 1000000));
     rule->require_option(1);
     command->add_flag("--dry-run", m_dryRun, "List what would go and change nothing");
     command->add_flag("--json", m_json, "Print one JSON document instead of text");
-    command->add_option(
-        "PATH", m_paths,
-        "Autosave locations to prune (default: every location Vestry knows); see vestry list");
+    command
+        ->add_option("PATH", m_paths,
+                     "Autosave locations to prune (default: every location Vestry knows); see vestry list")
+        ->check(ArgumentChecks::nonEmptyPath());
     return command;
 }
 

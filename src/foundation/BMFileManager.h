@@ -150,7 +150,9 @@ public:
     // A zip archive of the item; an existing archive is trashed first. includeParent keeps
     // the item's own folder as the top of the archive (the default).
     static bool compressFile(const QString& source, const QString& destinationFile);
-    static bool compressFile(const QString& source, const QString& destinationFile, bool includeParent);
+    // *failure (when given) names the file and the cause when it fails.
+    static bool compressFile(const QString& source, const QString& destinationFile, bool includeParent,
+                             QString* failure = nullptr);
     // Extracts into the folder (an existing one is trashed first); never writes outside it.
     static bool decompressFile(const QString& archive, const QString& destinationFolder);
     // What a zip archive holds, read with the reader the extraction uses (Mac metadata left

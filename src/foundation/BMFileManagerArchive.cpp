@@ -7,6 +7,7 @@
 #include "BMTaskEx.h"
 #include "FileTree.h"
 #include "PathText.h"
+#include "foundation/FileName.h"
 #include "platform/Platform.h"
 
 #include <QDir>
@@ -16,12 +17,12 @@
 #include <archive.h>
 #include <archive_entry.h>
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
-#include "foundation/FileName.h"
 
 namespace {
 
@@ -41,7 +42,15 @@ using EntryPtr = std::unique_ptr<archive_entry, EntryDeleter>;
 
 QString archiveError(archive* a) {
     const char* text = archive_error_string(a);
-    return text ? QString::fromUtf8(text) : QStringLiteral("unknown error");
+    QString error = text ? QString::fromUtf8(text) : QStringLiteral("unknown error");
+    // libarchive says "Write error"; the system's reason is what a person can act on.
+    const int code = archive_errno(a);
+    if (code > 0) {
+        const QString reason = QString::fromLocal8Bit(std::strerror(code));
+        if (!error.contains(reason))
+            error += QStringLiteral(": ") + reason;
+    }
+    return error;
 }
 
 // A name beside the final one, so that a half-written result never carries that name.
@@ -326,13 +335,18 @@ bool BMFileManager::compressFile(const QString& source, const QString& destinati
     return compressFile(source, destinationFile, true);
 }
 
-bool BMFileManager::compressFile(const QString& source, const QString& destinationFile, bool includeParent) {
+bool BMFileManager::compressFile(const QString& source, const QString& destinationFile, bool includeParent,
+                                 QString* failure) {
+    auto fail = [&](const QString& cause) {
+        BMLog::appendLog(QStringLiteral("Unable to compress %1: %2").arg(source, cause));
+        if (failure)
+            *failure = cause;
+    };
     if (fileExistsAtPath(destinationFile)) {
         trashFile(destinationFile);
         if (FileTree::exists(destinationFile)) {
             // The old archive stays rather than being overwritten without a way back.
-            BMLog::appendLog(QStringLiteral("Unable to compress %1: %2 could not be moved to the Trash")
-                                 .arg(source, destinationFile));
+            fail(QStringLiteral("%1 could not be moved to the Trash").arg(destinationFile));
             return false;
         }
     }
@@ -344,10 +358,11 @@ bool BMFileManager::compressFile(const QString& source, const QString& destinati
         arguments << source << destinationFile;
         BMTaskEx::runTask(ditto, arguments);
     } else if (!fileExistsAtPath(source)) {
-        BMLog::appendLog(QStringLiteral("Unable to compress %1: %2")
-                             .arg(source, FileTree::errorDescription(source, ENOENT)));
+        fail(FileTree::errorDescription(source, ENOENT));
     } else if (QString error; !writeZip(source, destinationFile, includeParent, &error)) {
-        BMLog::appendLog(QStringLiteral("Unable to compress %1: %2").arg(source, error));
+        fail(error.contains(destinationFile) || error.contains(source)
+                 ? error
+                 : QStringLiteral("%1: %2").arg(destinationFile, error));
     }
     return fileExistsAtPath(destinationFile);
 }

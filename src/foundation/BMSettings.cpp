@@ -1,28 +1,133 @@
 #include "BMSettings.h"
 
 #include "BMLocalPaths.h"
-#include "Console.h"
+#include "BMLog.h"
+#include "FileName.h"
 #include "PathText.h"
 #include "PlistFile.h"
 #include "SettingsKeys.h"
 
-#include <QFile>
-#include <QFileInfo>
+#include <QDateTime>
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <optional>
+#include <stdio.h>
+#include <unistd.h>
 
 namespace {
 
-QVariantMap loadOrSetAside(const QString& path) {
-    if (path.isEmpty() || !QFileInfo::exists(path))
-        return {};
-    if (auto map = PlistFile::readDictionary(path))
-        return *map;
-    // An unreadable file would be replaced by the next write; keep the user's copy beside it.
-    const QString aside = path + QStringLiteral(".unreadable");
-    QFile::remove(aside);
-    if (QFile::rename(path, aside))
-        Console::print(
-            QStringLiteral("Settings file %1 could not be read; it was kept as %2").arg(path, aside));
-    return {};
+QString systemError(int code) {
+    return QString::fromLocal8Bit(std::strerror(code));
+}
+
+// The file's bytes (at most one more than a property list may have); nothing, with the
+// reason in *error, when it cannot be read.
+std::optional<QByteArray> readBytes(const QString& path, int* error) {
+    const int fd = ::open(FileName::encode(path).constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        *error = errno;
+        return std::nullopt;
+    }
+    QByteArray bytes;
+    char buffer[65536];
+    for (;;) {
+        const ssize_t n = ::read(fd, buffer, sizeof buffer);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0) {
+            *error = errno;
+            ::close(fd);
+            return std::nullopt;
+        }
+        if (n == 0 || bytes.size() > PlistFile::maximumSize)
+            break;
+        bytes.append(buffer, n);
+    }
+    ::close(fd);
+    return bytes;
+}
+
+// Renames the file to a name of its own beside it, never over an earlier copy.
+bool renameWithoutReplacing(const QByteArray& from, const QByteArray& to, int* error) {
+    if (::renameat2(AT_FDCWD, from.constData(), AT_FDCWD, to.constData(), RENAME_NOREPLACE) == 0)
+        return true;
+    if (errno == EINVAL) {
+        // A file system without no-replace renames: a hard link fails where the name is taken.
+        if (::link(from.constData(), to.constData()) == 0) {
+            if (::unlink(from.constData()) == 0)
+                return true;
+            *error = errno;
+            ::unlink(to.constData());
+            return false;
+        }
+    }
+    *error = errno;
+    return false;
+}
+
+QString setAside(const QString& path, int* error) {
+    const QString stem = path + QStringLiteral(".unreadable-") +
+                         QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"));
+    const QByteArray from = FileName::encode(path);
+    for (int counter = 1; counter < 1000; ++counter) {
+        const QString aside = counter == 1 ? stem : QStringLiteral("%1-%2").arg(stem).arg(counter);
+        if (renameWithoutReplacing(from, FileName::encode(aside), error))
+            return aside;
+        if (*error != EEXIST)
+            return QString();
+    }
+    return QString();
+}
+
+QString cannotReadProblem(const QString& path, int error) {
+    return QStringLiteral("Settings file %1 could not be read: %2. It is left as it is, and changed settings "
+                          "are not saved until it can be read.")
+        .arg(path, systemError(error));
+}
+
+struct LoadedFile {
+    QVariantMap values;
+    // The file is there but could not be read, or was not understood and could not be moved
+    // away: writing would replace it.
+    bool mustKeep = false;
+    // What a person is told; null when the file was read (or is absent).
+    QString problem;
+};
+
+LoadedFile loadOrSetAside(const QString& path) {
+    LoadedFile loaded;
+    if (path.isEmpty())
+        return loaded;
+    int error = 0;
+    const std::optional<QByteArray> bytes = readBytes(path, &error);
+    if (!bytes) {
+        if (error == ENOENT)
+            return loaded;
+        // A file this user may not read can still be a good one: it is left alone.
+        loaded.mustKeep = true;
+        loaded.problem = cannotReadProblem(path, error);
+        return loaded;
+    }
+    if (std::optional<QVariant> value = PlistFile::parse(*bytes);
+        value && value->typeId() == QMetaType::QVariantMap) {
+        loaded.values = value->toMap();
+        return loaded;
+    }
+    // The next write would replace what could not be parsed; keep the user's copy beside it.
+    const QString aside = setAside(path, &error);
+    if (!aside.isEmpty()) {
+        loaded.problem = QStringLiteral("Settings file %1 is not a valid property list; it was set aside as "
+                                        "%2, and Vestry starts again from the default settings.")
+                             .arg(path, aside);
+    } else if (error != ENOENT) {
+        loaded.mustKeep = true;
+        loaded.problem = QStringLiteral("Settings file %1 is not a valid property list and could not be set "
+                                        "aside: %2. It is left as it is, and changed settings are not saved.")
+                             .arg(path, systemError(error));
+    }
+    return loaded;
 }
 
 QString prefsFile(bool userDomain, const QString& name) {
@@ -80,6 +185,12 @@ QString BMSettings::userFilePath() const {
     return m_userFile ? m_userFile() : QString();
 }
 
+QString BMSettings::userFileProblem() const {
+    std::lock_guard lock(m_mutex);
+    ensureLoaded();
+    return m_userFileProblem;
+}
+
 QString BMSettings::computerWideFilePath() const {
     return m_computerWideFile ? m_computerWideFile() : QString();
 }
@@ -89,7 +200,15 @@ void BMSettings::ensureLoaded() const {
     const QString widePath = computerWideFilePath();
     if (m_loaded && userPath == m_loadedUserPath && widePath == m_loadedComputerWidePath)
         return;
-    m_user = loadOrSetAside(userPath);
+    LoadedFile loaded = loadOrSetAside(userPath);
+    // What was known of a file that can no longer be read, and changes made since, stay in
+    // memory rather than being replaced by nothing.
+    if (!loaded.mustKeep || userPath != m_loadedUserPath)
+        m_user = std::move(loaded.values);
+    m_userFileMustBeKept = loaded.mustKeep;
+    if (!loaded.problem.isEmpty() && loaded.problem != m_userFileProblem)
+        BMLog::appendLogAndPrint(loaded.problem);
+    m_userFileProblem = loaded.problem;
     m_computerWide =
         widePath.isEmpty() ? QVariantMap() : PlistFile::readDictionary(widePath).value_or(QVariantMap());
     m_loadedUserPath = userPath;
@@ -168,7 +287,27 @@ bool BMSettings::writeUserFile() {
     const QString path = userFilePath();
     if (path.isEmpty())
         return false;
-    m_dirty = !PlistFile::writeXml(path, m_user);
+    int error = 0;
+    if (!m_userFileMustBeKept && !readBytes(path, &error) && error != ENOENT) {
+        // It turned unreadable since it was loaded: what it holds now is unknown.
+        m_userFileMustBeKept = true;
+        m_userFileProblem = cannotReadProblem(path, error);
+        BMLog::appendLogAndPrint(m_userFileProblem);
+    }
+    if (m_userFileMustBeKept) {
+        m_dirty = true;
+        return false;
+    }
+    QString cause;
+    m_dirty = !PlistFile::writeXml(path, m_user, &cause);
+    // Told once for each new cause, not on every change that follows.
+    if (m_dirty && cause != m_writeProblem) {
+        BMLog::appendLogAndPrint(
+            QStringLiteral("Settings file %1 could not be saved: %2. The changed settings "
+                           "are kept in memory until it can be.")
+                .arg(path, cause));
+    }
+    m_writeProblem = m_dirty ? cause : QString();
     return !m_dirty;
 }
 
@@ -196,12 +335,13 @@ bool BMSettings::synchronize() {
     std::lock_guard lock(m_mutex);
     ensureLoaded();
     // Changes that could not be written stay in memory rather than being replaced by the
-    // older copy on disk.
-    if (m_dirty && !writeUserFile())
+    // older copy on disk. A file that is being left alone is read again instead: it may have
+    // become readable.
+    if (m_dirty && !m_userFileMustBeKept && !writeUserFile())
         return false;
     m_loaded = false;
     ensureLoaded();
-    return true;
+    return !m_userFileMustBeKept;
 }
 
 bool BMSettings::setComputerWideValue(const QString& key, const QVariant& value) {
@@ -210,7 +350,20 @@ bool BMSettings::setComputerWideValue(const QString& key, const QVariant& value)
     if (path.isEmpty())
         return false;
     ensureLoaded();
-    QVariantMap wide = PlistFile::readDictionary(path).value_or(QVariantMap());
+    std::optional<QVariantMap> stored = PlistFile::readDictionary(path);
+    int error = 0;
+    if (!stored && (readBytes(path, &error) || error != ENOENT)) {
+        // Writing would replace the other settings it holds.
+        BMLog::appendLogAndPrint(
+            QStringLiteral(
+                "Settings file %1 could not be read%2; it is left as it is and %3 was not changed.")
+                .arg(path,
+                     error ? QStringLiteral(": ") + systemError(error)
+                           : QStringLiteral(" as a property list"),
+                     key));
+        return false;
+    }
+    QVariantMap wide = stored.value_or(QVariantMap());
     wide.insert(key, value.typeId() == QMetaType::Int ? QVariant(qint64(value.toInt())) : value);
     if (!PlistFile::writeXml(path, wide))
         return false;

@@ -57,6 +57,10 @@ public:
     bool setComputerWideValue(const QString& key, const QVariant& value);
 
     QString userFilePath() const;
+    // What went wrong reading the user's file, for a person (the file, the cause, and what
+    // became of it); null when it was read or is absent. A file that could not be read and
+    // could not be set aside is never replaced: changes then stay in memory only.
+    QString userFileProblem() const;
     QString computerWideFilePath() const;
 
 private:
@@ -71,6 +75,9 @@ private:
     mutable QVariantMap m_user;
     mutable QVariantMap m_computerWide;
     mutable bool m_loaded = false;
+    mutable bool m_userFileMustBeKept = false;
+    mutable QString m_userFileProblem;
+    QString m_writeProblem;
     bool m_dirty = false;
     QVariantMap m_defaults;
 };

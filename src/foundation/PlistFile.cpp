@@ -207,19 +207,25 @@ QByteArray PlistFile::toXml(const QVariant& value) {
     return bytes;
 }
 
-bool PlistFile::writeXml(const QString& path, const QVariant& value) {
+bool PlistFile::writeXml(const QString& path, const QVariant& value, QString* error) {
     if (path.isEmpty())
         return false;
+    auto fail = [error](const QString& cause) {
+        if (error)
+            *error = cause;
+        return false;
+    };
     const QString folder = QFileInfo(path).absolutePath();
     if (!QDir().mkpath(folder))
-        return false;
+        return fail(QStringLiteral("the folder %1 could not be created").arg(folder));
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly))
-        return false;
+        return fail(file.errorString());
     const QByteArray bytes = toXml(value);
     if (file.write(bytes) != bytes.size()) {
+        const QString cause = file.errorString();
         file.cancelWriting();
-        return false;
+        return fail(cause);
     }
-    return file.commit();
+    return file.commit() || fail(file.errorString());
 }

@@ -21,6 +21,7 @@ public:
     static std::optional<QVariantMap> readDictionary(const QString& path);
     static QByteArray toXml(const QVariant& value);
     // Replaces the file atomically (write to a temporary file, then rename); creates the
-    // parent folder when missing.
-    static bool writeXml(const QString& path, const QVariant& value);
+    // parent folder when missing. On failure the file is as it was and *error (when given)
+    // names the cause ("No space left on device").
+    static bool writeXml(const QString& path, const QVariant& value, QString* error = nullptr);
 };

@@ -190,6 +190,36 @@ TEST_F(Controller, TurningTheAdminPasswordOffNeedsAuthorisation) {
     EXPECT_EQ(settings().integerValue(SettingsKey::requireAdminPassword), 0);
 }
 
+TEST_F(Controller, ASettingsFileSetAsideAtStartIsToldInTheWindow) {
+    const QString file = settings().userFilePath();
+    write(".config/com.brightmoor.Vestry.plist", "not a property list");
+    settings().synchronize();
+    start();
+    QMessageBox* box = visibleAlert();
+    ASSERT_NE(box, nullptr);
+    EXPECT_EQ(box->text(), "Vestry's settings could not be read.");
+    EXPECT_TRUE(box->informativeText().startsWith("Settings file " + file +
+                                                  " is not a valid property list; "
+                                                  "it was set aside as " +
+                                                  file + ".unreadable-"))
+        << box->informativeText().toStdString();
+    clickButton(box, "OK");
+}
+
+TEST_F(Controller, AComputerWideFileThatCannotBeReadIsNotReplacedToStoreTheAdminSwitch) {
+    const QString wide = settings().computerWideFilePath();
+    home().writeFile(wide.mid(home().root().size() + 1), "not a property list");
+    start();
+    controller->preferencesWindow()->adminPasswordBox()->click();
+    QMessageBox* box = visibleAlert();
+    ASSERT_NE(box, nullptr);
+    EXPECT_EQ(box->informativeText(),
+              "The settings file " + wide + " could not be read; it was left as it is.");
+    clickButton(box, "OK");
+    EXPECT_FALSE(controller->preferencesWindow()->adminPasswordBox()->isChecked());
+    EXPECT_EQ(readFile(wide), "not a property list");
+}
+
 TEST_F(Controller, RefusedAuthorisationAtStartEndsTheApplication) {
     settings().setComputerWideValue(SettingsKey::requireAdminPassword, 1);
     authorizeAnswer = false;

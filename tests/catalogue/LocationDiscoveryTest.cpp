@@ -212,7 +212,35 @@ TEST_F(Discovery, AsksTheWindowOnTheMainThreadAndStartsTheRebuildFromTheSearch) 
               (QStringList{"key?", "show", "folder " + motion + " on worker", "rebuild on worker", "end"}));
 }
 
-class CatalogueLocationsTest : public TempHomeTest {};
+TEST_F(Discovery, AnEntryOfTheWrongTypeDoesNotMakeTheSearchForgetTheOthers) {
+    const QString known = vault(disk("known/Autosave Vault"));
+    const QString found = vault(disk("found/Autosave Vault"));
+    settings().setValue(SettingsKey::autosavePaths, QVariantList{known, 7});
+    standInTool({found});
+    EXPECT_TRUE(discovery->searchForNewPaths().stored);
+    EXPECT_EQ(stored(), (QStringList{known, found}));
+}
+
+class CatalogueLocationsTest : public CatalogueTest::LoggedHomeTest {};
+
+TEST_F(CatalogueLocationsTest, EntriesNotTextOrNotAbsoluteAreIgnoredWithAWarningAndTheRestCount) {
+    BMSettings& settings = BMSettings::standard();
+    settings.setValue("autosavePaths",
+                      QVariantList{"/v/Autosave Vault", 12, QVariantMap{{"path", "/x"}},
+                                   "Documents/Avid Attic", "", "/p/Adobe Premiere Pro Auto-Save"});
+    settings.setValue("manualPaths", "/m/Avid Attic");
+    const CatalogueLocations locations{QStringList()};
+    EXPECT_EQ(locations.locations(settings),
+              (QStringList{"/v/Autosave Vault", "/p/Adobe Premiere Pro Auto-Save"}));
+    locations.locations(settings); // read again: each warning is given once
+    const QString log = logText();
+    for (const char* entry : {"the number 12", "a dictionary", "\"Documents/Avid Attic\"", "\"\""}) {
+        const QString warning = QString("the entry %1 of \"autosavePaths\" is ignored").arg(entry);
+        EXPECT_EQ(log.count(warning), 1) << warning.toStdString() << "\n" << log.toStdString();
+    }
+    EXPECT_EQ(log.count("\"manualPaths\" is \"/m/Avid Attic\", not a list of folders"), 1)
+        << log.toStdString();
+}
 
 TEST_F(CatalogueLocationsTest, DiscoveredThenManualOnesNotListedYetThenSharedAtticsThatExist) {
     const QString composer = home().root() + "/Users/Shared/AvidMediaComposer/Avid Attic";

@@ -23,6 +23,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pty.h>
+#include <sys/mount.h>
 #include <unistd.h>
 
 namespace {
@@ -65,11 +66,12 @@ protected:
         environment.insert("TZ", "UTC");
         return environment;
     }
-    Outcome run(const QStringList& arguments, const QProcessEnvironment& env = environment()) {
+    Outcome run(const QStringList& arguments, const QProcessEnvironment& env = environment(),
+                const QString& program = VESTRY_PROGRAM) {
         QProcess process;
         process.setProcessEnvironment(env);
         process.setWorkingDirectory(home().home());
-        process.start(VESTRY_PROGRAM, arguments);
+        process.start(program, arguments);
         Outcome result;
         if (!process.waitForFinished(60000)) {
             process.kill();
@@ -81,6 +83,33 @@ protected:
         result.out = QString::fromUtf8(process.readAllStandardOutput());
         result.err = QString::fromUtf8(process.readAllStandardError());
         return result;
+    }
+
+    // Opens the temporary folder to everyone, so that the program can run as the user nobody
+    // for the faults root never meets. False where that cannot be done.
+    bool openToNobody() {
+        if (::getuid() != 0 || !QFileInfo("/usr/bin/setpriv").isExecutable())
+            return false;
+        QProcess chmod;
+        chmod.start("chmod", {"-R", "a+rwX", home().root()});
+        return chmod.waitForFinished() && chmod.exitCode() == 0;
+    }
+    Outcome runAsNobody(const QStringList& arguments, const QProcessEnvironment& env) {
+        return run(QStringList{"--reuid=nobody", "--regid=nogroup", "--clear-groups", VESTRY_PROGRAM} +
+                       arguments,
+                   env, "/usr/bin/setpriv");
+    }
+    // An index of the folder made by the real updatedb; null when plocate is not installed.
+    QString locateIndex(const QString& folder) {
+        if (!QFileInfo("/usr/bin/updatedb").isExecutable() || !QFileInfo("/usr/bin/plocate").isExecutable())
+            return QString();
+        const QString index = home().root() + "/index.db";
+        QProcess updatedb;
+        updatedb.start("/usr/bin/updatedb", {"-U", folder, "-o", index, "--prunepaths", "", "--prunefs", "",
+                                             "--prunenames", "", "-l", "0"});
+        EXPECT_TRUE(updatedb.waitForFinished(60000));
+        EXPECT_EQ(updatedb.exitCode(), 0) << updatedb.readAllStandardError().toStdString();
+        return index;
     }
 
     QString autosave(const QString& name) const { return premiere + "/" + name; }
@@ -226,7 +255,42 @@ INSTANTIATE_TEST_SUITE_P(
             "PruneWithoutRule", {"prune", "%"}, 2, "Exactly 1 option from [--older-than,--keep] is required"},
         StatusRow{
             "PruneWithBothRules", {"prune", "--keep", "2", "--older-than", "3", "%"}, 2, "and 2 were given"},
-        StatusRow{"PruneKeepingNone", {"prune", "--keep", "0", "%"}, 2, "--keep: Value 0 not in range"},
+        StatusRow{"PruneKeepingNone",
+                  {"prune", "--keep", "0", "%"},
+                  2,
+                  "--keep: a whole number from 1 to 1000000 is expected, not 0"},
+        // Counts are decimal whatever their leading zeros; anything but digits is refused.
+        StatusRow{"KeepNineWithALeadingZero", {"prune", "--keep", "09", "%"}, 0, ""},
+        StatusRow{"KeepInHex",
+                  {"prune", "--keep", "0x2", "%"},
+                  2,
+                  "--keep: a whole number is expected, not \"0x2\""},
+        StatusRow{"KeepAFraction",
+                  {"prune", "--keep", "1.5", "%"},
+                  2,
+                  "--keep: a whole number is expected, not \"1.5\""},
+        StatusRow{"KeepAWord",
+                  {"prune", "--keep", "abc", "%"},
+                  2,
+                  "--keep: a whole number is expected, not \"abc\""},
+        StatusRow{"KeepANegative",
+                  {"prune", "--keep", "-1", "%"},
+                  2,
+                  "--keep: a whole number is expected, not \"-1\""},
+        StatusRow{
+            "KeepNothing", {"prune", "--keep", "", "%"}, 2, "--keep: a whole number is expected, not \"\""},
+        StatusRow{"OlderThanInHex",
+                  {"prune", "--older-than", "0x1", "%"},
+                  2,
+                  "--older-than: a whole number is expected, not \"0x1\""},
+        StatusRow{"OlderThanTooMany",
+                  {"prune", "--older-than", "99999999999999999999", "%"},
+                  2,
+                  "--older-than: a whole number from 1 to 36500 is expected"},
+        StatusRow{"ListAnEmptyPath", {"list", "%", ""}, 2, "PATH: a path is expected, not an empty text"},
+        StatusRow{"PruneAnEmptyPath", {"prune", "--keep", "1", ""}, 2, "PATH: a path is expected"},
+        StatusRow{"ArchiveToAnEmptyPath", {"archive", "--to", "", "%/Beta"}, 2, "--to: a path is expected"},
+        StatusRow{"ArchiveAnEmptyPath", {"archive", "--to", "@/A.zip", ""}, 2, "PATH: a path is expected"},
         StatusRow{"PruneWithALocationMissing",
                   {"prune", "--keep", "1", "%", "@/Nowhere"},
                   1,
@@ -337,10 +401,7 @@ TEST_F(CommandLine, AFailingArchiveStepRemovesNothing) {
 }
 
 TEST_F(CommandLine, DiscoverStoresTheVaultTheIndexKnowsAndMarksItNewOnce) {
-    if (!QFileInfo("/usr/bin/updatedb").isExecutable() || !QFileInfo("/usr/bin/plocate").isExecutable())
-        GTEST_SKIP() << "plocate is not installed (the stand-in tool is tested in the catalogue tests)";
     const QString disk = home().root() + "/disk";
-    const QString index = home().root() + "/index.db";
     const QString known = disk + "/Known/Adobe Premiere Pro Auto-Save";
     const QString vault = disk + "/Media \"Q\"/Autosave Vault";
     write(known + "/Cut-1.prproj");
@@ -348,11 +409,9 @@ TEST_F(CommandLine, DiscoverStoresTheVaultTheIndexKnowsAndMarksItNewOnce) {
     QDir().mkpath(disk + "/Empty/Autosave Vault");
     const QString settings = home().home() + "/.config/com.brightmoor.Vestry.plist";
     PlistFile::writeXml(settings, QVariantMap{{"autosavePaths", QStringList{known}}});
-    QProcess updatedb;
-    updatedb.start("/usr/bin/updatedb", {"-U", disk, "-o", index, "--prunepaths", "", "--prunefs", "",
-                                         "--prunenames", "", "-l", "0"});
-    ASSERT_TRUE(updatedb.waitForFinished(60000));
-    ASSERT_EQ(updatedb.exitCode(), 0) << updatedb.readAllStandardError().toStdString();
+    const QString index = locateIndex(disk);
+    if (index.isEmpty())
+        GTEST_SKIP() << "plocate is not installed (the stand-in tool is tested in the catalogue tests)";
     QProcessEnvironment env = environment();
     env.insert(LinuxPlatform::locateDatabaseVariable, index);
 
@@ -420,4 +479,99 @@ TEST_F(CommandLine, TwoPrunesAtOnceTrashEachAutosaveOnceAndFindTheRestAlreadyGon
                                                       {"Beta-2.prproj", autosave(kAll[2])}}));
     EXPECT_EQ(QDir(home().home() + "/.local/share/Trash/files").count(), 2 + 2); // with "." and ".."
     EXPECT_EQ(autosavesLeft(), (QStringList{kAll[0], kAll[3]}));
+}
+
+TEST_F(CommandLine, ASettingsFileTheUserMayNotReadIsReportedAndNeverReplaced) {
+    const QString vault = home().root() + "/disk/Autosave Vault";
+    write(vault + "/Titles/Titles_2026-11-20_1030.motn");
+    const QString settings = home().home() + "/.config/com.brightmoor.Vestry.plist";
+    PlistFile::writeXml(settings, QVariantMap{{"autosavePaths", QStringList{premiere}}});
+    const QByteArray before = readFile(settings);
+    const QString index = locateIndex(home().root() + "/disk");
+    if (index.isEmpty() || !openToNobody())
+        GTEST_SKIP() << "needs plocate, and root to run vestry as nobody";
+    // Its folder is writable, so a save could replace it; only the file is closed to nobody.
+    QFile::setPermissions(settings, QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    QProcessEnvironment env = environment();
+    env.insert(LinuxPlatform::locateDatabaseVariable, index);
+    const Outcome result = runAsNobody({"discover"}, env);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.err.contains("Settings file " + settings + " could not be read: Permission denied"))
+        << result.err.toStdString();
+    EXPECT_TRUE(result.err.contains("vestry discover: the new locations could not be stored in " + settings))
+        << result.err.toStdString();
+    EXPECT_EQ(readFile(settings), before);
+    EXPECT_EQ(QDir(home().home() + "/.config").entryList(QDir::Files | QDir::Hidden),
+              QStringList{"com.brightmoor.Vestry.plist"});
+}
+
+TEST_F(CommandLine, ANamedLocateIndexThatCannotBeReadIsAnErrorNamingIt) {
+    QProcessEnvironment env = environment();
+    const QString missing = home().root() + "/none.db";
+    env.insert(LinuxPlatform::locateDatabaseVariable, missing);
+    Outcome result = run({"discover"}, env);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.err, "vestry discover: the file name index " + missing +
+                              " (named by VESTRY_LOCATE_DB) could not be read: No such file or directory\n");
+    EXPECT_EQ(result.out, "");
+
+    const QString closed = home().root() + "/closed.db";
+    write(closed, "an index only root may read");
+    if (!openToNobody())
+        GTEST_SKIP() << "needs root to run vestry as nobody";
+    QFile::setPermissions(closed, QFileDevice::ReadOwner);
+    env.insert(LinuxPlatform::locateDatabaseVariable, closed);
+    result = runAsNobody({"discover"}, env);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(
+        result.err.contains(closed + " (named by VESTRY_LOCATE_DB) could not be read: Permission denied"))
+        << result.err.toStdString();
+}
+
+TEST_F(CommandLine, ALocationTheUserMayNotReadIsNamedWithTheCause) {
+    if (!openToNobody())
+        GTEST_SKIP() << "needs root to run vestry as nobody";
+    QFile::setPermissions(premiere, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    const Outcome result = runAsNobody({"list", premiere}, environment());
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.err.contains("vestry list: " + premiere +
+                                    ": the folder could not be read: Permission denied\n"))
+        << result.err.toStdString();
+}
+
+// A destination volume of its own, full before the command starts.
+class CommandLineOnAFullDisk : public CommandLine {
+protected:
+    void SetUp() override {
+        CommandLine::SetUp();
+        if (IsSkipped())
+            return;
+        disk = home().root() + "/full";
+        QDir().mkpath(disk);
+        if (::mount("tmpfs", disk.toUtf8().constData(), "tmpfs", 0, "size=64k,nr_inodes=64") != 0)
+            GTEST_SKIP() << "mounting a tmpfs is not permitted here: " << std::strerror(errno);
+        mounted = true;
+        QFile filler(disk + "/filler");
+        ASSERT_TRUE(filler.open(QIODevice::WriteOnly));
+        while (filler.write(QByteArray(4096, 'f')) > 0 && filler.flush()) {
+        }
+    }
+    void TearDown() override {
+        if (mounted)
+            ::umount2(disk.toUtf8().constData(), MNT_DETACH);
+        CommandLine::TearDown();
+    }
+    QString disk;
+    bool mounted = false;
+};
+
+TEST_F(CommandLineOnAFullDisk, AnArchiveThatDoesNotFitNamesTheFileAndTheCauseAndMovesNothing) {
+    const Outcome result = run({"archive", "--to", disk + "/Autosaves.zip", premiere + "/Beta"});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.err.contains(disk + "/Autosaves.zip: Write error: No space left on device"))
+        << result.err.toStdString();
+    EXPECT_FALSE(result.err.contains("Please report")) << result.err.toStdString();
+    EXPECT_EQ(QDir(disk).entryList(QDir::Files | QDir::Hidden), QStringList{"filler"});
+    EXPECT_EQ(autosavesLeft(), kAll);
+    EXPECT_TRUE(trashRecords().isEmpty());
 }

@@ -1,4 +1,5 @@
 #include "FileOpsFixture.h"
+#include "foundation/BMLog.h"
 #include "foundation/BMSettings.h"
 #include "foundation/PlistFile.h"
 #include "foundation/SettingsKeys.h"
@@ -6,6 +7,7 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <sys/mount.h>
 #include <thread>
 #include <vector>
 
@@ -60,20 +62,41 @@ TEST_F(Settings, ChangesAreOnDiskAsAnXmlPlistAtOnceAndSynchronizeReadsOtherWrite
     EXPECT_FALSE(store->boolValue(SettingsKey::sortedDescending));
 }
 
-TEST_F(Settings, ReadsBinaryPlistsKeepsUnknownKeysAndSetsAsideWhatItCannotRead) {
+TEST_F(Settings, ReadsBinaryPlistsAndKeepsUnknownKeys) {
     const QString relative = userFile().mid(home().root().size() + 1);
     home().writeFile(relative, binaryPlist(QVariantMap{{"manualPaths", QVariantList{"/x/Avid Attic"}},
                                                        {"somethingElse", "kept"}}));
     EXPECT_EQ(store->stringListValue(SettingsKey::manualPaths), QStringList{"/x/Avid Attic"});
     store->setValue(SettingsKey::autoClean, true);
     EXPECT_EQ(PlistFile::readDictionary(userFile())->value("somethingElse").toString(), "kept");
+}
 
-    home().writeFile(relative, "this is not a property list");
-    ConsoleCapture quiet;
-    store->synchronize();
-    EXPECT_FALSE(store->hasValue(SettingsKey::manualPaths));
-    store->setValue(SettingsKey::autoClean, true);
-    EXPECT_EQ(readFile(userFile() + ".unreadable"), "this is not a property list");
+TEST_F(Settings, EachFileThatCannotBeParsedIsSetAsideUnderANewNameThatTheMessageGives) {
+    const QString relative = userFile().mid(home().root().size() + 1);
+    const QDir folder(QFileInfo(userFile()).path());
+    BMLog::createNewLog();
+    QStringList messages;
+    for (const QByteArray& broken :
+         {QByteArray("this is not a property list"), QByteArray("<plist><dict>")}) {
+        home().writeFile(relative, broken);
+        ConsoleCapture console;
+        store->synchronize();
+        EXPECT_FALSE(store->hasValue(SettingsKey::manualPaths));
+        ASSERT_TRUE(store->setValue(SettingsKey::autoClean, true));
+        messages << console.text();
+    }
+    // However close together, each copy gets a name of its own.
+    const QStringList aside =
+        folder.entryList({"com.brightmoor.Vestry.plist.unreadable-*"}, QDir::Files, QDir::Name);
+    ASSERT_EQ(aside.size(), 2) << folder.entryList().join(", ").toStdString();
+    EXPECT_EQ(readFile(folder.filePath(aside[0])), "this is not a property list");
+    EXPECT_EQ(readFile(folder.filePath(aside[1])), "<plist><dict>");
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_TRUE(messages[i].contains(userFile()) && messages[i].contains(folder.filePath(aside[i])))
+            << messages[i].toStdString();
+    }
+    EXPECT_TRUE(logText().contains(folder.filePath(aside[1])));
+    EXPECT_TRUE(PlistFile::readDictionary(userFile())->value("autoClean").toBool());
 }
 
 TEST_F(Settings, ComputerWideValueIsReadBackThroughTheSameStoreAfterTheUsersOwn) {
@@ -84,6 +107,13 @@ TEST_F(Settings, ComputerWideValueIsReadBackThroughTheSameStoreAfterTheUsersOwn)
     EXPECT_FALSE(QFileInfo::exists(userFile()));
     store->setValue(SettingsKey::requireAdminPassword, 0);
     EXPECT_EQ(store->integerValue(SettingsKey::requireAdminPassword), 0);
+
+    // A computer-wide file it cannot parse is not replaced by one holding a single key.
+    home().writeFile(wideFile().mid(home().root().size() + 1), "not a plist");
+    ConsoleCapture console;
+    EXPECT_FALSE(store->setComputerWideValue(SettingsKey::requireAdminPassword, 1));
+    EXPECT_EQ(readFile(wideFile()), "not a plist");
+    EXPECT_TRUE(console.text().contains(wideFile()));
 }
 
 TEST_F(Settings, AnalyticsSwitchLivesOnlyInItsOwnFileAndTheStandardStoreFollowsTheHome) {
@@ -123,4 +153,52 @@ TEST_F(Settings, WriteCreatesMissingFoldersAndReplacesAtomically) {
     EXPECT_EQ(QDir(home().root() + "/new/folder").entryList(QDir::Files | QDir::Hidden),
               QStringList{"x.plist"});
     EXPECT_FALSE(PlistFile::readDictionary(home().root() + "/new").has_value());
+}
+
+// A settings folder on a tmpfs of its own, filled up by the test.
+class SettingsOnAFullDisk : public Settings {
+protected:
+    void SetUp() override {
+        Settings::SetUp();
+        folder = home().root() + "/small";
+        QDir().mkpath(folder);
+        if (::mount("tmpfs", folder.toUtf8().constData(), "tmpfs", 0, "size=64k,nr_inodes=64") != 0)
+            GTEST_SKIP() << "mounting a tmpfs is not permitted here: " << std::strerror(errno);
+        mounted = true;
+    }
+    void TearDown() override {
+        if (mounted)
+            ::umount2(folder.toUtf8().constData(), MNT_DETACH);
+        Settings::TearDown();
+    }
+    QString folder;
+    bool mounted = false;
+};
+
+TEST_F(SettingsOnAFullDisk, AWriteThatFailsLeavesTheFileAsItWasSaysWhyAndIsMadeLater) {
+    const QString path = folder + "/com.brightmoor.Vestry.plist";
+    BMLog::createNewLog();
+    BMSettings small([&] { return path; });
+    ASSERT_TRUE(small.setValue("kept", "before"));
+    const QByteArray before = readFile(path);
+    QFile filler(folder + "/filler");
+    ASSERT_TRUE(filler.open(QIODevice::WriteOnly));
+    while (filler.write(QByteArray(4096, 'f')) > 0 && filler.flush()) {
+    }
+    filler.close();
+
+    ConsoleCapture console;
+    EXPECT_FALSE(small.setValue("big", QString(16384, 'b')));
+    EXPECT_FALSE(small.setValue("other", 1));
+    EXPECT_EQ(console.text().count("Settings file " + path + " could not be saved: No space left on device"),
+              1)
+        << console.text().toStdString();
+    EXPECT_TRUE(logText().contains(path + " could not be saved: No space left on device"));
+    EXPECT_EQ(readFile(path), before);
+    EXPECT_EQ(QDir(folder).entryList(QDir::Files | QDir::Hidden),
+              (QStringList{"com.brightmoor.Vestry.plist", "filler"}));
+
+    QFile::remove(filler.fileName());
+    EXPECT_TRUE(small.synchronize());
+    EXPECT_EQ(PlistFile::readDictionary(path)->value("big").toString().size(), 16384);
 }

@@ -182,6 +182,9 @@ public:
     // The paths the search reports, in its order; empty when the tool is missing, fails,
     // times out or finds nothing.
     virtual QStringList spotlightQuery(const SpotlightQuery& query, double timeoutSeconds) const = 0;
+    // Why the search cannot be asked as it was set up (an index named for this run that is
+    // missing or unreadable), naming the file and the cause; null when nothing is in the way.
+    virtual QString spotlightProblem() const { return QString(); }
     // ---- end of editors' applications and the name search ---------------------------------
 
     // ---- Opening and revealing (autosave actions) -----------------------------------------

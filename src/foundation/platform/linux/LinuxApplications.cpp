@@ -8,6 +8,11 @@
 #include <QMap>
 #include "foundation/FileName.h"
 
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace {
 
 // Names under which an editor may have been installed by hand or through a compatibility
@@ -81,6 +86,29 @@ QString LinuxPlatform::locateDatabase() const {
     // Set for one run (a test's own index, an index of a mounted archive disk); the tool's
     // own index otherwise.
     return qEnvironmentVariable(locateDatabaseVariable);
+}
+
+QString LinuxPlatform::spotlightProblem() const {
+    // Only an index named for the run: a missing index of the tool's own means no search yet,
+    // and the tool then simply finds nothing.
+    const QString database = qEnvironmentVariable(locateDatabaseVariable);
+    if (database.isEmpty())
+        return QString();
+    // The search tool would say only that it found nothing.
+    int error = 0;
+    const int fd = ::open(FileName::encode(database).constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        error = errno;
+    } else {
+        char byte = 0;
+        if (::read(fd, &byte, 1) < 0)
+            error = errno;
+        ::close(fd);
+    }
+    if (error == 0)
+        return QString();
+    return QStringLiteral("the file name index %1 (named by %2) could not be read: %3")
+        .arg(database, QLatin1String(locateDatabaseVariable), QString::fromLocal8Bit(std::strerror(error)));
 }
 
 bool LinuxPlatform::spotlightAvailable() const {

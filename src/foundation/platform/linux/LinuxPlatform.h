@@ -69,6 +69,7 @@ public:
     std::optional<QVariantMap> applicationInfo(const QString& applicationPath) const override;
     bool spotlightAvailable() const override;
     QStringList spotlightQuery(const SpotlightQuery& query, double timeoutSeconds) const override;
+    QString spotlightProblem() const override;
     // The environment variable naming the index the search reads instead of the tool's own.
     static constexpr char locateDatabaseVariable[] = "VESTRY_LOCATE_DB";
     // The desktop-entry names (without ".desktop") an application may be installed under.
