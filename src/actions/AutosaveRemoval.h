@@ -4,6 +4,7 @@
 #include "AutosaveSelection.h"
 
 #include <QDateTime>
+#include <QHash>
 #include <QStringList>
 
 // One autosave that went to the Trash, as it was listed.
@@ -19,6 +20,7 @@ struct RemovalReport {
     QList<RemovedAutosave> removed; // in the Trash now, in the order removed
     QStringList missing;            // already gone, skipped without a word
     QStringList failed;             // still in place: the Trash refused them
+    QHash<QString, QString> reasons; // why, for those of failed where it is known
     QStringList foldersRemoved;     // folders left empty and removed
 
     double bytes() const;
@@ -47,6 +49,7 @@ public:
 
     // Removes the folder when it is one and holds nothing that counts (BMFileManager's
     // rule). A project's path that is a file (a loose Premiere autosave, an event's current
-    // version) is never touched.
-    static bool removeFolderIfEmpty(const QString& path, RemovalReport* report = nullptr);
+    // version) is never touched, nor a folder that really lies outside the location.
+    static bool removeFolderIfEmpty(const QString& path, RemovalReport* report = nullptr,
+                                    const QString& location = QString());
 };
