@@ -30,9 +30,9 @@ bool isSameOrInside(const QString& path, const QString& folder) {
 // "/usrlocal". The temporary folders inside them ("/var/tmp", macOS's "/private/var/folders"
 // behind $TMPDIR) are where people and tests put things of their own.
 bool isInsideSystemFolder(const QString& canonical) {
-    static const char* const roots[] = {"/usr",  "/etc",   "/boot",  "/proc",       "/sys",
-                                        "/dev",  "/bin",   "/sbin",  "/lib",        "/lib64",
-                                        "/var",  "/System", "/private/etc", "/private/var"};
+    static const char* const roots[] = {"/usr", "/etc",    "/boot",        "/proc",       "/sys",
+                                        "/dev", "/bin",    "/sbin",        "/lib",        "/lib64",
+                                        "/var", "/System", "/private/etc", "/private/var"};
     bool inside = false;
     for (const char* root : roots)
         inside = inside || isSameOrInside(canonical, QString::fromLatin1(root));
@@ -50,9 +50,8 @@ bool isInsideSystemFolder(const QString& canonical) {
 // user-dirs file put them.
 QStringList standardFoldersOf(const QString& home) {
     QStringList folders;
-    for (const char* name :
-         {"Documents", "Desktop", "Movies", "Music", "Pictures", "Downloads", "Public", "Library", "Videos",
-          "Templates"})
+    for (const char* name : {"Documents", "Desktop", "Movies", "Music", "Pictures", "Downloads", "Public",
+                             "Library", "Videos", "Templates"})
         folders << home + QLatin1Char('/') + QLatin1String(name);
     const Platform& platform = Platform::current();
     for (StandardFolder kind : {StandardFolder::Documents, StandardFolder::Desktop, StandardFolder::Movies,
@@ -94,7 +93,9 @@ QString DestructiveGuard::canonicalPath(const QString& path, QString* error) {
     // are the folders themselves.
     if (namesFolder || name.isEmpty() || name == QLatin1String(".") || name == QLatin1String(".."))
         return resolvedFolder(trimmed, error);
-    const QString parent = slash < 0 ? QStringLiteral(".") : slash == 0 ? QStringLiteral("/") : trimmed.left(slash);
+    const QString parent = slash < 0    ? QStringLiteral(".")
+                           : slash == 0 ? QStringLiteral("/")
+                                        : trimmed.left(slash);
     const QString folder = resolvedFolder(parent, error);
     if (folder.isEmpty())
         return QString();
@@ -125,11 +126,10 @@ QString DestructiveGuard::refusal(const QString& path) const {
     const QString canonical = canonicalPath(path, &error);
     if (canonical.isEmpty())
         return QStringLiteral("%1: the folder that holds it cannot be resolved (%2)").arg(shown, error);
-    // "leads to" only when the real path differs from the spelling given.
-    const QString where = canonical == path ? shown
-                                            : QStringLiteral("%1 (really %2)").arg(shown, FileName::displayText(canonical));
-    if (BMLocalPaths::isPathSystemDirectory(canonical, true) || isInsideSystemFolder(canonical))
-        return QStringLiteral("%1 is a system folder or lies in one").arg(where);
+    // The real path is shown where it differs from the spelling given.
+    const QString where = canonical == path
+                              ? shown
+                              : QStringLiteral("%1 (really %2)").arg(shown, FileName::displayText(canonical));
     if (!m_home.isEmpty()) {
         if (canonical == m_home)
             return QStringLiteral("%1 is the home folder").arg(where);
@@ -138,6 +138,8 @@ QString DestructiveGuard::refusal(const QString& path) const {
         if (m_protected.contains(canonical))
             return QStringLiteral("%1 is a standard folder of the home").arg(where);
     }
+    if (BMLocalPaths::isPathSystemDirectory(canonical, true) || isInsideSystemFolder(canonical))
+        return QStringLiteral("%1 is a system folder or lies in one").arg(where);
     if (!m_location.isEmpty()) {
         if (m_canonicalLocation.isEmpty())
             return QStringLiteral("%1: its autosave location %2 cannot be resolved (%3)")

@@ -3,10 +3,14 @@
 #include "CatalogueTestSupport.h"
 #include "catalogue/NamePattern.h"
 #include "foundation/BMSettings.h"
+#include "foundation/FileName.h"
 #include "foundation/SettingsKeys.h"
 #include "foundation/platform/Platform.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace CatalogueTest;
 
@@ -87,21 +91,19 @@ INSTANTIATE_TEST_SUITE_P(
             {"Edit/Edit-1.prproj", "Edit-3.prproj", "Titles/T_2012-01-05_1030.motn", "Titles-2.prproj"},
             "Edit(2)@Edit: Edit-1.prproj:2 Edit-3.prproj:2; Titles(1)@Titles: T_2012-01-05_1030.motn:1; "
             "Titles(2)@Titles-2.prproj: Titles-2.prproj:2"},
-        LayoutRow{"UnreadablePremiereFilesAreLoggedAndSkipped",
+        LayoutRow{"DanglingLinksAreNeitherProjectsNorAutosaves",
                   "Adobe Premiere Pro Auto-Save",
                   {"Edit/Edit-1.prproj", "Edit/Edit-2.prproj||LINK", "Edit-9.prproj||LINK",
                    "Broken-1.prproj||LINK", "Broken-2.prproj"},
-                  "Broken(2)@Broken-2.prproj: Broken-2.prproj:2; Edit(2)@Edit: Edit-1.prproj:2",
-                  ScanStatus::Scanned,
-                  {"Error getting attributes of file @/Edit-9.prproj - No such file or directory"}},
+                  "Broken(2)@Broken-2.prproj: Broken-2.prproj:2; Edit(2)@Edit: Edit-1.prproj:2"},
         LayoutRow{"AvidAtticTakesEveryFileOfEveryBin",
                   "Shared/Avid Attic",
                   {"jo/Bins/Rough Cut/Rough Cut.1.avb", "jo/Bins/Rough Cut/.DS_Store",
                    "jo/Bins/Selects/Selects.1.avb", "jo/Bins/Selects/Selects.2.avb||LINK",
                    "jo/Bins/.Trash/Old.avb", "jo/Bins/not-a-bin.avb", "No Bins/readme.txt", ".DS_Store",
                    "Äpfel/Bins/Schnitt/Schnitt.avb"},
-                  "jo(3)@jo: jo/Bins/Rough Cut/Rough Cut.1.avb:3 jo/Bins/Selects/Selects.1.avb:3 "
-                  "jo/Bins/Selects/Selects.2.avb:3?; Äpfel(3)@Äpfel: Äpfel/Bins/Schnitt/Schnitt.avb:3"},
+                  "jo(3)@jo: jo/Bins/Rough Cut/Rough Cut.1.avb:3 jo/Bins/Selects/Selects.1.avb:3; "
+                  "Äpfel(3)@Äpfel: Äpfel/Bins/Schnitt/Schnitt.avb:3"},
         LayoutRow{
             "LibraryListsTheBackupsOfEachEvent",
             "Movies/My Library.fcpbundle",
@@ -128,6 +130,85 @@ TEST_F(ScannerTest, DatesAndSizesComeFromTheFileSystemNotTheName) {
     EXPECT_EQ(copy->createdDate(), Platform::current().fileFacts(copy->path())->created);
     EXPECT_GT(copy->createdDate().date().year(), 2012);
     EXPECT_EQ(copy->fileSize(), 4113.0);
+}
+
+TEST_F(ScannerTest, LinksAreNeverFollowedAtAnyLevelAndEachIsNamedInAWarning) {
+    // Outside every location: a project folder, loose autosaves, a bin and event backups that
+    // a followed link would bring in.
+    const QString outside = home().root() + "/Elsewhere";
+    ASSERT_TRUE(makeTree(outside, {"Other/Other-1.prproj", "Stray-1.prproj", "Bin/Far.avb",
+                                   "Backups/Far.fcpevent", "Bins/Far/Far.avb"}));
+    const QString premiere = path("Adobe Premiere Pro Auto-Save");
+    const QString attic = path("Avid Attic");
+    const QString library = path("Lib.fcpbundle");
+    ASSERT_TRUE(
+        makeTree(premiere, {"Edit/Edit-1.prproj", "Gone-1.prproj||LINK", "Edit/Gone-2.prproj||LINK"}));
+    ASSERT_TRUE(makeTree(attic, {"ann/Bins/Real/Real.avb", "bob/readme"}));
+    ASSERT_TRUE(makeTree(library, {"Day/CurrentVersion.fcpevent", "Day/Backups/Day 1.fcpevent", "Night/x"}));
+    const QStringList links[] = {
+        {outside + "/Other", premiere + "/Linked"},                      // a folder at the top: no project
+        {outside + "/Stray-1.prproj", premiere + "/Stray-1.prproj"},     // a file at the top
+        {outside + "/Stray-1.prproj", premiere + "/Edit/Edit-2.prproj"}, // a file in a project
+        {outside + "/Bin", attic + "/ann/Bins/Linked Bin"},
+        {outside + "/Bin/Far.avb", attic + "/ann/Bins/Real/Far.avb"},
+        {outside, attic + "/bob/Bins"},
+        {outside + "/Backups/Far.fcpevent", library + "/Day/Backups/Far.fcpevent"},
+        {outside + "/Backups", library + "/Night/Backups"},
+    };
+    for (const QStringList& link : links)
+        ASSERT_TRUE(QFile::link(link[0], link[1])) << link[1].toStdString();
+
+    QStringList warnings;
+    scanner.setWarningHook([&](const QString& warning) { warnings << warning; });
+    EXPECT_EQ(describe(scan(premiere), premiere), "Edit(2)@Edit: Edit-1.prproj:2");
+    EXPECT_EQ(describe(scan(attic), attic), "ann(3)@ann: ann/Bins/Real/Real.avb:3");
+    EXPECT_EQ(describe(scan(library), library),
+              "Day(4)@Day/CurrentVersion.fcpevent: Day/Backups/Day 1.fcpevent:4");
+
+    QStringList expected;
+    for (const QStringList& link : links)
+        expected << link[1];
+    expected << premiere + "/Gone-1.prproj" << premiere + "/Edit/Gone-2.prproj";
+    for (const QString& link : expected) {
+        const QString warning = link + ": a symbolic link, skipped (links are not followed)";
+        EXPECT_TRUE(warnings.contains(warning)) << warning.toStdString();
+        EXPECT_TRUE(logText().contains(warning)) << warning.toStdString();
+    }
+    EXPECT_EQ(warnings.size(), expected.size()) << warnings.join('\n').toStdString();
+}
+
+TEST_F(ScannerTest, ANameThatIsNotUtf8IsListedByItsBytesAndNamedEscaped) {
+    const QString premiere = path("Adobe Premiere Pro Auto-Save");
+    ASSERT_TRUE(makeTree(premiere, {"Edit/Edit-1.prproj"}));
+    // "Caf\xe9" in Latin-1, as an old share writes it.
+    const QByteArray folder = QFile::encodeName(premiere) + "/Caf\xe9";
+    ASSERT_EQ(::mkdir(folder.constData(), 0755), 0);
+    const QByteArray file = folder + "/Caf\xe9-1.prproj";
+    // QTemporaryDir cannot remove what it cannot name.
+    struct Cleanup {
+        QByteArray folder, file;
+        ~Cleanup() {
+            ::unlink(file.constData());
+            ::rmdir(folder.constData());
+        }
+    } cleanup{folder, file};
+    const int fd = ::open(file.constData(), O_CREAT | O_WRONLY, 0644);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(::write(fd, "abc", 3), 3);
+    ::close(fd);
+
+    QStringList warnings;
+    scanner.setWarningHook([&](const QString& warning) { warnings << warning; });
+    const BMProjectList projects = scan(premiere);
+    ASSERT_EQ(projects.size(), 2);
+    const BMAutoItemPtr item = projects.first()->children().value(0);
+    ASSERT_TRUE(item);
+    EXPECT_EQ(FileName::encode(item->path()), file);
+    EXPECT_EQ(item->fileSize(), 3.0);
+    EXPECT_EQ(warnings,
+              (QStringList{premiere + "/Caf\\xe9: the name is not valid UTF-8 (shown with its bytes escaped)",
+                           premiere + "/Caf\\xe9/Caf\\xe9-1.prproj: the name is not valid UTF-8 (shown "
+                                      "with its bytes escaped)"}));
 }
 
 TEST_F(ScannerTest, FirstListedFolderBecomesTheAutosaveFolderOnce) {
