@@ -2,6 +2,7 @@
 // settings and Trash inside the test's temporary folder.
 #include "catalogue/OutlineText.h"
 #include "foundation/BMSettings.h"
+#include "foundation/FileName.h"
 #include "foundation/PlistFile.h"
 #include "foundation/SettingsKeys.h"
 #include "foundation/platform/linux/LinuxPlatform.h"
@@ -21,6 +22,8 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pty.h>
+#include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -327,4 +330,130 @@ TEST_F(CommandLine, DiscoverStoresTheVaultTheIndexKnowsAndMarksItNewOnce) {
     EXPECT_EQ(PlistFile::readDictionary(settings)->value("autosavePaths").toStringList(),
               (QStringList{known, vault}));
     EXPECT_EQ(run({"discover"}, env).out, "     " + known + "\n     " + vault + "\n2 locations, 0 new\n");
+}
+
+namespace {
+
+// Bytes that are not UTF-8, as a Latin-1 share writes "Café".
+const QByteArray kCafe = "Caf\xe9";
+
+class OddEntries : public CommandLine {
+protected:
+    void SetUp() override {
+        CommandLine::SetUp();
+        if (IsSkipped())
+            return;
+        outside = home().root() + "/Elsewhere";
+        write(outside + "/Other-1.prproj", "outside");
+        ASSERT_TRUE(QFile::link(outside, premiere + "/Linked"));
+        ASSERT_TRUE(QFile::link(outside + "/Other-1.prproj", premiere + "/Beta/Beta-0.prproj"));
+        cafe = QFile::encodeName(premiere) + '/' + kCafe;
+        ASSERT_EQ(::mkdir(cafe.constData(), 0755), 0);
+        for (const char* number : {"1", "2"}) {
+            const QByteArray path = cafe + '/' + kCafe + '-' + number + ".prproj";
+            const int fd = ::open(path.constData(), O_CREAT | O_WRONLY, 0644);
+            ASSERT_GE(fd, 0);
+            ASSERT_EQ(::write(fd, number, 1), 1);
+            ::close(fd);
+            files << path;
+            QThread::msleep(5);
+        }
+    }
+    void TearDown() override {
+        // QTemporaryDir cannot remove what it cannot name, in the folder or in the Trash.
+        for (const QByteArray& path : files)
+            ::unlink(path.constData());
+        ::rmdir(cafe.constData());
+        const QByteArray trash = QFile::encodeName(home().home()) + "/.local/share/Trash/files/";
+        ::unlink((trash + kCafe + "-1.prproj").constData());
+        CommandLine::TearDown();
+    }
+    QString outside;
+    QByteArray cafe;
+    QList<QByteArray> files;
+};
+
+} // namespace
+
+TEST_F(OddEntries, ListNamesEachLinkAndEachNameThatIsNotUtf8AndStillListsThoseFiles) {
+    const Outcome result = run({"list", premiere});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    const QString escaped = premiere + "/Caf\\xe9";
+    EXPECT_EQ(result.err.split('\n'),
+              (QStringList{
+                  "vestry list: " + premiere +
+                      "/Beta/Beta-0.prproj: a symbolic link, skipped (links "
+                      "are not followed)",
+                  "vestry list: " + premiere + "/Linked: a symbolic link, skipped (links are not followed)",
+                  "vestry list: " + escaped + ": the name is not valid UTF-8 (shown with its bytes escaped)",
+                  "vestry list: " + escaped +
+                      "/Caf\\xe9-1.prproj: the name is not valid UTF-8 (shown with its bytes escaped)",
+                  "vestry list: " + escaped +
+                      "/Caf\\xe9-2.prproj: the name is not valid UTF-8 (shown with its bytes escaped)",
+                  ""}));
+    EXPECT_TRUE(result.out.contains("\n  Caf\\xe9-1.prproj  ")) << result.out.toStdString();
+    EXPECT_TRUE(result.out.contains("Total: 3 projects, 6 autosaves")) << result.out.toStdString();
+    EXPECT_FALSE(result.out.contains("Other")) << result.out.toStdString();
+    // In JSON the path carries the bytes themselves (as lone surrogates "\udce9").
+    const QJsonArray projects = QJsonDocument::fromJson(run({"list", "--json", premiere}).out.toUtf8())
+                                    .object()["projects"]
+                                    .toArray();
+    ASSERT_EQ(projects.size(), 3);
+    EXPECT_EQ(FileName::encode(projects[2].toObject()["items"].toArray()[0].toObject()["path"].toString()),
+              files[0]);
+}
+
+TEST_F(OddEntries, PruneTrashesANameThatIsNotUtf8WithARecordOfItsExactBytesAndNeverALinksTarget) {
+    const Outcome result = run({"prune", "--keep", "1", premiere});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_TRUE(result.out.contains(premiere + "/Caf\\xe9/Caf\\xe9-1.prproj\n")) << result.out.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(QFile::decodeName(files[0])));
+    const QByteArray trash = QFile::encodeName(home().home()) + "/.local/share/Trash/";
+    QFile record(QFile::decodeName(trash + "info/" + kCafe + "-1.prproj.trashinfo"));
+    ASSERT_TRUE(record.open(QIODevice::ReadOnly));
+    QByteArray path;
+    for (const QByteArray& line : record.readAll().split('\n')) {
+        if (line.startsWith("Path="))
+            path = QByteArray::fromPercentEncoding(line.mid(5));
+    }
+    EXPECT_EQ(path, files[0]);
+    // Put back where the record says, as a Trash tool does: the same bytes, the same file.
+    ASSERT_EQ(::rename((trash + "files/" + kCafe + "-1.prproj").constData(), path.constData()), 0);
+    EXPECT_EQ(readFile(QFile::decodeName(files[0])), "1");
+    // The link in Beta was never an autosave and its target was never touched.
+    EXPECT_TRUE(QFileInfo(premiere + "/Beta/Beta-0.prproj").isSymLink());
+    EXPECT_EQ(readFile(outside + "/Other-1.prproj"), "outside");
+}
+
+TEST_F(CommandLine, AProjectFolderThatCannotBeReadIsNamedInAWarning) {
+    // Root reads everything: the list runs as nobody.
+    const passwd* nobody = ::getpwnam("nobody");
+    if (!nobody || ::getuid() != 0)
+        GTEST_SKIP() << "needs root and the user nobody to make a folder that cannot be read";
+    const QString own = home().makeFolder("nobody");
+    ASSERT_EQ(::chown(QFile::encodeName(own).constData(), nobody->pw_uid, nobody->pw_gid), 0);
+    ASSERT_TRUE(QFile::setPermissions(home().root(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner |
+                                                         QFile::ReadOther | QFile::ExeOther));
+    write(premiere + "/Locked/Locked-1.prproj");
+    ASSERT_TRUE(
+        QFile::setPermissions(premiere + "/Locked", QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+    QProcessEnvironment env = environment();
+    for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_STATE_HOME"})
+        env.insert(name, own);
+    QProcess process;
+    process.setProcessEnvironment(env);
+    process.start("setpriv",
+                  {"--reuid=nobody", "--regid=nogroup", "--clear-groups", VESTRY_PROGRAM, "list", premiere});
+    if (!process.waitForFinished(60000)) {
+        process.kill();
+        process.waitForFinished();
+        FAIL() << "vestry did not finish";
+    }
+    const QString err = QString::fromUtf8(process.readAllStandardError());
+    if (err.startsWith("setpriv:"))
+        GTEST_SKIP() << "cannot run as another user here: " << err.toStdString();
+    EXPECT_EQ(process.exitCode(), 0) << err.toStdString();
+    EXPECT_EQ(err,
+              "vestry list: " + premiere + "/Locked: the folder could not be read (Permission denied)\n");
+    EXPECT_TRUE(process.readAllStandardOutput().contains("Total: 2 projects, 4 autosaves"));
 }
