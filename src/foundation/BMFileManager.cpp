@@ -219,7 +219,9 @@ QStringList trashMatching(const QString& folder, const Matches& matches) {
     for (const QString& entry : BMFileManager::contentsOfDirectory(folder)) {
         const QString item = PathText::appendingComponent(folder, entry);
         if (BMFileManager::isDirectoryAtPath(item)) {
-            trashed += trashMatching(item, matches);
+            // A linked folder's contents belong somewhere else.
+            if (!BMFileManager::isSymbolicLinkAtPath(item))
+                trashed += trashMatching(item, matches);
             continue;
         }
         if (matches(entry)) {

@@ -117,4 +117,13 @@ TEST_F(Guard, TheFileManagerRefusesToTrashRemoveOrMoveThroughALinkToAStandardFol
     EXPECT_EQ(readFile(keep), "Desktop/keep.txt");
 }
 
+TEST_F(Guard, TrashingByTypeNeverDescendsIntoALinkedFolder) {
+    const QString bulk = home().makeFolder("Bulk");
+    const QString own = home().writeFile("Bulk/Own-1.prproj");
+    ASSERT_TRUE(QFile::link(home().root() + "/Elsewhere", bulk + "/far"));
+    EXPECT_EQ(BMFileManager::trashFilesOfType("prproj", bulk), QStringList{own});
+    EXPECT_FALSE(QFileInfo::exists(own));
+    EXPECT_TRUE(QFileInfo::exists(outside));
+}
+
 } // namespace
