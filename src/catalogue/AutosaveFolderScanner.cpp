@@ -37,26 +37,42 @@ void warn(const WarningHook& hook, const QString& text) {
         hook(text);
 }
 
+void warnLink(const QString& path, const WarningHook& hook) {
+    warn(hook, QStringLiteral("%1: a symbolic link, skipped (links are not followed)")
+                   .arg(FileName::displayText(path)));
+}
+
 // One readlink, the link itself: whatever it points to is never looked at.
 bool isLinkWarned(const QString& path, const WarningHook& hook) {
     if (!BMFileManager::isSymbolicLinkAtPath(path))
         return false;
-    warn(hook, QStringLiteral("%1: a symbolic link, skipped (links are not followed)")
-                   .arg(FileName::displayText(path)));
+    warnLink(path, hook);
     return true;
 }
 
-// A folder's visible entries that are not links. A folder that is there but cannot be read
-// is reported, not taken for empty in silence.
+// A folder's entries that are not links, each link named in a warning. A folder that is
+// there but cannot be read is reported, not taken for empty in silence.
+QStringList entriesWithoutLinks(const QString& folder, const WarningHook& hook, bool* listed = nullptr,
+                                QString* error = nullptr) {
+    bool ok = false;
+    QString reason;
+    QStringList links;
+    const QStringList names = BMFileManager::contentsOfDirectory(folder, &ok, &reason, &links);
+    if (!ok && !listed && BMFileManager::isDirectoryAtPath(folder))
+        warn(hook, QStringLiteral("%1: the folder could not be read (%2)")
+                       .arg(FileName::displayText(folder), reason));
+    for (const QString& link : links)
+        warnLink(PathText::appendingComponent(folder, link), hook);
+    if (listed)
+        *listed = ok;
+    if (error)
+        *error = reason;
+    return names;
+}
+
 QStringList visibleEntries(const QString& folder, const WarningHook& hook) {
-    bool listed = false;
-    QString error;
-    QStringList names = BMFileManager::contentsOfDirectory(folder, &listed, &error);
-    if (!listed && BMFileManager::isDirectoryAtPath(folder))
-        warn(hook, QStringLiteral("%1: the folder could not be read (%2)").arg(FileName::displayText(folder), error));
-    names.removeIf([&](const QString& name) {
-        return isHidden(name) || isLinkWarned(PathText::appendingComponent(folder, name), hook);
-    });
+    QStringList names = entriesWithoutLinks(folder, hook);
+    names.removeIf([](const QString& name) { return isHidden(name); });
     return names;
 }
 
@@ -178,8 +194,8 @@ void scanLibraryEntry(const QString& folder, const QString& entryName, const QSt
     QString error;
     BMFileManager::contentsOfDirectory(backups, &listed, &error);
     if (!listed && BMFileManager::isDirectoryAtPath(backups))
-        warn(results.hook(),
-             QStringLiteral("%1: the folder could not be read (%2)").arg(FileName::displayText(backups), error));
+        warn(results.hook(), QStringLiteral("%1: the folder could not be read (%2)")
+                                 .arg(FileName::displayText(backups), error));
     const QString pattern = backups + QStringLiteral("/*.fcpevent");
     BMAutoItemList items;
     for (const QString& path : BMFileManager::filesMatchingWildcardPath(pattern)) {
@@ -314,7 +330,7 @@ std::optional<BMProjectList> AutosaveFolderScanner::projectsFromFolder(const QSt
         }
         bool listed = false;
         QString error;
-        const QStringList entries = BMFileManager::contentsOfDirectory(folder, &listed, &error);
+        const QStringList entries = entriesWithoutLinks(folder, m_warningHook, &listed, &error);
         if (!listed) {
             BMLog::appendLogAndPrint(
                 QStringLiteral("Error getting contents of folder %1 - %2").arg(folder, error));
@@ -332,8 +348,6 @@ std::optional<BMProjectList> AutosaveFolderScanner::projectsFromFolder(const QSt
         Results results(m_warningHook);
         for (const QString& entry : entries) {
             const QString entryPath = PathText::appendingComponent(folder, entry);
-            if (isLinkWarned(entryPath, m_warningHook))
-                continue;
             switch (layout) {
             case Layout::Avid:
                 scanAvidEntry(entry, entryPath, results);
