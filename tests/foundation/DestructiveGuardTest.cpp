@@ -104,6 +104,12 @@ TEST_F(Guard, TheFileManagerRefusesToTrashRemoveOrMoveThroughALinkToAStandardFol
     EXPECT_FALSE(BMFileManager::removeFile(location + "/home/Desktop"));
     EXPECT_FALSE(BMFileManager::moveFile(location + "/home/Documents", home().root() + "/Moved"));
     EXPECT_FALSE(BMFileManager::removeFolderIfEmpty(location + "/home/Music"));
+    // Administrator rights see through no link either, even where they are granted.
+    grantingPkexec();
+    BMAuthorization& authorization = BMAuthorization::sharedController();
+    EXPECT_FALSE(authorization.authRemoveFile(location + "/home/Desktop"));
+    EXPECT_FALSE(authorization.authTrashFile(location + "/home/Desktop"));
+    EXPECT_FALSE(authorization.authMoveFile(location + "/home/Documents", home().root() + "/Moved"));
     EXPECT_EQ(readFile(keep), "Desktop/keep.txt");
     EXPECT_TRUE(QFileInfo(documents).isDir());
     EXPECT_TRUE(QFileInfo(home().home() + "/Music").isDir());
