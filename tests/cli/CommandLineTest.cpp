@@ -337,6 +337,18 @@ namespace {
 // Bytes that are not UTF-8, as a Latin-1 share writes "Café".
 const QByteArray kCafe = "Caf\xe9";
 
+// Qt's file classes would turn the odd bytes into U+FFFD: the system's calls take them as they are.
+QByteArray readBytes(const QByteArray& path) {
+    QByteArray contents;
+    const int fd = ::open(path.constData(), O_RDONLY);
+    char buffer[4096];
+    for (ssize_t n = 0; fd >= 0 && (n = ::read(fd, buffer, sizeof buffer)) > 0;)
+        contents.append(buffer, n);
+    if (fd >= 0)
+        ::close(fd);
+    return contents;
+}
+
 class OddEntries : public CommandLine {
 protected:
     void SetUp() override {
@@ -364,8 +376,9 @@ protected:
         for (const QByteArray& path : files)
             ::unlink(path.constData());
         ::rmdir(cafe.constData());
-        const QByteArray trash = QFile::encodeName(home().home()) + "/.local/share/Trash/files/";
-        ::unlink((trash + kCafe + "-1.prproj").constData());
+        const QByteArray trash = QFile::encodeName(home().home()) + "/.local/share/Trash/";
+        ::unlink((trash + "files/" + kCafe + "-1.prproj").constData());
+        ::unlink((trash + "info/" + kCafe + "-1.prproj.trashinfo").constData());
         CommandLine::TearDown();
     }
     QString outside;
@@ -408,19 +421,17 @@ TEST_F(OddEntries, PruneTrashesANameThatIsNotUtf8WithARecordOfItsExactBytesAndNe
     const Outcome result = run({"prune", "--keep", "1", premiere});
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
     EXPECT_TRUE(result.out.contains(premiere + "/Caf\\xe9/Caf\\xe9-1.prproj\n")) << result.out.toStdString();
-    EXPECT_FALSE(QFileInfo::exists(QFile::decodeName(files[0])));
+    EXPECT_NE(::access(files[0].constData(), F_OK), 0);
     const QByteArray trash = QFile::encodeName(home().home()) + "/.local/share/Trash/";
-    QFile record(QFile::decodeName(trash + "info/" + kCafe + "-1.prproj.trashinfo"));
-    ASSERT_TRUE(record.open(QIODevice::ReadOnly));
     QByteArray path;
-    for (const QByteArray& line : record.readAll().split('\n')) {
+    for (const QByteArray& line : readBytes(trash + "info/" + kCafe + "-1.prproj.trashinfo").split('\n')) {
         if (line.startsWith("Path="))
             path = QByteArray::fromPercentEncoding(line.mid(5));
     }
     EXPECT_EQ(path, files[0]);
     // Put back where the record says, as a Trash tool does: the same bytes, the same file.
     ASSERT_EQ(::rename((trash + "files/" + kCafe + "-1.prproj").constData(), path.constData()), 0);
-    EXPECT_EQ(readFile(QFile::decodeName(files[0])), "1");
+    EXPECT_EQ(readBytes(files[0]), "1");
     // The link in Beta was never an autosave and its target was never touched.
     EXPECT_TRUE(QFileInfo(premiere + "/Beta/Beta-0.prproj").isSymLink());
     EXPECT_EQ(readFile(outside + "/Other-1.prproj"), "outside");
