@@ -138,7 +138,9 @@ QString DestructiveGuard::refusal(const QString& path) const {
         if (m_protected.contains(canonical))
             return QStringLiteral("%1 is a standard folder of the home").arg(where);
     }
-    if (BMLocalPaths::isPathSystemDirectory(canonical, true) || isInsideSystemFolder(canonical))
+    // A home may itself lie in a system folder (/var/home on image-based systems).
+    if (BMLocalPaths::isPathSystemDirectory(canonical, true) ||
+        (!isSameOrInside(canonical, m_home) && isInsideSystemFolder(canonical)))
         return QStringLiteral("%1 is a system folder or lies in one").arg(where);
     if (!m_location.isEmpty()) {
         if (m_canonicalLocation.isEmpty())

@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -121,6 +122,22 @@ TEST_F(Guard, TheFileManagerRefusesToTrashRemoveOrMoveThroughALinkToAStandardFol
     EXPECT_TRUE(BMFileManager::trashFile(location + "/home"));
     EXPECT_FALSE(QFileInfo(location + "/home").isSymLink());
     EXPECT_EQ(readFile(keep), "Desktop/keep.txt");
+}
+
+TEST_F(Guard, AHomeInsideASystemFolderKeepsItsOwnFilesAndNothingAroundIt) {
+    QTemporaryDir var("/var/cache/vestry-guard-XXXXXX");
+    if (!var.isValid())
+        GTEST_SKIP() << "cannot make a folder under /var/cache";
+    const QString homeInVar = var.path() + "/home";
+    const QString file = homeInVar + "/Documents/Adobe Premiere Pro Auto-Save/Edit/Edit-1.prproj";
+    ASSERT_TRUE(QDir().mkpath(QFileInfo(file).path()));
+    ASSERT_TRUE(QFile(file).open(QIODevice::WriteOnly));
+    const QByteArray previous = qgetenv("HOME");
+    qputenv("HOME", QFile::encodeName(homeInVar));
+    const DestructiveGuard guard;
+    qputenv("HOME", previous);
+    EXPECT_EQ(guard.refusal(file), "");
+    EXPECT_EQ(guard.refusal(var.path() + "/other"), var.path() + "/other is a system folder or lies in one");
 }
 
 TEST_F(Guard, TrashingByTypeNeverDescendsIntoALinkedFolder) {
