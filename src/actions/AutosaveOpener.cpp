@@ -168,7 +168,7 @@ AutosaveOpener::TransferReport AutosaveOpener::copyFiles(const SelectedRows& row
             QString refusal;
             if (transfer == Transfer::Move &&
                 !DestructiveGuard(AutosaveSelection::locationOf(item)).permits(source, &refusal)) {
-                BMLog::appendLogAndPrint(QStringLiteral("Not moving: %1.").arg(refusal));
+                BMLog::appendLog(QStringLiteral("Not moving: %1.").arg(refusal));
                 report.failed << source;
                 continue;
             }

@@ -19,7 +19,7 @@ Outcome trashAutosave(const BMAutoItemPtr& item, RemovalReport& report) {
     // A path that a linked folder leads out of its location never reaches the Trash.
     QString refusal;
     if (!DestructiveGuard(AutosaveSelection::locationOf(item)).permits(path, &refusal)) {
-        BMLog::appendLogAndPrint(QStringLiteral("Not moving to the Trash: %1.").arg(refusal));
+        BMLog::appendLog(QStringLiteral("Not moving to the Trash: %1.").arg(refusal));
         report.failed << path;
         report.reasons.insert(path, refusal);
         return Outcome::Failed;

@@ -190,19 +190,12 @@ void scanLibraryEntry(const QString& folder, const QString& entryName, const QSt
     const QString backups = backupLibrary ? entryPath : entryPath + QStringLiteral("/Backups");
     if (!backupLibrary && isLinkWarned(backups, results.hook()))
         return;
-    bool listed = false;
-    QString error;
-    BMFileManager::contentsOfDirectory(backups, &listed, &error);
-    if (!listed && BMFileManager::isDirectoryAtPath(backups))
-        warn(results.hook(), QStringLiteral("%1: the folder could not be read (%2)")
-                                 .arg(FileName::displayText(backups), error));
-    const QString pattern = backups + QStringLiteral("/*.fcpevent");
     BMAutoItemList items;
-    for (const QString& path : BMFileManager::filesMatchingWildcardPath(pattern)) {
-        if (isLinkWarned(path, results.hook()))
+    for (const QString& name : entriesWithoutLinks(backups, results.hook())) {
+        if (!BMFileManager::matchesLikePattern(name, QStringLiteral("*.fcpevent")))
             continue;
-        items.append(
-            makeItem(AutosaveType::FinalCutX, PathText::lastComponent(path), path, attributesOrEmpty(path)));
+        const QString path = childPath(backups, name);
+        items.append(makeItem(AutosaveType::FinalCutX, name, path, attributesOrEmpty(path)));
     }
     project->setChildren(std::move(items));
     if (project->childCount() > 0)
