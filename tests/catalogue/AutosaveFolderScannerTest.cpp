@@ -3,14 +3,10 @@
 #include "CatalogueTestSupport.h"
 #include "catalogue/NamePattern.h"
 #include "foundation/BMSettings.h"
-#include "foundation/FileName.h"
 #include "foundation/SettingsKeys.h"
 #include "foundation/platform/Platform.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 using namespace CatalogueTest;
 
@@ -133,82 +129,40 @@ TEST_F(ScannerTest, DatesAndSizesComeFromTheFileSystemNotTheName) {
 }
 
 TEST_F(ScannerTest, LinksAreNeverFollowedAtAnyLevelAndEachIsNamedInAWarning) {
-    // Outside every location: a project folder, loose autosaves, a bin and event backups that
-    // a followed link would bring in.
-    const QString outside = home().root() + "/Elsewhere";
-    ASSERT_TRUE(makeTree(outside, {"Other/Other-1.prproj", "Stray-1.prproj", "Bin/Far.avb",
-                                   "Backups/Far.fcpevent", "Bins/Far/Far.avb"}));
-    const QString premiere = path("Adobe Premiere Pro Auto-Save");
-    const QString attic = path("Avid Attic");
-    const QString library = path("Lib.fcpbundle");
+    // What a followed link would bring in from outside: a project, a loose file, bins, backups.
+    const QString far = home().root() + "/Far";
     ASSERT_TRUE(
-        makeTree(premiere, {"Edit/Edit-1.prproj", "Gone-1.prproj||LINK", "Edit/Gone-2.prproj||LINK"}));
+        makeTree(far, {"P/P-1.prproj", "L-1.prproj", "B/B.avb", "Backups/F.fcpevent", "Bins/X/X.avb"}));
+    const QString premiere = path("Adobe Premiere Pro Auto-Save"), attic = path("Avid Attic"),
+                  library = path("Lib.fcpbundle");
+    ASSERT_TRUE(makeTree(premiere, {"Edit/Edit-1.prproj", "Gone-1.prproj||LINK"}));
     ASSERT_TRUE(makeTree(attic, {"ann/Bins/Real/Real.avb", "bob/readme"}));
-    ASSERT_TRUE(makeTree(library, {"Day/CurrentVersion.fcpevent", "Day/Backups/Day 1.fcpevent", "Night/x"}));
-    const QStringList links[] = {
-        {outside + "/Other", premiere + "/Linked"},                      // a folder at the top: no project
-        {outside + "/Stray-1.prproj", premiere + "/Stray-1.prproj"},     // a file at the top
-        {outside + "/Stray-1.prproj", premiere + "/Edit/Edit-2.prproj"}, // a file in a project
-        {outside + "/Bin", attic + "/ann/Bins/Linked Bin"},
-        {outside + "/Bin/Far.avb", attic + "/ann/Bins/Real/Far.avb"},
-        {outside, attic + "/bob/Bins"},
-        {outside + "/Backups/Far.fcpevent", library + "/Day/Backups/Far.fcpevent"},
-        {outside + "/Backups", library + "/Night/Backups"},
-    };
-    for (const QStringList& link : links)
+    ASSERT_TRUE(makeTree(library, {"Day/Backups/Day 1.fcpevent", "Night/x"}));
+    const QStringList links[] = {{far + "/P", premiere + "/Linked"},
+                                 {far + "/L-1.prproj", premiere + "/L-1.prproj"},
+                                 {far + "/L-1.prproj", premiere + "/Edit/Edit-2.prproj"},
+                                 {far + "/B", attic + "/ann/Bins/Linked"},
+                                 {far + "/B/B.avb", attic + "/ann/Bins/Real/B.avb"},
+                                 {far, attic + "/bob/Bins"},
+                                 {far + "/Backups/F.fcpevent", library + "/Day/Backups/F.fcpevent"},
+                                 {far + "/Backups", library + "/Night/Backups"}};
+    QStringList expected{premiere + "/Gone-1.prproj"};
+    for (const QStringList& link : links) {
         ASSERT_TRUE(QFile::link(link[0], link[1])) << link[1].toStdString();
-
+        expected << link[1];
+    }
     QStringList warnings;
     scanner.setWarningHook([&](const QString& warning) { warnings << warning; });
     EXPECT_EQ(describe(scan(premiere), premiere), "Edit(2)@Edit: Edit-1.prproj:2");
     EXPECT_EQ(describe(scan(attic), attic), "ann(3)@ann: ann/Bins/Real/Real.avb:3");
     EXPECT_EQ(describe(scan(library), library),
               "Day(4)@Day/CurrentVersion.fcpevent: Day/Backups/Day 1.fcpevent:4");
-
-    QStringList expected;
-    for (const QStringList& link : links)
-        expected << link[1];
-    expected << premiere + "/Gone-1.prproj" << premiere + "/Edit/Gone-2.prproj";
-    for (const QString& link : expected) {
-        const QString warning = link + ": a symbolic link, skipped (links are not followed)";
-        EXPECT_TRUE(warnings.contains(warning)) << warning.toStdString();
-        EXPECT_TRUE(logText().contains(warning)) << warning.toStdString();
-    }
-    EXPECT_EQ(warnings.size(), expected.size()) << warnings.join('\n').toStdString();
-}
-
-TEST_F(ScannerTest, ANameThatIsNotUtf8IsListedByItsBytesAndNamedEscaped) {
-    const QString premiere = path("Adobe Premiere Pro Auto-Save");
-    ASSERT_TRUE(makeTree(premiere, {"Edit/Edit-1.prproj"}));
-    // "Caf\xe9" in Latin-1, as an old share writes it.
-    const QByteArray folder = QFile::encodeName(premiere) + "/Caf\xe9";
-    ASSERT_EQ(::mkdir(folder.constData(), 0755), 0);
-    const QByteArray file = folder + "/Caf\xe9-1.prproj";
-    // QTemporaryDir cannot remove what it cannot name.
-    struct Cleanup {
-        QByteArray folder, file;
-        ~Cleanup() {
-            ::unlink(file.constData());
-            ::rmdir(folder.constData());
-        }
-    } cleanup{folder, file};
-    const int fd = ::open(file.constData(), O_CREAT | O_WRONLY, 0644);
-    ASSERT_GE(fd, 0);
-    ASSERT_EQ(::write(fd, "abc", 3), 3);
-    ::close(fd);
-
-    QStringList warnings;
-    scanner.setWarningHook([&](const QString& warning) { warnings << warning; });
-    const BMProjectList projects = scan(premiere);
-    ASSERT_EQ(projects.size(), 2);
-    const BMAutoItemPtr item = projects.first()->children().value(0);
-    ASSERT_TRUE(item);
-    EXPECT_EQ(FileName::encode(item->path()), file);
-    EXPECT_EQ(item->fileSize(), 3.0);
-    EXPECT_EQ(warnings,
-              (QStringList{premiere + "/Caf\\xe9: the name is not valid UTF-8 (shown with its bytes escaped)",
-                           premiere + "/Caf\\xe9/Caf\\xe9-1.prproj: the name is not valid UTF-8 (shown "
-                                      "with its bytes escaped)"}));
+    for (QString& link : expected)
+        link += ": a symbolic link, skipped (links are not followed)";
+    warnings.sort();
+    expected.sort();
+    EXPECT_EQ(warnings, expected);
+    EXPECT_TRUE(logText().contains(expected.first()));
 }
 
 TEST_F(ScannerTest, FirstListedFolderBecomesTheAutosaveFolderOnce) {

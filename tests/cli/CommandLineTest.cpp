@@ -332,109 +332,68 @@ TEST_F(CommandLine, DiscoverStoresTheVaultTheIndexKnowsAndMarksItNewOnce) {
     EXPECT_EQ(run({"discover"}, env).out, "     " + known + "\n     " + vault + "\n2 locations, 0 new\n");
 }
 
-namespace {
-
-// Bytes that are not UTF-8, as a Latin-1 share writes "Café".
-const QByteArray kCafe = "Caf\xe9";
-
-// Qt's file classes would turn the odd bytes into U+FFFD: the system's calls take them as they are.
-QByteArray readBytes(const QByteArray& path) {
-    QByteArray contents;
+// Qt's file classes would turn bytes that are not UTF-8 into U+FFFD: these take them as they are.
+static QByteArray readBytes(const QByteArray& path) {
+    QByteArray contents(64, 0);
     const int fd = ::open(path.constData(), O_RDONLY);
-    char buffer[4096];
-    for (ssize_t n = 0; fd >= 0 && (n = ::read(fd, buffer, sizeof buffer)) > 0;)
-        contents.append(buffer, n);
+    contents.resize(fd < 0 ? 0 : std::max<ssize_t>(0, ::read(fd, contents.data(), contents.size())));
     if (fd >= 0)
         ::close(fd);
     return contents;
 }
 
-class OddEntries : public CommandLine {
-protected:
-    void SetUp() override {
-        CommandLine::SetUp();
-        if (IsSkipped())
-            return;
-        outside = home().root() + "/Elsewhere";
-        write(outside + "/Other-1.prproj", "outside");
-        ASSERT_TRUE(QFile::link(outside, premiere + "/Linked"));
-        ASSERT_TRUE(QFile::link(outside + "/Other-1.prproj", premiere + "/Beta/Beta-0.prproj"));
-        cafe = QFile::encodeName(premiere) + '/' + kCafe;
-        ASSERT_EQ(::mkdir(cafe.constData(), 0755), 0);
-        for (const char* number : {"1", "2"}) {
-            const QByteArray path = cafe + '/' + kCafe + '-' + number + ".prproj";
-            const int fd = ::open(path.constData(), O_CREAT | O_WRONLY, 0644);
-            ASSERT_GE(fd, 0);
-            ASSERT_EQ(::write(fd, number, 1), 1);
-            ::close(fd);
-            files << path;
-            QThread::msleep(5);
-        }
-    }
-    void TearDown() override {
-        // QTemporaryDir cannot remove what it cannot name, in the folder or in the Trash.
-        for (const QByteArray& path : files)
-            ::unlink(path.constData());
-        ::rmdir(cafe.constData());
-        const QByteArray trash = QFile::encodeName(home().home()) + "/.local/share/Trash/";
-        ::unlink((trash + "files/" + kCafe + "-1.prproj").constData());
-        ::unlink((trash + "info/" + kCafe + "-1.prproj.trashinfo").constData());
-        CommandLine::TearDown();
-    }
-    QString outside;
-    QByteArray cafe;
-    QList<QByteArray> files;
-};
-
-} // namespace
-
-TEST_F(OddEntries, ListNamesEachLinkAndEachNameThatIsNotUtf8AndStillListsThoseFiles) {
-    const Outcome result = run({"list", premiere});
-    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
-    const QString escaped = premiere + "/Caf\\xe9";
-    EXPECT_EQ(result.err.split('\n'),
-              (QStringList{
-                  // The location's own links are found as it is listed, the others as each
-                  // project is scanned.
-                  "vestry list: " + premiere + "/Linked: a symbolic link, skipped (links are not followed)",
-                  "vestry list: " + premiere +
-                      "/Beta/Beta-0.prproj: a symbolic link, skipped (links are not followed)",
-                  "vestry list: " + escaped + ": the name is not valid UTF-8 (shown with its bytes escaped)",
-                  "vestry list: " + escaped +
-                      "/Caf\\xe9-1.prproj: the name is not valid UTF-8 (shown with its bytes escaped)",
-                  "vestry list: " + escaped +
-                      "/Caf\\xe9-2.prproj: the name is not valid UTF-8 (shown with its bytes escaped)",
-                  ""}));
-    EXPECT_TRUE(result.out.contains("\n  Caf\\xe9-1.prproj  ")) << result.out.toStdString();
-    EXPECT_TRUE(result.out.contains("Total: 3 projects, 6 autosaves")) << result.out.toStdString();
-    EXPECT_FALSE(result.out.contains("Other")) << result.out.toStdString();
-    // In JSON the path carries the bytes themselves (as lone surrogates "\udce9").
-    const QJsonArray projects = QJsonDocument::fromJson(run({"list", "--json", premiere}).out.toUtf8())
-                                    .object()["projects"]
-                                    .toArray();
-    ASSERT_EQ(projects.size(), 3);
-    EXPECT_EQ(FileName::encode(projects[2].toObject()["items"].toArray()[0].toObject()["path"].toString()),
-              files[0]);
-}
-
-TEST_F(OddEntries, PruneTrashesANameThatIsNotUtf8WithARecordOfItsExactBytesAndNeverALinksTarget) {
-    const Outcome result = run({"prune", "--keep", "1", premiere});
-    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
-    EXPECT_TRUE(result.out.contains(premiere + "/Caf\\xe9/Caf\\xe9-1.prproj\n")) << result.out.toStdString();
-    EXPECT_NE(::access(files[0].constData(), F_OK), 0);
+TEST_F(CommandLine, LinksAndNamesThatAreNotUtf8AreNamedAndSuchAFileGoesToTheTrashByItsBytes) {
+    write(home().root() + "/Far/Other-1.prproj", "far");
+    ASSERT_TRUE(QFile::link(home().root() + "/Far", premiere + "/Linked"));
+    ASSERT_TRUE(QFile::link(home().root() + "/Far/Other-1.prproj", premiere + "/Beta/Beta-0.prproj"));
+    const QByteArray cafe = QFile::encodeName(premiere) + "/Caf\xe9", older = cafe + "/Caf\xe9-1.prproj";
     const QByteArray trash = QFile::encodeName(home().home()) + "/.local/share/Trash/";
-    QByteArray path;
-    for (const QByteArray& line : readBytes(trash + "info/" + kCafe + "-1.prproj.trashinfo").split('\n')) {
-        if (line.startsWith("Path="))
-            path = QByteArray::fromPercentEncoding(line.mid(5));
+    ASSERT_EQ(::mkdir(cafe.constData(), 0755), 0);
+    for (const QByteArray& file : {older, cafe + "/Caf\xe9-2.prproj"}) {
+        const int fd = ::open(file.constData(), O_CREAT | O_WRONLY, 0644);
+        ASSERT_TRUE(fd >= 0 && ::write(fd, file.right(8).constData(), 8) == 8 && ::close(fd) == 0);
+        QThread::msleep(5);
     }
-    EXPECT_EQ(path, files[0]);
-    // Put back where the record says, as a Trash tool does: the same bytes, the same file.
-    ASSERT_EQ(::rename((trash + "files/" + kCafe + "-1.prproj").constData(), path.constData()), 0);
-    EXPECT_EQ(readBytes(files[0]), "1");
-    // The link in Beta was never an autosave and its target was never touched.
+    const QString escaped = premiere + "/Caf\\xe9";
+    const Outcome list = run({"list", premiere});
+    // The location's own links are found as it is listed, the others as each project is scanned.
+    EXPECT_EQ(list.err,
+              "vestry list: " + premiere + "/Linked: a symbolic link, skipped (links are not followed)\n" +
+                  "vestry list: " + premiere +
+                  "/Beta/Beta-0.prproj: a symbolic link, skipped (links are not followed)\n" +
+                  "vestry list: " + escaped +
+                  ": the name is not valid UTF-8 (shown with its bytes escaped)\n" +
+                  "vestry list: " + escaped +
+                  "/Caf\\xe9-1.prproj: the name is not valid UTF-8 (shown with its bytes escaped)\n" +
+                  "vestry list: " + escaped +
+                  "/Caf\\xe9-2.prproj: the name is not valid UTF-8 (shown with its bytes escaped)\n");
+    EXPECT_TRUE(list.out.contains("\n  Caf\\xe9-1.prproj  ") &&
+                list.out.contains("Total: 3 projects, 6 autosaves"))
+        << list.out.toStdString();
+    // In JSON a path carries its bytes as lone surrogates ("\udce9").
+    const QJsonArray json = QJsonDocument::fromJson(run({"list", "--json", premiere}).out.toUtf8())
+                                .object()["projects"]
+                                .toArray();
+    EXPECT_EQ(FileName::encode(json[2].toObject()["items"].toArray()[0].toObject()["path"].toString()),
+              older);
+
+    const Outcome prune = run({"prune", "--keep", "1", premiere});
+    EXPECT_EQ(prune.exitCode, 0) << prune.err.toStdString();
+    EXPECT_TRUE(prune.out.contains(escaped + "/Caf\\xe9-1.prproj\n")) << prune.out.toStdString();
+    QByteArray recorded;
+    for (const QByteArray& line : readBytes(trash + "info/Caf\xe9-1.prproj.trashinfo").split('\n'))
+        recorded = line.startsWith("Path=") ? QByteArray::fromPercentEncoding(line.mid(5)) : recorded;
+    EXPECT_EQ(recorded, older);
+    // Put back where the record says, as a Trash tool does: the same name, the same file.
+    EXPECT_EQ(::rename((trash + "files/Caf\xe9-1.prproj").constData(), recorded.constData()), 0);
+    EXPECT_EQ(readBytes(older), "1.prproj");
     EXPECT_TRUE(QFileInfo(premiere + "/Beta/Beta-0.prproj").isSymLink());
-    EXPECT_EQ(readFile(outside + "/Other-1.prproj"), "outside");
+    EXPECT_EQ(readFile(home().root() + "/Far/Other-1.prproj"), "far");
+    // QTemporaryDir cannot remove what it cannot name.
+    for (const QByteArray& file : {older, cafe + "/Caf\xe9-2.prproj", trash + "files/Caf\xe9-1.prproj",
+                                   trash + "info/Caf\xe9-1.prproj.trashinfo"})
+        ::unlink(file.constData());
+    ::rmdir(cafe.constData());
 }
 
 TEST_F(CommandLine, AProjectFolderThatCannotBeReadIsNamedInAWarning) {
