@@ -1,5 +1,6 @@
 #include "AutosaveArchiver.h"
 
+#include "LocationLocks.h"
 #include "foundation/BMException.h"
 #include "foundation/BMFileManager.h"
 #include "foundation/BMLocalPaths.h"
@@ -7,6 +8,7 @@
 #include "foundation/BMTaskEx.h"
 #include "foundation/FileTree.h"
 #include "foundation/PathText.h"
+#include "foundation/ScratchFolder.h"
 #include "foundation/platform/Platform.h"
 
 #include <QSet>
@@ -47,24 +49,16 @@ bool compress(const QString& folder, const QString& destination) {
     return BMFileManager::compressFile(folder, destination, false);
 }
 
-Result gatherAndCompress(const SelectedRows& rows, const QString& destination,
-                         const ProgressCallback& progress) {
-    const QString temp = AutosaveArchiver::temporaryFolder();
-    QString error;
-    if (FileTree::exists(temp) && !FileTree::removeItem(temp, &error)) {
-        return failed(
-            QStringLiteral("Error: Unable to clear temp directory. Please check the permissions on the "
-                           "folder %1")
-                .arg(temp),
-            QStringLiteral("Error: Unable to clear temp directory."),
-            QStringLiteral("Please check the permissions on the folder %1").arg(temp));
-    }
-    if (!FileTree::createDirectories(temp, &error)) {
-        return failed(QStringLiteral("Error: Unable to create temporary directory. %1").arg(error),
-                      QStringLiteral("Error: Unable to create temporary directory"), error);
-    }
+// The entry an autosave has in the archive: the folder that held it, then its own name.
+QString entryFor(const BMAutoItemPtr& item) {
+    return QStringLiteral("%1/%2").arg(
+        PathText::lastComponent(AutosaveSelection::containingFolder(item->path())),
+        PathText::lastComponent(item->path()));
+}
 
-    const BMAutoItemList autosaves = existingAutosaves(rows);
+Result gatherAndCompress(const BMAutoItemList& autosaves, const QString& temp, const QString& destination,
+                         const ProgressCallback& progress) {
+    QString error;
     qint64 totalBytes = 0;
     for (const BMAutoItemPtr& item : autosaves)
         totalBytes += qint64(FileTree::contentSize(item->path()));
@@ -113,11 +107,52 @@ Result gatherAndCompress(const SelectedRows& rows, const QString& destination,
     return result;
 }
 
+// The proof that the archive holds every autosave before any goes to the Trash: its entries
+// read back, each autosave's entry there with all the bytes the autosave has now.
+ActionError checkArchive(const QString& destination, const BMAutoItemList& autosaves) {
+    QString error;
+    const std::optional<QMap<QString, qint64>> contents = BMFileManager::zipContents(destination, &error);
+    const QString nothingMoved =
+        QStringLiteral("Nothing was moved to the Trash; the archive is left at %1.").arg(destination);
+    if (!contents) {
+        BMLog::appendLog(QStringLiteral("Unable to read back the archive %1: %2").arg(destination, error));
+        return ActionError{QStringLiteral("Error: the archive cannot be read back."),
+                           QStringLiteral("%1 %2").arg(error, nothingMoved)};
+    }
+    QStringList lacking;
+    for (const BMAutoItemPtr& item : autosaves) {
+        const QString name = entryFor(item);
+        bool found = false;
+        qint64 bytes = 0;
+        for (auto it = contents->lowerBound(name); it != contents->cend() && it.key().startsWith(name);
+             ++it) {
+            if (it.key() == name || it.key().at(name.size()) == QLatin1Char('/')) {
+                found = true;
+                bytes += it.value();
+            }
+        }
+        if (!found || bytes != qint64(FileTree::contentSize(item->path()))) {
+            BMLog::appendLog(QStringLiteral("The archive %1 lacks %2 (%3)")
+                                 .arg(destination, item->path(),
+                                      found ? QStringLiteral("%1 bytes of %2")
+                                                  .arg(bytes)
+                                                  .arg(FileTree::contentSize(item->path()))
+                                            : QStringLiteral("no entry %1").arg(name)));
+            lacking << item->path();
+        }
+    }
+    if (lacking.isEmpty())
+        return ActionError{};
+    return ActionError{
+        QStringLiteral("Error: the archive is incomplete."),
+        QStringLiteral("It lacks %1. %2").arg(lacking.join(QStringLiteral(", ")), nothingMoved)};
+}
+
 } // namespace
 
-QString AutosaveArchiver::temporaryFolder() {
+QString AutosaveArchiver::temporaryFolderParent() {
     return PathText::appendingComponent(BMLocalPaths::appSupportDirectory(true),
-                                        QStringLiteral("Brightmoor/Halvern/Vestry Temp"));
+                                        QStringLiteral("Brightmoor/Halvern"));
 }
 
 QString AutosaveArchiver::proposedFileName(const SelectedRows& rows) {
@@ -132,11 +167,36 @@ AutosaveArchiver::Result AutosaveArchiver::archiveSelectionToFile(const Selected
     Result result;
     try {
         BMLog::appendLog(QStringLiteral("Archiving autosaves to file..."));
-        result = gatherAndCompress(rows, destination, progress);
+        QString error;
+        const std::optional<LocationLocks> locks = LocationLocks::acquire(
+            AutosaveSelection::autosavesOf(rows),
+            QStringLiteral("archiving autosaves to %1").arg(PathText::lastComponent(destination)), &error);
+        if (!locks)
+            return failed(error, QStringLiteral("Unable to archive: an autosave location is busy."), error);
+        const BMAutoItemList autosaves = existingAutosaves(rows);
+        // A folder of this run's own: another archive at the same time has another.
+        std::optional<ScratchFolder> temp =
+            ScratchFolder::create(temporaryFolderParent(), QStringLiteral("Vestry Temp "), &error);
+        if (!temp) {
+            return failed(QStringLiteral("Error: Unable to create temporary directory. %1").arg(error),
+                          QStringLiteral("Error: Unable to create temporary directory"), error);
+        }
+        result = gatherAndCompress(autosaves, temp->path(), destination, progress);
         // The copies have done their work; a gigabyte of them should not stay behind.
-        FileTree::removeItem(temporaryFolder(), nullptr);
-        if (result.archived)
-            result.removal = AutosaveRemoval::removeIndexSet(rows, progress);
+        if (!temp->remove(&error))
+            BMLog::appendLog(QStringLiteral("Unable to remove the temporary folder: %1").arg(error));
+        if (result.archived) {
+            result.error = checkArchive(destination, autosaves);
+            if (result.error.isError()) {
+                result.archived = false;
+                return result;
+            }
+            QSet<QString> archived;
+            for (const BMAutoItemPtr& item : autosaves)
+                archived.insert(item->path());
+            result.removal = AutosaveRemoval::removeIndexSet(rows, progress,
+                                                             AutosaveRemoval::OnFailure::Continue, &archived);
+        }
     } catch (const std::exception& e) {
         BMException::logException(e, "-[AppController archiveSelectionToFile:]");
     }

@@ -6,14 +6,18 @@
 #include "AutosaveSelection.h"
 
 // Packs the selected autosaves into one zip archive and then clears them away: they are
-// gathered in a private temporary folder, one sub-folder per folder that held them, the
-// folder's contents are compressed in ditto's layout ("ditto -c -k --sequesterRsrc" where
-// the tool exists, libarchive writing the same layout elsewhere), and only once the archive
-// exists do the autosaves go to the Trash. Runs on the calling (worker) thread.
+// gathered in a temporary folder of the run's own, one sub-folder per folder that held them,
+// the folder's contents are compressed in ditto's layout ("ditto -c -k --sequesterRsrc"
+// where the tool exists, libarchive writing the same layout elsewhere), the archive is read
+// back, and only the autosaves it was shown to hold, whole, go to the Trash. The locations
+// involved stay locked (LocationLocks) from the gathering to the last removal. Runs on the
+// calling (worker) thread.
 class AutosaveArchiver {
 public:
-    // "Brightmoor/Halvern/Vestry Temp" in the user's Application Support folder.
-    static QString temporaryFolder();
+    // "Brightmoor/Halvern" in the user's Application Support folder: each run makes its own
+    // "Vestry Temp XXXXXX" there and takes only that away. A plain "Vestry Temp" that older
+    // versions left is never touched.
+    static QString temporaryFolderParent();
     // "<first row's name without its extension>.zip"; empty with no row.
     static QString proposedFileName(const SelectedRows& rows);
 
@@ -21,6 +25,7 @@ public:
         bool archived = false; // the archive exists at the destination
         qint64 autosaves = 0;  // how many went into it
         ActionError error;     // what the user is told when it stopped; nothing was removed then
+                               // (an archive that failed its check is left at the destination)
         RemovalReport removal; // what went to the Trash once the archive existed
     };
 

@@ -1,6 +1,7 @@
 #include "AutosaveOpener.h"
 
 #include "AutosaveRemoval.h"
+#include "LocationLocks.h"
 #include "catalogue/AutosaveType.h"
 #include "foundation/BMException.h"
 #include "foundation/BMFileManager.h"
@@ -154,6 +155,15 @@ AutosaveOpener::TransferReport AutosaveOpener::copyFiles(const SelectedRows& row
                                                          Transfer transfer,
                                                          const ProgressCallback& progress) {
     TransferReport report;
+    std::optional<LocationLocks> locks;
+    if (transfer == Transfer::Move) {
+        locks = LocationLocks::acquire(AutosaveSelection::autosavesOf(rows),
+                                       QStringLiteral("moving autosaves to %1").arg(folder), &report.error);
+        if (!locks) {
+            BMLog::appendLog(report.error);
+            return report;
+        }
+    }
     const ActionProgress::Stage stage =
         transfer == Transfer::Copy ? ActionProgress::Stage::Copying : ActionProgress::Stage::Moving;
     const qint64 total = AutosaveSelection::autosavesOf(rows).size();

@@ -59,10 +59,11 @@ public:
     struct TransferReport {
         QStringList done;   // destinations written
         QStringList failed; // sources that could not be copied or moved
+        QString error;      // a move that did not start: another run holds a location
     };
     // Copies or moves every autosave of the rows that still exists into the folder (under
     // its own name, or a free one beside an existing file), then removes the folders a move
-    // left empty.
+    // left empty. A move holds the locks of the locations it empties (LocationLocks).
     static TransferReport copyFiles(const SelectedRows& rows, const QString& folder, Transfer transfer,
                                     const ProgressCallback& progress = {});
 };

@@ -1,5 +1,6 @@
 #include "AutosaveRemoval.h"
 
+#include "LocationLocks.h"
 #include "foundation/BMException.h"
 #include "foundation/BMFileManager.h"
 #include "foundation/BMLog.h"
@@ -27,12 +28,25 @@ Outcome trashAutosave(const BMAutoItemPtr& item, RemovalReport& report) {
     // Taken before the move: the item's own fields say what it was.
     RemovedAutosave removed{path, item->fileSize(), item->createdDate()};
     if (!BMFileManager::trashFile(path) || FileTree::exists(path)) {
+        if (!FileTree::exists(path)) {
+            // Moved away by something else while this run was at it.
+            report.missing << path;
+            return Outcome::Missing;
+        }
         BMLog::appendLog(QStringLiteral("Unable to move %1 to the Trash").arg(path));
         report.failed << path;
         return Outcome::Failed;
     }
     report.removed << removed;
     return Outcome::Removed;
+}
+
+std::optional<LocationLocks> lockLocations(const BMAutoItemList& autosaves, RemovalReport& report) {
+    std::optional<LocationLocks> locks =
+        LocationLocks::acquire(autosaves, QStringLiteral("moving autosaves to the Trash"), &report.error);
+    if (!locks)
+        BMLog::appendLog(report.error);
+    return locks;
 }
 
 } // namespace
@@ -62,15 +76,22 @@ bool AutosaveRemoval::removeFolderIfEmpty(const QString& path, RemovalReport* re
 }
 
 RemovalReport AutosaveRemoval::removeIndexSet(const SelectedRows& rows, const ProgressCallback& progress,
-                                              OnFailure onFailure) {
+                                              OnFailure onFailure, const QSet<QString>* onlyThese) {
     RemovalReport report;
     try {
         BMLog::appendLog(QStringLiteral("Removing autosaves manually..."));
+        const auto locks = lockLocations(AutosaveSelection::autosavesOf(rows), report);
+        if (!locks)
+            return report;
         const qint64 total = AutosaveSelection::autosavesOf(rows).size();
         qint64 done = 0;
         reportProgress(progress, ActionProgress::Stage::Trashing, done, total);
         for (const SelectedRow& row : rows) {
             for (const BMAutoItemPtr& item : row.autosaves()) {
+                if (onlyThese && !onlyThese->contains(item->path())) {
+                    reportProgress(progress, ActionProgress::Stage::Trashing, ++done, total);
+                    continue;
+                }
                 const Outcome outcome = trashAutosave(item, report);
                 reportProgress(progress, ActionProgress::Stage::Trashing, ++done, total);
                 if (outcome == Outcome::Failed && onFailure == OnFailure::Stop)
@@ -91,6 +112,9 @@ RemovalReport AutosaveRemoval::removeChildren(const BMAutoItemList& items, const
     RemovalReport report;
     try {
         BMLog::appendLog(QStringLiteral("Removing children manually..."));
+        const auto locks = lockLocations(items, report);
+        if (!locks)
+            return report;
         const qint64 total = items.size();
         qint64 done = 0;
         reportProgress(progress, ActionProgress::Stage::Trashing, done, total);

@@ -5,6 +5,7 @@
 
 #include <QDateTime>
 #include <QHash>
+#include <QSet>
 #include <QStringList>
 
 // One autosave that went to the Trash, as it was listed.
@@ -18,19 +19,22 @@ struct RemovedAutosave {
 // What a removal did.
 struct RemovalReport {
     QList<RemovedAutosave> removed; // in the Trash now, in the order removed
-    QStringList missing;            // already gone, skipped without a word
+    QStringList missing;            // already gone (another run moved them since the scan): no failure
     QStringList failed;             // still in place: the Trash refused them
     QHash<QString, QString> reasons; // why, for those of failed where it is known
     QStringList foldersRemoved;     // folders left empty and removed
+    QString error;                  // why nothing was touched at all (another run holds a location)
 
     double bytes() const;
-    bool ok() const { return failed.isEmpty(); }
+    bool ok() const { return failed.isEmpty() && error.isEmpty(); }
 };
 
 // Removal of autosaves: each file goes to the Trash through BMFileManager (restorable from
 // there), then the folder it leaves empty is removed. Files that no longer exist are
 // skipped. Both forms run on the calling thread (a worker in the window); neither rebuilds
-// the catalogue, which is the caller's next step.
+// the catalogue, which is the caller's next step. Both hold the locks of the locations
+// involved (LocationLocks) while they work; when one stays taken, nothing is touched and
+// the report's error says who holds it.
 class AutosaveRemoval {
 public:
     enum class OnFailure {
@@ -40,8 +44,11 @@ public:
 
     // What the rows stand for: a project's autosaves and then the project's folder if it is
     // left empty; a single autosave and then its containing folder if left empty.
+    // With onlyThese, autosaves of other paths are left alone (an archive removes only what
+    // its zip was shown to hold).
     static RemovalReport removeIndexSet(const SelectedRows& rows, const ProgressCallback& progress = {},
-                                        OnFailure onFailure = OnFailure::Continue);
+                                        OnFailure onFailure = OnFailure::Continue,
+                                        const QSet<QString>* onlyThese = nullptr);
     // Exactly these autosaves, each followed by its project's folder if left empty. An
     // autosave listed twice is removed once and then found missing.
     static RemovalReport removeChildren(const BMAutoItemList& items, const ProgressCallback& progress = {},

@@ -102,6 +102,13 @@ void reportFailures(const QString& message, const QStringList& paths) {
         nullptr, false);
 }
 
+// Another run held a location, so nothing was touched: the message names who holds it.
+void reportBusy(const RemovalReport& report) {
+    if (!report.error.isEmpty())
+        BMAlert::alertSheetWithMessageText(AutosaveActions::tr("No autosaves were moved to the Trash."),
+                                           report.error, nullptr);
+}
+
 } // namespace
 
 AutosaveActions::AutosaveActions(AppController* controller, Environment environment)
@@ -157,6 +164,7 @@ void AutosaveActions::connectWindow() {
 
     BMOutlineView* outline = window->outlineView();
     outline->setWatchDelegate(this);
+    outline->setSelectionMenu(window->contextMenu());
     outline->addWatchKeys({u'\x7f', u'\b'}, QStringLiteral("remove"));
     // After the controller's own handler, which enables every action for any selection.
     connect(outline->selectionModel(), &QItemSelectionModel::selectionChanged, this,
@@ -246,6 +254,7 @@ void AutosaveActions::removeIndexSet(const SelectedRows& rows) {
     ProgressRelay relay(m_controller, ProgressRelay::Sheet::WhenSlow);
     const RemovalReport report = AutosaveRemoval::removeIndexSet(rows, relay.callback());
     relay.finish();
+    reportBusy(report);
     reportFailures(tr("Some autosaves could not be moved to the Trash."), report.failed);
     m_controller->populateData();
 }
@@ -254,6 +263,7 @@ void AutosaveActions::removeChildren(const BMAutoItemList& items) {
     ProgressRelay relay(m_controller, ProgressRelay::Sheet::WhenSlow);
     const RemovalReport report = AutosaveRemoval::removeChildren(items, relay.callback());
     relay.finish();
+    reportBusy(report);
     reportFailures(tr("Some autosaves could not be moved to the Trash."), report.failed);
     m_controller->populateData();
 }
@@ -326,6 +336,8 @@ void AutosaveActions::transfer(bool copy) {
             rows, folder, copy ? AutosaveOpener::Transfer::Copy : AutosaveOpener::Transfer::Move,
             relay.callback());
         relay.finish();
+        if (!report.error.isEmpty())
+            BMAlert::alertSheetWithMessageText(tr("No autosaves were moved."), report.error, nullptr);
         reportFailures(copy ? tr("Some autosaves could not be copied.")
                             : tr("Some autosaves could not be moved."),
                        report.failed);

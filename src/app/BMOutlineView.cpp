@@ -28,6 +28,10 @@ QMenu* BMOutlineView::menuForPosition(const QPoint& viewportPosition) {
         return nullptr;
     if (shouldSelectItem && !shouldSelectItem(index))
         return nullptr;
+    // A click inside a selection of several rows acts on all of them, as in a file manager.
+    if (selectionModel()->isRowSelected(index.row(), index.parent()) &&
+        selectionModel()->selectedRows().size() > 1)
+        return m_selectionMenu;
     // The row alone, replacing the selection; the selection change sets the menu.
     selectionModel()->select(index, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
     selectionModel()->setCurrentIndex(index, QItemSelectionModel::NoUpdate);
@@ -35,10 +39,19 @@ QMenu* BMOutlineView::menuForPosition(const QPoint& viewportPosition) {
 }
 
 void BMOutlineView::contextMenuEvent(QContextMenuEvent* event) {
-    QMenu* menu = menuForPosition(viewport()->mapFrom(this, event->pos()));
-    if (menu)
-        menu->popup(event->globalPos());
     event->accept();
+    // A mouse click reaches the view from its viewport, already in the viewport's
+    // coordinates; the menu key comes to the view itself and means the current row.
+    QPoint position = event->pos();
+    QPoint globalPosition = event->globalPos();
+    if (event->reason() == QContextMenuEvent::Keyboard) {
+        if (!currentIndex().isValid())
+            return;
+        position = visualRect(currentIndex()).center();
+        globalPosition = viewport()->mapToGlobal(position);
+    }
+    if (QMenu* menu = menuForPosition(position))
+        menu->popup(globalPosition);
 }
 
 void BMOutlineView::keyPressEvent(QKeyEvent* event) {

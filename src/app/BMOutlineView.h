@@ -8,7 +8,8 @@
 #include <optional>
 
 // The catalogue's tree view. A right click selects the row under the pointer alone and
-// shows the view's menu; keys listed in the watch list run an operation of the watch
+// shows the view's menu (a click inside a selection of several rows keeps that selection
+// and shows the selection menu); keys listed in the watch list run an operation of the watch
 // delegate. The delegate hooks are optional: an empty function means "not implemented".
 class BMOutlineView : public QTreeView {
     Q_OBJECT
@@ -23,6 +24,8 @@ public:
     // The menu a right click shows; none for no menu. Not owned.
     void setMenu(QMenu* menu) { m_menu = menu; }
     QMenu* menu() const { return m_menu; }
+    // The menu a right click inside a selection of several rows shows; none for no menu.
+    void setSelectionMenu(QMenu* menu) { m_selectionMenu = menu; }
 
     QList<WatchKey> watchKeys() const { return m_watchKeys; }
     void setWatchKeys(const QList<WatchKey>& keys) { m_watchKeys = keys; }
@@ -34,8 +37,8 @@ public:
     std::function<bool(QKeyEvent*)> keyDownHandler;
     std::function<bool(QKeyEvent*)> keyUpHandler;
 
-    // The menu for a right click at a point of the viewport; selects the row there. Null
-    // for no menu.
+    // The menu for a right click at a point of the viewport; selects the row there unless it
+    // is part of a selection of several rows. Null for no menu.
     QMenu* menuForPosition(const QPoint& viewportPosition);
 
 protected:
@@ -45,6 +48,7 @@ protected:
 
 private:
     QPointer<QMenu> m_menu;
+    QPointer<QMenu> m_selectionMenu;
     QList<WatchKey> m_watchKeys;
     QPointer<QObject> m_watchDelegate;
 };

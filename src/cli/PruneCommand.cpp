@@ -126,6 +126,13 @@ int PruneCommand::run() {
                                                                      AutosaveRemoval::OnFailure::Stop);
         progress.clear();
         autosaves = report.removed;
+        if (!report.error.isEmpty()) {
+            CatalogueArguments::warn(kCommand, QStringLiteral("%1 Nothing was moved.").arg(report.error));
+            return 1;
+        }
+        // Another run took them first: what was asked for is done, so no failure.
+        for (const QString& path : report.missing)
+            CatalogueArguments::warn(kCommand, QStringLiteral("%1: already gone").arg(path));
         for (const QString& path : report.failed) {
             const QString reason = report.reasons.value(path);
             CatalogueArguments::warn(

@@ -200,7 +200,8 @@ bool BMAuthorization::authRemoveFile(const QString& path) {
     if (refuseSystemDirectory(path, "Unable to delete path %1 because it is a system directory.") ||
         refusedOnDisk(path))
         return false;
-    return authExecTask(tool(Tool::Rm), {QStringLiteral("-Rdf"), path}) == 0;
+    // One item, never a tree: a folder goes only when it is empty.
+    return authExecTask(tool(Tool::Rm), {QStringLiteral("-df"), path}) == 0;
 }
 
 bool BMAuthorization::authMoveFile(const QString& oldPath, const QString& newPath) {
@@ -268,19 +269,18 @@ bool BMAuthorization::authTrashFile(const QString& path) {
     return authTrashFile(path, false);
 }
 
-bool BMAuthorization::authTrashFile(const QString& path, bool deleteOnRootAccount) {
+bool BMAuthorization::authTrashFile(const QString& path, [[maybe_unused]] bool deleteOnRootAccount) {
     if (refuseSystemDirectory(path, "Unable to trash path %1 because it is a system directory.") ||
         refusedOnDisk(path))
         return false;
     if (!itemExists(path))
         return false;
     if (isRoot() && m_userDirectory.isNull()) {
-        // Root with nobody at the console has no Trash to fill.
-        if (deleteOnRootAccount)
-            return authRemoveFile(path);
-        Console::print(
-            QStringLiteral("Unable to trash path %1: nobody is logged in whose Trash could take it.")
-                .arg(path));
+        // Root with nobody at the console has no Trash to fill. Deleting instead would leave
+        // the user no way back, so the item stays whatever the caller allowed.
+        Console::print(QStringLiteral("Unable to trash path %1: nobody is logged in whose Trash could take "
+                                      "it; it is left where it is rather than deleted.")
+                           .arg(path));
         return false;
     }
     const QString trash = BMLocalPaths::trashDirectory();
@@ -318,10 +318,14 @@ bool BMAuthorization::authTrashFile(const QString& path, bool deleteOnRootAccoun
         Console::print(QStringLiteral("Unable to trash path %1: %2").arg(path, error));
         return false;
     }
-    const bool moved = authMoveFile(path, target);
+    // Never onto an item already in the Trash; whether it arrived is checked below.
+    const QStringList arguments{QStringLiteral("-n"), path, target};
+    const bool moved = isRoot() ? BMTaskEx::terminationCodeFromTask(tool(Tool::Mv), arguments) == 0
+                                : authExecTask(tool(Tool::Mv), arguments) == 0;
     // A record must never point at nothing, and success means the item is in the Trash.
     if (!moved || itemExists(path) || !itemExists(target)) {
         platform().removeTrashRecord(trash, nameInTrash);
+        Console::print(QStringLiteral("Unable to trash path %1: it could not be moved to %2.").arg(path, target));
         return false;
     }
     return true;
@@ -335,13 +339,8 @@ bool BMAuthorization::authTrashFolderContents(const QString& folder, bool delete
     if (refuseSystemDirectory(folder,
                               "Unable to trash folder contents of path %1 because it is a system directory."))
         return false;
-    const bool deleting = isRoot() && m_userDirectory.isNull() && deleteOnRootAccount;
     for (const QString& entry : BMFileManager::contentsOfDirectory(folder)) {
-        const QString item = PathText::appendingComponent(folder, entry);
-        const bool ok =
-            deleting ? authExecTask(tool(Tool::Rm), {QStringLiteral("-R"), QStringLiteral("-f"), item}) == 0
-                     : authTrashFile(item, deleteOnRootAccount);
-        if (!ok)
+        if (!authTrashFile(PathText::appendingComponent(folder, entry), deleteOnRootAccount))
             return false;
     }
     return true;

@@ -38,12 +38,14 @@ public:
     // The user whose Trash receives trashed items; null when nobody is known.
     QString userDirectory() const { return m_userDirectory; }
 
+    // A file, a link or an empty folder ("rm -df"); never a folder with contents.
     bool authRemoveFile(const QString& path);
     bool authMoveFile(const QString& oldPath, const QString& newPath);
     bool authCopyFile(const QString& oldPath, const QString& newPath);
     bool authCreateDir(const QString& path);
     bool authTrashFile(const QString& path);
-    // deleteOnRootAccount: a root process with no user to trash for deletes instead.
+    // deleteOnRootAccount is kept for its callers and deletes nothing: a root process with no
+    // user to trash for refuses, with a message, and leaves the item where it is.
     bool authTrashFile(const QString& path, bool deleteOnRootAccount);
     bool authTrashFolderContents(const QString& folder);
     bool authTrashFolderContents(const QString& folder, bool deleteOnRootAccount);

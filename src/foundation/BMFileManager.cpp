@@ -21,6 +21,8 @@
 #include <QThread>
 #include <QTimer>
 
+#include <cerrno>
+#include <cstdio>
 #include <sys/stat.h>
 #include <unistd.h>
 #include "foundation/FileName.h"
@@ -186,10 +188,16 @@ bool BMFileManager::trashFile(const QString& path, bool shouldAuth) {
     unlockFile(path);
     if (!FileTree::exists(path))
         return true;
-    if (platform().moveToTrash(path, BMLocalPaths::trashDirectory()))
+    QString error;
+    if (platform().moveToTrash(path, BMLocalPaths::trashDirectory(), &error))
         return true;
-    if (!shouldAuth)
+    const QString message =
+        QStringLiteral("Unable to move %1 to the Trash: %2").arg(FileName::displayText(path), error);
+    if (!shouldAuth) {
+        BMLog::appendLogAndPrint(message);
         return false;
+    }
+    BMLog::appendLog(message + QStringLiteral(". Authorizing..."));
     return authorization().authTrashFile(path);
 }
 
@@ -257,14 +265,18 @@ bool BMFileManager::removeFile(const QString& path, bool shouldAuth) {
     unlockFile(path);
     if (!FileTree::exists(path))
         return true;
-    QString error;
-    if (FileTree::removeItem(path, &error))
+    // One item: a file, a link or an empty folder. A folder with something in it stays, so
+    // that nothing is deleted that its caller did not know was there.
+    const QByteArray encoded = FileName::encode(path);
+    if (::remove(encoded.constData()) == 0)
         return true;
+    const int failure = errno;
     // Announces authorizing whatever the flag says; long-standing wording kept.
-    BMLog::appendLog(QStringLiteral("Error removing file: %1. Authorizing...").arg(error));
-    if (!shouldAuth)
+    BMLog::appendLog(QStringLiteral("Error removing file: %1. Authorizing...")
+                         .arg(FileTree::errorDescription(path, failure)));
+    if (!shouldAuth || failure == ENOTEMPTY || failure == EEXIST)
         return false;
-    return authorization().authRemoveFile(path);
+    return authorization().authRemoveFile(path) && !FileTree::exists(path);
 }
 
 bool BMFileManager::removeFileWithTimeout(const QString& path, qint64 seconds) {
@@ -295,10 +307,64 @@ static bool isSurelyEmptyFolder(const QString& path) {
     return true;
 }
 
+namespace {
+
+// Removes one item of a folder being tidied away: a Finder leftover (unlink) or a folder that
+// is empty by now (rmdir). Whatever arrived since the check makes rmdir fail with ENOTEMPTY,
+// and the folder is then kept: that is no error. Only a refusal of rights is retried with
+// them, with the same non-recursive tool.
+enum class Tidied { Removed, Kept };
+
+Tidied removeTidyItem(const QString& path, bool folder) {
+    const QByteArray encoded = FileName::encode(path);
+    if ((folder ? ::rmdir(encoded.constData()) : ::unlink(encoded.constData())) == 0 || errno == ENOENT)
+        return Tidied::Removed;
+    const int failure = errno;
+    if (failure != EACCES && failure != EPERM) {
+        if (failure != ENOTEMPTY && failure != EEXIST)
+            BMLog::appendLog(
+                QStringLiteral("Unable to remove %1").arg(FileTree::errorDescription(path, failure)));
+        return Tidied::Kept;
+    }
+    BMLog::appendLog(QStringLiteral("Error removing file: %1. Authorizing...")
+                         .arg(FileTree::errorDescription(path, failure)));
+    authorization().authRemoveFile(path);
+    return FileTree::exists(path) ? Tidied::Kept : Tidied::Removed;
+}
+
+// Bottom-up, one level at a time, listing each folder again: only the two Finder leftovers
+// and folders are ever removed, never followed through a link.
+Tidied tidyFolder(const QString& path) {
+    bool readable = false;
+    const QStringList entries = BMFileManager::contentsOfDirectory(path, &readable);
+    if (!readable)
+        return Tidied::Kept;
+    for (const QString& entry : entries) {
+        const QString item = PathText::appendingComponent(path, entry);
+        struct stat info {};
+        if (::lstat(FileName::encode(item).constData(), &info) != 0)
+            continue; // gone meanwhile
+        Tidied tidied = Tidied::Kept;
+        if (S_ISDIR(info.st_mode))
+            tidied = tidyFolder(item);
+        else if (S_ISREG(info.st_mode) &&
+                 (entry == QLatin1String(".DS_Store") || entry == QLatin1String("Icon\r")))
+            tidied = removeTidyItem(item, false);
+        if (tidied == Tidied::Kept)
+            return Tidied::Kept;
+    }
+    return removeTidyItem(path, true);
+}
+
+} // namespace
+
 bool BMFileManager::removeFolderIfEmpty(const QString& path) {
     if (!isFolderEmpty(path) || !isSurelyEmptyFolder(path))
         return false;
-    return removeFile(path);
+    if (isProtected(path, "Unable to delete path %1 because it is a system directory.") ||
+        isRefusedOnDisk(path, "delete"))
+        return false;
+    return tidyFolder(path) == Tidied::Removed;
 }
 
 // ---- Create -------------------------------------------------------------------------------

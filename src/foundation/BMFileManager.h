@@ -3,6 +3,7 @@
 #include "BMDigest.h"
 
 #include <QDateTime>
+#include <QMap>
 #include <QString>
 #include <QStringList>
 #include <QVariant>
@@ -114,9 +115,16 @@ public:
     static QStringList trashFilesNamed(const QString& name, const QString& folder);
 
     // ---- Delete -------------------------------------------------------------------------
+    // One item: a file, a link (never followed) or an empty folder; a folder with anything in
+    // it stays, also through the privileged retry ("rm -df").
     static bool removeFile(const QString& path);
     static bool removeFile(const QString& path, bool shouldAuth);
     static bool removeFileWithTimeout(const QString& path, qint64 seconds);
+    // A real folder holding nothing but ".DS_Store", "Icon\r" and folders empty by the same
+    // rule goes, bottom-up: those two files unlinked, each folder removed with rmdir (the
+    // privileged retry with "rm -df"), never a recursive delete. Anything written into it
+    // meanwhile stays, and so do the folders above it; the result is then false, which is
+    // no error.
     static bool removeFolderIfEmpty(const QString& path);
 
     // ---- Create -------------------------------------------------------------------------
@@ -147,6 +155,11 @@ public:
     static bool compressFile(const QString& source, const QString& destinationFile, bool includeParent);
     // Extracts into the folder (an existing one is trashed first); never writes outside it.
     static bool decompressFile(const QString& archive, const QString& destinationFolder);
+    // What a zip archive holds, read with the reader the extraction uses (Mac metadata left
+    // out): entry name -> bytes of contents, each entry read to its end so that its checksum
+    // is tested. Folders end in "/" and count 0. Nothing, with the reason, when the archive
+    // cannot be read to its end.
+    static std::optional<QMap<QString, qint64>> zipContents(const QString& archive, QString* error);
 
     // Tells the desktop that the item changed; a status, 0 for success. On Linux file
     // managers watch the file system themselves, so this does nothing and returns 0.

@@ -352,6 +352,34 @@ bool BMFileManager::compressFile(const QString& source, const QString& destinati
     return fileExistsAtPath(destinationFile);
 }
 
+std::optional<QMap<QString, qint64>> BMFileManager::zipContents(const QString& archive, QString* error) {
+    QMap<QString, qint64> contents;
+    EntryReader entries(archive);
+    std::vector<char> buffer(1 << 16);
+    while (entries.next()) {
+        QString name = entries.name;
+        if (archive_entry_filetype(entries.entry) == AE_IFDIR && !name.endsWith(QLatin1Char('/')))
+            name += QLatin1Char('/');
+        qint64 bytes = 0;
+        la_ssize_t n = 0;
+        while ((n = archive_read_data(entries.reader.get(), buffer.data(), buffer.size())) > 0)
+            bytes += n;
+        if (n < 0) {
+            if (error)
+                *error = QStringLiteral("%1: %2").arg(name, archiveError(entries.reader.get()));
+            return std::nullopt;
+        }
+        contents.insert(name, bytes);
+    }
+    QString ending;
+    if (!entries.endedCleanly(&ending)) {
+        if (error)
+            *error = ending;
+        return std::nullopt;
+    }
+    return contents;
+}
+
 bool BMFileManager::decompressFile(const QString& archive, const QString& destinationFolder) {
     const QString ditto = platform().toolPath(Tool::Ditto);
     const bool useDitto = BMTaskEx::isExecutable(ditto);
@@ -361,10 +389,10 @@ bool BMFileManager::decompressFile(const QString& archive, const QString& destin
         return false;
     }
     if (fileExistsAtPath(destinationFolder) &&
-        !platform().moveToTrash(destinationFolder, BMLocalPaths::trashDirectory())) {
+        !platform().moveToTrash(destinationFolder, BMLocalPaths::trashDirectory(), &error)) {
         BMLog::appendLog(
-            QStringLiteral("Unable to extract %1: %2 is in the way and could not be moved to the Trash")
-                .arg(archive, destinationFolder));
+            QStringLiteral("Unable to extract %1: %2 is in the way and could not be moved to the Trash: %3")
+                .arg(archive, destinationFolder, error));
         return false;
     }
     if (useDitto)

@@ -1,8 +1,13 @@
 #include "ActionsFixture.h"
 #include "actions/AutosaveArchiver.h"
+#include "foundation/BMFileManager.h"
+
+#include <QThread>
 
 #include <archive.h>
 #include <archive_entry.h>
+#include <atomic>
+#include <thread>
 
 namespace {
 
@@ -12,6 +17,22 @@ protected:
     QStringList premiereEntries() const {
         return QDir(premiere()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
     }
+    // The archive's entries, sorted, folders ending in "/".
+    static QStringList entries(const QString& zip) {
+        QStringList names;
+        archive* reader = archive_read_new();
+        archive_read_support_format_zip(reader);
+        EXPECT_EQ(archive_read_open_filename(reader, QFile::encodeName(zip).constData(), 1 << 16),
+                  ARCHIVE_OK);
+        for (archive_entry* entry = nullptr; archive_read_next_header(reader, &entry) == ARCHIVE_OK;) {
+            const QString name = QString::fromUtf8(archive_entry_pathname_utf8(entry));
+            names << (archive_entry_filetype(entry) == AE_IFDIR && !name.endsWith('/') ? name + '/' : name);
+        }
+        archive_read_free(reader);
+        names.sort();
+        return names;
+    }
+    QString halvern() const { return home().home() + "/.local/share/Brightmoor/Halvern"; }
 };
 
 } // namespace
@@ -24,19 +45,7 @@ TEST_F(Archiver, EachAutosaveGoesOnceUnderTheFolderThatHeldItAndThenToTheTrash) 
         destination());
     ASSERT_FALSE(result.error.isError()) << result.error.message.toStdString();
     EXPECT_EQ(result.autosaves, 6);
-    // Its entries, folders ending in "/".
-    QStringList names;
-    archive* reader = archive_read_new();
-    archive_read_support_format_zip(reader);
-    EXPECT_EQ(archive_read_open_filename(reader, QFile::encodeName(destination()).constData(), 1 << 16),
-              ARCHIVE_OK);
-    for (archive_entry* entry = nullptr; archive_read_next_header(reader, &entry) == ARCHIVE_OK;) {
-        const QString name = QString::fromUtf8(archive_entry_pathname_utf8(entry));
-        names << (archive_entry_filetype(entry) == AE_IFDIR && !name.endsWith('/') ? name + '/' : name);
-    }
-    archive_read_free(reader);
-    names.sort();
-    EXPECT_EQ(names,
+    EXPECT_EQ(entries(destination()),
               (QStringList{"Adobe Premiere Pro Auto-Save/", "Adobe Premiere Pro Auto-Save/Promo-1.prproj",
                            "Adobe Premiere Pro Auto-Save/Promo-2.prproj", "Alpha/", "Alpha/Alpha-1.prproj",
                            "Backups/", "Backups/Ceremony 2026-11-18 10-00.fcpevent", "Beta/",
@@ -47,8 +56,85 @@ TEST_F(Archiver, EachAutosaveGoesOnceUnderTheFolderThatHeldItAndThenToTheTrash) 
     EXPECT_TRUE(QFileInfo(premiere()).isDir());
     EXPECT_EQ(premiereEntries(), QStringList());
     EXPECT_TRUE(QFileInfo::exists(library("Ceremony/CurrentVersion.fcpevent")));
-    EXPECT_FALSE(QFileInfo::exists(home().home() + "/.local/share/Brightmoor/Halvern/Vestry Temp"));
+    // The run's own folder is gone; the one an older version left is not the run's to delete.
+    EXPECT_EQ(QDir(halvern()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList{"Vestry Temp"});
+    EXPECT_EQ(readFile(halvern() + "/Vestry Temp/Old Project/stale.prproj"), "left by an earlier run");
 }
+
+TEST_F(Archiver, TwoArchivesAtOnceEachGatherInAFolderOfTheirOwn) {
+    scan();
+    // Neither compresses before both have gathered their copies.
+    std::atomic<int> gathered = 0;
+    const ProgressCallback meet = [&](const ActionProgress& progress) {
+        if (progress.stage != ActionProgress::Stage::Compressing)
+            return;
+        ++gathered;
+        for (int i = 0; i < 500 && gathered < 2; ++i)
+            QThread::msleep(10);
+    };
+    const QString premiereZip = home().home() + "/Premiere.zip", eventZip = home().home() + "/Events.zip";
+    const SelectedRows premiereRows = rows({"Alpha", "Beta"}), eventRows = rows({"Ceremony"});
+    AutosaveArchiver::Result first, second;
+    std::thread a([&] { first = AutosaveArchiver::archiveSelectionToFile(premiereRows, premiereZip, meet); });
+    std::thread b([&] { second = AutosaveArchiver::archiveSelectionToFile(eventRows, eventZip, meet); });
+    a.join();
+    b.join();
+    EXPECT_EQ(gathered, 2);
+    ASSERT_FALSE(first.error.isError() || second.error.isError())
+        << first.error.informative.toStdString() << second.error.informative.toStdString();
+    EXPECT_EQ(entries(premiereZip), (QStringList{"Alpha/", "Alpha/Alpha-1.prproj", "Beta/",
+                                                 "Beta/Beta-1.prproj", "Beta/Beta-2.prproj"}));
+    EXPECT_EQ(entries(eventZip), (QStringList{"Backups/", "Backups/Ceremony 2026-11-16 10-00.fcpevent",
+                                              "Backups/Ceremony 2026-11-18 10-00.fcpevent"}));
+    EXPECT_EQ(trashRecords().size(), 5);
+    EXPECT_EQ(QDir(halvern()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
+}
+
+struct IncompleteCase {
+    const char* rowName;
+    const char* beta2; // Beta-2's contents in the archive; nothing: no entry
+    bool truncated;    // the archive ends early
+    const char* message;
+};
+
+class IncompleteArchive : public Archiver, public ::testing::WithParamInterface<IncompleteCase> {};
+
+TEST_P(IncompleteArchive, TrashesNothingAndNamesWhatItLacks) {
+    const IncompleteCase& row = GetParam();
+    scan();
+    // What a faulty archiver leaves: an archive made beforehand, copied to the destination.
+    const QString beta2 = premiere("Beta/Beta-2.prproj");
+    home().writeFile("faulty/Beta/Beta-1.prproj", readFile(premiere("Beta/Beta-1.prproj")));
+    if (row.beta2)
+        home().writeFile("faulty/Beta/Beta-2.prproj", row.beta2);
+    const QString faulty = home().root() + "/faulty.zip";
+    ASSERT_TRUE(BMFileManager::compressFile(home().root() + "/faulty", faulty, false));
+    if (row.truncated) {
+        ASSERT_TRUE(QFile::resize(faulty, QFileInfo(faulty).size() / 2));
+    }
+    const QString ditto = write("tools/ditto", "#!/bin/sh\ncp '" + faulty.toUtf8() + "' \"$5\"\n");
+    QFile::setPermissions(ditto, QFile::ReadOwner | QFile::ExeOwner);
+    home().platform().setToolPath(Tool::Ditto, ditto);
+
+    const AutosaveArchiver::Result result =
+        AutosaveArchiver::archiveSelectionToFile(rows({"Beta"}), destination());
+    EXPECT_EQ(result.error.message, row.message);
+    EXPECT_FALSE(result.archived);
+    EXPECT_TRUE(result.error.informative.contains(row.truncated ? destination() : beta2))
+        << result.error.informative.toStdString();
+    EXPECT_TRUE(trashRecords().isEmpty());
+    EXPECT_EQ(readFile(beta2), beta2.mid(home().home().size() + 1).toUtf8());
+    EXPECT_TRUE(QFileInfo::exists(destination())); // left for the user to look at
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, IncompleteArchive,
+    ::testing::Values(
+        IncompleteCase{"AnAutosaveLeftOut", nullptr, false, "Error: the archive is incomplete."},
+        IncompleteCase{"AnAutosaveCutShort", "Doc", false, "Error: the archive is incomplete."},
+        IncompleteCase{"TheArchiveEndsEarly", "Documents/Adobe Premiere Pro Auto-Save/Beta/Beta-2.prproj",
+                       true, "Error: the archive cannot be read back."}),
+    [](const ::testing::TestParamInfo<IncompleteCase>& info) { return std::string(info.param.rowName); });
 
 struct FailureCase {
     const char* rowName;

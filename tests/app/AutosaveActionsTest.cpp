@@ -4,10 +4,15 @@
 #include "app/BusySpinner.h"
 #include "app/ProgressSheet.h"
 #include "foundation/BMSettings.h"
+#include "foundation/LocationLock.h"
 #include "foundation/SettingsKeys.h"
 
 #include <QAction>
+#include <QContextMenuEvent>
+#include <QMenu>
 #include <QTest>
+
+#include <unistd.h>
 
 namespace {
 
@@ -151,6 +156,58 @@ TEST_F(Actions, EventBackupsAreRestoredByOpenOrByTheirOwnMenuEachStartingFinalCu
     EXPECT_EQ(home().platform().launched(), (QStringList{"com.apple.FinalCut", "com.apple.FinalCut"}));
 }
 
+// A right click as the window system delivers it: to the viewport, in its coordinates.
+static void rightClick(BMOutlineView* outline, const QPoint& point) {
+    QContextMenuEvent event(QContextMenuEvent::Mouse, point, outline->viewport()->mapToGlobal(point));
+    QApplication::sendEvent(outline->viewport(), &event);
+}
+
+TEST_F(Actions, RightClickActsOnTheRowUnderThePointerOrOnTheSelectionItFallsIn) {
+    start();
+    controller->mainWindow()->show();
+    outline()->expandAll();
+    QMenu* contextMenu = controller->mainWindow()->contextMenu();
+    QList<QModelIndex> rows;
+    for (QModelIndex index = outline()->indexAt(QPoint(1, 1)); index.isValid();
+         index = outline()->indexBelow(index))
+        rows << index;
+    ASSERT_EQ(rows.size(), 3 + 1 + 2 + 2); // three projects and their autosaves
+    for (const QModelIndex& row : rows) {
+        const QRect rect = outline()->visualRect(row);
+        for (const int y : {rect.top() + 1, rect.bottom() - 1}) {
+            select({rows.first() == row ? rows.last() : rows.first()});
+            rightClick(outline(), QPoint(rect.center().x(), y));
+            const QModelIndexList selected = outline()->selectionModel()->selectedRows(0);
+            EXPECT_EQ(selected.size() == 1 ? selected.first().data().toString() : QString(),
+                      row.data().toString())
+                << "at y " << y;
+            EXPECT_TRUE(contextMenu->isVisible()) << row.data().toString().toStdString();
+            contextMenu->hide();
+        }
+    }
+
+    // Move to Trash from the menu removes what was clicked, not the row above.
+    rightClick(outline(), outline()->visualRect(itemIndex("Beta", 1)).topLeft() + QPoint(4, 1));
+    {
+        Answerer answer("Remove");
+        expectRebuild([&] { menu().remove->trigger(); });
+    }
+    EXPECT_EQ(trashed(), QStringList{"Beta-2.prproj"});
+
+    // Inside a selection of several rows the selection stays and the menu acts on all of it.
+    outline()->expandAll();
+    select({projectIndex("Alpha"), itemIndex("Beta", 0)});
+    rightClick(outline(), outline()->visualRect(itemIndex("Beta", 0)).bottomLeft() + QPoint(4, -1));
+    EXPECT_EQ(outline()->selectionModel()->selectedRows(0).size(), 2);
+    EXPECT_TRUE(contextMenu->isVisible());
+    {
+        Answerer answer("Remove");
+        expectRebuild([&] { menu().remove->trigger(); });
+        EXPECT_EQ(answer.text, "Are you sure you wish to remove 2 autosaves?");
+    }
+    EXPECT_EQ(trashed(), (QStringList{"Alpha-1.prproj", "Beta-1.prproj", "Beta-2.prproj"}));
+}
+
 TEST_F(Actions, RevealShowsTheFirstSelectedRow) {
     start();
     select({itemIndex("Beta", 1), projectIndex("Alpha")});
@@ -201,4 +258,28 @@ TEST_F(Actions, MovingTheOnlyAutosaveTakesTheFolderAndRebuildsCopyingDoesNeither
               "Documents/Adobe Premiere Pro Auto-Save/Alpha/Alpha-1.prproj");
     EXPECT_FALSE(QFileInfo::exists(premiere("Alpha")));
     EXPECT_EQ(projectNames(), (QStringList{"Beta", "Ceremony"}));
+}
+
+TEST_F(Actions, AMoveWhileAnotherRunHoldsTheLocationMovesNothingAndTheAlertNamesTheHolder) {
+    start();
+    struct ShortWait {
+        ShortWait() { qputenv("VESTRY_LOCK_WAIT_MS", "300"); }
+        ~ShortWait() { qunsetenv("VESTRY_LOCK_WAIT_MS"); }
+    } shortWait;
+    QString error;
+    const auto held = LocationLock::acquire(premiere(), "vestry prune: moving autosaves to the Trash",
+                                            std::chrono::milliseconds(0), &error);
+    ASSERT_TRUE(held) << error.toStdString();
+    chosenFolder = home().makeFolder("Kept");
+    select({projectIndex("Alpha")});
+    Answerer answer("OK");
+    QSignalSpy finished(actions, &AutosaveActions::workFinished);
+    menu().move->trigger();
+    ASSERT_TRUE(waitFor([&] { return finished.size() == 1; }));
+    EXPECT_EQ(answer.text, "No autosaves were moved.");
+    EXPECT_TRUE(answer.informative.contains(
+        QString("(process %1, vestry prune: moving autosaves to the Trash)").arg(::getpid())))
+        << answer.informative.toStdString();
+    EXPECT_TRUE(QFileInfo::exists(premiere("Alpha/Alpha-1.prproj")));
+    EXPECT_TRUE(QDir(chosenFolder).isEmpty());
 }

@@ -3,12 +3,14 @@
 #include "catalogue/OutlineText.h"
 #include "foundation/BMSettings.h"
 #include "foundation/FileName.h"
+#include "foundation/LocationLock.h"
 #include "foundation/PlistFile.h"
 #include "foundation/SettingsKeys.h"
 #include "foundation/platform/linux/LinuxPlatform.h"
 #include "support/TempHome.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -109,6 +111,40 @@ protected:
 
     QString premiere;
 };
+
+// Another process holding a location's lock as a Vestry run does, its process id and what it
+// is doing in the file (perl-base is part of every Debian system). Killed when it goes.
+class LockHolder {
+public:
+    explicit LockHolder(const QString& lockFile) {
+        QDir().mkpath(QFileInfo(lockFile).path());
+        m_process.start("perl", {"-MFcntl=:flock", "-e",
+                                 "open(F, '+>>', $ARGV[0]) or die; flock(F, LOCK_EX) or die; truncate(F, 0); "
+                                 "syswrite(F, \"$$\\nvestry archive: archiving autosaves\\n\"); "
+                                 "syswrite(STDOUT, \"held\\n\"); <STDIN>",
+                                 lockFile});
+        m_process.waitForReadyRead(20000);
+    }
+    ~LockHolder() { release(); }
+    bool holds() const { return m_process.state() == QProcess::Running; }
+    qint64 pid() const { return m_process.processId(); }
+    void release() {
+        m_process.kill();
+        m_process.waitForFinished();
+    }
+
+private:
+    QProcess m_process;
+};
+
+// Whether the process has the file open (a waiting run has its lock file open).
+bool hasOpen(qint64 pid, const QString& file) {
+    const QDir fds(QStringLiteral("/proc/%1/fd").arg(pid));
+    for (const QString& fd : fds.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot))
+        if (QFileInfo(fds.filePath(fd)).symLinkTarget() == file)
+            return true;
+    return false;
+}
 
 } // namespace
 
@@ -427,4 +463,61 @@ TEST_F(CommandLine, AProjectFolderThatCannotBeReadIsNamedInAWarning) {
     EXPECT_EQ(err,
               "vestry list: " + premiere + "/Locked: the folder could not be read (Permission denied)\n");
     EXPECT_TRUE(process.readAllStandardOutput().contains("Total: 2 projects, 4 autosaves"));
+}
+
+TEST_F(CommandLine, PruneWaitsForAnotherRunsLockThenNamesTheHolder) {
+    LockHolder holder(LocationLock::lockFilePath(premiere));
+    ASSERT_TRUE(holder.holds());
+    QProcessEnvironment env = environment();
+    env.insert("VESTRY_LOCK_WAIT_MS", "1500");
+    QElapsedTimer timer;
+    timer.start();
+    const Outcome result = run({"prune", "--keep", "1", premiere}, env);
+    EXPECT_GE(timer.elapsed(), 1500);
+    EXPECT_LT(timer.elapsed(), 20000);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.err.startsWith("vestry prune: " + premiere + " is busy"));
+    EXPECT_TRUE(
+        result.err.contains(QString("(process %1, vestry archive: archiving autosaves)").arg(holder.pid())))
+        << result.err.toStdString();
+    EXPECT_EQ(autosavesLeft(), kAll);
+    EXPECT_TRUE(trashRecords().isEmpty());
+}
+
+TEST_F(CommandLine, TwoPrunesAtOnceTrashEachAutosaveOnceAndFindTheRestAlreadyGone) {
+    const QString lockFile = LocationLock::lockFilePath(premiere);
+    // Both have scanned and wait for the location when the holder lets go.
+    LockHolder holder(lockFile);
+    ASSERT_TRUE(holder.holds());
+    QProcessEnvironment env = environment();
+    env.insert("VESTRY_LOCK_WAIT_MS", "30000");
+    QProcess prunes[2];
+    for (QProcess& prune : prunes) {
+        prune.setProcessEnvironment(env);
+        prune.start(VESTRY_PROGRAM, {"prune", "--keep", "1", premiere});
+    }
+    QElapsedTimer timer;
+    timer.start();
+    while (!(hasOpen(prunes[0].processId(), lockFile) && hasOpen(prunes[1].processId(), lockFile)) &&
+           timer.elapsed() < 30000)
+        QThread::msleep(20);
+    holder.release();
+    QString err;
+    for (QProcess& prune : prunes) {
+        if (!prune.waitForFinished(40000)) {
+            prune.kill();
+            prune.waitForFinished();
+            ADD_FAILURE() << "vestry prune did not finish";
+        }
+        EXPECT_EQ(prune.exitStatus(), QProcess::NormalExit);
+        EXPECT_EQ(prune.exitCode(), 0);
+        err += QString::fromUtf8(prune.readAllStandardError());
+    }
+    EXPECT_EQ(err.split('\n', Qt::SkipEmptyParts),
+              (QStringList{"vestry prune: " + autosave(kAll[2]) + ": already gone", // newest first
+                           "vestry prune: " + autosave(kAll[1]) + ": already gone"}));
+    EXPECT_EQ(trashRecords(), (QMap<QString, QString>{{"Beta-1.prproj", autosave(kAll[1])},
+                                                      {"Beta-2.prproj", autosave(kAll[2])}}));
+    EXPECT_EQ(QDir(home().home() + "/.local/share/Trash/files").count(), 2 + 2); // with "." and ".."
+    EXPECT_EQ(autosavesLeft(), (QStringList{kAll[0], kAll[3]}));
 }

@@ -131,7 +131,7 @@ TEST_F(FileOpsTest, TheRightIsObtainedOnceAndTheStandardToolsRunWithExactArgumen
     EXPECT_EQ(auth().authExecTask("/usr/bin/touch", {"-c", b}), 0);
     EXPECT_EQ(m_pkexec.calls(), (QList<QStringList>{kRight,
                                                     {"/bin/cp", "-f", "-p", "-R", a, b},
-                                                    {"/bin/rm", "-Rdf", b},
+                                                    {"/bin/rm", "-df", b},
                                                     {"/bin/mv", "-f", a, b},
                                                     {"/bin/mkdir", "-p", b + "-folder/x/y"},
                                                     {"/usr/bin/touch", "-c", b}}));
@@ -199,7 +199,7 @@ TEST_F(FileOpsTest, PrivilegedTrashRenamesWithATimestampWhenTheNameIsTakenAndLea
     EXPECT_EQ(readFile(items + "/a.mov"), "older");
     EXPECT_EQ(readFile(items + '/' + names[0]), "newer");
     EXPECT_EQ(trashedFrom(trash(), names[0]), a);
-    EXPECT_EQ(m_pkexec.calls().last(), (QStringList{"/bin/mv", "-f", a, items + '/' + names[0]}));
+    EXPECT_EQ(m_pkexec.calls().last(), (QStringList{"/bin/mv", "-n", a, items + '/' + names[0]}));
     const QDateTime when(QDate(2015, 1, 1), QTime(12, 0, 0));
     EXPECT_EQ(BMAuthorization::timestampedTrashName("a.mov", when), "a_20150101120000.mov");
     EXPECT_EQ(BMAuthorization::timestampedTrashName("Project", when), "Project_20150101120000.");
@@ -235,26 +235,30 @@ protected:
     }
 };
 
-TEST_F(AsRoot, WithNobodyAtTheConsoleTrashDeletesOnlyWhenAskedToAndToolsRunDirectly) {
+TEST_F(AsRoot, WithNobodyAtTheConsoleNothingIsDeletedInsteadOfTrashedAndToolsRunDirectly) {
     home().platform().user = "root";
     home().platform().console = QString();
     BMAuthorization::installShared(std::make_unique<BMAuthorization>());
     EXPECT_TRUE(auth().userDirectory().isNull());
     const QString a = writeWork("a.mov", "x");
-    ConsoleCapture console;
-    EXPECT_FALSE(auth().authTrashFile(a));
-    EXPECT_TRUE(QFileInfo::exists(a));
-    EXPECT_TRUE(auth().authTrashFile(a, true));
-    EXPECT_FALSE(QFileInfo::exists(a));
     writeWork("vault/x", "x");
-    writeWork("vault/y", "y");
-    EXPECT_TRUE(auth().authTrashFolderContents(work("vault"), true));
-    EXPECT_TRUE(QDir(work("vault")).isEmpty());
-    // The tools run directly, without asking for the right.
+    ConsoleCapture console;
+    // Even when the caller would allow deleting: without a Trash the files stay.
+    EXPECT_FALSE(auth().authTrashFile(a) || auth().authTrashFile(a, true) ||
+                 auth().authTrashFolderContents(work("vault"), true));
+    EXPECT_EQ(readFile(a), "x");
+    EXPECT_EQ(readFile(work("vault/x")), "x");
+    EXPECT_EQ(
+        console.lines().last(),
+        "Unable to trash path " + work("vault/x") +
+            ": nobody is logged in whose Trash could take it; it is left where it is rather than deleted.");
+    // The tools run directly, without asking for the right; removal takes one item only.
     writeWork("a/b.txt", "x");
     EXPECT_TRUE(auth().authCopyFile(work("a"), work("copy")));
     EXPECT_EQ(readFile(work("copy/b.txt")), "x");
-    EXPECT_TRUE(auth().authRemoveFile(work("copy")));
+    auth().authRemoveFile(work("copy"));
+    EXPECT_EQ(readFile(work("copy/b.txt")), "x");
+    EXPECT_TRUE(auth().authRemoveFile(work("copy/b.txt")) && auth().authRemoveFile(work("copy")));
     EXPECT_FALSE(QFileInfo::exists(work("copy")));
     EXPECT_EQ(auth().authExecTask("/bin/sh", {"-c", "exit 3"}), 0);
     EXPECT_TRUE(m_pkexec.calls().isEmpty());

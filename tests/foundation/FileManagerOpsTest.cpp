@@ -31,27 +31,58 @@ mode_t modeOf(const QString& path) {
 
 // ---- Delete -----------------------------------------------------------------------------
 
-TEST_F(Ops, RemoveDeletesWithoutFollowingLinksUnlocksLockedFilesAndRetriesPrivilegedOnlyWhenAllowed) {
+TEST_F(Ops, RemoveTakesOneItemNeverATreeAndRetriesPrivilegedOnlyWhenAllowed) {
     const QString file = writeWork("a.txt", "x");
     writeWork("tree/b/c.txt", "y");
     ASSERT_TRUE(QFile::link("/", work("tree/link-to-root")));
-    EXPECT_TRUE(BMFileManager::removeFile(file) && BMFileManager::removeFileWithTimeout(work("tree"), 2));
-    EXPECT_FALSE(FileTree::exists(file) || FileTree::exists(work("tree")));
+    EXPECT_TRUE(BMFileManager::removeFile(file) &&
+                BMFileManager::removeFileWithTimeout(work("tree/link-to-root"), 2));
+    EXPECT_FALSE(FileTree::exists(file) || FileTree::exists(work("tree/link-to-root")));
     EXPECT_TRUE(QFileInfo::exists("/bin"));
     EXPECT_TRUE(BMFileManager::removeFile(work("never-was"))); // nothing there is done
+    // A folder with something in it stays, and rights would not change that.
+    grantingPkexec();
+    EXPECT_FALSE(BMFileManager::removeFile(work("tree")));
+    EXPECT_EQ(readFile(work("tree/b/c.txt")), "y");
+    EXPECT_TRUE(m_pkexec.calls().isEmpty());
     if (!lockingWorks())
         GTEST_SKIP() << "this file system or user cannot set the immutable flag";
-    const QString locked = writeWork("locked.fcp", "x"), inner = writeWork("held/inner.fcp", "x");
-    ASSERT_TRUE(BMFileManager::lockFile(locked) && BMFileManager::lockFile(inner));
+    const QString locked = writeWork("locked.fcp", "x"), empty = home().makeFolder("work/held/empty");
+    ASSERT_TRUE(BMFileManager::lockFile(locked) && BMFileManager::lockFile(work("held")));
     EXPECT_TRUE(BMFileManager::removeFile(locked, false));
     EXPECT_FALSE(QFileInfo::exists(locked));
-    // A locked file inside a folder: the folder cannot go.
-    EXPECT_FALSE(BMFileManager::removeFile(work("held"), false));
-    EXPECT_TRUE(logText().contains(QRegularExpression("Error removing file: .+\\. Authorizing...")));
+    // An empty folder in a locked one: only rights could take it.
+    m_pkexec = fakeTool(Tool::Pkexec, "exit 127");
+    EXPECT_FALSE(BMFileManager::removeFile(empty, false));
+    EXPECT_TRUE(logText().contains(
+        QRegularExpression("Error removing file: .+: Operation not permitted\\. Authorizing...")));
     EXPECT_TRUE(m_pkexec.calls().isEmpty());
-    EXPECT_FALSE(BMFileManager::removeFile(work("held"))); // the stand-in refuses the right
+    EXPECT_FALSE(BMFileManager::removeFile(empty)); // the stand-in refuses the right
     EXPECT_EQ(m_pkexec.calls(), QList<QStringList>{{"/bin/true"}});
-    EXPECT_EQ(readFile(inner), "x");
+    grantingPkexec();
+    EXPECT_FALSE(BMFileManager::removeFile(empty)); // granted, and still locked
+    EXPECT_EQ(m_pkexec.calls().last(), (QStringList{"/bin/rm", "-df", empty}));
+    EXPECT_TRUE(QFileInfo(empty).isDir());
+}
+
+TEST_F(Ops, TidyingAFolderKeepsAFileWrittenIntoItAtTheLastMoment) {
+    if (!lockingWorks())
+        GTEST_SKIP() << "this file system or user cannot set the immutable flag";
+    // Only the privileged retry can take the folder (its parent is locked); the editor saves
+    // into it just before that retry runs.
+    const QString folder = home().makeFolder("work/parent/Beta");
+    home().makeFolder("work/parent/Beta/Backups");
+    writeWork("parent/Beta/.DS_Store", "finder");
+    ASSERT_TRUE(BMFileManager::lockFile(work("parent")));
+    m_pkexec = fakeTool(Tool::Pkexec, "printf late > '" + folder.toUtf8() + "/Beta-3.prproj'\nexec \"$@\"");
+    EXPECT_FALSE(BMFileManager::removeFolderIfEmpty(folder));
+    EXPECT_EQ(readFile(folder + "/Beta-3.prproj"), "late");
+    // Only the leftovers and the empty folder inside went, each on its own.
+    EXPECT_EQ(QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+              QStringList{"Beta-3.prproj"});
+    EXPECT_EQ(m_pkexec.calls().last(), (QStringList{"/bin/rm", "-df", folder}));
+    for (const QStringList& call : m_pkexec.calls())
+        EXPECT_FALSE(call.join(' ').contains("-R")) << call.join(' ').toStdString();
 }
 
 // ---- The empty-folder rule --------------------------------------------------------------

@@ -61,28 +61,40 @@ TEST_F(Trash, ALockedItemIsUnlockedAndTrashed) {
     EXPECT_FALSE(BMFileManager::isFileLocked(items() + "/locked.mov"));
 }
 
-TEST_F(Trash, RootWorkingForTheConsoleUserRetriesOnlyWhenAllowedAndRecordsOnlyWhatArrived) {
+TEST_F(Trash, RootWorkingForTheConsoleUserFillsThatUsersTrashAndRecordsOnlyWhatArrived) {
     const QString joHome = actForConsoleUser();
+    const bool asRoot = ::getuid() == 0 && ::chown(QFile::encodeName(joHome).constData(), 65534, 65534) == 0;
     const QString a = writeWork("a.mov", "x");
-    // The desktop's facility would fill root's own Trash: it is not used, and without the
-    // privileged path nothing happens.
-    EXPECT_FALSE(BMFileManager::trashFile(a, false));
-    EXPECT_EQ(readFile(a), "x");
-    EXPECT_TRUE(BMFileManager::trashFile(a, true));
+    // Straight into jo's Trash, not root's, and without the privileged path.
+    EXPECT_TRUE(BMFileManager::trashFile(a, false));
     EXPECT_FALSE(QFileInfo::exists(a));
     const QString joTrash = BMLocalPaths::trashDirectory();
     ASSERT_TRUE(joTrash.startsWith(joHome));
     EXPECT_EQ(readFile(joTrash + "/files/a.mov"), "x");
     EXPECT_EQ(trashedFrom(joTrash, "a.mov"), a);
+    if (asRoot) {
+        for (const QString& made : {joTrash, joTrash + "/files", joTrash + "/info/a.mov.trashinfo"})
+            EXPECT_EQ(QFileInfo(made).ownerId(), 65534u) << made.toStdString();
+    }
+    EXPECT_TRUE(m_pkexec.calls().isEmpty());
+
     fakeTool(Tool::Mv, "exit 1"); // from now on every privileged move fails
+    const QString b = writeWork("b.mov", "b");
+    EXPECT_FALSE(BMAuthorization::sharedController().authTrashFile(b));
+    EXPECT_EQ(readFile(b), "b");
+    if (!lockingWorks())
+        GTEST_SKIP() << "this file system or user cannot set the immutable flag";
+    // A locked folder lets nothing out, by either path.
     const QString fcp = writeWork("vault/a.fcp", "a");
     writeWork("vault/b.mov", "b");
+    ASSERT_TRUE(BMFileManager::lockFile(work("vault")));
     EXPECT_FALSE(BMFileManager::trashDirectoryContents(work("vault"), true));
     EXPECT_EQ(QDir(work("vault")).entryList(QDir::Files).size(), 2);
     EXPECT_EQ(BMFileManager::trashFilesOfType("fcp", work("vault")), QStringList{fcp}); // tried, though
     EXPECT_TRUE(QFileInfo::exists(fcp));
     // No record may remain for an item that did not arrive.
     EXPECT_EQ(QDir(joTrash + "/info").entryList(QDir::Files), QStringList{"a.mov.trashinfo"});
+    BMFileManager::unlockFile(work("vault"));
 }
 
 TEST_F(Trash, ByTypeMatchesAnyCaseAndDescendsIntoPackagesByNameOnlyTheExactNameAndContentsLeaveTheFolder) {

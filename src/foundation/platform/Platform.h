@@ -107,10 +107,12 @@ public:
     // Everything the file operations need to ask the system; nothing here checks the
     // system-folder guard, which the callers do first.
 
-    // Moves an item into the user's Trash, given as the folder the caller expects it in,
-    // and returns the path it now has there. Nothing when it did not land in that Trash
-    // (the item is then still where it was).
-    virtual std::optional<QString> moveToTrash(const QString& path, const QString& trashDirectory) const = 0;
+    // Moves an item into the user's Trash, given as the folder the caller expects it in (an
+    // item on another volume may go to that volume's Trash), and returns the path it now has
+    // there. Nothing, with the cause in words, when it did not go (it is then still where it
+    // was).
+    virtual std::optional<QString> moveToTrash(const QString& path, const QString& trashDirectory,
+                                               QString* error) const = 0;
     // The folder of a Trash that holds the trashed items themselves.
     virtual QString trashItemsFolder(const QString& trashDirectory) const = 0;
     // Records where an item moved into the Trash's items folder under nameInTrash came

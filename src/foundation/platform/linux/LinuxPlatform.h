@@ -25,8 +25,9 @@ public:
     bool setFinderInfo(const QString& path, const QByteArray& info) const override;
 
     // ---- File operations (LinuxPlatformFiles.cpp) ---------------------------------------
-    // The freedesktop Trash: items in "files", restore records in "info".
-    std::optional<QString> moveToTrash(const QString& path, const QString& trashDirectory) const override;
+    // The freedesktop Trash (FreedesktopTrash): items in "files", restore records in "info".
+    std::optional<QString> moveToTrash(const QString& path, const QString& trashDirectory,
+                                       QString* error) const override;
     QString trashItemsFolder(const QString& trashDirectory) const override;
     bool writeTrashRecord(const QString& trashDirectory, const QString& nameInTrash,
                           const QString& originalPath, QString* error) const override;

@@ -1,5 +1,6 @@
 // The Linux answers that the file operations need: the freedesktop Trash, pkexec, the
 // mount table, the immutable flag and findmnt.
+#include "FreedesktopTrash.h"
 #include "LinuxPlatform.h"
 #include "foundation/ChildProcess.h"
 
@@ -10,8 +11,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSet>
-#include <QStandardPaths>
-#include <QUrl>
 
 #include <cerrno>
 #include <cstdio>
@@ -34,64 +33,8 @@ bool lexists(const QString& path) {
     return ::lstat(FileName::encode(path).constData(), &info) == 0;
 }
 
-// Creates a folder and its missing parents; the Trash folders are private to their user.
-bool makePrivateFolder(const QString& path) {
-    QDir().mkpath(QFileInfo(path).path());
-    if (::mkdir(FileName::encode(path).constData(), 0700) != 0 && errno != EEXIST)
-        return false;
-    return QFileInfo(path).isDir();
-}
-
 QString recordPath(const QString& trashDirectory, const QString& nameInTrash) {
     return trashDirectory + QStringLiteral("/info/") + nameInTrash + QStringLiteral(".trashinfo");
-}
-
-// Where Qt put an item counts only when it is a Trash's items folder of ours with the
-// restore record beside it: the home Trash, or a volume's ".Trash-<uid>" or ".Trash/<uid>".
-bool isTrashItem(const QString& inTrash, const QString& homeTrash) {
-    const QFileInfo item(inTrash);
-    const QString files = item.absolutePath();
-    if (QFileInfo(files).fileName() != QLatin1String("files"))
-        return false;
-    const QString trash = QFileInfo(files).absolutePath();
-    const QString uid = QString::number(::getuid());
-    const QString trashName = QFileInfo(trash).fileName();
-    const bool known = trash == homeTrash || trashName == QStringLiteral(".Trash-") + uid ||
-                       (trashName == uid &&
-                        QFileInfo(QFileInfo(trash).absolutePath()).fileName() == QLatin1String(".Trash"));
-    return known && lexists(inTrash) && QFileInfo::exists(recordPath(trash, item.fileName()));
-}
-
-// Undoes a move to a place that is not a Trash: the item goes back where it was and the
-// folders Qt made for it go away when they are empty.
-void putBack(const QString& landed, const QString& original) {
-    const QByteArray from = FileName::encode(landed);
-    const QByteArray to = FileName::encode(original);
-    if (::renameat2(AT_FDCWD, from.constData(), AT_FDCWD, to.constData(), RENAME_NOREPLACE) != 0)
-        return; // leave it where it is rather than risk overwriting anything
-    const QString files = QFileInfo(landed).absolutePath();
-    const QString trash = QFileInfo(files).absolutePath();
-    QFile::remove(recordPath(trash, QFileInfo(landed).fileName()));
-    QDir(trash).rmdir(QStringLiteral("files"));
-    QDir(trash).rmdir(QStringLiteral("info"));
-}
-
-QString unescapeMountField(const QByteArray& field) {
-    // The kernel writes blanks, tabs, line breaks and backslashes as three octal digits.
-    QByteArray out;
-    for (qsizetype i = 0; i < field.size(); ++i) {
-        if (field[i] == '\\' && i + 3 < field.size()) {
-            bool ok = false;
-            const int value = field.mid(i + 1, 3).toInt(&ok, 8);
-            if (ok) {
-                out.append(char(value));
-                i += 3;
-                continue;
-            }
-        }
-        out.append(field[i]);
-    }
-    return FileName::decode(out);
 }
 
 // File systems that are not volumes of this machine: kernel interfaces, memory, network.
@@ -115,7 +58,8 @@ QString LinuxPlatform::trashItemsFolder(const QString& trashDirectory) const {
 }
 
 QByteArray LinuxPlatform::trashRecord(const QString& originalPath, const QDateTime& deletionDate) {
-    return QByteArrayLiteral("[Trash Info]\nPath=") + QUrl::toPercentEncoding(originalPath, "/") +
+        // The bytes of the path, so that a name that is not valid UTF-8 comes back as it was.
+    return QByteArrayLiteral("[Trash Info]\nPath=") + FileName::encode(originalPath).toPercentEncoding("/") +
            QByteArrayLiteral("\nDeletionDate=") +
            deletionDate.toLocalTime().toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss")).toLatin1() + '\n';
 }
@@ -126,7 +70,7 @@ QString LinuxPlatform::originalPathFromTrashRecord(const QByteArray& record) {
         return QString();
     for (const QByteArray& line : lines) {
         if (line.startsWith("Path="))
-            return QUrl::fromPercentEncoding(line.mid(5).trimmed());
+            return FileName::decode(QByteArray::fromPercentEncoding(line.mid(5).trimmed()));
     }
     return QString();
 }
@@ -137,65 +81,16 @@ bool LinuxPlatform::hasTrashRecord(const QString& trashDirectory, const QString&
 
 bool LinuxPlatform::writeTrashRecord(const QString& trashDirectory, const QString& nameInTrash,
                                      const QString& originalPath, QString* error) const {
-    const QString info = trashDirectory + QStringLiteral("/info");
-    if (!makePrivateFolder(info)) {
-        if (error)
-            *error = QStringLiteral("%1: %2").arg(info, errorText(errno));
-        return false;
-    }
-    const QByteArray path = FileName::encode(recordPath(trashDirectory, nameInTrash));
-    // Exclusive creation reserves the name, as the Trash's rules ask.
-    const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (fd < 0) {
-        if (error)
-            *error = QStringLiteral("%1: %2").arg(FileName::decode(path), errorText(errno));
-        return false;
-    }
-    const QByteArray record = trashRecord(originalPath, QDateTime::currentDateTime());
-    const bool written = ::write(fd, record.constData(), size_t(record.size())) == record.size();
-    const int writeError = errno;
-    // Root trashing for the user at the console leaves a record that user owns.
-    struct stat folder {};
-    if (::getuid() == 0 && ::stat(FileName::encode(info).constData(), &folder) == 0 && folder.st_uid != 0) {
-        if (::fchown(fd, folder.st_uid, folder.st_gid) != 0) {
-            // The record stays root's; the user can still remove it from a folder of theirs.
-        }
-    }
-    ::close(fd);
-    if (!written) {
-        ::unlink(path.constData());
-        if (error)
-            *error = QStringLiteral("%1: %2").arg(FileName::decode(path), errorText(writeError));
-        return false;
-    }
-    return true;
+    return FreedesktopTrash::writeRecord(trashDirectory, nameInTrash, originalPath, error);
 }
 
 void LinuxPlatform::removeTrashRecord(const QString& trashDirectory, const QString& nameInTrash) const {
     ::unlink(FileName::encode(recordPath(trashDirectory, nameInTrash)).constData());
 }
 
-std::optional<QString> LinuxPlatform::moveToTrash(const QString& path, const QString& trashDirectory) const {
-    // QFile::moveToTrash always uses the Trash of this process's own user; a process that
-    // works for somebody else (root for the console user) must not fill its own.
-    const QString homeTrash = QDir::cleanPath(
-        QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/Trash"));
-    if (trashDirectory.isEmpty() || QDir::cleanPath(trashDirectory) != homeTrash)
-        return std::nullopt;
-    // Qt 6.4 falls back to "files" and "info" under the working directory when it cannot
-    // set up the home Trash, and reports success; so the Trash is made first and the
-    // result checked.
-    if (!makePrivateFolder(homeTrash) || !makePrivateFolder(homeTrash + QStringLiteral("/files")) ||
-        !makePrivateFolder(homeTrash + QStringLiteral("/info")))
-        return std::nullopt;
-    QString inTrash;
-    if (!QFile::moveToTrash(path, &inTrash))
-        return std::nullopt;
-    inTrash = QFileInfo(inTrash).absoluteFilePath();
-    if (isTrashItem(inTrash, homeTrash) && !lexists(path))
-        return inTrash;
-    putBack(inTrash, path);
-    return std::nullopt;
+std::optional<QString> LinuxPlatform::moveToTrash(const QString& path, const QString& trashDirectory,
+                                                  QString* error) const {
+    return FreedesktopTrash(trashDirectory).moveToTrash(path, error);
 }
 
 int LinuxPlatform::runPrivileged(const QString& tool, const QStringList& arguments, bool async) const {
@@ -223,7 +118,7 @@ QStringList LinuxPlatform::parseMountInfo(const QByteArray& mountInfo) {
             continue;
         if (!isLocalVolumeType(fields[separator + 1]))
             continue;
-        const QString mountPoint = unescapeMountField(fields[4]);
+        const QString mountPoint = FreedesktopTrash::unescapeMountField(fields[4]);
         if (!volumes.contains(mountPoint))
             volumes << mountPoint;
     }

@@ -1,0 +1,93 @@
+#include "LocationLocks.h"
+
+#include "AutosaveSelection.h"
+#include "foundation/FileName.h"
+#include "foundation/PathText.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QSet>
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace {
+
+// The locations this thread holds now.
+thread_local QSet<QString> t_held;
+
+QString canonical(const QString& location) {
+    const QByteArray encoded = FileName::encode(location);
+    char* resolved = ::realpath(encoded.constData(), nullptr);
+    if (!resolved)
+        return location;
+    const QString path = FileName::decode(resolved);
+    ::free(resolved);
+    return path;
+}
+
+} // namespace
+
+std::chrono::milliseconds LocationLocks::wait() {
+    bool ok = false;
+    const qint64 ms = qEnvironmentVariable("VESTRY_LOCK_WAIT_MS").toLongLong(&ok, 10);
+    return ok && ms >= 0 ? std::chrono::milliseconds(ms) : LocationLock::defaultWait;
+}
+
+QString LocationLocks::locationOf(const BMAutoItemPtr& autosave) {
+    if (const BMProjectPtr project = autosave->parent(); project && !project->location().isEmpty())
+        return project->location();
+    return PathText::deletingLastComponent(AutosaveSelection::containingFolder(autosave->path()));
+}
+
+QString LocationLocks::describeRun(const QString& activity) {
+    const QStringList arguments = QCoreApplication::arguments();
+    QString run = arguments.isEmpty() ? QStringLiteral("vestry") : QFileInfo(arguments.first()).fileName();
+    if (arguments.size() > 1 && !arguments[1].startsWith(QLatin1Char('-')))
+        run += QLatin1Char(' ') + arguments[1];
+    return QStringLiteral("%1: %2").arg(run, activity);
+}
+
+std::optional<LocationLocks> LocationLocks::acquire(const BMAutoItemList& autosaves, const QString& activity,
+                                                    QString* error) {
+    QStringList locations;
+    for (const BMAutoItemPtr& item : autosaves) {
+        if (!item)
+            continue;
+        const QString location = canonical(locationOf(item));
+        if (!location.isEmpty() && !locations.contains(location) && !t_held.contains(location))
+            locations << location;
+    }
+    std::sort(locations.begin(), locations.end());
+    LocationLocks locks;
+    for (const QString& location : locations) {
+        std::optional<LocationLock> lock =
+            LocationLock::acquire(location, describeRun(activity), wait(), error);
+        if (!lock)
+            return std::nullopt; // those taken so far are let go here
+        locks.m_locks.push_back(std::move(*lock));
+        locks.m_taken << location;
+        t_held.insert(location);
+    }
+    return locks;
+}
+
+LocationLocks& LocationLocks::operator=(LocationLocks&& other) noexcept {
+    if (this != &other) {
+        release();
+        m_locks = std::move(other.m_locks);
+        m_taken = std::move(other.m_taken);
+    }
+    return *this;
+}
+
+LocationLocks::~LocationLocks() {
+    release();
+}
+
+void LocationLocks::release() {
+    for (const QString& location : std::as_const(m_taken))
+        t_held.remove(location);
+    m_taken.clear();
+    m_locks.clear();
+}

@@ -1,0 +1,457 @@
+// The freedesktop Trash on real file systems: records read by the real trash-cli, full and
+// inode-less tmpfs volumes, a second volume with its own Trash, a second user.
+#include "FileOpsFixture.h"
+#include "foundation/BMFileManager.h"
+#include "foundation/FileName.h"
+#include "foundation/platform/linux/FreedesktopTrash.h"
+#include "foundation/platform/linux/LinuxPlatform.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr uid_t kNobody = 65534;
+
+// A file whose name may hold bytes that are not UTF-8.
+QString writeBytes(const QString& path, const QByteArray& contents) {
+    QDir().mkpath(QFileInfo(path).path());
+    const int fd = ::open(FileName::encode(path).constData(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    EXPECT_GE(fd, 0) << FileName::displayText(path).toStdString();
+    if (fd >= 0) {
+        EXPECT_EQ(::write(fd, contents.constData(), size_t(contents.size())), contents.size());
+        ::close(fd);
+    }
+    return path;
+}
+
+QByteArray readBytes(const QString& path) {
+    QByteArray data;
+    const int fd = ::open(FileName::encode(path).constData(), O_RDONLY);
+    if (fd < 0)
+        return data;
+    char buffer[4096];
+    for (ssize_t n; (n = ::read(fd, buffer, sizeof buffer)) > 0;)
+        data.append(buffer, n);
+    ::close(fd);
+    return data;
+}
+
+// The original path in the restore record of an item in a Trash.
+QString recordedPath(const QString& trashFolder, const QString& name) {
+    return LinuxPlatform::originalPathFromTrashRecord(
+        readBytes(trashFolder + "/info/" + name + ".trashinfo"));
+}
+
+bool lexists(const QString& path) {
+    struct stat info {};
+    return ::lstat(FileName::encode(path).constData(), &info) == 0;
+}
+
+// The names in a folder, bytes that are not UTF-8 kept.
+QStringList entries(const QString& folder) {
+    QStringList names;
+    if (DIR* dir = ::opendir(FileName::encode(folder).constData())) {
+        while (const dirent* entry = ::readdir(dir)) {
+            if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
+                names << FileName::decode(entry->d_name);
+        }
+        ::closedir(dir);
+    }
+    names.sort();
+    return names;
+}
+
+struct Outcome {
+    bool finished = false;
+    int exitCode = -1;
+    QString output;
+    bool leftBehind = false; // a process still alive after the run
+};
+
+// Runs a program under a time-out; one that does not end in time is killed.
+Outcome run(const QString& program, const QStringList& arguments, const QProcessEnvironment& environment,
+            const QString& workingDirectory = QString(), const QByteArray& input = QByteArray()) {
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.setWorkingDirectory(workingDirectory);
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(program, arguments);
+    Outcome result;
+    if (!process.waitForStarted(5000))
+        return result;
+    const qint64 pid = process.processId();
+    process.write(input);
+    process.closeWriteChannel();
+    result.finished = process.waitForFinished(20000);
+    if (!result.finished) {
+        process.kill();
+        process.waitForFinished(5000);
+    }
+    result.exitCode = process.exitCode();
+    result.output = QString::fromUtf8(process.readAll());
+    result.leftBehind = ::kill(pid_t(pid), 0) == 0;
+    return result;
+}
+
+class TrashTest : public FileOpsTest {
+protected:
+    void TearDown() override {
+        for (auto it = m_mounts.rbegin(); it != m_mounts.rend(); ++it) {
+            if (::umount(it->constData()) != 0)
+                ::umount2(it->constData(), MNT_DETACH);
+        }
+        removeUndecodableNames(home().root());
+        FileOpsTest::TearDown();
+    }
+
+    // Qt's temporary folder cannot remove a name that is not UTF-8.
+    static void removeUndecodableNames(const QString& folder) {
+        for (const QString& name : entries(folder)) {
+            const QString path = folder + '/' + name;
+            if (FileName::hasInvalidBytes(name))
+                std::filesystem::remove_all(FileName::encode(path).toStdString());
+            else if (QFileInfo(path).isDir() && !QFileInfo(path).isSymLink())
+                removeUndecodableNames(path);
+        }
+    }
+
+    // A tmpfs at a folder of the test; false where mounting is not permitted.
+    bool mountTmpfs(const QString& folder, const QByteArray& options) {
+        QDir().mkpath(folder);
+        if (::mount("tmpfs", QFile::encodeName(folder).constData(), "tmpfs", 0, options.constData()) != 0)
+            return false;
+        m_mounts << QFile::encodeName(folder);
+        return true;
+    }
+    QString dataHome() const { return qEnvironmentVariable("XDG_DATA_HOME"); }
+    // The home Trash's data folder on a tmpfs of its own.
+    bool mountDataHome(const QByteArray& options) { return mountTmpfs(dataHome(), options); }
+
+    std::optional<QString> moveToTrash(const QString& path, QString* error) {
+        return home().platform().moveToTrash(path, trash(), error);
+    }
+
+    // Writes into a file until the volume is full.
+    static void fillVolume(const QString& folder) {
+        const int fd = ::open(QFile::encodeName(folder + "/filler").constData(), O_WRONLY | O_CREAT, 0600);
+        ASSERT_GE(fd, 0);
+        const QByteArray chunk(1 << 16, 'f');
+        while (::write(fd, chunk.constData(), size_t(chunk.size())) > 0) {
+        }
+        ::close(fd);
+    }
+    // Creates empty files until the volume has no inode left.
+    static void useUpInodes(const QString& folder) {
+        for (int i = 0; i < 100000; ++i) {
+            const int fd = ::open(QFile::encodeName(folder + QString("/i%1").arg(i)).constData(),
+                                  O_WRONLY | O_CREAT | O_EXCL, 0600);
+            if (fd < 0) {
+                ASSERT_EQ(errno, ENOSPC);
+                return;
+            }
+            ::close(fd);
+        }
+        FAIL() << "the volume never ran out of inodes";
+    }
+
+    // The probe moving an item into a Trash, as the given user, with XDG_DATA_HOME above that
+    // Trash as a desktop would set it.
+    Outcome probe(const QString& item, const QString& trashFolder, bool asNobody) {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("XDG_DATA_HOME", QFileInfo(trashFolder).path());
+        QStringList arguments{VESTRY_TRASH_PROBE, item, trashFolder};
+        if (!asNobody)
+            return run(arguments.takeFirst(), arguments, environment);
+        arguments.prepend("--clear-groups");
+        arguments.prepend("--regid=nogroup");
+        arguments.prepend("--reuid=nobody");
+        return run("setpriv", arguments, environment);
+    }
+
+    // A folder that belongs to the second user, with the folders above it open to them; empty
+    // when that cannot be arranged.
+    QString nobodysFolder() {
+        if (::getuid() != 0)
+            return QString();
+        const QString folder = home().makeFolder("nobody");
+        ::chmod(QFile::encodeName(home().root()).constData(), 0711);
+        for (QString path = QFileInfo(home().root()).path(); path != "/"; path = QFileInfo(path).path()) {
+            if (!(QFileInfo(path).permissions() & QFile::ExeOther))
+                return QString();
+        }
+        if (::chown(QFile::encodeName(folder).constData(), kNobody, kNobody) != 0)
+            return QString();
+        return folder;
+    }
+    // Makes a folder as the second user.
+    static QString nobodysSubfolder(const QString& path, mode_t mode) {
+        QDir().mkpath(path);
+        ::chown(QFile::encodeName(path).constData(), kNobody, kNobody);
+        ::chmod(QFile::encodeName(path).constData(), mode);
+        return path;
+    }
+
+    QList<QByteArray> m_mounts;
+};
+
+// ---- Records that other Trash tools read ----------------------------------------------------
+
+struct OddName {
+    const char* label;
+    QByteArray bytes;
+};
+
+void PrintTo(const OddName& name, std::ostream* out) {
+    *out << name.label;
+}
+
+class TrashRecords : public TrashTest, public ::testing::WithParamInterface<OddName> {};
+
+TEST_P(TrashRecords, TrashCliListsTheExactPathAndRestoresTheItem) {
+    const QString folder = work("odd folder %20");
+    const QString item = writeBytes(folder + '/' + FileName::decode(GetParam().bytes), "contents");
+    ASSERT_TRUE(BMFileManager::trashFile(item, false));
+    ASSERT_FALSE(lexists(item));
+    const QStringList trashed = entries(trash() + "/files");
+    ASSERT_EQ(trashed.size(), 1);
+    EXPECT_EQ(recordedPath(trash(), trashed.first()), item);
+
+    const QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    const Outcome list = run("trash-list", {}, environment, folder);
+    ASSERT_TRUE(list.finished && list.exitCode == 0) << list.output.toStdString();
+    // trash-cli shows bytes that are not UTF-8 as U+FFFD, as QString::fromUtf8 does.
+    const QString shown = QString::fromUtf8(FileName::encode(item));
+    EXPECT_TRUE(list.output.endsWith(' ' + shown + '\n')) << list.output.toStdString();
+
+    if (FileName::hasInvalidBytes(item)) {
+        // trash-cli 0.17 decodes the record's path with U+FFFD replacements and would restore
+        // under another name: the bytes are put back as a file manager does, by the record.
+        ASSERT_EQ(::rename(FileName::encode(trash() + "/files/" + trashed.first()).constData(),
+                           FileName::encode(recordedPath(trash(), trashed.first())).constData()),
+                  0);
+        ::unlink(FileName::encode(trash() + "/info/" + trashed.first() + ".trashinfo").constData());
+    } else {
+        const Outcome restore = run("trash-restore", {}, environment, folder, "0\n");
+        ASSERT_TRUE(restore.finished && restore.exitCode == 0) << restore.output.toStdString();
+    }
+    EXPECT_EQ(readBytes(item), "contents");
+    EXPECT_TRUE(entries(trash() + "/files").isEmpty());
+    EXPECT_TRUE(entries(trash() + "/info").isEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(OddNames, TrashRecords,
+                         ::testing::Values(OddName{"Spaces", "Cut 1 final.fcp"},
+                                           OddName{"Percent", "100% %41 done.fcp"},
+                                           OddName{"Tab", "a\tb.fcp"}, OddName{"Newline", "a\nb.fcp"},
+                                           OddName{"NonAscii", "G\xc3\xa2teau \xe2\x9c\x82 \xe6\x97\xa5.fcp"},
+                                           OddName{"InvalidUtf8", "caf\xe9 \xff.fcp"}),
+                         [](const auto& info) { return std::string(info.param.label); });
+
+TEST_F(TrashTest, GioListsTheOriginalPath) {
+    const QString item = writeWork("100% a\tb.fcp", "x");
+    ASSERT_TRUE(moveToTrash(item, nullptr));
+    const Outcome list = run("gio", {"trash", "--list"}, QProcessEnvironment::systemEnvironment());
+    if (!list.finished || list.exitCode != 0)
+        GTEST_SKIP() << "gio cannot list the Trash here (it needs gvfs): " << list.output.toStdString();
+    EXPECT_TRUE(list.output.contains('\t' + item + '\n')) << list.output.toStdString();
+}
+
+TEST_F(TrashTest, TakenNamesGetANumberAndNamesTooLongForARecordAreShortened) {
+    // An item left without a record and a record without an item both hold their names.
+    writeBytes(home().makeFolder(trash().mid(home().root().size() + 1) + "/files") + "/a.mov", "orphan");
+    writeBytes(home().makeFolder(trash().mid(home().root().size() + 1) + "/info") + "/a 2.mov.trashinfo", "");
+    const QString item = writeWork("a.mov", "mine");
+    EXPECT_EQ(moveToTrash(item, nullptr), trash() + "/files/a 3.mov");
+    EXPECT_EQ(readBytes(trash() + "/files/a.mov"), "orphan");
+    EXPECT_EQ(recordedPath(trash(), "a 3.mov"), item);
+
+    const QString ascii = QString(246, 'a') + ".mov";
+    EXPECT_EQ(FreedesktopTrash::nameInTrash(ascii, 0), QString(241, 'a') + ".mov");
+    EXPECT_EQ(FreedesktopTrash::nameInTrash(ascii, 2), QString(239, 'a') + " 3.mov");
+    // Whole characters and escaped bytes survive the cut; an "extension" longer than a name
+    // part is cut with the rest.
+    const QString accents = QString(125, QChar(0xe9)) + ".fcp";
+    const QString cut = FreedesktopTrash::nameInTrash(accents, 0);
+    EXPECT_EQ(cut, QString(120, QChar(0xe9)) + ".fcp");
+    const QString escaped = FileName::decode(QByteArray(250, '\xe9'));
+    EXPECT_EQ(FileName::encode(FreedesktopTrash::nameInTrash(escaped, 0)), QByteArray(245, '\xe9'));
+    EXPECT_EQ(FreedesktopTrash::nameInTrash("x." + QString(250, 'b'), 0).size(), 245);
+    EXPECT_EQ(FreedesktopTrash::nameInTrash(".hidden", 1), ".hidden 2");
+}
+
+// ---- Records that cannot be written ---------------------------------------------------------
+
+TEST_F(TrashTest, OnAFullDiskTheItemStaysWithoutARecordAndTheMessageSaysWhy) {
+    if (!mountDataHome("size=256k"))
+        GTEST_SKIP() << "mounting a tmpfs is not permitted here";
+    QDir().mkpath(trash() + "/files");
+    QDir().mkpath(trash() + "/info");
+    const QString item = writeBytes(dataHome() + "/a.mov", "x");
+    fillVolume(dataHome());
+    ConsoleCapture console;
+    EXPECT_FALSE(BMFileManager::trashFile(item, false));
+    EXPECT_EQ(readBytes(item), "x");
+    EXPECT_TRUE(entries(trash() + "/info").isEmpty()) << "no empty record may be left";
+    EXPECT_TRUE(entries(trash() + "/files").isEmpty());
+    EXPECT_TRUE(console.text().contains("Unable to move " + item + " to the Trash: "))
+        << console.text().toStdString();
+    EXPECT_TRUE(console.text().contains("No space left on device")) << console.text().toStdString();
+}
+
+TEST_F(TrashTest, WithoutFreeInodesTheMoveFailsAtOnceInsteadOfHanging) {
+    if (!mountDataHome("size=1m,nr_inodes=16"))
+        GTEST_SKIP() << "mounting a tmpfs is not permitted here";
+    QDir().mkpath(trash() + "/files");
+    QDir().mkpath(trash() + "/info");
+    const QString item = writeBytes(dataHome() + "/a.mov", "x");
+    useUpInodes(dataHome());
+    const Outcome result = probe(item, trash(), false);
+    ASSERT_TRUE(result.finished) << "the move hung";
+    EXPECT_FALSE(result.leftBehind);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.output.contains("No space left on device")) << result.output.toStdString();
+    EXPECT_EQ(readBytes(item), "x");
+    EXPECT_TRUE(entries(trash() + "/info").isEmpty());
+}
+
+TEST_F(TrashTest, AsAnotherUserAnUnwritableRecordFolderFailsAndALongNameIsShortenedButRestoredWhole) {
+    const QString own = nobodysFolder();
+    if (own.isEmpty())
+        GTEST_SKIP() << "needs root to act as a second user";
+    const QString trashFolder = own + "/share/Trash";
+    nobodysSubfolder(own + "/share", 0700);
+    nobodysSubfolder(trashFolder, 0700);
+    nobodysSubfolder(trashFolder + "/files", 0700);
+    nobodysSubfolder(trashFolder + "/info", 0500);
+    const QString work = nobodysSubfolder(own + "/work", 0755);
+    const QString item = writeBytes(work + "/a.mov", "x");
+    const QString longName = QString(246, 'l') + ".mov";
+    const QString longItem = writeBytes(work + '/' + longName, "long");
+    for (const QString& path : {item, longItem})
+        ::chown(QFile::encodeName(path).constData(), kNobody, kNobody);
+
+    Outcome result = probe(item, trashFolder, true);
+    if (result.exitCode == 126 || result.exitCode == 127)
+        GTEST_SKIP() << "the second user cannot run the probe: " << result.output.toStdString();
+    ASSERT_TRUE(result.finished) << "the move hung";
+    EXPECT_FALSE(result.leftBehind);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.output.contains("Permission denied")) << result.output.toStdString();
+    EXPECT_TRUE(result.output.contains(trashFolder + "/info/a.mov.trashinfo")) << result.output.toStdString();
+    EXPECT_EQ(readBytes(item), "x");
+    EXPECT_TRUE(entries(trashFolder + "/info").isEmpty());
+
+    ::chmod(QFile::encodeName(trashFolder + "/info").constData(), 0700);
+    result = probe(longItem, trashFolder, true);
+    ASSERT_TRUE(result.finished) << "the move hung";
+    EXPECT_FALSE(result.leftBehind);
+    ASSERT_EQ(result.exitCode, 0) << result.output.toStdString();
+    const QString shortName = QString(241, 'l') + ".mov";
+    EXPECT_EQ(entries(trashFolder + "/files"), QStringList{shortName});
+    EXPECT_EQ(recordedPath(trashFolder, shortName), longItem);
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("XDG_DATA_HOME", own + "/share");
+    const Outcome restore = run("trash-restore", {}, environment, work, "0\n");
+    ASSERT_TRUE(restore.finished && restore.exitCode == 0) << restore.output.toStdString();
+    EXPECT_EQ(readBytes(longItem), "long");
+}
+
+// ---- Other volumes ------------------------------------------------------------------------
+
+TEST_F(TrashTest, AnotherVolumeUsesItsOwnTrashAndRefusesLinkedOnes) {
+    const QString volume = home().root() + "/volume";
+    if (!mountTmpfs(volume, "size=1m"))
+        GTEST_SKIP() << "mounting a tmpfs is not permitted here";
+    const QString uid = QString::number(::getuid());
+    auto trashed = [&](const QString& relative) {
+        const QString item = volume + '/' + relative;
+        if (!lexists(item))
+            writeBytes(item, relative.toUtf8());
+        QString error;
+        const std::optional<QString> landed = moveToTrash(item, &error);
+        EXPECT_TRUE(landed) << error.toStdString();
+        EXPECT_FALSE(lexists(item));
+        return landed.value_or(QString());
+    };
+
+    const QString own = volume + "/.Trash-" + uid;
+    EXPECT_EQ(trashed("a.mov"), own + "/files/a.mov");
+    EXPECT_EQ(recordedPath(own, "a.mov"), volume + "/a.mov");
+    struct stat ownStatus {};
+    ASSERT_EQ(::stat(QFile::encodeName(own).constData(), &ownStatus), 0);
+    EXPECT_EQ(ownStatus.st_mode & 0777, 0700u);
+
+    // An administrator's sticky .Trash takes a folder per user.
+    QDir().mkpath(volume + "/.Trash");
+    ::chmod(QFile::encodeName(volume + "/.Trash").constData(), 01777);
+    EXPECT_EQ(trashed("b.mov"), volume + "/.Trash/" + uid + "/files/b.mov");
+    EXPECT_EQ(recordedPath(volume + "/.Trash/" + uid, "b.mov"), volume + "/b.mov");
+
+    // A linked .Trash is not used, even one that leads to a sticky folder.
+    QDir().rename(volume + "/.Trash", volume + "/sticky");
+    ASSERT_EQ(::symlink("sticky", QFile::encodeName(volume + "/.Trash").constData()), 0);
+    EXPECT_EQ(trashed("c.mov"), own + "/files/c.mov");
+    EXPECT_EQ(entries(volume + "/sticky/" + uid + "/files"), QStringList{"b.mov"});
+
+    // Nor a linked .Trash-$uid: the folder is copied into the home Trash instead, checked, and
+    // only then removed.
+    QDir().rename(own, volume + "/decoy");
+    ASSERT_EQ(::symlink("decoy", FileName::encode(own).constData()), 0);
+    writeBytes(volume + "/cut/deep/x.fcp", "x");
+    QDir().mkpath(volume + "/cut/empty");
+    EXPECT_EQ(trashed("cut/y.fcp"), trash() + "/files/y.fcp");
+    EXPECT_EQ(trashed("cut"), trash() + "/files/cut");
+    EXPECT_EQ(readBytes(trash() + "/files/cut/deep/x.fcp"), "x");
+    EXPECT_TRUE(QFileInfo(trash() + "/files/cut/empty").isDir());
+    EXPECT_EQ(recordedPath(trash(), "cut"), volume + "/cut");
+    EXPECT_EQ(entries(volume + "/decoy/files"), (QStringList{"a.mov", "c.mov"}));
+}
+
+TEST_F(TrashTest, AFailedCopyIntoTheHomeTrashLeavesNothingThereAndTheItemWhole) {
+    const QString volume = home().root() + "/volume";
+    if (!mountTmpfs(volume, "size=1m") || !mountDataHome("size=64k"))
+        GTEST_SKIP() << "mounting a tmpfs is not permitted here";
+    // The volume's own Trash cannot be used: the home Trash is the only way.
+    ASSERT_EQ(::symlink("/nonexistent", QFile::encodeName(volume + "/.Trash-" + QString::number(::getuid()))),
+              0);
+    writeBytes(volume + "/cut/small.fcp", "small");
+    const QString big = writeBytes(volume + "/cut/big.mov", QByteArray(200 * 1024, 'b'));
+    QString error;
+    EXPECT_FALSE(moveToTrash(volume + "/cut", &error));
+    EXPECT_TRUE(error.contains("No space left on device")) << error.toStdString();
+    EXPECT_TRUE(entries(trash() + "/files").isEmpty());
+    EXPECT_TRUE(entries(trash() + "/info").isEmpty());
+    EXPECT_EQ(readBytes(volume + "/cut/small.fcp"), "small");
+    EXPECT_EQ(readBytes(big).size(), 200 * 1024);
+}
+
+TEST_F(TrashTest, AnItemOnAReadOnlyVolumeIsNotCopiedAnywhere) {
+    const QString volume = home().root() + "/volume";
+    if (!mountTmpfs(volume, "size=1m"))
+        GTEST_SKIP() << "mounting a tmpfs is not permitted here";
+    const QString item = writeBytes(volume + "/a.mov", "x");
+    ASSERT_EQ(
+        ::mount("tmpfs", QFile::encodeName(volume).constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    QString error;
+    EXPECT_FALSE(moveToTrash(item, &error));
+    EXPECT_TRUE(error.contains("Read-only file system")) << error.toStdString();
+    EXPECT_EQ(readBytes(item), "x");
+    EXPECT_TRUE(entries(trash() + "/files").isEmpty());
+    EXPECT_TRUE(entries(trash() + "/info").isEmpty());
+}
+
+} // namespace
