@@ -370,9 +370,11 @@ TEST_F(CommandLine, DiscoverStoresTheVaultTheIndexKnowsAndMarksItNewOnce) {
 
 // Qt's file classes would turn bytes that are not UTF-8 into U+FFFD: these take them as they are.
 static QByteArray readBytes(const QByteArray& path) {
-    QByteArray contents(64, 0);
+    QByteArray contents;
     const int fd = ::open(path.constData(), O_RDONLY);
-    contents.resize(fd < 0 ? 0 : std::max<ssize_t>(0, ::read(fd, contents.data(), contents.size())));
+    char buffer[4096];
+    for (ssize_t n = 0; fd >= 0 && (n = ::read(fd, buffer, sizeof buffer)) > 0;)
+        contents.append(buffer, n);
     if (fd >= 0)
         ::close(fd);
     return contents;
