@@ -6,6 +6,7 @@
 #include "foundation/BMException.h"
 #include "foundation/BMFileManager.h"
 #include "foundation/BMLog.h"
+#include "foundation/DestructiveGuard.h"
 #include "foundation/FileTree.h"
 #include "foundation/PathText.h"
 #include "foundation/platform/Platform.h"
@@ -174,6 +175,13 @@ AutosaveOpener::TransferReport AutosaveOpener::copyFiles(const SelectedRows& row
             const QString& source = item->path();
             if (!FileTree::exists(source))
                 continue;
+            QString refusal;
+            if (transfer == Transfer::Move &&
+                !DestructiveGuard(AutosaveSelection::locationOf(item)).permits(source, &refusal)) {
+                BMLog::appendLog(QStringLiteral("Not moving: %1.").arg(refusal));
+                report.failed << source;
+                continue;
+            }
             const QString destination = BMFileManager::uniqueFilename(
                 PathText::appendingComponent(folder, PathText::lastComponent(source)));
             const bool ok = transfer == Transfer::Copy ? BMFileManager::copyFile(source, destination)
@@ -190,7 +198,7 @@ AutosaveOpener::TransferReport AutosaveOpener::copyFiles(const SelectedRows& row
         }
         const QString projectFolder =
             row.isProject() ? row.project->path() : AutosaveSelection::containingFolder(row.item->path());
-        AutosaveRemoval::removeFolderIfEmpty(projectFolder);
+        AutosaveRemoval::removeFolderIfEmpty(projectFolder, nullptr, AutosaveSelection::locationOf(row));
     }
     return report;
 }

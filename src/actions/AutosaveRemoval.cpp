@@ -4,6 +4,7 @@
 #include "foundation/BMException.h"
 #include "foundation/BMFileManager.h"
 #include "foundation/BMLog.h"
+#include "foundation/DestructiveGuard.h"
 #include "foundation/FileTree.h"
 
 namespace {
@@ -15,6 +16,14 @@ Outcome trashAutosave(const BMAutoItemPtr& item, RemovalReport& report) {
     if (!FileTree::exists(path)) {
         report.missing << path;
         return Outcome::Missing;
+    }
+    // A path that a linked folder leads out of its location never reaches the Trash.
+    QString refusal;
+    if (!DestructiveGuard(AutosaveSelection::locationOf(item)).permits(path, &refusal)) {
+        BMLog::appendLog(QStringLiteral("Not moving to the Trash: %1.").arg(refusal));
+        report.failed << path;
+        report.reasons.insert(path, refusal);
+        return Outcome::Failed;
     }
     // Taken before the move: the item's own fields say what it was.
     RemovedAutosave removed{path, item->fileSize(), item->createdDate()};
@@ -49,11 +58,16 @@ double RemovalReport::bytes() const {
     return total;
 }
 
-bool AutosaveRemoval::removeFolderIfEmpty(const QString& path, RemovalReport* report) {
+bool AutosaveRemoval::removeFolderIfEmpty(const QString& path, RemovalReport* report, const QString& location) {
     // BMFileManager counts a path it cannot list as empty, which would remove a file.
     if (path.isEmpty() || !BMFileManager::isDirectoryAtPath(path) ||
         BMFileManager::isSymbolicLinkAtPath(path))
         return false;
+    QString refusal;
+    if (!location.isEmpty() && !DestructiveGuard(location).permits(path, &refusal)) {
+        BMLog::appendLog(QStringLiteral("Not removing the folder: %1.").arg(refusal));
+        return false;
+    }
     if (!BMFileManager::removeFolderIfEmpty(path))
         return false;
     if (report)
@@ -85,7 +99,7 @@ RemovalReport AutosaveRemoval::removeIndexSet(const SelectedRows& rows, const Pr
             }
             const QString folder =
                 row.isProject() ? row.project->path() : AutosaveSelection::containingFolder(row.item->path());
-            removeFolderIfEmpty(folder, &report);
+            removeFolderIfEmpty(folder, &report, AutosaveSelection::locationOf(row));
         }
     } catch (const std::exception& e) {
         BMException::logException(e, "-[AppController removeIndexSet:]");
@@ -114,7 +128,7 @@ RemovalReport AutosaveRemoval::removeChildren(const BMAutoItemList& items, const
                 return report;
             if (outcome == Outcome::Removed) {
                 if (const BMProjectPtr parent = item->parent())
-                    removeFolderIfEmpty(parent->path(), &report);
+                    removeFolderIfEmpty(parent->path(), &report, parent->location());
             }
         }
     } catch (const std::exception& e) {

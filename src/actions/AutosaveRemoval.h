@@ -4,6 +4,7 @@
 #include "AutosaveSelection.h"
 
 #include <QDateTime>
+#include <QHash>
 #include <QSet>
 #include <QStringList>
 
@@ -20,6 +21,7 @@ struct RemovalReport {
     QList<RemovedAutosave> removed; // in the Trash now, in the order removed
     QStringList missing;            // already gone (another run moved them since the scan): no failure
     QStringList failed;             // still in place: the Trash refused them
+    QHash<QString, QString> reasons; // why, for those of failed where it is known
     QStringList foldersRemoved;     // folders left empty and removed
     QString error;                  // why nothing was touched at all (another run holds a location)
 
@@ -54,6 +56,7 @@ public:
 
     // Removes the folder when it is one and holds nothing that counts (BMFileManager's
     // rule). A project's path that is a file (a loose Premiere autosave, an event's current
-    // version) is never touched.
-    static bool removeFolderIfEmpty(const QString& path, RemovalReport* report = nullptr);
+    // version) is never touched, nor a folder that really lies outside the location.
+    static bool removeFolderIfEmpty(const QString& path, RemovalReport* report = nullptr,
+                                    const QString& location = QString());
 };

@@ -41,4 +41,13 @@ QString containingFolder(const QString& path) {
     return PathText::deletingLastComponent(path);
 }
 
+QString locationOf(const BMAutoItemPtr& item) {
+    const BMProjectPtr project = item ? item->parent() : nullptr;
+    return project ? project->location() : QString();
+}
+
+QString locationOf(const SelectedRow& row) {
+    return row.isProject() ? row.project->location() : locationOf(row.item);
+}
+
 } // namespace AutosaveSelection

@@ -32,5 +32,9 @@ BMAutoItemList autosavesOf(const SelectedRows& rows);
 SelectedRows allProjects(const BMProjectList& projects);
 // The folder that holds an autosave file.
 QString containingFolder(const QString& path);
+// The autosave location the scan found the item's project in; empty when it has none.
+QString locationOf(const BMAutoItemPtr& item);
+// The same for a row: its project's, or its autosave's project's.
+QString locationOf(const SelectedRow& row);
 
 } // namespace AutosaveSelection

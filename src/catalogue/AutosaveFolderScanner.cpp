@@ -6,11 +6,13 @@
 #include "foundation/BMFileManager.h"
 #include "foundation/BMLog.h"
 #include "foundation/BMSettings.h"
+#include "foundation/FileName.h"
 #include "foundation/PathText.h"
 #include "foundation/SettingsKeys.h"
 #include "foundation/platform/Platform.h"
 
 #include <QHash>
+#include <QSet>
 
 #include <cerrno>
 #include <cstring>
@@ -27,8 +29,49 @@ bool isHidden(QStringView name) {
     return name.startsWith(u'.');
 }
 
-QStringList visibleEntries(const QString& folder) {
-    QStringList names = BMFileManager::contentsOfDirectory(folder);
+using WarningHook = AutosaveFolderScanner::WarningHook;
+
+void warn(const WarningHook& hook, const QString& text) {
+    BMLog::appendLog(text);
+    if (hook)
+        hook(text);
+}
+
+void warnLink(const QString& path, const WarningHook& hook) {
+    warn(hook, QStringLiteral("%1: a symbolic link, skipped (links are not followed)")
+                   .arg(FileName::displayText(path)));
+}
+
+// One readlink, the link itself: whatever it points to is never looked at.
+bool isLinkWarned(const QString& path, const WarningHook& hook) {
+    if (!BMFileManager::isSymbolicLinkAtPath(path))
+        return false;
+    warnLink(path, hook);
+    return true;
+}
+
+// A folder's entries that are not links, each link named in a warning. A folder that is
+// there but cannot be read is reported, not taken for empty in silence.
+QStringList entriesWithoutLinks(const QString& folder, const WarningHook& hook, bool* listed = nullptr,
+                                QString* error = nullptr) {
+    bool ok = false;
+    QString reason;
+    QStringList links;
+    const QStringList names = BMFileManager::contentsOfDirectory(folder, &ok, &reason, &links);
+    if (!ok && !listed && BMFileManager::isDirectoryAtPath(folder))
+        warn(hook, QStringLiteral("%1: the folder could not be read (%2)")
+                       .arg(FileName::displayText(folder), reason));
+    for (const QString& link : links)
+        warnLink(PathText::appendingComponent(folder, link), hook);
+    if (listed)
+        *listed = ok;
+    if (error)
+        *error = reason;
+    return names;
+}
+
+QStringList visibleEntries(const QString& folder, const WarningHook& hook) {
+    QStringList names = entriesWithoutLinks(folder, hook);
     names.removeIf([](const QString& name) { return isHidden(name); });
     return names;
 }
@@ -86,6 +129,12 @@ QString childPath(const QString& folder, const QString& name) {
     return path;
 }
 
+// Listed all the same, by its real bytes; people see them escaped.
+void warnInvalidName(const QString& path, const WarningHook& hook) {
+    warn(hook, QStringLiteral("%1: the name is not valid UTF-8 (shown with its bytes escaped)")
+                   .arg(FileName::displayText(path)));
+}
+
 BMAutoItemPtr makeItem(int type, const QString& name, const QString& path, const Attributes& attributes) {
     return BMAutoItem::autoItemType(type, name, path, attributes.created, attributes.size);
 }
@@ -94,6 +143,8 @@ BMAutoItemPtr makeItem(int type, const QString& name, const QString& path, const
 // finds its project without walking the whole list.
 class Results {
 public:
+    explicit Results(const WarningHook& hook) : m_hook(hook) {}
+    const WarningHook& hook() const { return m_hook; }
     void add(const BMProjectPtr& project) {
         m_projects.append(project);
         if (project->type() == AutosaveType::Premiere)
@@ -105,6 +156,7 @@ public:
     BMProjectList take() { return std::move(m_projects); }
 
 private:
+    const WarningHook& m_hook;
     BMProjectList m_projects;
     QHash<QString, QList<BMProjectPtr>> m_premiereByName;
 };
@@ -113,9 +165,11 @@ void scanAvidEntry(const QString& entryName, const QString& entryPath, Results& 
     BMProjectPtr project = BMProject::projectType(AutosaveType::Avid, entryName, entryPath);
     const QString bins = entryPath + QStringLiteral("/Bins");
     BMAutoItemList items;
-    for (const QString& bin : visibleEntries(bins)) {
+    if (isLinkWarned(bins, results.hook()))
+        return;
+    for (const QString& bin : visibleEntries(bins, results.hook())) {
         const QString binPath = childPath(bins, bin);
-        for (const QString& file : visibleEntries(binPath)) {
+        for (const QString& file : visibleEntries(binPath, results.hook())) {
             const QString path = childPath(binPath, file);
             items.append(makeItem(AutosaveType::Avid, file, path, attributesOrEmpty(path)));
         }
@@ -132,13 +186,17 @@ void scanLibraryEntry(const QString& folder, const QString& entryName, const QSt
         PathText::appendingComponent(entryPath, QStringLiteral("CurrentVersion.fcpevent")));
     // A backup library holds the event backups themselves; a live library keeps them in each
     // event's Backups folder.
-    const QString pattern = folder.contains(kBackupFolderMarker)
-                                ? QStringLiteral("%1/*.fcpevent").arg(entryPath)
-                                : QStringLiteral("%1/Backups/*.fcpevent").arg(entryPath);
+    const bool backupLibrary = folder.contains(kBackupFolderMarker);
+    const QString backups = backupLibrary ? entryPath : entryPath + QStringLiteral("/Backups");
+    if (!backupLibrary && isLinkWarned(backups, results.hook()))
+        return;
     BMAutoItemList items;
-    for (const QString& path : BMFileManager::filesMatchingWildcardPath(pattern))
-        items.append(
-            makeItem(AutosaveType::FinalCutX, PathText::lastComponent(path), path, attributesOrEmpty(path)));
+    for (const QString& name : entriesWithoutLinks(backups, results.hook())) {
+        if (!BMFileManager::matchesLikePattern(name, QStringLiteral("*.fcpevent")))
+            continue;
+        const QString path = childPath(backups, name);
+        items.append(makeItem(AutosaveType::FinalCutX, name, path, attributesOrEmpty(path)));
+    }
     project->setChildren(std::move(items));
     if (project->childCount() > 0)
         results.add(project);
@@ -168,7 +226,7 @@ void scanProjectFolder(const QString& entryName, const QString& entryPath, Resul
     const std::optional<FileFacts> facts = Platform::current().fileFacts(entryPath);
     if (!facts || !facts->isDirectory)
         return;
-    const QStringList names = visibleEntries(entryPath);
+    const QStringList names = visibleEntries(entryPath, results.hook());
     if (names.isEmpty())
         return;
 
@@ -265,7 +323,7 @@ std::optional<BMProjectList> AutosaveFolderScanner::projectsFromFolder(const QSt
         }
         bool listed = false;
         QString error;
-        const QStringList entries = BMFileManager::contentsOfDirectory(folder, &listed, &error);
+        const QStringList entries = entriesWithoutLinks(folder, m_warningHook, &listed, &error);
         if (!listed) {
             BMLog::appendLogAndPrint(
                 QStringLiteral("Error getting contents of folder %1 - %2").arg(folder, error));
@@ -280,7 +338,7 @@ std::optional<BMProjectList> AutosaveFolderScanner::projectsFromFolder(const QSt
                 m_hook(abbreviated);
         }
 
-        Results results;
+        Results results(m_warningHook);
         for (const QString& entry : entries) {
             const QString entryPath = PathText::appendingComponent(folder, entry);
             switch (layout) {
@@ -302,8 +360,19 @@ std::optional<BMProjectList> AutosaveFolderScanner::projectsFromFolder(const QSt
         }
         report(ScanStatus::Scanned);
         BMProjectList projects = results.take();
-        for (const BMProjectPtr& project : projects)
+        QSet<QString> warned; // a loose file is its project's path and its item's
+        auto checkName = [&](const QString& name, const QString& path) {
+            if (FileName::hasInvalidBytes(name) && !warned.contains(path)) {
+                warned.insert(path);
+                warnInvalidName(path, m_warningHook);
+            }
+        };
+        for (const BMProjectPtr& project : projects) {
             project->setLocation(folder);
+            checkName(project->name(), project->path());
+            for (const BMAutoItemPtr& item : project->children())
+                checkName(item->name(), item->path());
+        }
         return projects;
     } catch (const std::exception& e) {
         BMException::logException(e, "-[AppController projectsFromFolder:]");

@@ -27,6 +27,10 @@ enum class ScanStatus {
 // events with their backups), "Autosave Vault" and "Adobe Premiere Pro Auto-Save" (a folder
 // per project, plus Premiere files lying loose). A trailing slash matches nothing.
 //
+// Inside a location a symbolic link is never followed: at any level, a link to a folder or a
+// file, dangling or not, is neither a project nor an autosave, so nothing that acts on the
+// catalogue can reach its target.
+//
 // A scanner keeps no state between calls; several threads may scan different folders with
 // one scanner at the same time. The returned nodes are new and shared with nobody.
 class AutosaveFolderScanner {
@@ -39,6 +43,13 @@ public:
     AutosaveFolderScanner();
 
     void setAutosaveFolderHook(AutosaveFolderHook hook) { m_hook = std::move(hook); }
+
+    // Called, on the scanning thread, with each thing a scan passed over or could not take
+    // as it is, for a person to read: a symbolic link (never followed), a folder that cannot
+    // be read, a name that is not valid UTF-8 (escaped; the item is still listed). Every
+    // warning goes to the log as well.
+    using WarningHook = std::function<void(const QString& warning)>;
+    void setWarningHook(WarningHook hook) { m_warningHook = std::move(hook); }
 
     // The projects of the folder, in listing order; empty when the folder is not a location
     // or cannot be listed. Nothing only when an exception ended the scan (it is logged).
@@ -61,4 +72,5 @@ public:
 private:
     BMSettings& m_settings;
     AutosaveFolderHook m_hook;
+    WarningHook m_warningHook;
 };

@@ -60,6 +60,10 @@ std::optional<SelectedRow> rowFor(const QString& path, const BMProjectList& proj
 
 class Resolver {
 public:
+    Resolver() {
+        m_scanner.setWarningHook([](const QString& warning) { CatalogueArguments::warn(kCommand, warning); });
+    }
+
     // The row for a path the user typed; nothing, after saying why, when it is none.
     std::optional<SelectedRow> resolve(const QString& typed) {
         const QString path = withoutTrailingSlashes(QDir::cleanPath(CatalogueArguments::absolutePath(typed)));

@@ -86,6 +86,7 @@ bool scanNamedFolder(const char* command, const AutosaveFolderScanner& scanner, 
 
 BMProjectList catalogue(const char* command, const std::vector<std::string>& paths, bool* ok) {
     AutosaveFolderScanner scanner;
+    scanner.setWarningHook([command](const QString& warning) { warn(command, warning); });
     BMProjectList projects;
     *ok = true;
     if (paths.empty()) {

@@ -5,6 +5,7 @@
 #include "StandardOutput.h"
 #include "catalogue/OutlineSorting.h"
 #include "catalogue/OutlineText.h"
+#include "foundation/FileName.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -60,11 +61,12 @@ QString catalogueText(const BMProjectList& projects, const OutlineText& text) {
     qsizetype itemCount = 0;
     double totalBytes = 0.0;
     for (const BMProjectPtr& project : projects) {
-        rows.append(
-            {text.cellText(*project, name), text.cellText(*project, size), text.cellText(*project, date)});
+        // A name's odd bytes and control characters escaped: one line per row, readable.
+        rows.append({FileName::displayText(text.cellText(*project, name)), text.cellText(*project, size),
+                     text.cellText(*project, date)});
         for (const BMAutoItemPtr& item : project->children()) {
-            rows.append({QStringLiteral("  ") + text.cellText(*item, name), text.cellText(*item, size),
-                         text.cellText(*item, date)});
+            rows.append({QStringLiteral("  ") + FileName::displayText(text.cellText(*item, name)),
+                         text.cellText(*item, size), text.cellText(*item, date)});
             ++itemCount;
         }
         totalBytes += project->fileSize();

@@ -7,6 +7,7 @@
 #include "actions/AutosaveRemoval.h"
 #include "actions/RetentionRules.h"
 #include "catalogue/OutlineText.h"
+#include "foundation/FileName.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -62,7 +63,7 @@ QString pruneText(const QList<RemovedAutosave>& autosaves, bool dryRun) {
     QString out;
     for (qsizetype i = 0; i < autosaves.size(); ++i) {
         out += sizes[i].rightJustified(sizeWidth) + QStringLiteral("  ") + dates[i].leftJustified(dateWidth) +
-               QStringLiteral("  ") + autosaves[i].path + QLatin1Char('\n');
+               QStringLiteral("  ") + FileName::displayText(autosaves[i].path) + QLatin1Char('\n');
     }
     QLocale grouped = text.locale();
     grouped.setNumberOptions(grouped.numberOptions() & ~QLocale::OmitGroupSeparator);
@@ -135,10 +136,12 @@ int PruneCommand::run() {
         for (const QString& path : report.missing)
             CatalogueArguments::warn(kCommand, QStringLiteral("%1: already gone").arg(path));
         for (const QString& path : report.failed) {
-            CatalogueArguments::warn(kCommand,
-                                     QStringLiteral("%1: could not be moved to the Trash; stopped here "
-                                                    "(the log has the details)")
-                                         .arg(path));
+            const QString reason = report.reasons.value(path);
+            CatalogueArguments::warn(
+                kCommand, reason.isEmpty() ? QStringLiteral("%1: could not be moved to the Trash; stopped "
+                                                            "here (the log has the details)")
+                                                 .arg(FileName::displayText(path))
+                                           : QStringLiteral("%1; stopped here").arg(reason));
             status = 1;
         }
     }

@@ -5,6 +5,7 @@
 #include "BMLog.h"
 #include "BMTaskEx.h"
 #include "Console.h"
+#include "DestructiveGuard.h"
 #include "PathText.h"
 #include "platform/Platform.h"
 
@@ -142,6 +143,20 @@ void BMAuthorization::authEnd() {
     m_authorized.store(false);
 }
 
+namespace {
+// Administrator rights reach everything, links included: the real path of what is about to
+// go is checked after the text rule.
+bool refusedOnDisk(const QString& path) {
+    if (!itemExists(path))
+        return false;
+    const QString reason = DestructiveGuard().refusal(path);
+    if (reason.isEmpty())
+        return false;
+    BMLog::appendLogAndPrint(QStringLiteral("Refusing %1.").arg(reason));
+    return true;
+}
+} // namespace
+
 bool BMAuthorization::refuseSystemDirectory(const QString& path, const char* message) const {
     // The guard is textual; the path with its "." and ".." resolved is tested as well, so
     // that "/home/jo/Desktop/.." cannot reach a protected folder by another spelling.
@@ -182,7 +197,8 @@ int BMAuthorization::authExecTask(const QString& toolPath, const QStringList& pa
 }
 
 bool BMAuthorization::authRemoveFile(const QString& path) {
-    if (refuseSystemDirectory(path, "Unable to delete path %1 because it is a system directory."))
+    if (refuseSystemDirectory(path, "Unable to delete path %1 because it is a system directory.") ||
+        refusedOnDisk(path))
         return false;
     // One item, never a tree: a folder goes only when it is empty.
     return authExecTask(tool(Tool::Rm), {QStringLiteral("-df"), path}) == 0;
@@ -197,7 +213,8 @@ bool BMAuthorization::authMoveFile(const QString& oldPath, const QString& newPat
         Console::print(QStringLiteral("Error in authMoveFile: new path is null"));
         return false;
     }
-    if (refuseSystemDirectory(oldPath, "Unable to move path %1 because it is a system directory."))
+    if (refuseSystemDirectory(oldPath, "Unable to move path %1 because it is a system directory.") ||
+        refusedOnDisk(oldPath))
         return false;
     if (!itemExists(oldPath))
         return false;
@@ -253,7 +270,8 @@ bool BMAuthorization::authTrashFile(const QString& path) {
 }
 
 bool BMAuthorization::authTrashFile(const QString& path, [[maybe_unused]] bool deleteOnRootAccount) {
-    if (refuseSystemDirectory(path, "Unable to trash path %1 because it is a system directory."))
+    if (refuseSystemDirectory(path, "Unable to trash path %1 because it is a system directory.") ||
+        refusedOnDisk(path))
         return false;
     if (!itemExists(path))
         return false;

@@ -6,6 +6,7 @@
 #include "BMLocalPaths.h"
 #include "BMLog.h"
 #include "Console.h"
+#include "DestructiveGuard.h"
 #include "FileTree.h"
 #include "MainThread.h"
 #include "PathText.h"
@@ -45,6 +46,18 @@ bool isProtected(const QString& path, const char* message) {
         return true;
     }
     return false;
+}
+
+// The text rule cannot see through links; the real path of what is about to go is checked
+// as well. Only for an item that is there: a path where nothing is has nothing to lose.
+bool isRefusedOnDisk(const QString& path, const char* action) {
+    if (!FileTree::exists(path))
+        return false;
+    const QString reason = DestructiveGuard().refusal(path);
+    if (reason.isEmpty())
+        return false;
+    BMLog::appendLogAndPrint(QStringLiteral("Unable to %1: %2.").arg(QLatin1String(action), reason));
+    return true;
 }
 
 bool isCaseOnlyRename(const QString& source, const QString& destination) {
@@ -169,7 +182,8 @@ bool BMFileManager::trashFile(const QString& path) {
 }
 
 bool BMFileManager::trashFile(const QString& path, bool shouldAuth) {
-    if (isProtected(path, "Unable to trash path %1 because it is a system directory."))
+    if (isProtected(path, "Unable to trash path %1 because it is a system directory.") ||
+        isRefusedOnDisk(path, "move to the Trash"))
         return false;
     unlockFile(path);
     if (!FileTree::exists(path))
@@ -213,7 +227,9 @@ QStringList trashMatching(const QString& folder, const Matches& matches) {
     for (const QString& entry : BMFileManager::contentsOfDirectory(folder)) {
         const QString item = PathText::appendingComponent(folder, entry);
         if (BMFileManager::isDirectoryAtPath(item)) {
-            trashed += trashMatching(item, matches);
+            // A linked folder's contents belong somewhere else.
+            if (!BMFileManager::isSymbolicLinkAtPath(item))
+                trashed += trashMatching(item, matches);
             continue;
         }
         if (matches(entry)) {
@@ -243,7 +259,8 @@ bool BMFileManager::removeFile(const QString& path) {
 }
 
 bool BMFileManager::removeFile(const QString& path, bool shouldAuth) {
-    if (isProtected(path, "Unable to delete path %1 because it is a system directory."))
+    if (isProtected(path, "Unable to delete path %1 because it is a system directory.") ||
+        isRefusedOnDisk(path, "delete"))
         return false;
     unlockFile(path);
     if (!FileTree::exists(path))
@@ -344,7 +361,8 @@ Tidied tidyFolder(const QString& path) {
 bool BMFileManager::removeFolderIfEmpty(const QString& path) {
     if (!isFolderEmpty(path) || !isSurelyEmptyFolder(path))
         return false;
-    if (isProtected(path, "Unable to delete path %1 because it is a system directory."))
+    if (isProtected(path, "Unable to delete path %1 because it is a system directory.") ||
+        isRefusedOnDisk(path, "delete"))
         return false;
     return tidyFolder(path) == Tidied::Removed;
 }
@@ -447,7 +465,8 @@ bool BMFileManager::moveFile(const QString& source, const QString& destination) 
 }
 
 bool BMFileManager::moveFile(const QString& source, const QString& destination, bool shouldAuth) {
-    if (isProtected(source, "Unable to move path %1 because it is a system directory."))
+    if (isProtected(source, "Unable to move path %1 because it is a system directory.") ||
+        isRefusedOnDisk(source, "move"))
         return false;
     if (FileTree::exists(destination))
         unlockFile(destination);

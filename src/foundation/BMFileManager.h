@@ -64,8 +64,10 @@ public:
     // ---- Directory listing --------------------------------------------------------------
     // The names in a folder (hidden ones included, "." and ".." not), in code-point order so
     // that every file system lists the same way. Null optional-like: ok is false when the
-    // folder cannot be read.
-    static QStringList contentsOfDirectory(const QString& path, bool* ok = nullptr, QString* error = nullptr);
+    // folder cannot be read. With symbolicLinks, the links among them go there instead
+    // (told by the listing itself where the file system says, else by one lstat).
+    static QStringList contentsOfDirectory(const QString& path, bool* ok = nullptr, QString* error = nullptr,
+                                           QStringList* symbolicLinks = nullptr);
     static bool fileExistsAtPath(const QString& path);
     static bool isDirectoryAtPath(const QString& path);
 

@@ -8,10 +8,12 @@
 #include <cerrno>
 #include <cstring>
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include "foundation/FileName.h"
 
-QStringList BMFileManager::contentsOfDirectory(const QString& path, bool* ok, QString* error) {
+QStringList BMFileManager::contentsOfDirectory(const QString& path, bool* ok, QString* error,
+                                               QStringList* symbolicLinks) {
     QStringList names;
     DIR* dir = ::opendir(FileName::encode(path).constData());
     if (!dir) {
@@ -25,10 +27,20 @@ QStringList BMFileManager::contentsOfDirectory(const QString& path, bool* ok, QS
         const char* name = entry->d_name;
         if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))
             continue;
-        names.append(FileName::decode(name));
+        bool link = false;
+        if (symbolicLinks) {
+            link = entry->d_type == DT_LNK;
+            struct stat info {};
+            if (entry->d_type == DT_UNKNOWN)
+                link =
+                    ::fstatat(::dirfd(dir), name, &info, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(info.st_mode);
+        }
+        (link ? *symbolicLinks : names).append(FileName::decode(name));
     }
     ::closedir(dir);
     std::sort(names.begin(), names.end());
+    if (symbolicLinks)
+        std::sort(symbolicLinks->begin(), symbolicLinks->end());
     if (ok)
         *ok = true;
     return names;

@@ -1,4 +1,6 @@
 #include "ActionsFixture.h"
+#include "actions/AutosaveArchiver.h"
+#include "actions/AutosaveOpener.h"
 #include "actions/AutosaveRemoval.h"
 #include "actions/RetentionRules.h"
 
@@ -54,4 +56,29 @@ TEST_F(Removal, ARefusingTrashStopsTheCommandLineButNotTheWindow) {
     EXPECT_EQ(continued.failed,
               (QStringList{premiere("Beta/Beta-1.prproj"), premiere("Beta/Beta-2.prproj")}));
     EXPECT_TRUE(QFileInfo::exists(premiere("Beta/Beta-2.prproj")));
+}
+
+TEST_F(Removal, APathThatALinkedFolderLeadsOutOfItsLocationIsRefusedByEveryActionAndNothingMoves) {
+    scan();
+    // Beta's folder turns into a link to a folder elsewhere after the scan.
+    const QString elsewhere = home().root() + "/Elsewhere";
+    ASSERT_TRUE(QDir().rename(premiere("Beta"), elsewhere) && QFile::link(elsewhere, premiere("Beta")));
+    const QStringList beta{premiere("Beta/Beta-1.prproj"), premiere("Beta/Beta-2.prproj")};
+
+    const RemovalReport removal = AutosaveRemoval::removeIndexSet(rows({"Alpha", "Beta"}));
+    EXPECT_EQ(removal.removed.size(), 1); // Alpha's, in its place
+    EXPECT_EQ(removal.failed, beta);
+    EXPECT_EQ(removal.reasons.value(beta[0]), beta[0] + " (really " + elsewhere +
+                                                  "/Beta-1.prproj) lies outside its autosave location " +
+                                                  premiere());
+    const auto rule = RetentionRules::removeAllExceptMostRecent(rows({"Beta"}), 1).autosaves;
+    EXPECT_EQ(AutosaveRemoval::removeChildren(rule).failed.size(), 1);
+    const QString target = home().makeFolder("Kept");
+    EXPECT_EQ(AutosaveOpener::copyFiles(rows({"Beta"}), target, AutosaveOpener::Transfer::Move).failed, beta);
+    EXPECT_EQ(AutosaveArchiver::archiveSelectionToFile(rows({"Beta"}), target + "/B.zip").removal.failed,
+              beta);
+
+    EXPECT_EQ(QDir(elsewhere).entryList(QDir::Files), (QStringList{"Beta-1.prproj", "Beta-2.prproj"}));
+    EXPECT_TRUE(QFileInfo(premiere("Beta")).isSymLink());
+    EXPECT_EQ(trashRecords().keys(), QStringList{"Alpha-1.prproj"});
 }

@@ -87,21 +87,19 @@ INSTANTIATE_TEST_SUITE_P(
             {"Edit/Edit-1.prproj", "Edit-3.prproj", "Titles/T_2012-01-05_1030.motn", "Titles-2.prproj"},
             "Edit(2)@Edit: Edit-1.prproj:2 Edit-3.prproj:2; Titles(1)@Titles: T_2012-01-05_1030.motn:1; "
             "Titles(2)@Titles-2.prproj: Titles-2.prproj:2"},
-        LayoutRow{"UnreadablePremiereFilesAreLoggedAndSkipped",
+        LayoutRow{"DanglingLinksAreNeitherProjectsNorAutosaves",
                   "Adobe Premiere Pro Auto-Save",
                   {"Edit/Edit-1.prproj", "Edit/Edit-2.prproj||LINK", "Edit-9.prproj||LINK",
                    "Broken-1.prproj||LINK", "Broken-2.prproj"},
-                  "Broken(2)@Broken-2.prproj: Broken-2.prproj:2; Edit(2)@Edit: Edit-1.prproj:2",
-                  ScanStatus::Scanned,
-                  {"Error getting attributes of file @/Edit-9.prproj - No such file or directory"}},
+                  "Broken(2)@Broken-2.prproj: Broken-2.prproj:2; Edit(2)@Edit: Edit-1.prproj:2"},
         LayoutRow{"AvidAtticTakesEveryFileOfEveryBin",
                   "Shared/Avid Attic",
                   {"jo/Bins/Rough Cut/Rough Cut.1.avb", "jo/Bins/Rough Cut/.DS_Store",
                    "jo/Bins/Selects/Selects.1.avb", "jo/Bins/Selects/Selects.2.avb||LINK",
                    "jo/Bins/.Trash/Old.avb", "jo/Bins/not-a-bin.avb", "No Bins/readme.txt", ".DS_Store",
                    "Äpfel/Bins/Schnitt/Schnitt.avb"},
-                  "jo(3)@jo: jo/Bins/Rough Cut/Rough Cut.1.avb:3 jo/Bins/Selects/Selects.1.avb:3 "
-                  "jo/Bins/Selects/Selects.2.avb:3?; Äpfel(3)@Äpfel: Äpfel/Bins/Schnitt/Schnitt.avb:3"},
+                  "jo(3)@jo: jo/Bins/Rough Cut/Rough Cut.1.avb:3 jo/Bins/Selects/Selects.1.avb:3; "
+                  "Äpfel(3)@Äpfel: Äpfel/Bins/Schnitt/Schnitt.avb:3"},
         LayoutRow{
             "LibraryListsTheBackupsOfEachEvent",
             "Movies/My Library.fcpbundle",
@@ -128,6 +126,43 @@ TEST_F(ScannerTest, DatesAndSizesComeFromTheFileSystemNotTheName) {
     EXPECT_EQ(copy->createdDate(), Platform::current().fileFacts(copy->path())->created);
     EXPECT_GT(copy->createdDate().date().year(), 2012);
     EXPECT_EQ(copy->fileSize(), 4113.0);
+}
+
+TEST_F(ScannerTest, LinksAreNeverFollowedAtAnyLevelAndEachIsNamedInAWarning) {
+    // What a followed link would bring in from outside: a project, a loose file, bins, backups.
+    const QString far = home().root() + "/Far";
+    ASSERT_TRUE(
+        makeTree(far, {"P/P-1.prproj", "L-1.prproj", "B/B.avb", "Backups/F.fcpevent", "Bins/X/X.avb"}));
+    const QString premiere = path("Adobe Premiere Pro Auto-Save"), attic = path("Avid Attic"),
+                  library = path("Lib.fcpbundle");
+    ASSERT_TRUE(makeTree(premiere, {"Edit/Edit-1.prproj", "Gone-1.prproj||LINK"}));
+    ASSERT_TRUE(makeTree(attic, {"ann/Bins/Real/Real.avb", "bob/readme"}));
+    ASSERT_TRUE(makeTree(library, {"Day/Backups/Day 1.fcpevent", "Night/x"}));
+    const QStringList links[] = {{far + "/P", premiere + "/Linked"},
+                                 {far + "/L-1.prproj", premiere + "/L-1.prproj"},
+                                 {far + "/L-1.prproj", premiere + "/Edit/Edit-2.prproj"},
+                                 {far + "/B", attic + "/ann/Bins/Linked"},
+                                 {far + "/B/B.avb", attic + "/ann/Bins/Real/B.avb"},
+                                 {far, attic + "/bob/Bins"},
+                                 {far + "/Backups/F.fcpevent", library + "/Day/Backups/F.fcpevent"},
+                                 {far + "/Backups", library + "/Night/Backups"}};
+    QStringList expected{premiere + "/Gone-1.prproj"};
+    for (const QStringList& link : links) {
+        ASSERT_TRUE(QFile::link(link[0], link[1])) << link[1].toStdString();
+        expected << link[1];
+    }
+    QStringList warnings;
+    scanner.setWarningHook([&](const QString& warning) { warnings << warning; });
+    EXPECT_EQ(describe(scan(premiere), premiere), "Edit(2)@Edit: Edit-1.prproj:2");
+    EXPECT_EQ(describe(scan(attic), attic), "ann(3)@ann: ann/Bins/Real/Real.avb:3");
+    EXPECT_EQ(describe(scan(library), library),
+              "Day(4)@Day/CurrentVersion.fcpevent: Day/Backups/Day 1.fcpevent:4");
+    for (QString& link : expected)
+        link += ": a symbolic link, skipped (links are not followed)";
+    warnings.sort();
+    expected.sort();
+    EXPECT_EQ(warnings, expected);
+    EXPECT_TRUE(logText().contains(expected.first()));
 }
 
 TEST_F(ScannerTest, FirstListedFolderBecomesTheAutosaveFolderOnce) {

@@ -2,6 +2,7 @@
 // settings and Trash inside the test's temporary folder.
 #include "catalogue/OutlineText.h"
 #include "foundation/BMSettings.h"
+#include "foundation/FileName.h"
 #include "foundation/LocationLock.h"
 #include "foundation/PlistFile.h"
 #include "foundation/SettingsKeys.h"
@@ -23,7 +24,9 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pty.h>
+#include <pwd.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -422,6 +425,105 @@ TEST_F(CommandLine, DiscoverStoresTheVaultTheIndexKnowsAndMarksItNewOnce) {
     EXPECT_EQ(PlistFile::readDictionary(settings)->value("autosavePaths").toStringList(),
               (QStringList{known, vault}));
     EXPECT_EQ(run({"discover"}, env).out, "     " + known + "\n     " + vault + "\n2 locations, 0 new\n");
+}
+
+// Qt's file classes would turn bytes that are not UTF-8 into U+FFFD: these take them as they are.
+static QByteArray readBytes(const QByteArray& path) {
+    QByteArray contents;
+    const int fd = ::open(path.constData(), O_RDONLY);
+    char buffer[4096];
+    for (ssize_t n = 0; fd >= 0 && (n = ::read(fd, buffer, sizeof buffer)) > 0;)
+        contents.append(buffer, n);
+    if (fd >= 0)
+        ::close(fd);
+    return contents;
+}
+
+TEST_F(CommandLine, LinksAndNamesThatAreNotUtf8AreNamedAndSuchAFileGoesToTheTrashByItsBytes) {
+    write(home().root() + "/Far/Other-1.prproj", "far");
+    ASSERT_TRUE(QFile::link(home().root() + "/Far", premiere + "/Linked"));
+    ASSERT_TRUE(QFile::link(home().root() + "/Far/Other-1.prproj", premiere + "/Beta/Beta-0.prproj"));
+    const QByteArray cafe = QFile::encodeName(premiere) + "/Caf\xe9", older = cafe + "/Caf\xe9-1.prproj";
+    const QByteArray trash = QFile::encodeName(home().home()) + "/.local/share/Trash/";
+    ASSERT_EQ(::mkdir(cafe.constData(), 0755), 0);
+    for (const QByteArray& file : {older, cafe + "/Caf\xe9-2.prproj"}) {
+        const int fd = ::open(file.constData(), O_CREAT | O_WRONLY, 0644);
+        ASSERT_TRUE(fd >= 0 && ::write(fd, file.right(8).constData(), 8) == 8 && ::close(fd) == 0);
+        QThread::msleep(5);
+    }
+    const QString escaped = premiere + "/Caf\\xe9";
+    const Outcome list = run({"list", premiere});
+    // The location's own links are found as it is listed, the others as each project is scanned.
+    EXPECT_EQ(list.err,
+              "vestry list: " + premiere + "/Linked: a symbolic link, skipped (links are not followed)\n" +
+                  "vestry list: " + premiere +
+                  "/Beta/Beta-0.prproj: a symbolic link, skipped (links are not followed)\n" +
+                  "vestry list: " + escaped +
+                  ": the name is not valid UTF-8 (shown with its bytes escaped)\n" +
+                  "vestry list: " + escaped +
+                  "/Caf\\xe9-1.prproj: the name is not valid UTF-8 (shown with its bytes escaped)\n" +
+                  "vestry list: " + escaped +
+                  "/Caf\\xe9-2.prproj: the name is not valid UTF-8 (shown with its bytes escaped)\n");
+    EXPECT_TRUE(list.out.contains("\n  Caf\\xe9-1.prproj  ") &&
+                list.out.contains("Total: 3 projects, 6 autosaves"))
+        << list.out.toStdString();
+    // In JSON a path carries its bytes as lone surrogates ("\udce9").
+    const QJsonArray json = QJsonDocument::fromJson(run({"list", "--json", premiere}).out.toUtf8())
+                                .object()["projects"]
+                                .toArray();
+    EXPECT_EQ(FileName::encode(json[2].toObject()["items"].toArray()[0].toObject()["path"].toString()),
+              older);
+
+    const Outcome prune = run({"prune", "--keep", "1", premiere});
+    EXPECT_EQ(prune.exitCode, 0) << prune.err.toStdString();
+    EXPECT_TRUE(prune.out.contains(escaped + "/Caf\\xe9-1.prproj\n")) << prune.out.toStdString();
+    QByteArray recorded;
+    for (const QByteArray& line : readBytes(trash + "info/Caf\xe9-1.prproj.trashinfo").split('\n'))
+        recorded = line.startsWith("Path=") ? QByteArray::fromPercentEncoding(line.mid(5)) : recorded;
+    EXPECT_EQ(recorded, older);
+    // Put back where the record says, as a Trash tool does: the same name, the same file.
+    EXPECT_EQ(::rename((trash + "files/Caf\xe9-1.prproj").constData(), recorded.constData()), 0);
+    EXPECT_EQ(readBytes(older), "1.prproj");
+    EXPECT_TRUE(QFileInfo(premiere + "/Beta/Beta-0.prproj").isSymLink());
+    EXPECT_EQ(readFile(home().root() + "/Far/Other-1.prproj"), "far");
+    // QTemporaryDir cannot remove what it cannot name.
+    for (const QByteArray& file : {older, cafe + "/Caf\xe9-2.prproj", trash + "files/Caf\xe9-1.prproj",
+                                   trash + "info/Caf\xe9-1.prproj.trashinfo"})
+        ::unlink(file.constData());
+    ::rmdir(cafe.constData());
+}
+
+TEST_F(CommandLine, AProjectFolderThatCannotBeReadIsNamedInAWarning) {
+    // Root reads everything: the list runs as nobody.
+    const passwd* nobody = ::getpwnam("nobody");
+    if (!nobody || ::getuid() != 0)
+        GTEST_SKIP() << "needs root and the user nobody to make a folder that cannot be read";
+    const QString own = home().makeFolder("nobody");
+    ASSERT_EQ(::chown(QFile::encodeName(own).constData(), nobody->pw_uid, nobody->pw_gid), 0);
+    ASSERT_TRUE(QFile::setPermissions(home().root(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner |
+                                                         QFile::ReadOther | QFile::ExeOther));
+    write(premiere + "/Locked/Locked-1.prproj");
+    ASSERT_TRUE(
+        QFile::setPermissions(premiere + "/Locked", QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+    QProcessEnvironment env = environment();
+    for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_STATE_HOME"})
+        env.insert(name, own);
+    QProcess process;
+    process.setProcessEnvironment(env);
+    process.start("setpriv",
+                  {"--reuid=nobody", "--regid=nogroup", "--clear-groups", VESTRY_PROGRAM, "list", premiere});
+    if (!process.waitForFinished(60000)) {
+        process.kill();
+        process.waitForFinished();
+        FAIL() << "vestry did not finish";
+    }
+    const QString err = QString::fromUtf8(process.readAllStandardError());
+    if (err.startsWith("setpriv:"))
+        GTEST_SKIP() << "cannot run as another user here: " << err.toStdString();
+    EXPECT_EQ(process.exitCode(), 0) << err.toStdString();
+    EXPECT_EQ(err,
+              "vestry list: " + premiere + "/Locked: the folder could not be read (Permission denied)\n");
+    EXPECT_TRUE(process.readAllStandardOutput().contains("Total: 2 projects, 4 autosaves"));
 }
 
 TEST_F(CommandLine, PruneWaitsForAnotherRunsLockThenNamesTheHolder) {
