@@ -27,7 +27,8 @@ Outcome trashAutosave(const BMAutoItemPtr& item, RemovalReport& report) {
     }
     // Taken before the move: the item's own fields say what it was.
     RemovedAutosave removed{path, item->fileSize(), item->createdDate()};
-    if (!BMFileManager::trashFile(path) || FileTree::exists(path)) {
+    QString cause;
+    if (!BMFileManager::trashFile(path, true, &cause) || FileTree::exists(path)) {
         if (!FileTree::exists(path)) {
             // Moved away by something else while this run was at it.
             report.missing << path;
@@ -35,6 +36,8 @@ Outcome trashAutosave(const BMAutoItemPtr& item, RemovalReport& report) {
         }
         BMLog::appendLog(QStringLiteral("Unable to move %1 to the Trash").arg(path));
         report.failed << path;
+        if (!cause.isEmpty())
+            report.reasons.insert(path, cause);
         return Outcome::Failed;
     }
     report.removed << removed;
@@ -58,7 +61,8 @@ double RemovalReport::bytes() const {
     return total;
 }
 
-bool AutosaveRemoval::removeFolderIfEmpty(const QString& path, RemovalReport* report, const QString& location) {
+bool AutosaveRemoval::removeFolderIfEmpty(const QString& path, RemovalReport* report,
+                                          const QString& location) {
     // BMFileManager counts a path it cannot list as empty, which would remove a file.
     if (path.isEmpty() || !BMFileManager::isDirectoryAtPath(path) ||
         BMFileManager::isSymbolicLinkAtPath(path))

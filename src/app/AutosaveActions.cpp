@@ -15,6 +15,7 @@
 #include "catalogue/AutosaveType.h"
 #include "foundation/BMException.h"
 #include "foundation/BMLog.h"
+#include "foundation/FileName.h"
 #include "foundation/MainThread.h"
 #include "foundation/PathText.h"
 #include "foundation/platform/Platform.h"
@@ -91,10 +92,14 @@ private:
 };
 
 // Tells the user about files an action could not handle, without waiting for an answer.
-void reportFailures(const QString& message, const QStringList& paths) {
+// Where the cause is known, the line names it.
+void reportFailures(const QString& message, const QStringList& paths,
+                    const QHash<QString, QString>& reasons = {}) {
     if (paths.isEmpty())
         return;
-    QStringList shown = paths.mid(0, 5);
+    QStringList shown;
+    for (const QString& path : paths.mid(0, 5))
+        shown << reasons.value(path, FileName::displayText(path));
     if (paths.size() > shown.size())
         shown << QStringLiteral("…");
     BMAlert::alertSheetWithButtons(
@@ -255,7 +260,7 @@ void AutosaveActions::removeIndexSet(const SelectedRows& rows) {
     const RemovalReport report = AutosaveRemoval::removeIndexSet(rows, relay.callback());
     relay.finish();
     reportBusy(report);
-    reportFailures(tr("Some autosaves could not be moved to the Trash."), report.failed);
+    reportFailures(tr("Some autosaves could not be moved to the Trash."), report.failed, report.reasons);
     m_controller->populateData();
 }
 
@@ -264,7 +269,7 @@ void AutosaveActions::removeChildren(const BMAutoItemList& items) {
     const RemovalReport report = AutosaveRemoval::removeChildren(items, relay.callback());
     relay.finish();
     reportBusy(report);
-    reportFailures(tr("Some autosaves could not be moved to the Trash."), report.failed);
+    reportFailures(tr("Some autosaves could not be moved to the Trash."), report.failed, report.reasons);
     m_controller->populateData();
 }
 
@@ -370,7 +375,8 @@ void AutosaveActions::archiveSelectionToFile(const SelectedRows& rows, const QSt
     if (result.error.isError())
         BMAlert::alertSheetWithMessageText(result.error.message, result.error.informative, nullptr);
     if (result.archived) {
-        reportFailures(tr("Some autosaves could not be moved to the Trash."), result.removal.failed);
+        reportFailures(tr("Some autosaves could not be moved to the Trash."), result.removal.failed,
+                       result.removal.reasons);
         m_controller->populateData();
     }
 }

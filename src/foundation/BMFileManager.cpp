@@ -10,6 +10,7 @@
 #include "FileTree.h"
 #include "MainThread.h"
 #include "PathText.h"
+#include "foundation/FileName.h"
 #include "platform/Platform.h"
 
 #include <QAbstractEventDispatcher>
@@ -25,7 +26,6 @@
 #include <cstdio>
 #include <sys/stat.h>
 #include <unistd.h>
-#include "foundation/FileName.h"
 
 namespace {
 
@@ -50,13 +50,16 @@ bool isProtected(const QString& path, const char* message) {
 
 // The text rule cannot see through links; the real path of what is about to go is checked
 // as well. Only for an item that is there: a path where nothing is has nothing to lose.
-bool isRefusedOnDisk(const QString& path, const char* action) {
+bool isRefusedOnDisk(const QString& path, const char* action, QString* why = nullptr) {
     if (!FileTree::exists(path))
         return false;
     const QString reason = DestructiveGuard().refusal(path);
     if (reason.isEmpty())
         return false;
-    BMLog::appendLogAndPrint(QStringLiteral("Unable to %1: %2.").arg(QLatin1String(action), reason));
+    const QString message = QStringLiteral("Unable to %1: %2.").arg(QLatin1String(action), reason);
+    BMLog::appendLogAndPrint(message);
+    if (why)
+        *why = message;
     return true;
 }
 
@@ -181,24 +184,34 @@ bool BMFileManager::trashFile(const QString& path) {
     return trashFile(path, true);
 }
 
-bool BMFileManager::trashFile(const QString& path, bool shouldAuth) {
-    if (isProtected(path, "Unable to trash path %1 because it is a system directory.") ||
-        isRefusedOnDisk(path, "move to the Trash"))
+bool BMFileManager::trashFile(const QString& path, bool shouldAuth, QString* error) {
+    const auto fail = [&](const QString& why) {
+        if (error)
+            *error = why;
         return false;
+    };
+    if (isProtected(path, "Unable to trash path %1 because it is a system directory."))
+        return fail(QStringLiteral("Unable to move %1 to the Trash: it is a system folder")
+                        .arg(FileName::displayText(path)));
+    QString refusal;
+    if (isRefusedOnDisk(path, "move to the Trash", &refusal))
+        return fail(refusal);
     unlockFile(path);
     if (!FileTree::exists(path))
         return true;
-    QString error;
-    if (platform().moveToTrash(path, BMLocalPaths::trashDirectory(), &error))
+    QString cause;
+    if (platform().moveToTrash(path, BMLocalPaths::trashDirectory(), &cause))
         return true;
     const QString message =
-        QStringLiteral("Unable to move %1 to the Trash: %2").arg(FileName::displayText(path), error);
+        QStringLiteral("Unable to move %1 to the Trash: %2").arg(FileName::displayText(path), cause);
     if (!shouldAuth) {
         BMLog::appendLogAndPrint(message);
-        return false;
+        return fail(message);
     }
     BMLog::appendLog(message + QStringLiteral(". Authorizing..."));
-    return authorization().authTrashFile(path);
+    if (authorization().authTrashFile(path))
+        return true;
+    return fail(message);
 }
 
 bool BMFileManager::trashFileWithTimeout(const QString& path, qint64 seconds) {

@@ -103,8 +103,9 @@ public:
 
     // ---- Trash --------------------------------------------------------------------------
     // Into the user's Trash, restorable from there. A path where nothing is counts as done.
+    // error: why the item did not go, naming it (also logged).
     static bool trashFile(const QString& path);
-    static bool trashFile(const QString& path, bool shouldAuth);
+    static bool trashFile(const QString& path, bool shouldAuth, QString* error = nullptr);
     static bool trashFileWithTimeout(const QString& path, qint64 seconds);
     // Every entry of the folder (the folder stays); true only when every entry went.
     static bool trashDirectoryContents(const QString& folder);

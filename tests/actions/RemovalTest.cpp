@@ -51,6 +51,10 @@ TEST_F(Removal, ARefusingTrashStopsTheCommandLineButNotTheWindow) {
     const RemovalReport stopped =
         AutosaveRemoval::removeChildren(items, {}, AutosaveRemoval::OnFailure::Stop);
     EXPECT_EQ(stopped.failed, QStringList{premiere("Beta/Beta-1.prproj")});
+    // The report says which file and why, for the window's alert and the command's message.
+    const QString reason = stopped.reasons.value(premiere("Beta/Beta-1.prproj"));
+    EXPECT_TRUE(reason.contains(premiere("Beta/Beta-1.prproj")) && reason.contains("Not a directory"))
+        << reason.toStdString();
     const RemovalReport continued =
         AutosaveRemoval::removeChildren(items, {}, AutosaveRemoval::OnFailure::Continue);
     EXPECT_EQ(continued.failed,
