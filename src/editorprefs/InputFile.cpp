@@ -1,4 +1,6 @@
 #include "InputFile.h"
+#include "foundation/FileName.h"
+#include "foundation/UniqueFd.h"
 
 #include <QFile>
 
@@ -11,7 +13,6 @@
 #include <unistd.h>
 #include <vector>
 #include <zlib.h>
-#include "foundation/FileName.h"
 
 namespace {
 
@@ -24,21 +25,6 @@ QString errnoText() {
     return QString::fromLocal8Bit(std::strerror(errno));
 }
 
-class FileDescriptor {
-public:
-    explicit FileDescriptor(int fd) : m_fd(fd) {}
-    ~FileDescriptor() {
-        if (m_fd >= 0)
-            ::close(m_fd);
-    }
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-    int get() const { return m_fd; }
-
-private:
-    int m_fd;
-};
-
 } // namespace
 
 bool InputFile::readPieces(const QString& path, qint64 limit,
@@ -48,14 +34,13 @@ bool InputFile::readPieces(const QString& path, qint64 limit,
         return false;
     }
     // Non-blocking, so that opening a named pipe that nobody writes returns at once.
-    FileDescriptor fd(
-        ::open(FileName::encode(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-    if (fd.get() < 0) {
+    UniqueFd fd(::open(FileName::encode(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (fd.fd < 0) {
         setError(error, QStringLiteral("The file %1 could not be opened: %2").arg(path, errnoText()));
         return false;
     }
     struct stat info {};
-    if (::fstat(fd.get(), &info) != 0 || !S_ISREG(info.st_mode)) {
+    if (::fstat(fd.fd, &info) != 0 || !S_ISREG(info.st_mode)) {
         setError(error, QStringLiteral("%1 is not a regular file.").arg(path));
         return false;
     }
@@ -63,7 +48,7 @@ bool InputFile::readPieces(const QString& path, qint64 limit,
     qint64 total = 0;
     while (total < limit) {
         const size_t wanted = size_t(std::min<qint64>(pieceSize, limit - total));
-        const ssize_t n = ::read(fd.get(), buffer.data(), wanted);
+        const ssize_t n = ::read(fd.fd, buffer.data(), wanted);
         if (n < 0 && errno == EINTR)
             continue;
         if (n < 0) {

@@ -1,6 +1,7 @@
 #include "CheckedCopy.h"
 
 #include "FileName.h"
+#include "UniqueFd.h"
 
 #include <cerrno>
 #include <cstring>
@@ -18,20 +19,9 @@ QString shown(const QByteArray& path) {
     return FileName::displayText(FileName::decode(path));
 }
 
-struct Fd {
-    int fd = -1;
-    explicit Fd(int value) : fd(value) {}
-    ~Fd() {
-        if (fd >= 0)
-            ::close(fd);
-    }
-    Fd(const Fd&) = delete;
-    Fd& operator=(const Fd&) = delete;
-};
-
 bool sameContents(const QByteArray& source, const QByteArray& copy, QString* why) {
-    Fd from(::open(source.constData(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-    Fd to(::open(copy.constData(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    UniqueFd from(::open(source.constData(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    UniqueFd to(::open(copy.constData(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
     if (from.fd < 0 || to.fd < 0) {
         *why = QStringLiteral("%1: %2").arg(shown(from.fd < 0 ? source : copy), cause(errno));
         return false;
@@ -117,7 +107,7 @@ bool CheckedCopy::checkEntry(const QByteArray& source, const QByteArray& copy, Q
         if (!checkEntry(source + '/' + name, copy + '/' + name, why))
             return false;
     }
-    Fd folder(::open(copy.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    UniqueFd folder(::open(copy.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (folder.fd < 0 || ::fsync(folder.fd) != 0) {
         *why = QStringLiteral("%1: %2").arg(shown(copy), cause(errno));
         return false;

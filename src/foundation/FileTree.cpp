@@ -2,6 +2,7 @@
 
 #include "foundation/CheckedCopy.h"
 #include "foundation/FileName.h"
+#include "foundation/UniqueFd.h"
 
 #include <QFile>
 
@@ -19,18 +20,6 @@
 namespace FileTree {
 
 namespace {
-
-// Closes a descriptor when the scope ends.
-struct Fd {
-    int fd = -1;
-    explicit Fd(int value) : fd(value) {}
-    ~Fd() {
-        if (fd >= 0)
-            ::close(fd);
-    }
-    Fd(const Fd&) = delete;
-    Fd& operator=(const Fd&) = delete;
-};
 
 struct CopyState {
     const CopyControl* control = nullptr;
@@ -152,8 +141,8 @@ bool copyTree(const QByteArray& source, const QByteArray& destination, CopyState
             if (!copyTree(source + '/' + name, destination + '/' + name, state, &childCreated))
                 return false;
         }
-        Fd from(::open(source.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        Fd to(::open(destination.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        UniqueFd from(::open(source.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        UniqueFd to(::open(destination.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         if (from.fd >= 0 && to.fd >= 0)
             copyAttributes(from.fd, to.fd);
         if (to.fd >= 0)
@@ -165,10 +154,10 @@ bool copyTree(const QByteArray& source, const QByteArray& destination, CopyState
         errno = EOPNOTSUPP;
         return false;
     }
-    Fd from(::open(source.constData(), O_RDONLY | O_CLOEXEC));
+    UniqueFd from(::open(source.constData(), O_RDONLY | O_CLOEXEC));
     if (from.fd < 0)
         return false;
-    Fd to(::open(destination.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    UniqueFd to(::open(destination.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (to.fd < 0)
         return false;
     *created = true;

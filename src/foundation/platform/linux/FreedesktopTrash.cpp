@@ -4,6 +4,7 @@
 #include "foundation/CheckedCopy.h"
 #include "foundation/FileName.h"
 #include "foundation/FileTree.h"
+#include "foundation/UniqueFd.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -35,17 +36,6 @@ QString shown(const QByteArray& path) {
 QByteArray join(const QByteArray& folder, const QByteArray& name) {
     return folder.endsWith('/') ? folder + name : folder + '/' + name;
 }
-
-struct Fd {
-    int fd = -1;
-    explicit Fd(int value) : fd(value) {}
-    ~Fd() {
-        if (fd >= 0)
-            ::close(fd);
-    }
-    Fd(const Fd&) = delete;
-    Fd& operator=(const Fd&) = delete;
-};
 
 // The user whose Trash is filled. Root working for somebody else gives what it makes to that
 // user, so that their file manager can empty it.
