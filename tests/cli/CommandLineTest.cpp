@@ -8,6 +8,7 @@
 #include "foundation/SettingsKeys.h"
 #include "foundation/platform/linux/LinuxPlatform.h"
 #include "support/TempHome.h"
+#include "support/Tmpfs.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -23,9 +24,9 @@
 #include <archive_entry.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <memory>
 #include <pty.h>
 #include <pwd.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -649,22 +650,17 @@ protected:
         if (IsSkipped())
             return;
         disk = home().root() + "/full";
-        QDir().mkpath(disk);
-        if (::mount("tmpfs", disk.toUtf8().constData(), "tmpfs", 0, "size=64k,nr_inodes=64") != 0)
-            GTEST_SKIP() << "mounting a tmpfs is not permitted here: " << std::strerror(errno);
-        mounted = true;
-        QFile filler(disk + "/filler");
-        ASSERT_TRUE(filler.open(QIODevice::WriteOnly));
-        while (filler.write(QByteArray(4096, 'f')) > 0 && filler.flush()) {
-        }
+        volume = std::make_unique<Tmpfs>(disk, "size=64k,nr_inodes=64");
+        if (!volume->mounted())
+            GTEST_SKIP() << volume->why().toStdString();
+        volume->fill();
     }
     void TearDown() override {
-        if (mounted)
-            ::umount2(disk.toUtf8().constData(), MNT_DETACH);
+        volume.reset();
         CommandLine::TearDown();
     }
     QString disk;
-    bool mounted = false;
+    std::unique_ptr<Tmpfs> volume;
 };
 
 TEST_F(CommandLineOnAFullDisk, AnArchiveThatDoesNotFitNamesTheFileAndTheCauseAndMovesNothing) {

@@ -1,6 +1,7 @@
 // A move across volumes takes from the original only what it copied and proved whole.
 #include "foundation/CheckedCopy.h"
 
+#include "Tmpfs.h"
 #include "foundation/FileTree.h"
 
 #include <QDir>
@@ -8,7 +9,6 @@
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
-#include <sys/mount.h>
 
 namespace {
 
@@ -70,13 +70,9 @@ TEST_F(CheckedCopyTest, WhatArrivesOrChangesAfterTheCheckStaysAndADifferentCopyI
 
 TEST_F(CheckedCopyTest, AMoveToAnotherVolumeEndsWithTheOriginalGoneOrWhole) {
     const QString volume = dir.path() + "/Volume";
-    QDir().mkpath(volume);
-    if (::mount("tmpfs", bytes(volume).constData(), "tmpfs", 0, "size=64k") != 0)
-        GTEST_SKIP() << "mounting a tmpfs is not permitted here";
-    struct Unmount {
-        QByteArray path;
-        ~Unmount() { ::umount2(path.constData(), MNT_DETACH); }
-    } unmount{bytes(volume)};
+    const Tmpfs mounted(volume, "size=64k");
+    if (!mounted.mounted())
+        GTEST_SKIP() << mounted.why().toStdString();
 
     QString error;
     ASSERT_TRUE(FileTree::moveItem(source, volume + "/Beta", &error)) << error.toStdString();

@@ -1,4 +1,5 @@
 #include "FileOpsFixture.h"
+#include "Tmpfs.h"
 #include "foundation/BMLog.h"
 #include "foundation/BMSettings.h"
 #include "foundation/PlistFile.h"
@@ -7,7 +8,7 @@
 #include <QDir>
 #include <QFileInfo>
 
-#include <sys/mount.h>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -161,18 +162,16 @@ protected:
     void SetUp() override {
         Settings::SetUp();
         folder = home().root() + "/small";
-        QDir().mkpath(folder);
-        if (::mount("tmpfs", folder.toUtf8().constData(), "tmpfs", 0, "size=64k,nr_inodes=64") != 0)
-            GTEST_SKIP() << "mounting a tmpfs is not permitted here: " << std::strerror(errno);
-        mounted = true;
+        volume = std::make_unique<Tmpfs>(folder, "size=64k,nr_inodes=64");
+        if (!volume->mounted())
+            GTEST_SKIP() << volume->why().toStdString();
     }
     void TearDown() override {
-        if (mounted)
-            ::umount2(folder.toUtf8().constData(), MNT_DETACH);
+        volume.reset();
         Settings::TearDown();
     }
     QString folder;
-    bool mounted = false;
+    std::unique_ptr<Tmpfs> volume;
 };
 
 TEST_F(SettingsOnAFullDisk, AWriteThatFailsLeavesTheFileAsItWasSaysWhyAndIsMadeLater) {
@@ -181,11 +180,7 @@ TEST_F(SettingsOnAFullDisk, AWriteThatFailsLeavesTheFileAsItWasSaysWhyAndIsMadeL
     BMSettings small([&] { return path; });
     ASSERT_TRUE(small.setValue("kept", "before"));
     const QByteArray before = readFile(path);
-    QFile filler(folder + "/filler");
-    ASSERT_TRUE(filler.open(QIODevice::WriteOnly));
-    while (filler.write(QByteArray(4096, 'f')) > 0 && filler.flush()) {
-    }
-    filler.close();
+    volume->fill();
 
     ConsoleCapture console;
     EXPECT_FALSE(small.setValue("big", QString(16384, 'b')));
@@ -198,7 +193,7 @@ TEST_F(SettingsOnAFullDisk, AWriteThatFailsLeavesTheFileAsItWasSaysWhyAndIsMadeL
     EXPECT_EQ(QDir(folder).entryList(QDir::Files | QDir::Hidden),
               (QStringList{"com.brightmoor.Vestry.plist", "filler"}));
 
-    QFile::remove(filler.fileName());
+    QFile::remove(folder + "/filler");
     EXPECT_TRUE(small.synchronize());
     EXPECT_EQ(PlistFile::readDictionary(path)->value("big").toString().size(), 16384);
 }

@@ -1,6 +1,7 @@
 // The freedesktop Trash on real file systems: records read by the real trash-cli, full and
 // inode-less tmpfs volumes, a second volume with its own Trash, a second user.
 #include "FileOpsFixture.h"
+#include "Tmpfs.h"
 #include "foundation/BMFileManager.h"
 #include "foundation/FileName.h"
 #include "foundation/platform/linux/FreedesktopTrash.h"
@@ -18,9 +19,10 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
-#include <sys/mount.h>
+#include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -110,10 +112,8 @@ Outcome run(const QString& program, const QStringList& arguments, const QProcess
 class TrashTest : public FileOpsTest {
 protected:
     void TearDown() override {
-        for (auto it = m_mounts.rbegin(); it != m_mounts.rend(); ++it) {
-            if (::umount(it->constData()) != 0)
-                ::umount2(it->constData(), MNT_DETACH);
-        }
+        while (!m_mounts.empty())
+            m_mounts.pop_back(); // the innermost first
         removeUndecodableNames(home().root());
         FileOpsTest::TearDown();
     }
@@ -131,11 +131,8 @@ protected:
 
     // A tmpfs at a folder of the test; false where mounting is not permitted.
     bool mountTmpfs(const QString& folder, const QByteArray& options) {
-        QDir().mkpath(folder);
-        if (::mount("tmpfs", QFile::encodeName(folder).constData(), "tmpfs", 0, options.constData()) != 0)
-            return false;
-        m_mounts << QFile::encodeName(folder);
-        return true;
+        m_mounts.push_back(std::make_unique<Tmpfs>(folder, options));
+        return m_mounts.back()->mounted();
     }
     QString dataHome() const { return qEnvironmentVariable("XDG_DATA_HOME"); }
     // The home Trash's data folder on a tmpfs of its own.
@@ -145,15 +142,6 @@ protected:
         return home().platform().moveToTrash(path, trash(), error);
     }
 
-    // Writes into a file until the volume is full.
-    static void fillVolume(const QString& folder) {
-        const int fd = ::open(QFile::encodeName(folder + "/filler").constData(), O_WRONLY | O_CREAT, 0600);
-        ASSERT_GE(fd, 0);
-        const QByteArray chunk(1 << 16, 'f');
-        while (::write(fd, chunk.constData(), size_t(chunk.size())) > 0) {
-        }
-        ::close(fd);
-    }
     // Creates empty files until the volume has no inode left.
     static void useUpInodes(const QString& folder) {
         for (int i = 0; i < 100000; ++i) {
@@ -205,7 +193,7 @@ protected:
         return path;
     }
 
-    QList<QByteArray> m_mounts;
+    std::vector<std::unique_ptr<Tmpfs>> m_mounts;
 };
 
 // ---- Records that other Trash tools read ----------------------------------------------------
@@ -265,8 +253,8 @@ TEST_F(TrashTest, GioListsTheOriginalPath) {
     const QString item = writeWork("100% a\tb.fcp", "x");
     ASSERT_TRUE(moveToTrash(item, nullptr));
     // gio reads the Trash through the gvfs daemon, which a bus of the test's own starts.
-    const Outcome list = run("dbus-run-session", {"--", "gio", "trash", "--list"},
-                             QProcessEnvironment::systemEnvironment());
+    const Outcome list =
+        run("dbus-run-session", {"--", "gio", "trash", "--list"}, QProcessEnvironment::systemEnvironment());
     if (!list.finished || list.exitCode != 0)
         GTEST_SKIP() << "gio cannot list the Trash here (it needs gvfs and dbus-run-session): "
                      << list.output.toStdString();
@@ -306,7 +294,7 @@ TEST_F(TrashTest, OnAFullDiskTheItemStaysWithoutARecordAndTheMessageSaysWhy) {
     QDir().mkpath(trash() + "/files");
     QDir().mkpath(trash() + "/info");
     const QString item = writeBytes(dataHome() + "/a.mov", "x");
-    fillVolume(dataHome());
+    m_mounts.back()->fill();
     ConsoleCapture console;
     EXPECT_FALSE(BMFileManager::trashFile(item, false));
     EXPECT_EQ(readBytes(item), "x");
@@ -449,8 +437,7 @@ TEST_F(TrashTest, AnItemOnAReadOnlyVolumeIsNotCopiedAnywhere) {
     if (!mountTmpfs(volume, "size=1m"))
         GTEST_SKIP() << "mounting a tmpfs is not permitted here";
     const QString item = writeBytes(volume + "/a.mov", "x");
-    ASSERT_EQ(
-        ::mount("tmpfs", QFile::encodeName(volume).constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    ASSERT_TRUE(m_mounts.back()->remountReadOnly());
     QString error;
     EXPECT_FALSE(moveToTrash(item, &error));
     EXPECT_TRUE(error.contains("Read-only file system")) << error.toStdString();
