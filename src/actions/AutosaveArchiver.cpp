@@ -6,6 +6,7 @@
 #include "foundation/BMLocalPaths.h"
 #include "foundation/BMLog.h"
 #include "foundation/BMTaskEx.h"
+#include "foundation/FileName.h"
 #include "foundation/FileTree.h"
 #include "foundation/PathText.h"
 #include "foundation/ScratchFolder.h"
@@ -137,13 +138,17 @@ ActionError checkArchive(const QString& destination, const BMAutoItemList& autos
             }
         }
         if (!found || bytes != qint64(FileTree::contentSize(item->path()))) {
+            const QString shown = FileName::displayText(item->path());
             BMLog::appendLog(QStringLiteral("The archive %1 lacks %2 (%3)")
-                                 .arg(destination, item->path(),
+                                 .arg(destination, shown,
                                       found ? QStringLiteral("%1 bytes of %2")
                                                   .arg(bytes)
                                                   .arg(FileTree::contentSize(item->path()))
                                             : QStringLiteral("no entry %1").arg(name)));
-            lacking << item->path();
+            // Zip names are UTF-8: other bytes do not come back as they were.
+            lacking << (FileName::hasInvalidBytes(item->path())
+                            ? QStringLiteral("%1 (its name is not valid UTF-8)").arg(shown)
+                            : shown);
         }
     }
     if (lacking.isEmpty())

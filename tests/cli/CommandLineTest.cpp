@@ -487,6 +487,17 @@ TEST_F(CommandLine, LinksAndNamesThatAreNotUtf8AreNamedAndSuchAFileGoesToTheTras
     EXPECT_EQ(readBytes(older), "1.prproj");
     EXPECT_TRUE(QFileInfo(premiere + "/Beta/Beta-0.prproj").isSymLink());
     EXPECT_EQ(readFile(home().root() + "/Far/Other-1.prproj"), "far");
+
+    // A zip holds UTF-8 names only: the archive says which name it could not keep and
+    // moves nothing.
+    // (A shell passes the name's bytes, which a QString argument cannot.)
+    const Outcome archive = run({"-c", "exec \"$0\" archive --to \"$1\" \"$2$(printf '\\351')\"",
+                                 VESTRY_PROGRAM, home().root() + "/Cafe.zip", premiere + "/Caf"},
+                                environment(), "/bin/sh");
+    EXPECT_EQ(archive.exitCode, 1);
+    EXPECT_TRUE(archive.err.contains(escaped + "/Caf\\xe9-1.prproj (its name is not valid UTF-8)"))
+        << archive.err.toStdString();
+    EXPECT_EQ(readBytes(older), "1.prproj");
     // QTemporaryDir cannot remove what it cannot name.
     for (const QByteArray& file : {older, cafe + "/Caf\xe9-2.prproj", trash + "files/Caf\xe9-1.prproj",
                                    trash + "info/Caf\xe9-1.prproj.trashinfo"})
