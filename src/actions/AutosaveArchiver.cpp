@@ -82,9 +82,11 @@ Result gatherAndCompress(const BMAutoItemList& autosaves, const QString& temp, c
         const QString copy = PathText::appendingComponent(target, PathText::lastComponent(item->path()));
         if (!FileTree::copyItem(item->path(), copy, &error, &control)) {
             BMLog::appendLog(QStringLiteral("Unable to copy %1 to %2: %3").arg(item->path(), copy, error));
+            // The copy's error names the file and the cause (a full disk, a file that cannot
+            // be read), which is what the user can act on.
             return failed(QStringLiteral("Unable to copy files to temp folder. Archiving aborted."),
                           QStringLiteral("Unable to copy files to temp folder."),
-                          QStringLiteral("Archiving aborted."));
+                          QStringLiteral("Archiving aborted. %1").arg(error));
         }
         doneBytes += qint64(FileTree::contentSize(item->path()));
     }

@@ -142,6 +142,7 @@ struct FailureCase {
     bool dittoFails;
     const char* rows;
     const char* message;
+    const char* detail;  // part of the informative text: the file and the cause
     const char* trashed; // an earlier archive at the destination goes, with the user's agreement
 };
 
@@ -161,6 +162,7 @@ TEST_P(ArchiveFailures, StopBeforeAnythingIsRemoved) {
     const AutosaveArchiver::Result result =
         AutosaveArchiver::archiveSelectionToFile(rows(QString(row.rows).split(',')), destination());
     EXPECT_EQ(result.error.message, row.message);
+    EXPECT_TRUE(result.error.informative.contains(row.detail)) << result.error.informative.toStdString();
     EXPECT_FALSE(result.archived);
     EXPECT_FALSE(QFileInfo::exists(destination()));
     EXPECT_EQ(trashRecords().keys().join(','), row.trashed);
@@ -171,12 +173,13 @@ TEST_P(ArchiveFailures, StopBeforeAnythingIsRemoved) {
 INSTANTIATE_TEST_SUITE_P(
     Failures, ArchiveFailures,
     ::testing::Values(FailureCase{"AllFilesGone", "Documents/Adobe Premiere Pro Auto-Save/Gone/Gone-1.prproj",
-                                  false, "Gone", "Error: no files to archive.", ""},
+                                  false, "Gone", "Error: no files to archive.", "", ""},
                       FailureCase{"DittoFailsWithAnOldArchiveInPlace", "Autosaves.zip", true, "Beta",
-                                  "Error: unable to create archive.", "Autosaves.zip"},
+                                  "Error: unable to create archive.", "", "Autosaves.zip"},
                       // Two events' backups of the same name meet in one "Backups" folder.
                       FailureCase{
                           "SameNameFromTwoFolders",
                           "Movies/Wedding.fcpbundle/Reception/Backups/Ceremony 2026-11-16 10-00.fcpevent",
-                          false, "Ceremony,Reception", "Unable to copy files to temp folder.", ""}),
+                          false, "Ceremony,Reception", "Unable to copy files to temp folder.",
+                          "Ceremony 2026-11-16 10-00.fcpevent: File exists", ""}),
     [](const ::testing::TestParamInfo<FailureCase>& info) { return std::string(info.param.rowName); });
