@@ -18,12 +18,12 @@ struct RemovedAutosave {
 
 // What a removal did.
 struct RemovalReport {
-    QList<RemovedAutosave> removed; // in the Trash now, in the order removed
-    QStringList missing;            // already gone (another run moved them since the scan): no failure
-    QStringList failed;             // still in place: the Trash refused them
+    QList<RemovedAutosave> removed;  // in the Trash now, in the order removed
+    QStringList missing;             // already gone (another run moved them since the scan): no failure
+    QStringList failed;              // still in place: the Trash refused them
     QHash<QString, QString> reasons; // why, for those of failed where it is known
-    QStringList foldersRemoved;     // folders left empty and removed
-    QString error;                  // why nothing was touched at all (another run holds a location)
+    QStringList foldersRemoved;      // folders left empty and removed
+    QString error;                   // why nothing was touched at all (another run holds a location)
 
     double bytes() const;
     bool ok() const { return failed.isEmpty() && error.isEmpty(); }

@@ -9,6 +9,7 @@
 #include "catalogue/AutosaveType.h"
 #include "catalogue/OutlineText.h"
 #include "foundation/BMFileManager.h"
+#include "foundation/FileName.h"
 #include "foundation/FileTree.h"
 #include "foundation/PathText.h"
 
@@ -16,7 +17,6 @@
 #include <QMap>
 
 #include <optional>
-#include "foundation/FileName.h"
 
 namespace {
 

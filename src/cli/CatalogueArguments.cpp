@@ -4,10 +4,10 @@
 #include "foundation/BMFileManager.h"
 #include "foundation/BMSettings.h"
 #include "foundation/Console.h"
+#include "foundation/FileName.h"
 
 #include <QDir>
 #include <QFile>
-#include "foundation/FileName.h"
 
 namespace CatalogueArguments {
 

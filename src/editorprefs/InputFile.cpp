@@ -1,4 +1,5 @@
 #include "InputFile.h"
+
 #include "foundation/FileName.h"
 #include "foundation/UniqueFd.h"
 

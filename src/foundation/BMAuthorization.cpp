@@ -7,6 +7,7 @@
 #include "Console.h"
 #include "DestructiveGuard.h"
 #include "PathText.h"
+#include "foundation/FileName.h"
 #include "platform/Platform.h"
 
 #include <QDir>
@@ -16,7 +17,6 @@
 #include <cerrno>
 #include <sys/stat.h>
 #include <unistd.h>
-#include "foundation/FileName.h"
 
 namespace {
 
@@ -325,7 +325,8 @@ bool BMAuthorization::authTrashFile(const QString& path, [[maybe_unused]] bool d
     // A record must never point at nothing, and success means the item is in the Trash.
     if (!moved || itemExists(path) || !itemExists(target)) {
         platform().removeTrashRecord(trash, nameInTrash);
-        Console::print(QStringLiteral("Unable to trash path %1: it could not be moved to %2.").arg(path, target));
+        Console::print(
+            QStringLiteral("Unable to trash path %1: it could not be moved to %2.").arg(path, target));
         return false;
     }
     return true;

@@ -1,6 +1,7 @@
 // Path patterns and file names: the part of BMFileManager that works on names only.
 #include "BMFileManager.h"
 #include "PathText.h"
+#include "foundation/FileName.h"
 
 #include <QFile>
 
@@ -10,7 +11,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include "foundation/FileName.h"
 
 QStringList BMFileManager::contentsOfDirectory(const QString& path, bool* ok, QString* error,
                                                QStringList* symbolicLinks) {
@@ -53,8 +53,7 @@ bool BMFileManager::fileExistsAtPath(const QString& path) {
 
 bool BMFileManager::isDirectoryAtPath(const QString& path) {
     struct stat info {};
-    return !path.isEmpty() && ::stat(FileName::encode(path).constData(), &info) == 0 &&
-           S_ISDIR(info.st_mode);
+    return !path.isEmpty() && ::stat(FileName::encode(path).constData(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
 bool BMFileManager::matchesLikePattern(const QString& name, const QString& pattern) {

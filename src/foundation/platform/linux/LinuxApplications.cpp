@@ -1,12 +1,12 @@
 // Editors' applications and the name search on Linux.
 #include "LinuxPlatform.h"
 #include "foundation/BMTaskEx.h"
+#include "foundation/FileName.h"
 #include "foundation/PathText.h"
 #include "foundation/PlistFile.h"
 
 #include <QFileInfo>
 #include <QMap>
-#include "foundation/FileName.h"
 
 #include <cerrno>
 #include <cstring>

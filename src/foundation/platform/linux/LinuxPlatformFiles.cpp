@@ -3,6 +3,7 @@
 #include "FreedesktopTrash.h"
 #include "LinuxPlatform.h"
 #include "foundation/ChildProcess.h"
+#include "foundation/FileName.h"
 
 #include <QDir>
 #include <QFile>
@@ -20,7 +21,6 @@
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include "foundation/FileName.h"
 
 namespace {
 
@@ -58,7 +58,7 @@ QString LinuxPlatform::trashItemsFolder(const QString& trashDirectory) const {
 }
 
 QByteArray LinuxPlatform::trashRecord(const QString& originalPath, const QDateTime& deletionDate) {
-        // The bytes of the path, so that a name that is not valid UTF-8 comes back as it was.
+    // The bytes of the path, so that a name that is not valid UTF-8 comes back as it was.
     return QByteArrayLiteral("[Trash Info]\nPath=") + FileName::encode(originalPath).toPercentEncoding("/") +
            QByteArrayLiteral("\nDeletionDate=") +
            deletionDate.toLocalTime().toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss")).toLatin1() + '\n';
