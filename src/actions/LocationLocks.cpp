@@ -16,16 +16,6 @@ namespace {
 // The locations this thread holds now.
 thread_local QSet<QString> t_held;
 
-QString canonical(const QString& location) {
-    const QByteArray encoded = FileName::encode(location);
-    char* resolved = ::realpath(encoded.constData(), nullptr);
-    if (!resolved)
-        return location;
-    const QString path = FileName::decode(resolved);
-    ::free(resolved);
-    return path;
-}
-
 } // namespace
 
 std::chrono::milliseconds LocationLocks::wait() {
@@ -54,7 +44,7 @@ std::optional<LocationLocks> LocationLocks::acquire(const BMAutoItemList& autosa
     for (const BMAutoItemPtr& item : autosaves) {
         if (!item)
             continue;
-        const QString location = canonical(locationOf(item));
+        const QString location = LocationLock::canonicalLocation(locationOf(item));
         if (!location.isEmpty() && !locations.contains(location) && !t_held.contains(location))
             locations << location;
     }

@@ -20,17 +20,6 @@ QString lockFolder() {
     return PathText::appendingComponent(BMLocalPaths::cacheDirectory(true), QStringLiteral("Vestry/locks"));
 }
 
-// Two spellings of one folder (a link, a trailing "/", "..") must meet on one lock.
-QString canonicalLocation(const QString& location) {
-    const QByteArray encoded = FileName::encode(location);
-    char* resolved = ::realpath(encoded.constData(), nullptr);
-    if (!resolved)
-        return location;
-    const QString canonical = FileName::decode(resolved);
-    ::free(resolved);
-    return canonical;
-}
-
 int openLockFile(const QString& path) {
     const QByteArray encoded = FileName::encode(path);
     int fd = ::open(encoded.constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
@@ -61,9 +50,20 @@ void writeHolder(int fd, const QString& activity) {
 
 } // namespace
 
+QString LocationLock::canonicalLocation(const QString& location) {
+    const QByteArray encoded = FileName::encode(location);
+    char* resolved = ::realpath(encoded.constData(), nullptr);
+    if (!resolved)
+        return location;
+    const QString canonical = FileName::decode(resolved);
+    ::free(resolved);
+    return canonical;
+}
+
 QString LocationLock::lockFilePath(const QString& location) {
     const QByteArray key =
-        QCryptographicHash::hash(FileName::encode(canonicalLocation(location)), QCryptographicHash::Sha1)
+        QCryptographicHash::hash(FileName::encode(LocationLock::canonicalLocation(location)),
+                                 QCryptographicHash::Sha1)
             .toHex();
     return PathText::appendingComponent(lockFolder(), QString::fromLatin1(key) + QStringLiteral(".lock"));
 }

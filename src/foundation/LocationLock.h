@@ -28,6 +28,9 @@ public:
     // short enough that nobody takes the program for hung.
     static constexpr std::chrono::milliseconds defaultWait{15000};
 
+    // Two spellings of one folder (a link, a trailing "/", "..") meet on one lock: the
+    // location's real path, or the path as given when it cannot be resolved.
+    static QString canonicalLocation(const QString& location);
     // The lock file of a location (for messages and tests).
     static QString lockFilePath(const QString& location);
     // Who holds the location's lock now; nothing when it is free.
