@@ -1,8 +1,10 @@
 // The XML helpers on arbitrary documents: the preference and project queries, and every
-// lookup and walk on the first elements of whatever parses.
+// lookup and walk on the first elements of whatever parses. Input that starts with gzip's
+// magic bytes is inflated first, as a project file is.
 #include "FuzzSupport.h"
 #include "editorprefs/BMPremierePrefParser.h"
 #include "editorprefs/BMXMLParser.h"
+#include "editorprefs/InputFile.h"
 #include "foundation/BMLog.h"
 
 namespace {
@@ -30,13 +32,26 @@ QList<pugi::xml_node> firstElements(const pugi::xml_node& root, int limit) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     prepareFuzzing();
+    const QByteArrayView input(reinterpret_cast<const char*>(data), qsizetype(size));
+    QByteArray inflated;
+    if (InputFile::isGzip(input)) {
+        constexpr qint64 limit = 1 << 20;
+        const std::optional<QByteArray> whole = InputFile::gunzip(input, limit);
+        if (!whole)
+            return 0;
+        FUZZ_CHECK(whole->size() <= limit);
+        // Only what follows the end of the stream may be cut off without notice.
+        const std::optional<QByteArray> shorter = InputFile::gunzip(input.first(input.size() - 1), limit);
+        FUZZ_CHECK(!shorter || *shorter == *whole);
+        inflated = *whole;
+    }
     pugi::xml_document document;
-    if (!BMXMLParser::parseDocument(QByteArrayView(reinterpret_cast<const char*>(data), qsizetype(size)),
-                                    document))
+    if (!BMXMLParser::parseDocument(inflated.isNull() ? input : QByteArrayView(inflated), document))
         return 0;
 
     for (const QString& query :
          {BMPremierePrefParser::recentDocumentsQuery, BMPremierePrefParser::previewLocationsQuery,
+          BMPremierePrefParser::newerPreviewLocationsQuery, BMPremierePrefParser::autoSaveLocationQuery,
           QStringLiteral("./Configuration/VariableForExMan/Data[@key='ProductVersion']")}) {
         QString error;
         const auto nodes = BMXMLParser::evaluate(query, document, &error);

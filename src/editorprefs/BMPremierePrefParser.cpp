@@ -20,6 +20,14 @@ const QString BMPremierePrefParser::previewLocationsQuery =
     QStringLiteral("./PremiereData[1]/ScratchDiskSettings[1]/"
                    "*[self::VideoPreviewLocation or self::AudioPreviewLocation][1]/text()");
 
+const QString BMPremierePrefParser::newerPreviewLocationsQuery =
+    QStringLiteral("./PremiereData[1]/ScratchDiskSettings[1]/"
+                   "*[self::VideoPreviewLocation0 or self::AudioPreviewLocation0]/text()");
+
+const QString BMPremierePrefParser::autoSaveLocationQuery =
+    QStringLiteral("./PremiereData[1]/ScratchDiskSettings[1]/"
+                   "*[self::AutoSaveLocation0 or self::AutoSaveLocation][1]/text()");
+
 namespace {
 
 void log(const QString& text) {
@@ -38,10 +46,43 @@ QStringList withFolderAppended(const QStringList& folders, const QString& name) 
     return paths;
 }
 
-// The preview locations of one project, "SameAsProject" and "MyDocuments" resolved.
-QStringList previewLocations(const QString& project, const QString& defaultFolder) {
+// What one project's scratch-disk settings name, "SameAsProject" and "MyDocuments" resolved.
+struct ProjectLocations {
+    QStringList previews;      // the query that has always been read
+    QStringList newerPreviews; // the names of later versions
+    QStringList autoSaves;
+};
+
+struct VersionFolders {
+    QStringList scratch;
+    QStringList newerScratch;
+    QStringList autoSaves;
+};
+
+bool readLocations(const QString& query, const pugi::xml_document& document, const QString& project,
+                   const QString& defaultFolder, QStringList& locations) {
+    QString error;
+    const std::optional<BMXMLParser::Nodes> nodes = BMXMLParser::evaluate(query, document, &error);
+    if (!nodes) {
+        log(QStringLiteral("Error querying Adobe Premiere project XML: %1").arg(error));
+        return false;
+    }
+    for (const pugi::xpath_node& node : *nodes) {
+        QString location = BMXMLParser::stringValue(node);
+        if (location == QLatin1String("SameAsProject"))
+            location = PathText::deletingLastComponent(project);
+        else if (location == QLatin1String("MyDocuments"))
+            location = defaultFolder;
+        if (!location.isEmpty())
+            locations.append(location);
+    }
+    return true;
+}
+
+ProjectLocations projectLocations(const QString& project, const QString& defaultFolder) {
     log(QStringLiteral("Loading Premiere project file data at %1...").arg(project));
     QString error;
+    // Plain or gzip-compressed XML alike: which one is told by the data, not the name.
     const std::optional<QByteArray> bytes =
         InputFile::readMaybeCompressed(project, BMPremierePrefParser::maximumProjectFileSize, &error);
     if (!bytes) {
@@ -54,34 +95,26 @@ QStringList previewLocations(const QString& project, const QString& defaultFolde
         return {};
     }
     log(QStringLiteral("Getting Premiere preview locations..."));
-    const std::optional<BMXMLParser::Nodes> nodes =
-        BMXMLParser::evaluate(BMPremierePrefParser::previewLocationsQuery, document, &error);
-    if (!nodes) {
-        log(QStringLiteral("Error querying Adobe Premiere project XML: %1").arg(error));
+    ProjectLocations locations;
+    if (!readLocations(BMPremierePrefParser::previewLocationsQuery, document, project, defaultFolder,
+                       locations.previews))
         return {};
-    }
-    QStringList locations;
-    for (const pugi::xpath_node& node : *nodes) {
-        QString location = BMXMLParser::stringValue(node);
-        if (location == QLatin1String("SameAsProject"))
-            location = PathText::deletingLastComponent(project);
-        else if (location == QLatin1String("MyDocuments"))
-            location = defaultFolder;
-        if (!location.isEmpty())
-            locations.append(location);
-    }
+    readLocations(BMPremierePrefParser::newerPreviewLocationsQuery, document, project, defaultFolder,
+                  locations.newerPreviews);
+    readLocations(BMPremierePrefParser::autoSaveLocationQuery, document, project, defaultFolder,
+                  locations.autoSaves);
     return locations;
 }
 
 // The folders one version's preferences lead to; the default folder where they cannot be
 // read.
-QStringList foldersForVersion(const QString& version, BMPremierePrefParser::Query query) {
+VersionFolders foldersForVersion(const QString& version, BMPremierePrefParser::Query query) {
     const QString fallback = BMPremierePrefParser::defaultFolder(version);
     const QString preferences = BMPremierePrefParser::findPreferenceFile(version);
     if (preferences.isEmpty()) {
         log(QStringLiteral("No preference file exists at %1.")
                 .arg(BMPremierePrefParser::preferenceFilePath(version)));
-        return {fallback};
+        return {{fallback}, {}, {}};
     }
     log(QStringLiteral("Loading preference file data..."));
     QString error;
@@ -89,31 +122,35 @@ QStringList foldersForVersion(const QString& version, BMPremierePrefParser::Quer
         InputFile::readMaybeCompressed(preferences, BMPremierePrefParser::maximumPreferenceFileSize, &error);
     if (!bytes) {
         log(QStringLiteral("Error loading Adobe Premiere preference data: %1").arg(error));
-        return {fallback};
+        return {{fallback}, {}, {}};
     }
     log(QStringLiteral("Loading preference file XML information..."));
     pugi::xml_document document;
     if (!BMXMLParser::parseDocument(*bytes, document, &error)) {
         log(QStringLiteral("Error loading Adobe Premiere preference XML: %1").arg(error));
-        return {fallback};
+        return {{fallback}, {}, {}};
     }
     log(QStringLiteral("Getting recent documents..."));
     const std::optional<BMXMLParser::Nodes> recent =
         BMXMLParser::evaluate(BMPremierePrefParser::recentDocumentsQuery, document, &error);
     if (!recent) {
         log(QStringLiteral("Error loading recent docs: %1").arg(error));
-        return {fallback};
+        return {{fallback}, {}, {}};
     }
     log(QStringLiteral("Checking for recent scratch disks..."));
-    QStringList folders;
+    VersionFolders folders;
     for (const pugi::xpath_node& node : *recent) {
         const QString project = BMXMLParser::stringValue(node);
         if (!BMFileManager::fileExistsAtPath(project))
             continue;
-        if (query == BMPremierePrefParser::Query::Fast)
-            folders.append(PathText::deletingLastComponent(project));
-        else
-            folders.append(previewLocations(project, fallback));
+        if (query == BMPremierePrefParser::Query::Fast) {
+            folders.scratch.append(PathText::deletingLastComponent(project));
+            continue;
+        }
+        const ProjectLocations locations = projectLocations(project, fallback);
+        folders.scratch.append(locations.previews);
+        folders.newerScratch.append(locations.newerPreviews);
+        folders.autoSaves.append(locations.autoSaves);
     }
     return folders;
 }
@@ -153,30 +190,52 @@ QString BMPremierePrefParser::defaultFolder(const QString& version) {
     return documentsFolder() + QStringLiteral("/Adobe/Premiere Pro/%1").arg(version);
 }
 
-QStringList BMPremierePrefParser::recentScratchDisks(const QStringList& requested, Query query) {
+namespace {
+
+// The folders the old names lead to keep their order and their fallbacks; what the newer
+// names add comes after all of them.
+VersionFolders allFolders(const QStringList& requested, BMPremierePrefParser::Query query) {
     QStringList versions = requested;
     if (versions.isEmpty())
         versions = BMPremiere::premiereVersions();
     if (versions.isEmpty())
         versions = QStringList{QStringLiteral("7.0")};
 
-    QStringList folders;
+    VersionFolders all;
     QStringList defaults;
     for (const QString& requestedVersion : std::as_const(versions)) {
-        const QString version = normalizedVersion(requestedVersion);
+        const QString version = BMPremierePrefParser::normalizedVersion(requestedVersion);
         log(QStringLiteral("Loading scratch disk settings for Premiere %1...").arg(version));
-        defaults.append(defaultFolder(version));
-        const QStringList found = foldersForVersion(version, query);
-        for (const QString& folder : found)
-            appendNew(folders, folder);
-        if (found.isEmpty())
-            appendNew(folders, defaultFolder(version));
+        defaults.append(BMPremierePrefParser::defaultFolder(version));
+        const VersionFolders found = foldersForVersion(version, query);
+        for (const QString& folder : found.scratch)
+            appendNew(all.scratch, folder);
+        if (found.scratch.isEmpty())
+            appendNew(all.scratch, BMPremierePrefParser::defaultFolder(version));
+        all.newerScratch.append(found.newerScratch);
+        all.autoSaves.append(found.autoSaves);
     }
-    if (folders.isEmpty()) {
+    if (all.scratch.isEmpty()) {
         for (const QString& folder : std::as_const(defaults))
+            appendNew(all.scratch, folder);
+    }
+    return all;
+}
+
+QStringList joined(const QList<QStringList>& lists) {
+    QStringList folders;
+    for (const QStringList& list : lists) {
+        for (const QString& folder : list)
             appendNew(folders, folder);
     }
     return folders;
+}
+
+} // namespace
+
+QStringList BMPremierePrefParser::recentScratchDisks(const QStringList& versions, Query query) {
+    const VersionFolders folders = allFolders(versions, query);
+    return joined({folders.scratch, folders.newerScratch});
 }
 
 QStringList BMPremierePrefParser::recentRenderPaths(const QStringList& versions, Query query) {
@@ -185,7 +244,8 @@ QStringList BMPremierePrefParser::recentRenderPaths(const QStringList& versions,
 }
 
 QStringList BMPremierePrefParser::recentAutosavePaths(const QStringList& versions, Query query) {
-    return withFolderAppended(recentScratchDisks(versions, query),
+    const VersionFolders folders = allFolders(versions, query);
+    return withFolderAppended(joined({folders.scratch, folders.newerScratch, folders.autoSaves}),
                               QStringLiteral("Adobe Premiere Pro Auto-Save"));
 }
 

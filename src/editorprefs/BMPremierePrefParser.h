@@ -21,6 +21,8 @@ public:
                                           Query query = Query::Full);
     static QStringList recentRenderPaths(const QStringList& versions = QStringList(),
                                          Query query = Query::Full);
+    // The scratch folders, then the projects' own auto-save locations, each with the
+    // auto-save folder's name appended.
     static QStringList recentAutosavePaths(const QStringList& versions = QStringList(),
                                            Query query = Query::Full);
 
@@ -44,7 +46,14 @@ public:
     static const QString recentDocumentsQuery;
     // The first VideoPreviewLocation or AudioPreviewLocation, whichever comes first.
     static const QString previewLocationsQuery;
+    // The names that projects saved by later versions use; what they find comes after what
+    // the query above finds.
+    static const QString newerPreviewLocationsQuery;
+    // The folder that holds the project's "Adobe Premiere Pro Auto-Save" folder.
+    static const QString autoSaveLocationQuery;
 
     static constexpr qint64 maximumPreferenceFileSize = qint64(64) << 20;
+    // Also the bound on a compressed project once inflated: a zip bomb costs no more memory
+    // than the largest plain project that is read.
     static constexpr qint64 maximumProjectFileSize = qint64(512) << 20;
 };

@@ -93,47 +93,146 @@ bool InputFile::isGzip(QByteArrayView data) {
            static_cast<unsigned char>(data[1]) == 0x8b;
 }
 
+namespace {
+
+// Inflates gzip data handed over in pieces, never past the limit.
+class Inflater {
+public:
+    explicit Inflater(qint64 limit) : m_limit(limit) {
+        // 16 + MAX_WBITS: the gzip wrapper only, so that its checksum is checked too.
+        if (inflateInit2(&m_stream, 16 + MAX_WBITS) != Z_OK)
+            m_error = QStringLiteral("the decompressor could not be started");
+        else
+            m_started = true;
+    }
+    ~Inflater() {
+        if (m_started)
+            inflateEnd(&m_stream);
+    }
+    Inflater(const Inflater&) = delete;
+    Inflater& operator=(const Inflater&) = delete;
+
+    // False once there is nothing more to take: the data ended, is damaged or is too large.
+    bool feed(QByteArrayView piece) {
+        if (!m_error.isEmpty() || m_ended)
+            return false;
+        // Pieces are at most InputFile::pieceSize (or one whole buffer in gunzip, which
+        // comes in uInt-sized slices).
+        while (!piece.isEmpty()) {
+            const qsizetype slice = std::min<qsizetype>(piece.size(), std::numeric_limits<uInt>::max());
+            if (!inflateSlice(piece.first(slice)))
+                return false;
+            piece = piece.sliced(slice);
+        }
+        return true;
+    }
+    // The inflated data once the whole stream was seen; the reason otherwise.
+    std::optional<QByteArray> finish(QString* error) {
+        if (m_error.isEmpty() && !m_ended)
+            m_error = QStringLiteral("it is truncated");
+        if (!m_error.isEmpty()) {
+            setError(error, m_error);
+            return std::nullopt;
+        }
+        return std::move(m_out);
+    }
+
+private:
+    bool inflateSlice(QByteArrayView slice) {
+        m_stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(slice.data()));
+        m_stream.avail_in = uInt(slice.size());
+        while (m_stream.avail_in > 0 || m_stream.avail_out == 0) {
+            m_stream.next_out = reinterpret_cast<Bytef*>(m_buffer.data());
+            m_stream.avail_out = uInt(m_buffer.size());
+            const int status = inflate(&m_stream, Z_NO_FLUSH);
+            if (status == Z_DATA_ERROR || status == Z_NEED_DICT) {
+                m_error = QStringLiteral("it is damaged (%1)")
+                              .arg(QString::fromLatin1(m_stream.msg ? m_stream.msg : "bad data"));
+                return false;
+            }
+            if (status == Z_MEM_ERROR) {
+                m_error = QString::fromLocal8Bit(std::strerror(ENOMEM));
+                return false;
+            }
+            const qsizetype produced = qsizetype(m_buffer.size() - m_stream.avail_out);
+            if (m_out.size() + produced > m_limit) {
+                m_error = QStringLiteral("it inflates to more than %1 bytes").arg(m_limit);
+                return false;
+            }
+            m_out.append(m_buffer.data(), produced);
+            if (status == Z_STREAM_END) {
+                // Whatever follows the first member is ignored, as gzip itself does.
+                m_ended = true;
+                return false;
+            }
+            // Z_BUF_ERROR: this slice is used up and more input is needed.
+            if (status == Z_BUF_ERROR)
+                break;
+        }
+        return true;
+    }
+
+    z_stream m_stream{};
+    qint64 m_limit;
+    bool m_started = false;
+    bool m_ended = false;
+    QString m_error;
+    QByteArray m_out;
+    std::vector<char> m_buffer = std::vector<char>(64 * 1024);
+};
+
+} // namespace
+
 std::optional<QByteArray> InputFile::gunzip(QByteArrayView data, qint64 limit, QString* error) {
-    z_stream stream{};
-    // 16 + MAX_WBITS: gzip wrapper only.
-    if (inflateInit2(&stream, 16 + MAX_WBITS) != Z_OK) {
-        setError(error, QStringLiteral("The decompressor could not be started."));
-        return std::nullopt;
-    }
-    QByteArray out;
-    std::vector<char> buffer(64 * 1024);
-    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.data()));
-    stream.avail_in = uInt(std::min<qsizetype>(data.size(), std::numeric_limits<uInt>::max()));
-    int status = Z_OK;
-    while (status != Z_STREAM_END) {
-        stream.next_out = reinterpret_cast<Bytef*>(buffer.data());
-        stream.avail_out = uInt(buffer.size());
-        status = inflate(&stream, Z_NO_FLUSH);
-        if (status != Z_OK && status != Z_STREAM_END) {
-            inflateEnd(&stream);
-            setError(error, QStringLiteral("The compressed data is damaged."));
-            return std::nullopt;
-        }
-        const qsizetype produced = qsizetype(buffer.size() - stream.avail_out);
-        if (out.size() + produced > limit) {
-            inflateEnd(&stream);
-            setError(error, QStringLiteral("The compressed data inflates to more than %1 bytes.").arg(limit));
-            return std::nullopt;
-        }
-        out.append(buffer.data(), produced);
-        if (status == Z_OK && produced == 0 && stream.avail_in == 0) {
-            inflateEnd(&stream);
-            setError(error, QStringLiteral("The compressed data is truncated."));
-            return std::nullopt;
-        }
-    }
-    inflateEnd(&stream);
-    return out;
+    Inflater inflater(limit);
+    inflater.feed(data);
+    QString reason;
+    std::optional<QByteArray> inflated = inflater.finish(&reason);
+    if (!inflated)
+        setError(error, QStringLiteral("The compressed data cannot be read: %1.").arg(reason));
+    return inflated;
 }
 
 std::optional<QByteArray> InputFile::readMaybeCompressed(const QString& path, qint64 limit, QString* error) {
-    std::optional<QByteArray> bytes = readAll(path, limit, error);
-    if (!bytes || !isGzip(*bytes))
-        return bytes;
-    return gunzip(*bytes, limit, error);
+    // The first piece tells which it is; compressed data is inflated as it is read, so the
+    // compressed bytes are never held beside the inflated ones.
+    QByteArray plain;
+    std::optional<Inflater> inflater;
+    bool tooLarge = false;
+    qint64 total = 0;
+    const bool ok = readPieces(
+        path, limit + 1,
+        [&](QByteArrayView piece) {
+            total += piece.size();
+            if (!inflater && plain.isEmpty() && isGzip(piece))
+                inflater.emplace(limit);
+            if (inflater)
+                return inflater->feed(piece);
+            if (plain.size() + piece.size() > limit) {
+                tooLarge = true;
+                return false;
+            }
+            plain.append(piece);
+            return true;
+        },
+        error);
+    if (!ok)
+        return std::nullopt;
+    if (inflater) {
+        QString reason;
+        std::optional<QByteArray> inflated = inflater->finish(&reason);
+        if (inflated)
+            return inflated;
+        // A compressed file longer than the limit was not read to its end.
+        if (total <= limit) {
+            setError(error, QStringLiteral("The compressed file %1 cannot be read: %2.").arg(path, reason));
+            return std::nullopt;
+        }
+        tooLarge = true;
+    }
+    if (tooLarge) {
+        setError(error, QStringLiteral("The file %1 is larger than %2 bytes.").arg(path).arg(limit));
+        return std::nullopt;
+    }
+    return plain;
 }

@@ -11,6 +11,7 @@
 #include "foundation/PlistFile.h"
 #include "foundation/SettingsKeys.h"
 #include "support/BinaryPlist.h"
+#include "support/Gzip.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -195,6 +196,25 @@ TEST_F(Discovery, WithoutTheNameSearchScansButStoresNothing) {
     EXPECT_FALSE(outcome.stored || outcome.nameSearchAvailable);
     EXPECT_FALSE(settings().hasValue(SettingsKey::autosavePaths));
     EXPECT_EQ(calls, QStringList({"key?", "folder " + disk("motion/Autosave Vault"), "end"}));
+}
+
+// Projects saved since Premiere Pro 2019 are compressed and keep their auto-saves where
+// their own setting says, here beside the project.
+TEST_F(Discovery, StoresTheAutoSaveFolderThatACompressedProjectNames) {
+    const QString project =
+        write(disk("Cut/Cut.prproj"),
+              gzipCompressed("<PremiereData Version=\"3\"><ScratchDiskSettings><VideoPreviewLocation0>" +
+                             disk("previews").toUtf8() +
+                             "</VideoPreviewLocation0><AutoSaveLocation0>SameAsProject</AutoSaveLocation0>"
+                             "</ScratchDiskSettings></PremiereData>"));
+    write(BMLocalPaths::appSupportDirectory(true) + "/Adobe/Premiere Pro/7.0/Adobe Premiere Pro Prefs",
+          "<PremiereData><Preferences><Properties><BE.Prefs.MRU.Document.0>" + project.toUtf8() +
+              "</BE.Prefs.MRU.Document.0></Properties></Preferences></PremiereData>");
+    const QString autoSave = disk("Cut/Adobe Premiere Pro Auto-Save");
+    write(autoSave + "/Cut-2019-11-04_15-04-08.prproj");
+    standInTool({});
+    EXPECT_EQ(discovery->searchForNewPaths().found, QStringList{autoSave});
+    EXPECT_EQ(stored(), QStringList{autoSave});
 }
 
 TEST_F(Discovery, AsksTheWindowOnTheMainThreadAndStartsTheRebuildFromTheSearch) {

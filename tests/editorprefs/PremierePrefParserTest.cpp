@@ -3,10 +3,11 @@
 #include "editorprefs/EditorPrefsTest.h"
 #include "editorprefs/InputFile.h"
 #include "foundation/BMLocalPaths.h"
+#include "support/Gzip.h"
 
 #include <QDir>
 #include <QFile>
-#include <QProcess>
+#include <QRandomGenerator>
 
 #include <gtest/gtest.h>
 
@@ -32,13 +33,16 @@ QByteArray projectXml(const QString& video, const QString& audio) {
                .toUtf8();
 }
 
-QByteArray gzipped(const QByteArray& bytes) {
-    QProcess gzip;
-    gzip.start(QStringLiteral("gzip"), {QStringLiteral("-c")});
-    gzip.write(bytes);
-    gzip.closeWriteChannel();
-    gzip.waitForFinished();
-    return gzip.readAllStandardOutput();
+// As projects saved since Premiere Pro 2019 hold them (the keys in their order there).
+QByteArray newerProjectXml(const QString& video, const QString& audio, const QString& autoSave,
+                           const char* autoSaveKey = "AutoSaveLocation0") {
+    return kHeader + QStringLiteral("\t<ScratchDiskSettings ObjectID=\"9\" Version=\"4\">\n"
+                                    "\t\t<CapturedVideoLocation0>/Volumes/Capture</CapturedVideoLocation0>\n"
+                                    "\t\t<VideoPreviewLocation0>%1</VideoPreviewLocation0>\n"
+                                    "\t\t<AudioPreviewLocation0>%2</AudioPreviewLocation0>\n"
+                                    "\t\t<%4>%3</%4>\n\t</ScratchDiskSettings>\n</PremiereData>\n")
+                         .arg(video, audio, autoSave, QLatin1String(autoSaveKey))
+                         .toUtf8();
 }
 
 } // namespace
@@ -69,7 +73,7 @@ protected:
 
 TEST_F(Premiere, ReadsThePreviewLocationsOfRecentProjects) {
     const QString first = writeFile(home().root() + "/Projects/Cut/first.prproj",
-                                    gzipped(projectXml("/Volumes/Media/Previews", "")));
+                                    gzipCompressed(projectXml("/Volumes/Media/Previews", "")));
     const QString second = project("Projects/Other/second.prproj", "SameAsProject", "/Volumes/Audio");
     writeFile(prefsFile("8.0"), preferencesXml({first, home().root() + "/gone.prproj", second}));
     EXPECT_EQ(BMPremierePrefParser::recentScratchDisks({"8.0.0"}),
@@ -81,6 +85,33 @@ TEST_F(Premiere, ReadsThePreviewLocationsOfRecentProjects) {
     writeFile(prefsFile("7.0"), preferencesXml({same, mine, same, project("C/empty.prproj", "")}));
     EXPECT_EQ(BMPremierePrefParser::recentScratchDisks({"7.0"}),
               (QStringList{home().root() + "/A", defaultFolder("7.0")}));
+}
+
+// Compressed or not is told by the data: the names are the same.
+TEST_F(Premiere, TheNewerKeysAddFoldersAfterWhatTheOldNamesFind) {
+    const QString newer =
+        writeFile(home().root() + "/New/new.prproj",
+                  gzipCompressed(newerProjectXml("/Volumes/Newer", "MyDocuments", "SameAsProject")));
+    const QString old = project("Old/old.prproj", "/Volumes/Old");
+    const QString saves =
+        writeFile(home().root() + "/S/s.prproj",
+                  newerProjectXml("", "/Volumes/Newer", "/Volumes/Saves", "AutoSaveLocation"));
+    writeFile(prefsFile("7.0"), preferencesXml({newer, old, saves}));
+    const QStringList scratch{"/Volumes/Old", "/Volumes/Newer", defaultFolder("7.0")};
+    EXPECT_EQ(BMPremierePrefParser::recentScratchDisks({"7.0"}), scratch);
+    const QStringList autoSaveFolders = scratch + QStringList{home().root() + "/New", "/Volumes/Saves"};
+    QStringList expected;
+    for (const QString& folder : autoSaveFolders)
+        expected << folder + "/Adobe Premiere Pro Auto-Save";
+    EXPECT_EQ(BMPremierePrefParser::recentAutosavePaths({"7.0"}), expected);
+    EXPECT_FALSE(BMPremierePrefParser::recentRenderPaths({"7.0"}).contains(
+        home().root() + "/New/Adobe Premiere Pro Preview Files"))
+        << "an auto-save location is no preview location";
+
+    // Where only the newer keys name anything, the old fallback still comes first.
+    writeFile(prefsFile("8.0"), preferencesXml({newer}));
+    EXPECT_EQ(BMPremierePrefParser::recentScratchDisks({"8.0"}),
+              (QStringList{defaultFolder("8.0"), "/Volumes/Newer"}));
 }
 
 TEST_F(Premiere, FastQueryTakesTheProjectsFoldersWithoutReadingThem) {
@@ -118,7 +149,8 @@ TEST_P(PremiereFailure, IsLoggedAndGivesTheDefaultFolder) {
     if (!GetParam().preferences.isNull())
         writeFile(prefsFile("7.0"), QByteArray(GetParam().preferences).replace("%1", projectPath.toUtf8()));
     EXPECT_EQ(BMPremierePrefParser::recentScratchDisks(), QStringList{defaultFolder("7.0")});
-    const QString logged = QString::fromLatin1(GetParam().logged).replace("%1", prefsFile("7.0"));
+    const QString logged =
+        QString::fromLatin1(GetParam().logged).replace("%1", prefsFile("7.0")).replace("%2", projectPath);
     EXPECT_TRUE(logText().contains(logged)) << logText().toStdString();
 }
 
@@ -129,6 +161,13 @@ INSTANTIATE_TEST_SUITE_P(
                                  "Error loading Adobe Premiere preference XML: "},
                       FailureRow{"ProjectNotXml", preferencesXml({"%1"}), "<PremiereData",
                                  "Error loading Adobe Premiere project XML: "},
+                      FailureRow{"CompressedProjectTruncated", preferencesXml({"%1"}),
+                                 gzipCompressed(projectXml("/v", "/a")).chopped(9),
+                                 "Error loading Adobe Premiere project data: The compressed file %2 cannot "
+                                 "be read: it is truncated."},
+                      FailureRow{"CompressedProjectDamaged", preferencesXml({"%1"}),
+                                 gzipCompressed(projectXml("/v", "/a")).replace(10, 1, "\xff"),
+                                 "The compressed file %2 cannot be read: it is damaged ("},
                       FailureRow{"ProjectIsAFolder", preferencesXml({"%1"}), QByteArray(),
                                  "Error loading Adobe Premiere project data: "},
                       FailureRow{"ProjectWithoutScratchSettings", preferencesXml({"%1"}), "<PremiereData/>",
@@ -194,13 +233,31 @@ TEST_F(Premiere, SuitesCutBundleVersionsToTwoParts) {
 
 TEST_F(Premiere, ReadsOutsideFilesOnlyUpToTheLimit) {
     const QByteArray zeros(4 << 20, '\0');
-    const QByteArray packed = gzipped(zeros);
+    const QByteArray packed = gzipCompressed(zeros);
     EXPECT_EQ(InputFile::gunzip(packed, 4 << 20), zeros);
     QString error;
     EXPECT_FALSE(InputFile::gunzip(packed, 1 << 20, &error));
-    EXPECT_EQ(error, QStringLiteral("The compressed data inflates to more than %1 bytes.").arg(1 << 20));
+    EXPECT_EQ(error, QStringLiteral("The compressed data cannot be read: it inflates to more than %1 bytes.")
+                         .arg(1 << 20));
     EXPECT_FALSE(InputFile::gunzip(packed.left(packed.size() / 2), 8 << 20, &error));
+    EXPECT_EQ(error, "The compressed data cannot be read: it is truncated.");
     EXPECT_FALSE(InputFile::gunzip(QByteArray("\x1f\x8b garbage"), 8 << 20, &error));
+    EXPECT_TRUE(error.startsWith("The compressed data cannot be read: it is damaged ("))
+        << error.toStdString();
+
+    // A file is inflated piece by piece as it is read; data that does not compress spans
+    // several pieces.
+    QByteArray noise(3 * InputFile::pieceSize + 5, '\0');
+    QRandomGenerator(7).fillRange(reinterpret_cast<quint32*>(noise.data()), noise.size() / 4);
+    noise.append(QByteArray(InputFile::pieceSize, 'z'));
+    const QString compressed = writeFile(home().root() + "/noise.prproj", gzipCompressed(noise));
+    ASSERT_GT(QFileInfo(compressed).size(), 3 * InputFile::pieceSize);
+    EXPECT_EQ(InputFile::readMaybeCompressed(compressed, noise.size()), noise);
+    EXPECT_FALSE(InputFile::readMaybeCompressed(compressed, noise.size() - 1, &error));
+    EXPECT_EQ(error,
+              QStringLiteral("The compressed file %1 cannot be read: it inflates to more than %2 bytes.")
+                  .arg(compressed)
+                  .arg(noise.size() - 1));
 
     const QString path = writeFile(home().root() + "/big", QByteArray(1000, 'x'));
     EXPECT_EQ(InputFile::readAll(path, 1000)->size(), 1000);
