@@ -116,8 +116,7 @@ public:
     bool feed(QByteArrayView piece) {
         if (!m_error.isEmpty() || m_ended)
             return false;
-        // Pieces are at most InputFile::pieceSize (or one whole buffer in gunzip, which
-        // comes in uInt-sized slices).
+        // gunzip hands over one whole buffer, which can be more than inflate takes at once.
         while (!piece.isEmpty()) {
             const qsizetype slice = std::min<qsizetype>(piece.size(), std::numeric_limits<uInt>::max());
             if (!inflateSlice(piece.first(slice)))
