@@ -1,5 +1,9 @@
 #include "LinuxPlatform.h"
 
+#include "foundation/AppleDouble.h"
+#include "foundation/DosAttrib.h"
+#include "foundation/FileName.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -13,7 +17,6 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 #include <vector>
-#include "foundation/FileName.h"
 
 namespace {
 
@@ -267,7 +270,18 @@ std::optional<FileFacts> LinuxPlatform::fileFacts(const QString& path, bool foll
     facts.isSymbolicLink = S_ISLNK(info.stx_mode);
     facts.size = info.stx_size;
     facts.modified = toDate(info.stx_mtime);
-    facts.created = (info.stx_mask & STATX_BTIME) ? toDate(info.stx_btime) : facts.modified;
+    // The one place that decides an item's creation date. A file a Mac copied to a Samba
+    // share was born on the server at the copy; the date the Mac gave it is in Samba's record.
+    char record[DosAttrib::maxSize];
+    const ssize_t recordSize =
+        followLinks ? ::getxattr(encoded.constData(), DosAttrib::attributeName, record, sizeof record)
+                    : ::lgetxattr(encoded.constData(), DosAttrib::attributeName, record, sizeof record);
+    if (recordSize > 0) {
+        if (auto created = DosAttrib::createTime(QByteArrayView(record, recordSize)))
+            facts.created = *created;
+    }
+    if (!facts.created.isValid())
+        facts.created = (info.stx_mask & STATX_BTIME) ? toDate(info.stx_btime) : facts.modified;
     return facts;
 }
 
@@ -325,7 +339,7 @@ std::optional<QByteArray> LinuxPlatform::finderInfo(const QString& path) const {
         if (auto info = readAttribute(encoded, finderInfoAttribute); info && info->size() >= kFinderInfoSize)
             return info->left(kFinderInfoSize);
     }
-    return std::nullopt;
+    return AppleDouble::readFinderInfo(path);
 }
 
 bool LinuxPlatform::setFinderInfo(const QString& path, const QByteArray& info) const {
