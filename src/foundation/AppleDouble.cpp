@@ -4,6 +4,8 @@
 #include "UniqueFd.h"
 
 #include <cerrno>
+#include <chrono>
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,6 +22,34 @@ constexpr quint32 kFinderInfoEntry = 9;
 quint32 bigEndian32(QByteArrayView bytes, qsizetype at) {
     const auto* p = reinterpret_cast<const unsigned char*>(bytes.data()) + at;
     return quint32(p[0]) << 24 | quint32(p[1]) << 16 | quint32(p[2]) << 8 | quint32(p[3]);
+}
+
+// Whether a folder holds any "._" file at all. A scan asks for every file of a folder in turn
+// and most folders hold none: one listing answers for the calls of the next moment, where a
+// failed open per file would cost as much as the scan's own look at the file.
+bool folderHoldsCompanions(const QByteArray& folder) {
+    struct Listing {
+        QByteArray folder;
+        std::chrono::steady_clock::time_point at;
+        bool holds = true;
+    };
+    thread_local Listing last;
+    const auto now = std::chrono::steady_clock::now();
+    if (last.folder == folder && now - last.at < std::chrono::milliseconds(100))
+        return last.holds;
+    bool holds = true; // a folder that cannot be listed: the file itself is tried
+    if (DIR* dir = ::opendir(folder.isEmpty() ? "." : folder.constData())) {
+        holds = false;
+        while (const dirent* entry = ::readdir(dir)) {
+            if (entry->d_name[0] == '.' && entry->d_name[1] == '_') {
+                holds = true;
+                break;
+            }
+        }
+        ::closedir(dir);
+    }
+    last = Listing{folder, now, holds};
+    return holds;
 }
 
 } // namespace
@@ -60,9 +90,11 @@ std::optional<QByteArray> AppleDouble::readFinderInfo(const QString& path) {
     const QString companion = companionPath(path);
     if (companion.isEmpty())
         return std::nullopt;
-    // Most files have no companion: one failed open is all they cost.
-    const UniqueFd file(::open(FileName::encode(companion).constData(),
-                               O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
+    const QByteArray encoded = FileName::encode(companion);
+    if (!folderHoldsCompanions(encoded.left(encoded.lastIndexOf('/') + 1)))
+        return std::nullopt;
+    const UniqueFd file(
+        ::open(encoded.constData(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
     if (file.fd < 0)
         return std::nullopt;
     struct stat info {};

@@ -100,9 +100,9 @@ TEST(DosAttrib, CreationTimeFromEachVersionSambaWritesAndNothingFromABrokenRecor
 using MacMetadataFiles = TempHomeTest;
 
 TEST_F(MacMetadataFiles, FinderInfoFromTheAppleDoubleBesideAFileThatHasNoAttribute) {
-    const QString file = home().writeFile("Drive/Vault/Wedding_11-22-26_1030", "x");
     const LinuxPlatform platform;
-    EXPECT_FALSE(platform.finderInfo(file));
+    EXPECT_FALSE(platform.finderInfo(home().writeFile("Drive/Plain/Wedding_11-22-26_1030", "x")));
+    const QString file = home().writeFile("Drive/Vault/Wedding_11-22-26_1030", "x");
     home().writeFile("Drive/Vault/._Wedding_11-22-26_1030", appleDoubleFile(kFcpf));
     EXPECT_EQ(platform.finderInfo(file), kFcpf);
     const QByteArray text = finderInfoOfType("TEXT");

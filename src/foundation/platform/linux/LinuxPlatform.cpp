@@ -10,6 +10,7 @@
 #include <QStandardPaths>
 #include <QSysInfo>
 
+#include <chrono>
 #include <cstring>
 #include <fcntl.h>
 #include <pwd.h>
@@ -255,6 +256,26 @@ QString LinuxPlatform::temporaryDirectory() const {
     return QDir::cleanPath(QDir::tempPath());
 }
 
+namespace {
+
+// The attribute names the FinderInfo look-up just listed, kept for the file facts that a scan
+// asks for the same file next: whether Samba's record is among them. Only for that file, and
+// only for a moment.
+struct LastListing {
+    QByteArray path;
+    std::chrono::steady_clock::time_point at;
+    bool hasDosAttrib = true;
+};
+thread_local LastListing lastListing;
+
+bool mayHaveDosAttrib(const QByteArray& path) {
+    return lastListing.path != path ||
+           std::chrono::steady_clock::now() - lastListing.at > std::chrono::milliseconds(100) ||
+           lastListing.hasDosAttrib;
+}
+
+} // namespace
+
 std::optional<FileFacts> LinuxPlatform::fileFacts(const QString& path, bool followLinks) const {
     struct statx info {};
     const QByteArray encoded = FileName::encode(path);
@@ -274,8 +295,9 @@ std::optional<FileFacts> LinuxPlatform::fileFacts(const QString& path, bool foll
     // share was born on the server at the copy; the date the Mac gave it is in Samba's record.
     char record[DosAttrib::maxSize];
     const ssize_t recordSize =
-        followLinks ? ::getxattr(encoded.constData(), DosAttrib::attributeName, record, sizeof record)
-                    : ::lgetxattr(encoded.constData(), DosAttrib::attributeName, record, sizeof record);
+        !mayHaveDosAttrib(encoded) ? -1
+        : followLinks ? ::getxattr(encoded.constData(), DosAttrib::attributeName, record, sizeof record)
+                      : ::lgetxattr(encoded.constData(), DosAttrib::attributeName, record, sizeof record);
     if (recordSize > 0) {
         if (auto created = DosAttrib::createTime(QByteArrayView(record, recordSize)))
             facts.created = *created;
@@ -325,10 +347,13 @@ std::optional<QByteArray> LinuxPlatform::finderInfo(const QString& path) const {
     const ssize_t length = ::listxattr(encoded.constData(), names, sizeof names);
     bool hasNetatalk = length < 0;
     bool hasFinderInfo = length < 0;
+    bool hasDosAttrib = length < 0;
     for (ssize_t at = 0; at < length; at += ssize_t(std::strlen(names + at)) + 1) {
         hasNetatalk = hasNetatalk || std::strcmp(names + at, netatalkAttribute) == 0;
         hasFinderInfo = hasFinderInfo || std::strcmp(names + at, finderInfoAttribute) == 0;
+        hasDosAttrib = hasDosAttrib || std::strcmp(names + at, DosAttrib::attributeName) == 0;
     }
+    lastListing = LastListing{encoded, std::chrono::steady_clock::now(), hasDosAttrib};
     if (hasNetatalk) {
         if (auto afp = readAttribute(encoded, netatalkAttribute)) {
             if (auto info = finderInfoFromAfpInfo(*afp))
