@@ -3,6 +3,7 @@
 #include "FileName.h"
 #include "UniqueFd.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <dirent.h>
