@@ -22,11 +22,18 @@ namespace {
 const QString kVaultSuffix = QStringLiteral("Autosave Vault");
 const QString kPremiereSuffix = QStringLiteral("Adobe Premiere Pro Auto-Save");
 const QString kAvidSuffix = QStringLiteral("Avid Attic");
+const QString kUnitySuffix = QStringLiteral("Unity Attic"); // Avid's shared storage
 const QString kLibrarySuffix = QStringLiteral(".fcpbundle");
 const QString kBackupFolderMarker = QStringLiteral("/Final Cut Backups.localized");
 
 bool isHidden(QStringView name) {
     return name.startsWith(u'.');
+}
+
+// What a Mac keeps beside a file on a drive or share without room for its metadata: the Mac
+// itself never shows it, and it is not an autosave even where the name says ".prproj".
+bool isAppleDouble(QStringView name) {
+    return name.startsWith(u"._");
 }
 
 using WarningHook = AutosaveFolderScanner::WarningHook;
@@ -272,11 +279,11 @@ AutosaveFolderScanner::AutosaveFolderScanner() : AutosaveFolderScanner(BMSetting
 }
 
 QStringList AutosaveFolderScanner::acceptedSuffixes() {
-    return {kVaultSuffix, kPremiereSuffix, kAvidSuffix, kLibrarySuffix};
+    return {kVaultSuffix, kPremiereSuffix, kAvidSuffix, kUnitySuffix, kLibrarySuffix};
 }
 
 AutosaveFolderScanner::Layout AutosaveFolderScanner::layoutForFolder(const QString& folder) {
-    if (folder.endsWith(kAvidSuffix))
+    if (folder.endsWith(kAvidSuffix) || folder.endsWith(kUnitySuffix))
         return Layout::Avid;
     if (folder.endsWith(kLibrarySuffix))
         return Layout::Library;
@@ -340,6 +347,8 @@ std::optional<BMProjectList> AutosaveFolderScanner::projectsFromFolder(const QSt
 
         Results results(m_warningHook);
         for (const QString& entry : entries) {
+            if (isAppleDouble(entry))
+                continue;
             const QString entryPath = PathText::appendingComponent(folder, entry);
             switch (layout) {
             case Layout::Avid:

@@ -23,9 +23,10 @@ enum class ScanStatus {
 };
 
 // Turns one autosave location into projects. The layout is chosen from how the folder's
-// path ends, as text: "Avid Attic" (user folders with Bins), ".fcpbundle" (Final Cut Pro X
-// events with their backups), "Autosave Vault" and "Adobe Premiere Pro Auto-Save" (a folder
-// per project, plus Premiere files lying loose). A trailing slash matches nothing.
+// path ends, as text: "Avid Attic" or, on Avid shared storage, "Unity Attic" (user folders
+// with Bins), ".fcpbundle" (Final Cut Pro X events with their backups), "Autosave Vault" and
+// "Adobe Premiere Pro Auto-Save" (a folder per project, plus Premiere files lying loose). A
+// trailing slash matches nothing.
 //
 // Inside a location a symbolic link is never followed: at any level, a link to a folder or a
 // file, dangling or not, is neither a project nor an autosave, so nothing that acts on the
@@ -58,7 +59,7 @@ public:
 
     enum class Layout { None, Avid, Library, Folder };
     static Layout layoutForFolder(const QString& folder);
-    // "Autosave Vault", "Adobe Premiere Pro Auto-Save", "Avid Attic", ".fcpbundle".
+    // "Autosave Vault", "Adobe Premiere Pro Auto-Save", "Avid Attic", "Unity Attic", ".fcpbundle".
     static QStringList acceptedSuffixes();
 
     // The project of a Premiere file lying loose: the name without its extension and without

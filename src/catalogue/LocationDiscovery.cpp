@@ -64,6 +64,8 @@ QList<NameSearch> nameSearches() {
         {Platform::SpotlightQuery::pathsEndingWith(QStringLiteral("\"Final Cut Pro Library\""),
                                                    QStringLiteral(".fcpbundle")),
          QStringLiteral(".fcpbundle")},
+        {Platform::SpotlightQuery::folderNamed(QStringLiteral("Unity Attic")),
+         QStringLiteral("/Unity Attic")},
     };
 }
 

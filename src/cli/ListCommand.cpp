@@ -110,7 +110,7 @@ CLI::App* ListCommand::define(CLI::App& parent) {
     command
         ->add_option("PATH", m_paths,
                      "Autosave locations to list (folders ending in \"Autosave Vault\", "
-                     "\"Adobe Premiere Pro Auto-Save\", \"Avid Attic\" or \".fcpbundle\")")
+                     "\"Adobe Premiere Pro Auto-Save\", \"Avid Attic\", \"Unity Attic\" or \".fcpbundle\")")
         ->check(ArgumentChecks::nonEmptyPath());
     return command;
 }

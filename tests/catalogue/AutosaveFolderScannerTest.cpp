@@ -5,6 +5,7 @@
 #include "foundation/BMSettings.h"
 #include "foundation/SettingsKeys.h"
 #include "foundation/platform/Platform.h"
+#include "support/MacMetadata.h"
 
 #include <gtest/gtest.h>
 
@@ -62,6 +63,15 @@ INSTANTIATE_TEST_SUITE_P(
                    "Wedding/notes.txt", "Trailer/Trailer_11-20-26_1030|1|TEXT", "A/Z draft||FCPF",
                    "B/notes.txt", "C/.A_2012-01-05_1030.motn", "C/.DS_Store", "readme.txt"},
                   "Wedding(0)@Wedding: Wedding_11-20-26_1030:0 Wedding_11-21-26_0915:0"},
+        LayoutRow{"VaultOnADriveWithoutAttributesTypedByTheAppleDoubleFiles",
+                  "Drive/Autosave Vault",
+                  {"Wedding/Wedding_11-20-26_1030|100|._FCPF", "Wedding/Wedding_11-21-26_0915|100",
+                   "Wedding/Wedding draft|5|._FCPF", "Edit/Edit-1.prproj|5|._TEXT"},
+                  "Edit(2)@Edit: Edit-1.prproj:2; Wedding(0)@Wedding: Wedding_11-20-26_1030:0"},
+        LayoutRow{"AppleDoubleFilesAreNeverAutosavesNorProjects",
+                  "Share/Adobe Premiere Pro Auto-Save",
+                  {"video-12.prproj|10|._TEXT", "Doc/Doc-1.prproj|1|._TEXT", "._Doc|4096"},
+                  "Doc(2)@Doc: Doc-1.prproj:2; video(2)@video-12.prproj: video-12.prproj:2"},
         LayoutRow{"TypeOfTheLastRecognisedFileWins",
                   "Autosave Vault",
                   {"M/A_2012-01-05_1030.motn", "M/B_11-22-26_1030||FCPF", "N/A-1.prproj", "N/B.motn",
@@ -100,6 +110,10 @@ INSTANTIATE_TEST_SUITE_P(
                    "Äpfel/Bins/Schnitt/Schnitt.avb"},
                   "jo(3)@jo: jo/Bins/Rough Cut/Rough Cut.1.avb:3 jo/Bins/Selects/Selects.1.avb:3; "
                   "Äpfel(3)@Äpfel: Äpfel/Bins/Schnitt/Schnitt.avb:3"},
+        LayoutRow{"UnityAtticOfAvidSharedStorageIsAnAttic",
+                  "Workspace/Unity Attic",
+                  {"jo/Bins/Reel 1/Reel 1.1.avb|10|._TEXT"},
+                  "jo(3)@jo: jo/Bins/Reel 1/Reel 1.1.avb:3"},
         LayoutRow{
             "LibraryListsTheBackupsOfEachEvent",
             "Movies/My Library.fcpbundle",
@@ -126,6 +140,17 @@ TEST_F(ScannerTest, DatesAndSizesComeFromTheFileSystemNotTheName) {
     EXPECT_EQ(copy->createdDate(), Platform::current().fileFacts(copy->path())->created);
     EXPECT_GT(copy->createdDate().date().year(), 2012);
     EXPECT_EQ(copy->fileSize(), 4113.0);
+}
+
+TEST_F(ScannerTest, ACopyOnASambaShareKeepsTheDateTheMacGaveIt) {
+    const QDateTime copied(QDate(2012, 1, 5), QTime(9, 15), Qt::UTC);
+    ASSERT_TRUE(makeTree(path("Share/Avid Attic"), {"jo/Bins/Bin/Bin.1.avb", "jo/Bins/Bin/Bin.2.avb"}));
+    if (!setDosAttrib(path("Share/Avid Attic/jo/Bins/Bin/Bin.1.avb"), dosAttribRecord(4, copied)))
+        GTEST_SKIP() << "this file system refuses user extended attributes";
+    const BMAutoItemList items = scan(path("Share/Avid Attic")).first()->children();
+    ASSERT_EQ(items.size(), 2);
+    EXPECT_EQ(items[0]->createdDate(), copied);
+    EXPECT_GT(items[1]->createdDate().date().year(), 2012) << "no record: the birth time";
 }
 
 TEST_F(ScannerTest, LinksAreNeverFollowedAtAnyLevelAndEachIsNamedInAWarning) {

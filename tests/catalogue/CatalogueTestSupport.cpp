@@ -2,6 +2,7 @@
 
 #include "foundation/BMLog.h"
 #include "foundation/platform/linux/LinuxPlatform.h"
+#include "support/MacMetadata.h"
 
 #include <QDir>
 #include <QFile>
@@ -25,6 +26,13 @@ bool makeTree(const QString& root, const QStringList& entries) {
         if (file.open(QIODevice::WriteOnly))
             file.write(QByteArray(fields.value(1).toInt(), 'x'));
         file.close();
+        if (kind.startsWith("._")) { // what a Mac leaves on an exFAT drive
+            QFile companion(QFileInfo(path).path() + "/._" + QFileInfo(path).fileName());
+            if (!companion.open(QIODevice::WriteOnly) ||
+                !companion.write(appleDoubleFile(finderInfoOfType(kind.mid(2, 4).toLatin1().constData()))))
+                return false;
+            continue;
+        }
         const bool afp = kind == "AFP";
         if (kind.size() != 4 && !afp)
             continue;

@@ -11,6 +11,7 @@
 //   "Wedding/Wedding_11-20-26_1030|100|FCPF"   a 100-byte file of Final Cut's type (any
 //                                              four letters give that type)
 //   "Wedding/b|5|AFP"                          the same type in netatalk's record
+//   "Wedding/c|5|._FCPF"                       the same type in an AppleDouble file "._c"
 //   "Edit/Edit-2.prproj||LINK"                 a symbolic link that leads nowhere
 namespace CatalogueTest {
 

@@ -132,8 +132,8 @@ TEST_F(Discovery, StoresWhatEachSourceFindsInTheOrderOfTheSources) {
     EXPECT_EQ(stored(), QStringList{old} + added);
     EXPECT_TRUE(outcome.stored && outcome.nameSearchAvailable && !outcome.failed);
     EXPECT_EQ(calls, (QStringList{"folder " + fcp, "rebuild", "end"})) << "not the first search: no sheet";
-    EXPECT_EQ(toolQueries(),
-              (QStringList{"*Autosave Vault*", "*Adobe Premiere Pro Auto-Save*", "*.fcpbundle"}));
+    EXPECT_EQ(toolQueries(), (QStringList{"*Autosave Vault*", "*Adobe Premiere Pro Auto-Save*", "*.fcpbundle",
+                                          "*Unity Attic*"}));
     EXPECT_EQ(logText().count("Checking " + premiere), 1) << "a duplicate is not scanned again";
 }
 
@@ -239,6 +239,16 @@ TEST_F(Discovery, AnEntryOfTheWrongTypeDoesNotMakeTheSearchForgetTheOthers) {
     standInTool({found});
     EXPECT_TRUE(discovery->searchForNewPaths().stored);
     EXPECT_EQ(stored(), (QStringList{known, found}));
+}
+
+TEST_F(Discovery, FindsTheUnityAtticsOfAvidSharedStorage) {
+    const QString unity = disk("Workspace/Unity Attic");
+    write(unity + "/jo/Bins/Reel 1/Reel 1.1.avb");
+    const QString notes = disk("Workspace/Unity Attic notes");
+    write(notes + "/jo/Bins/Reel 1/Reel 1.1.avb");
+    standInTool({notes, unity});
+    EXPECT_EQ(discovery->searchForNewPaths().found, QStringList{unity});
+    EXPECT_TRUE(toolQueries().contains("*Unity Attic*"));
 }
 
 class CatalogueLocationsTest : public CatalogueTest::LoggedHomeTest {};

@@ -251,7 +251,7 @@ INSTANTIATE_TEST_SUITE_P(
             {"list", "@/Documents"},
             1,
             "vestry list: @/Documents: not an autosave location: its path must end with \"Autosave Vault\", "
-            "\"Adobe Premiere Pro Auto-Save\", \"Avid Attic\" or \".fcpbundle\"\n"},
+            "\"Adobe Premiere Pro Auto-Save\", \"Avid Attic\", \"Unity Attic\" or \".fcpbundle\"\n"},
         StatusRow{"TrailingSlash", {"list", "%/"}, 1, "(write it without the trailing \"/\")"},
         StatusRow{"UnknownSortKey", {"list", "--sort", "kind"}, 2, "--sort"},
         StatusRow{"DescendingNeedsSort", {"list", "--descending"}, 2, "--descending requires --sort"},

@@ -60,7 +60,8 @@ struct FileFacts {
     bool isDirectory = false;
     bool isSymbolicLink = false; // only when links are not followed
     quint64 size = 0;
-    // Birth time where the file system records it, else the modification time.
+    // The creation date a Mac gave the file where a Samba share keeps it, else the birth
+    // time where the file system records it, else the modification time.
     QDateTime created;
     QDateTime modified;
 };
@@ -98,8 +99,8 @@ public:
 
     // One status query; nothing when the item cannot be examined.
     virtual std::optional<FileFacts> fileFacts(const QString& path, bool followLinks = true) const = 0;
-    // The 32-byte Finder information of an item (type, creator, flags, ...); nothing when
-    // the item has none.
+    // The 32-byte Finder information of an item (type, creator, flags, ...), from the item
+    // itself or from the AppleDouble file a Mac left beside it; nothing when it has none.
     virtual std::optional<QByteArray> finderInfo(const QString& path) const = 0;
     virtual bool setFinderInfo(const QString& path, const QByteArray& info) const = 0;
 

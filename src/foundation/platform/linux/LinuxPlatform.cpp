@@ -1,11 +1,16 @@
 #include "LinuxPlatform.h"
 
+#include "foundation/AppleDouble.h"
+#include "foundation/DosAttrib.h"
+#include "foundation/FileName.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QStandardPaths>
 #include <QSysInfo>
 
+#include <chrono>
 #include <cstring>
 #include <fcntl.h>
 #include <pwd.h>
@@ -13,7 +18,6 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 #include <vector>
-#include "foundation/FileName.h"
 
 namespace {
 
@@ -252,6 +256,26 @@ QString LinuxPlatform::temporaryDirectory() const {
     return QDir::cleanPath(QDir::tempPath());
 }
 
+namespace {
+
+// The attribute names the FinderInfo look-up just listed, kept for the file facts that a scan
+// asks for the same file next: whether Samba's record is among them. Only for that file, and
+// only for a moment.
+struct LastListing {
+    QByteArray path;
+    std::chrono::steady_clock::time_point at;
+    bool hasDosAttrib = true;
+};
+thread_local LastListing lastListing;
+
+bool mayHaveDosAttrib(const QByteArray& path) {
+    return lastListing.path != path ||
+           std::chrono::steady_clock::now() - lastListing.at > std::chrono::milliseconds(100) ||
+           lastListing.hasDosAttrib;
+}
+
+} // namespace
+
 std::optional<FileFacts> LinuxPlatform::fileFacts(const QString& path, bool followLinks) const {
     struct statx info {};
     const QByteArray encoded = FileName::encode(path);
@@ -267,7 +291,19 @@ std::optional<FileFacts> LinuxPlatform::fileFacts(const QString& path, bool foll
     facts.isSymbolicLink = S_ISLNK(info.stx_mode);
     facts.size = info.stx_size;
     facts.modified = toDate(info.stx_mtime);
-    facts.created = (info.stx_mask & STATX_BTIME) ? toDate(info.stx_btime) : facts.modified;
+    // The one place that decides an item's creation date. A file a Mac copied to a Samba
+    // share was born on the server at the copy; the date the Mac gave it is in Samba's record.
+    char record[DosAttrib::maxSize];
+    const ssize_t recordSize =
+        !mayHaveDosAttrib(encoded) ? -1
+        : followLinks ? ::getxattr(encoded.constData(), DosAttrib::attributeName, record, sizeof record)
+                      : ::lgetxattr(encoded.constData(), DosAttrib::attributeName, record, sizeof record);
+    if (recordSize > 0) {
+        if (auto created = DosAttrib::createTime(QByteArrayView(record, recordSize)))
+            facts.created = *created;
+    }
+    if (!facts.created.isValid())
+        facts.created = (info.stx_mask & STATX_BTIME) ? toDate(info.stx_btime) : facts.modified;
     return facts;
 }
 
@@ -311,10 +347,13 @@ std::optional<QByteArray> LinuxPlatform::finderInfo(const QString& path) const {
     const ssize_t length = ::listxattr(encoded.constData(), names, sizeof names);
     bool hasNetatalk = length < 0;
     bool hasFinderInfo = length < 0;
+    bool hasDosAttrib = length < 0;
     for (ssize_t at = 0; at < length; at += ssize_t(std::strlen(names + at)) + 1) {
         hasNetatalk = hasNetatalk || std::strcmp(names + at, netatalkAttribute) == 0;
         hasFinderInfo = hasFinderInfo || std::strcmp(names + at, finderInfoAttribute) == 0;
+        hasDosAttrib = hasDosAttrib || std::strcmp(names + at, DosAttrib::attributeName) == 0;
     }
+    lastListing = LastListing{encoded, std::chrono::steady_clock::now(), hasDosAttrib};
     if (hasNetatalk) {
         if (auto afp = readAttribute(encoded, netatalkAttribute)) {
             if (auto info = finderInfoFromAfpInfo(*afp))
@@ -325,7 +364,7 @@ std::optional<QByteArray> LinuxPlatform::finderInfo(const QString& path) const {
         if (auto info = readAttribute(encoded, finderInfoAttribute); info && info->size() >= kFinderInfoSize)
             return info->left(kFinderInfoSize);
     }
-    return std::nullopt;
+    return AppleDouble::readFinderInfo(path);
 }
 
 bool LinuxPlatform::setFinderInfo(const QString& path, const QByteArray& info) const {

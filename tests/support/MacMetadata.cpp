@@ -1,0 +1,77 @@
+#include "MacMetadata.h"
+
+#include <QFile>
+#include <QtEndian>
+
+#include <sys/xattr.h>
+
+namespace {
+
+template <typename T>
+void bigEndian(QByteArray& out, T value) {
+    char bytes[sizeof(T)];
+    qToBigEndian(value, bytes);
+    out.append(bytes, sizeof(T));
+}
+
+template <typename T>
+void littleEndian(QByteArray& out, T value) {
+    char bytes[sizeof(T)];
+    qToLittleEndian(value, bytes);
+    out.append(bytes, sizeof(T));
+}
+
+void alignTo(QByteArray& out, int boundary) {
+    while (out.size() % boundary)
+        out.append('\0');
+}
+
+} // namespace
+
+QByteArray finderInfoOfType(const char type[4]) {
+    return QByteArray(type, 4) + "KeyG" + QByteArray(24, 0);
+}
+
+QByteArray appleDoubleFile(const QByteArray& finderInfo) {
+    constexpr quint32 fileSize = 4096, forkSize = 286, infoOffset = 50;
+    QByteArray out;
+    bigEndian<quint32>(out, 0x00051607);
+    bigEndian<quint32>(out, 0x00020000);
+    out.append("Mac OS X        ", 16);
+    bigEndian<quint16>(out, 2);
+    for (quint32 value :
+         {9u, infoOffset, fileSize - forkSize - infoOffset, 2u, fileSize - forkSize, forkSize})
+        bigEndian<quint32>(out, value);
+    out += finderInfo + QByteArray(2, 0) + "ATTR";
+    return out.leftJustified(fileSize, '\0');
+}
+
+QByteArray dosAttribRecord(int version, const QDateTime& created, bool createTimeValid, const char* hexText) {
+    const quint64 ticks = quint64(created.toMSecsSinceEpoch() + 11644473600000LL) * 10000;
+    const quint32 archive = 0x20;
+    QByteArray out = version == 3 ? QByteArray(hexText) : QByteArray();
+    out.append('\0');
+    alignTo(out, 2);
+    littleEndian<quint16>(out, quint16(version));
+    littleEndian<quint16>(out, quint16(version)); // the union's switch
+    alignTo(out, 4);
+    littleEndian<quint32>(out, 0x1 | (createTimeValid ? 0x10 : 0)); // attributes, create time
+    littleEndian<quint32>(out, archive);
+    if (version == 3) {
+        littleEndian<quint32>(out, 0);         // EA size
+        littleEndian<quint64>(out, 4096);      // size
+        littleEndian<quint64>(out, 8192);      // allocation size
+        littleEndian<quint64>(out, ticks);     // create time
+        littleEndian<quint64>(out, ticks + 1); // change time
+    } else {
+        if (version == 4)
+            littleEndian<quint64>(out, ticks + 7); // instantiation time
+        littleEndian<quint64>(out, ticks);
+    }
+    return out;
+}
+
+bool setDosAttrib(const QString& path, const QByteArray& record) {
+    return ::setxattr(QFile::encodeName(path).constData(), "user.DOSATTRIB", record.constData(),
+                      size_t(record.size()), 0) == 0;
+}

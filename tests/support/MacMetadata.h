@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QByteArray>
+#include <QDateTime>
+
+// Mac metadata as drives and file servers keep it, built byte by byte from the published
+// layouts (not with the code under test).
+
+// A 32-byte FinderInfo of a file type ("FCPF") and creator.
+QByteArray finderInfoOfType(const char type[4]);
+
+// An AppleDouble "._NAME" file as a Mac writes it on exFAT: the FinderInfo entry (9) at 50,
+// long enough to hold the extended-attribute area after it, and an empty resource fork (2)
+// at the end of 4096 bytes.
+QByteArray appleDoubleFile(const QByteArray& finderInfo);
+
+// Samba's "user.DOSATTRIB" record of a version (3: Samba 3.5 to 4.10, with the attributes as
+// hex text, "0x20" unless given; 4: 4.11 on; 5: later), its creation time marked valid or not.
+QByteArray dosAttribRecord(int version, const QDateTime& created, bool createTimeValid = true,
+                           const char* hexText = "0x20");
+// Sets it on a file; false where the file system refuses user extended attributes.
+bool setDosAttrib(const QString& path, const QByteArray& record);
