@@ -147,6 +147,8 @@ TEST_F(ScannerTest, ACopyOnASambaShareKeepsTheDateTheMacGaveIt) {
     ASSERT_TRUE(makeTree(path("Share/Avid Attic"), {"jo/Bins/Bin/Bin.1.avb", "jo/Bins/Bin/Bin.2.avb"}));
     if (!setDosAttrib(path("Share/Avid Attic/jo/Bins/Bin/Bin.1.avb"), dosAttribRecord(4, copied)))
         GTEST_SKIP() << "this file system refuses user extended attributes";
+    ASSERT_TRUE(
+        keepOriginalModificationTime(path("Share/Avid Attic/jo/Bins/Bin/Bin.1.avb"), copied.addDays(1)));
     const BMAutoItemList items = scan(path("Share/Avid Attic")).first()->children();
     ASSERT_EQ(items.size(), 2);
     EXPECT_EQ(items[0]->createdDate(), copied);

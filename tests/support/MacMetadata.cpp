@@ -3,6 +3,8 @@
 #include <QFile>
 #include <QtEndian>
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/xattr.h>
 
 namespace {
@@ -74,4 +76,10 @@ QByteArray dosAttribRecord(int version, const QDateTime& created, bool createTim
 bool setDosAttrib(const QString& path, const QByteArray& record) {
     return ::setxattr(QFile::encodeName(path).constData(), "user.DOSATTRIB", record.constData(),
                       size_t(record.size()), 0) == 0;
+}
+
+bool keepOriginalModificationTime(const QString& path, const QDateTime& modified) {
+    const qint64 ms = modified.toMSecsSinceEpoch();
+    const struct timespec times[2] = {{ms / 1000, (ms % 1000) * 1000000}, {ms / 1000, (ms % 1000) * 1000000}};
+    return ::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, 0) == 0;
 }

@@ -20,3 +20,6 @@ QByteArray dosAttribRecord(int version, const QDateTime& created, bool createTim
                            const char* hexText = "0x20");
 // Sets it on a file; false where the file system refuses user extended attributes.
 bool setDosAttrib(const QString& path, const QByteArray& record);
+// Gives a file the modification time of the original it was copied from, as the Finder
+// does: born on the share now, modified long before.
+bool keepOriginalModificationTime(const QString& path, const QDateTime& modified);

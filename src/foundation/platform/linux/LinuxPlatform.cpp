@@ -293,9 +293,14 @@ std::optional<FileFacts> LinuxPlatform::fileFacts(const QString& path, bool foll
     facts.modified = toDate(info.stx_mtime);
     // The one place that decides an item's creation date. A file a Mac copied to a Samba
     // share was born on the server at the copy; the date the Mac gave it is in Samba's record.
+    // Such a copy keeps its older modification time, so it was born after it was modified: only
+    // then (or with no birth time) is the record worth a read, which keeps huge scans fast.
+    const bool bornAfterModified =
+        !(info.stx_mask & STATX_BTIME) || info.stx_btime.tv_sec > info.stx_mtime.tv_sec ||
+        (info.stx_btime.tv_sec == info.stx_mtime.tv_sec && info.stx_btime.tv_nsec > info.stx_mtime.tv_nsec);
     char record[DosAttrib::maxSize];
     const ssize_t recordSize =
-        !mayHaveDosAttrib(encoded) ? -1
+        !bornAfterModified || !mayHaveDosAttrib(encoded) ? -1
         : followLinks ? ::getxattr(encoded.constData(), DosAttrib::attributeName, record, sizeof record)
                       : ::lgetxattr(encoded.constData(), DosAttrib::attributeName, record, sizeof record);
     if (recordSize > 0) {
