@@ -35,10 +35,9 @@ public:
     static RetentionChoice removeOlderAutosaves(const SelectedRows& rows, int days,
                                                 const QDateTime& now = QDateTime::currentDateTimeUtc());
     // Of each selected project with more than keep autosaves, all but the keep newest (that
-    // project's autosaves are left sorted newest first); a
-    // selected autosave row is always taken, even when it is among its project's newest
-    // (its row comes after its project's). Unlike the age rule, an empty choice is still
-    // asked about.
+    // project's autosaves are left sorted newest first); a selected autosave row is always
+    // taken, even when it is among its project's newest (its row comes after its project's).
+    // Unlike the age rule, an empty choice is still asked about.
     static RetentionChoice removeAllExceptMostRecent(const SelectedRows& rows, int keep);
 
     // Puts a project's own autosaves newest first, in the order the outline's date sort gives
