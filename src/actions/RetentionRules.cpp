@@ -46,7 +46,7 @@ RetentionChoice RetentionRules::removeAllExceptMostRecent(const SelectedRows& ro
             }
             if (row.project->childCount() <= keep)
                 continue;
-            const BMAutoItemList sorted = newestFirst(*row.project);
+            const BMAutoItemList sorted = sortNewestFirst(*row.project);
             for (qsizetype position = 0; position < sorted.size(); ++position) {
                 if (position >= keep)
                     list.add(sorted[position]);
@@ -61,10 +61,11 @@ RetentionChoice RetentionRules::removeAllExceptMostRecent(const SelectedRows& ro
     }
 }
 
-BMAutoItemList RetentionRules::newestFirst(const BMProject& project) {
+BMAutoItemList RetentionRules::sortNewestFirst(BMProject& project) {
     BMAutoItemList sorted = project.children();
     std::stable_sort(sorted.begin(), sorted.end(),
                      [](const BMAutoItemPtr& a, const BMAutoItemPtr& b) { return a->dateCompare(*b) < 0; });
     std::reverse(sorted.begin(), sorted.end());
+    project.setChildren(sorted);
     return sorted;
 }

@@ -34,13 +34,14 @@ public:
     // date is never old enough.
     static RetentionChoice removeOlderAutosaves(const SelectedRows& rows, int days,
                                                 const QDateTime& now = QDateTime::currentDateTimeUtc());
-    // Of each selected project with more than keep autosaves, all but the keep newest; a
-    // selected autosave row is always taken, even when it is among its project's newest
-    // (its row comes after its project's). Unlike the age rule, an empty choice is still
-    // asked about.
+    // Of each selected project with more than keep autosaves, all but the keep newest (that
+    // project's autosaves are left sorted newest first); a selected autosave row is always
+    // taken, even when it is among its project's newest (its row comes after its project's).
+    // Unlike the age rule, an empty choice is still asked about.
     static RetentionChoice removeAllExceptMostRecent(const SelectedRows& rows, int keep);
 
-    // A project's autosaves newest first, in the order the outline's date sort gives them
-    // (equal dates in reverse of their current order). The project itself is not reordered.
-    static BMAutoItemList newestFirst(const BMProject& project);
+    // Puts a project's own autosaves newest first, in the order the outline's date sort gives
+    // them (equal dates in reverse of their current order), and returns them. The order stays
+    // until the catalogue is built again; a window showing the project is to be told.
+    static BMAutoItemList sortNewestFirst(BMProject& project);
 };

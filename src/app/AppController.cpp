@@ -129,6 +129,7 @@ void AppController::connectWindow() {
             &AppController::prefsAddManualPath);
     connect(m_preferences, &PreferencesWindow::removeManualPathRequested, this,
             &AppController::prefsRemoveManualPath);
+    connect(m_preferences, &PreferencesWindow::premiereGroupingToggled, this, [this] { populateData(); });
     connect(m_preferences, &PreferencesWindow::manualPathsTabShown, this, [this] {
         BMLog::appendLog(QStringLiteral("User switched tabs - refreshing..."));
         populateDataNoSave();

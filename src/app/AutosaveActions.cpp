@@ -247,7 +247,10 @@ void AutosaveActions::removeOlderAutosaves(int days) {
 }
 
 void AutosaveActions::removeAllExceptMostRecent(int keep) {
-    const RetentionChoice choice = RetentionRules::removeAllExceptMostRecent(selectedRows(), keep);
+    // The rule leaves the projects it thins out sorted newest first.
+    const SelectedRows rows = selectedRows();
+    RetentionChoice choice;
+    m_controller->model()->reorder([&] { choice = RetentionRules::removeAllExceptMostRecent(rows, keep); });
     if (!choice.ask)
         return;
     const ActionQuestion question = ActionTexts::removeQuestion(choice.autosaves.size());

@@ -50,6 +50,10 @@ void AutosaveOutlineModel::setProjects(BMProjectList projects) {
 }
 
 void AutosaveOutlineModel::sortBy(QStringView column, bool descending) {
+    reorder([&] { m_projects = OutlineSorting::sortProjects(m_projects, column, descending); });
+}
+
+void AutosaveOutlineModel::reorder(const std::function<void()>& change) {
     Q_EMIT layoutAboutToBeChanged({}, QAbstractItemModel::VerticalSortHint);
     // Remember every persistent row by the node it shows, then find the nodes again.
     struct Anchor {
@@ -69,7 +73,7 @@ void AutosaveOutlineModel::sortBy(QStringView column, bool descending) {
         anchors.append({project, item, index.column()});
     }
 
-    m_projects = OutlineSorting::sortProjects(m_projects, column, descending);
+    change();
 
     QHash<const BMProject*, int> projectRows;
     projectRows.reserve(m_projects.size());

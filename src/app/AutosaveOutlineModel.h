@@ -5,6 +5,8 @@
 
 #include <QAbstractItemModel>
 
+#include <functional>
+
 // The catalogue as a two-level tree for the outline: projects, each with its autosaves, in
 // three columns (name with the editor's icon, size, date). The model shows the list it is
 // given; the controller replaces it after every rebuild. Sorting keeps the rows that were
@@ -31,6 +33,9 @@ public:
     void setProjects(BMProjectList projects);
     // Sorts as the outline sorts (children included), keeping persistent indexes.
     void sortBy(QStringView column, bool descending);
+    // Runs a change that only reorders projects or their children (never adds or removes
+    // one), keeping each persistent index, and so the selection, on the node it showed.
+    void reorder(const std::function<void()>& change);
 
     BMProjectPtr projectAt(const QModelIndex& index) const; // project rows only
     BMAutoItemPtr itemAt(const QModelIndex& index) const;   // autosave rows only

@@ -92,6 +92,13 @@ QWidget* PreferencesWindow::makeLocationsTab() {
     layout->addLayout(buttons);
     connect(add, &QPushButton::clicked, this, &PreferencesWindow::addManualPathRequested);
     connect(remove, &QPushButton::clicked, this, &PreferencesWindow::removeManualPathRequested);
+    m_premiereGrouping = new QCheckBox(
+        tr("Group Premiere Pro 2019+ copies (\"Edit-2019-11-04_15-04-08\", \"Edit\") by project"));
+    layout->addWidget(m_premiereGrouping);
+    connect(m_premiereGrouping, &QCheckBox::clicked, this, [this](bool on) {
+        settings().setValue(SettingsKey::premiereGroupTimestampedCopies, on);
+        Q_EMIT premiereGroupingToggled(on);
+    });
     return page;
 }
 
@@ -240,6 +247,7 @@ void PreferencesWindow::refreshFromSettings() {
     using namespace SettingsKey;
     m_refreshing = true;
     m_adminPassword->setChecked(settings().integerValue(requireAdminPassword) == 1);
+    m_premiereGrouping->setChecked(settings().boolValue(premiereGroupTimestampedCopies));
     m_autoRemove->setChecked(settings().integerValue(autoRemove) == 1);
     if (QAbstractButton* rule = m_removalRule->button(int(settings().integerValue(autoRemoveUseCriteria))))
         rule->setChecked(true);

@@ -48,6 +48,7 @@ public:
     QCheckBox* adminPasswordBox() const { return m_adminPassword; }
     QCheckBox* analyticsBox() const { return m_analytics; }
     QListWidget* manualPathList() const { return m_manualPathList; }
+    QCheckBox* premiereGroupingBox() const { return m_premiereGrouping; }
     QCheckBox* autoRemoveBox() const { return m_autoRemove; }
     QCheckBox* autoCleanBox() const { return m_autoClean; }
     QRadioButton* removalRuleButton(int row) const;
@@ -68,6 +69,7 @@ Q_SIGNALS:
     void addManualPathRequested();
     void removeManualPathRequested();
     void manualPathsTabShown();
+    void premiereGroupingToggled(bool on);
     void autoRemoveToggled(bool on);
     void autoCleanToggled(bool on);
     void autosaveFolderBrowseRequested();
@@ -94,6 +96,7 @@ private:
     QCheckBox* m_analytics = nullptr;
     QListWidget* m_manualPathList = nullptr;
     QStringList m_manualPaths;
+    QCheckBox* m_premiereGrouping = nullptr;
     QCheckBox* m_autoRemove = nullptr;
     QButtonGroup* m_removalRule = nullptr;
     QList<Criterion> m_removalCriteria;

@@ -2,6 +2,7 @@
 
 #include "AutosaveType.h"
 #include "NamePattern.h"
+#include "PremiereCopyNames.h"
 #include "foundation/BMException.h"
 #include "foundation/BMFileManager.h"
 #include "foundation/BMLog.h"
@@ -209,8 +210,8 @@ void scanLibraryEntry(const QString& folder, const QString& entryName, const QSt
         results.add(project);
 }
 
-void scanLoosePremiereFile(const QString& entryName, const QString& entryPath, Results& results) {
-    const QString projectName = AutosaveFolderScanner::looseProjectName(entryName);
+void scanLoosePremiereFile(const QString& entryName, const QString& entryPath, const QString& projectName,
+                           Results& results) {
     bool failed = false;
     for (const BMProjectPtr& project : results.premiereProjectsNamed(projectName)) {
         if (std::optional<Attributes> attributes = attributesOrLog(entryPath)) {
@@ -293,9 +294,13 @@ AutosaveFolderScanner::Layout AutosaveFolderScanner::layoutForFolder(const QStri
 }
 
 QString AutosaveFolderScanner::looseProjectName(const QString& fileName) {
-    QStringList pieces = PathText::deletingExtension(fileName).split(QLatin1Char('-'));
-    pieces.removeLast();
-    return pieces.join(QLatin1Char('-'));
+    return PremiereCopyNames::ringProjectName(fileName);
+}
+
+bool AutosaveFolderScanner::groupsTimestampedCopies() const {
+    // Where no defaults were registered (the helper, the command line) the setting is on too.
+    const QString key = QLatin1String(SettingsKey::premiereGroupTimestampedCopies);
+    return !m_settings.hasValue(key) || m_settings.boolValue(key);
 }
 
 const NamePattern& AutosaveFolderScanner::vaultNamePattern() {
@@ -345,6 +350,17 @@ std::optional<BMProjectList> AutosaveFolderScanner::projectsFromFolder(const QSt
                 m_hook(abbreviated);
         }
 
+        QStringList looseFiles;
+        if (layout == Layout::Folder) {
+            for (const QString& entry : entries) {
+                if (hasExtension(entry, QLatin1StringView("prproj")))
+                    looseFiles.append(entry);
+            }
+        }
+        const QStringList looseProjects =
+            PremiereCopyNames::projectNames(looseFiles, groupsTimestampedCopies());
+        qsizetype looseIndex = 0;
+
         Results results(m_warningHook);
         for (const QString& entry : entries) {
             if (isAppleDouble(entry))
@@ -359,7 +375,7 @@ std::optional<BMProjectList> AutosaveFolderScanner::projectsFromFolder(const QSt
                 break;
             case Layout::Folder:
                 if (hasExtension(entry, QLatin1StringView("prproj")))
-                    scanLoosePremiereFile(entry, entryPath, results);
+                    scanLoosePremiereFile(entry, entryPath, looseProjects[looseIndex++], results);
                 else
                     scanProjectFolder(entry, entryPath, results);
                 break;

@@ -64,7 +64,10 @@ public:
 
     // The project of a Premiere file lying loose: the name without its extension and without
     // its last "-" piece ("My-Cut-12.prproj" gives "My-Cut"; "Untitled.prproj" gives "").
+    // With the setting premiereGroupTimestampedCopies on (the default), PremiereCopyNames
+    // decides instead.
     static QString looseProjectName(const QString& fileName);
+    bool groupsTimestampedCopies() const;
     // Final Cut Pro's vault copies: "<name>_MM-DD-YY_HHMM".
     static const NamePattern& vaultNamePattern();
     // Motion's: "<name>_YYYY-MM-DD_HHMM.motn".

@@ -178,6 +178,7 @@ QVariantMap BMSettings::applicationDefaults() {
         {autoCleanUseCriteriaTotalSize, false},
         {autoCleanCriteriaTotalSize, qint64(50)},
         {requireAdminPassword, qint64(0)},
+        {premiereGroupTimestampedCopies, true},
     };
 }
 

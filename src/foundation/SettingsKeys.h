@@ -30,6 +30,8 @@ inline constexpr char sortedColumn[] = "sortedColumn";
 inline constexpr char sortedDescending[] = "sortedDescending";
 inline constexpr char sortColumn[] = "sortColumn";
 inline constexpr char sortDescending[] = "sortDescending";
+// Premiere 2019+ copies "<Project>-YYYY-MM-DD_HH-MM-SS" and "<Project>" join their project.
+inline constexpr char premiereGroupTimestampedCopies[] = "premiereGroupTimestampedCopies";
 // Lives only in the analytics file, never in the application's own settings.
 inline constexpr char logQC[] = "logQC";
 // Maker-wide switches in the global file.

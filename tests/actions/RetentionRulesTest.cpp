@@ -56,8 +56,24 @@ TEST_P(RetentionRuleTable, ChoosesTheAutosavesOfTheRule) {
                                                 : RetentionRules::removeOlderAutosaves(rows, row.tag, kNow);
     EXPECT_EQ(choice.ask, row.asks);
     EXPECT_EQ(names(choice.autosaves), row.chosen);
-    // Choosing never reorders a project's own autosaves.
-    EXPECT_EQ(names(projects[1]->children()), "b1 b2 b3");
+    if (!row.keepRule) {
+        EXPECT_EQ(names(projects[1]->children()), "b1 b2 b3"); // the age rule reorders nothing
+    }
+}
+
+TEST(KeepRule, LeavesTheProjectsItThinsOutNewestFirstAndNoOtherReordered) {
+    const BMProjectList projects{
+        projectOf("A", {{"a1", 3 * kDay}, {"a2", std::nullopt}, {"a3", kDay}, {"a4", 2 * kDay}}),
+        projectOf("B", {{"b1", 2 * kDay}, {"b2", kDay}}),
+    };
+    const SelectedRows rows = selectRows(projects, {"A", "B", "b1"});
+    const RetentionChoice choice = RetentionRules::removeAllExceptMostRecent(rows, 2);
+    EXPECT_EQ(names(choice.autosaves), "a1 a2 b1");
+    EXPECT_EQ(names(projects[0]->children()), "a3 a4 a1 a2");
+    EXPECT_EQ(names(projects[1]->children()), "b1 b2"); // no more than it keeps: not sorted
+    // Still a whole project: its size and date range are those of the same autosaves.
+    EXPECT_EQ(projects[0]->fileSize(), 40.0);
+    EXPECT_EQ(projects[0]->endDate(), kNow.addMSecs(-kDay));
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -279,3 +279,12 @@ TEST_F(Controller, AFolderFoundByTheNameSearchIsStoredAndShown) {
     EXPECT_TRUE(projectNames().contains("Trailer"));
     EXPECT_EQ(settings().stringListValue(SettingsKey::autosavePaths), (QStringList{premiere, vault, found}));
 }
+
+TEST_F(Controller, UntickingPremiereGroupingRebuildsWithTheLastDashRule) {
+    write("Documents/Adobe Premiere Pro Auto-Save/Cut-2019-11-04_15-04-08.prproj");
+    write("Documents/Adobe Premiere Pro Auto-Save/Cut.prproj");
+    start();
+    EXPECT_EQ(projectNames(), (QStringList{"Alpha", "Beta", "Cut", "Gamma", "Promo"}));
+    expectRebuild([&] { controller->preferencesWindow()->premiereGroupingBox()->click(); });
+    EXPECT_EQ(projectNames(), (QStringList{"", "Alpha", "Beta", "Cut-2019-11-04_15-04", "Gamma", "Promo"}));
+}

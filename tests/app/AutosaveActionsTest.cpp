@@ -102,6 +102,26 @@ TEST_F(Actions, KeepMenuAsksEvenWhenNothingGoesAgeMenuOnlyWhenSomethingIsOldEnou
     EXPECT_EQ(projectNames(), (QStringList{"Alpha", "Ceremony"}));
 }
 
+// The keep rule leaves Beta newest first even when the question is cancelled; the selected
+// autosave row follows its autosave to its new row instead of showing another one.
+TEST_F(Actions, KeepRuleReordersTheProjectAndTheSelectionFollowsItsAutosave) {
+    start();
+    ASSERT_EQ(controller->model()->itemAt(itemIndex("Beta", 0))->name(), "Beta-1.prproj");
+    select({projectIndex("Beta"), itemIndex("Beta", 0)});
+    Answerer cancel("Cancel");
+    expectNoRebuild([&] { menu().keepMostRecent[0]->trigger(); });
+    EXPECT_EQ(cancel.text, "Are you sure you wish to remove 2 autosaves?");
+    EXPECT_EQ(controller->model()->itemAt(itemIndex("Beta", 0))->name(), "Beta-2.prproj");
+    const QModelIndexList selected = outline()->selectionModel()->selectedRows(0);
+    ASSERT_EQ(selected.size(), 2);
+    QStringList shown;
+    for (const QModelIndex& index : selected)
+        shown << index.data().toString();
+    shown.sort();
+    EXPECT_EQ(shown, (QStringList{"Beta", "Beta-1.prproj"}));
+    EXPECT_TRUE(trashed().isEmpty());
+}
+
 TEST_F(Actions, OneAutosaveOpensWithoutAQuestionMoreAskWithTheCountAndCancelOpensNothing) {
     start();
     {

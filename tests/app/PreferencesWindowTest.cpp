@@ -84,6 +84,19 @@ TEST_F(Preferences, CleanUpTabFollowsItsBox) {
     EXPECT_TRUE(window->cleanNote()->isHidden());
 }
 
+TEST_F(Preferences, PremiereGroupingIsOnUntilUnticked) {
+    QCheckBox* box = window->premiereGroupingBox();
+    EXPECT_TRUE(box->isChecked());
+    QSignalSpy toggled(window.get(), &PreferencesWindow::premiereGroupingToggled);
+    box->click();
+    EXPECT_EQ(toggled.count(), 1);
+    // Stored as a value of its own, not left to the default.
+    EXPECT_EQ(settings().value(SettingsKey::premiereGroupTimestampedCopies), QVariant(false));
+    settings().setValue(SettingsKey::premiereGroupTimestampedCopies, true);
+    window->refreshFromSettings();
+    EXPECT_TRUE(box->isChecked());
+}
+
 TEST_F(Preferences, FolderChoicesKeepWhatTheUserTyped) {
     settings().setValue(SettingsKey::autosaveFolder, "~/Movies/Autosave Vault");
     window->refreshFromSettings();

@@ -2,11 +2,13 @@
 
 #include "CatalogueTestSupport.h"
 #include "catalogue/NamePattern.h"
+#include "catalogue/PremiereCopyNames.h"
 #include "foundation/BMSettings.h"
 #include "foundation/SettingsKeys.h"
 #include "foundation/platform/Platform.h"
 #include "support/MacMetadata.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 using namespace CatalogueTest;
@@ -84,13 +86,6 @@ INSTANTIATE_TEST_SUITE_P(
             {"Doc/Doc-2.prproj", "Doc/Doc-1.prproj", "Doc/.Doc-3.prproj", "Doc/Doc.prproj.lock",
              ".Hidden Edit/Hidden-1.prproj"},
             ".Hidden Edit(2)@.Hidden Edit: Hidden-1.prproj:2; Doc(2)@Doc: Doc-1.prproj:2 Doc-2.prproj:2"},
-        LayoutRow{"LooseFilesGroupByTheNameBeforeTheLastDash",
-                  "Adobe Premiere Pro Auto-Save",
-                  {"Project-2.prproj", "Project-10.prproj", "Project-1.prproj", "My-Cut-12.prproj",
-                   "Untitled.prproj"},
-                  "My-Cut(2)@My-Cut-12.prproj: My-Cut-12.prproj:2; "
-                  "Project(2)@Project-1.prproj: Project-1.prproj:2 Project-10.prproj:2 Project-2.prproj:2; "
-                  "(2)@Untitled.prproj: Untitled.prproj:2"},
         LayoutRow{
             "LooseFileJoinsAnEarlierPremiereProjectOnly",
             "Adobe Premiere Pro Auto-Save",
@@ -132,6 +127,123 @@ INSTANTIATE_TEST_SUITE_P(
         LayoutRow{
             "SuffixIsMatchedAsText", "autosave vault", {"Edit/Edit-1.prproj"}, "", ScanStatus::UnknownSuffix},
         LayoutRow{"MissingFolder", "Avid Attic", {}, "", ScanStatus::Missing}),
+    [](const auto& info) { return std::string(info.param.rowName); });
+
+// Premiere's copies lying loose in its folder, named by the editor's versions up to 2018
+// ("<Project>-N", N a ring) and since 2019 ("<Project>-YYYY-MM-DD_HH-MM-SS" and the emergency
+// copy "<Project>"). The listing is in name order, so an emergency copy comes after its
+// timestamped copies; PremiereCopyNamesRows covers the other orders.
+struct LooseRow {
+    const char* rowName;
+    bool grouping; // premiereGroupTimestampedCopies
+    QStringList tree;
+    const char* expected;
+};
+
+class PremiereLooseFiles : public ScannerTest, public ::testing::WithParamInterface<LooseRow> {};
+
+TEST_P(PremiereLooseFiles, GroupByProject) {
+    const LooseRow& row = GetParam();
+    BMSettings::standard().setValue(SettingsKey::premiereGroupTimestampedCopies, row.grouping);
+    const QString location = path("Adobe Premiere Pro Auto-Save");
+    ASSERT_TRUE(makeTree(location, row.tree));
+    EXPECT_EQ(describe(scan(location), location), row.expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, PremiereLooseFiles,
+    ::testing::Values(
+        LooseRow{"OffGroupsByTheNameBeforeTheLastDash",
+                 false,
+                 {"Project-2.prproj", "Project-10.prproj", "Project-1.prproj", "My-Cut-12.prproj",
+                  "Untitled.prproj"},
+                 "My-Cut(2)@My-Cut-12.prproj: My-Cut-12.prproj:2; "
+                 "Project(2)@Project-1.prproj: Project-1.prproj:2 Project-10.prproj:2 Project-2.prproj:2; "
+                 "(2)@Untitled.prproj: Untitled.prproj:2"},
+        LooseRow{
+            "OffMakesEachTimestampedCopyAProjectAndGathersEmergencyCopies",
+            false,
+            {"video-2019-11-04_15-04-08.prproj", "video-2019-11-04_15-19-08.prproj", "video.prproj",
+             "Intro.prproj"},
+            "(2)@Intro.prproj: Intro.prproj:2 video.prproj:2; "
+            "video-2019-11-04_15-04(2)@video-2019-11-04_15-04-08.prproj: video-2019-11-04_15-04-08.prproj:2; "
+            "video-2019-11-04_15-19(2)@video-2019-11-04_15-19-08.prproj: video-2019-11-04_15-19-08.prproj:2"},
+        LooseRow{"TimestampedCopiesAndTheirEmergencyCopyAreOneProject",
+                 true,
+                 {"video-2019-11-04_15-19-08.prproj", "video.prproj", "video-2019-11-04_15-04-08.prproj"},
+                 "video(2)@video-2019-11-04_15-04-08.prproj: video-2019-11-04_15-04-08.prproj:2 "
+                 "video-2019-11-04_15-19-08.prproj:2 video.prproj:2"},
+        LooseRow{
+            "EmergencyCopiesOfTwoProjectsStayApart",
+            true,
+            {"B.prproj", "A.prproj", "B-2020-01-02_03-04-05.prproj", "Solo.prproj"},
+            "A(2)@A.prproj: A.prproj:2; B(2)@B-2020-01-02_03-04-05.prproj: B-2020-01-02_03-04-05.prproj:2 "
+            "B.prproj:2; Solo(2)@Solo.prproj: Solo.prproj:2"},
+        LooseRow{"DashesInTheProjectNameStay",
+                 true,
+                 {"my-film-2020-01-02_03-04-05.prproj", "my-film.prproj",
+                  "my-film-2020-01-02_03-14-05.prproj", "-2020-01-02_03-04-05.prproj"},
+                 "(2)@-2020-01-02_03-04-05.prproj: -2020-01-02_03-04-05.prproj:2; "
+                 "my-film(2)@my-film-2020-01-02_03-04-05.prproj: my-film-2020-01-02_03-04-05.prproj:2 "
+                 "my-film-2020-01-02_03-14-05.prproj:2 my-film.prproj:2"},
+        LooseRow{"SameNamedProjectsAreOne",
+                 true,
+                 {"Untitled-2.prproj", "Untitled-1.prproj", "Untitled.prproj", "Untitled/Untitled-3.prproj",
+                  "Untitled-2019-11-04_15-04-08.PRPROJ"},
+                 "Untitled(2)@Untitled: Untitled-3.prproj:2 Untitled-1.prproj:2 Untitled-2.prproj:2 "
+                 "Untitled-2019-11-04_15-04-08.PRPROJ:2 Untitled.prproj:2"}),
+    [](const auto& info) { return std::string(info.param.rowName); });
+
+TEST_F(ScannerTest, GroupingIsOnWhereNoDefaultsWereRegisteredAndDatesStillComeFromTheFileSystem) {
+    const QString location = path("Adobe Premiere Pro Auto-Save");
+    ASSERT_TRUE(makeTree(location, {"video-2019-11-04_15-04-08.prproj|7", "video.prproj|3"}));
+    const BMProjectList projects = scan(location);
+    ASSERT_EQ(projects.size(), 1);
+    EXPECT_EQ(projects[0]->name(), "video");
+    const BMAutoItemPtr copy = projects[0]->children().first();
+    EXPECT_EQ(copy->createdDate(), Platform::current().fileFacts(copy->path())->created);
+    EXPECT_GT(copy->createdDate().date().year(), 2019);
+    EXPECT_EQ(projects[0]->fileSize(), 10.0);
+}
+
+struct CopyNamesRow {
+    const char* rowName;
+    bool grouping;
+    QStringList fileNames;
+    QStringList projects; // one per file name
+};
+
+class PremiereCopyNamesRows : public ::testing::TestWithParam<CopyNamesRow> {};
+
+// Each file gets the same project whichever order the listing gives.
+TEST_P(PremiereCopyNamesRows, AnyOrderGivesTheSameProjects) {
+    const CopyNamesRow& row = GetParam();
+    EXPECT_EQ(PremiereCopyNames::projectNames(row.fileNames, row.grouping), row.projects);
+    QStringList reversedFiles = row.fileNames, reversedProjects = row.projects;
+    std::reverse(reversedFiles.begin(), reversedFiles.end());
+    std::reverse(reversedProjects.begin(), reversedProjects.end());
+    EXPECT_EQ(PremiereCopyNames::projectNames(reversedFiles, row.grouping), reversedProjects);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, PremiereCopyNamesRows,
+    ::testing::Values(
+        CopyNamesRow{"EmergencyCopyBeforeItsCopies",
+                     true,
+                     {"video.prproj", "video-2019-11-04_15-04-08.prproj", "video-2019-11-04_15-19-08.prproj"},
+                     {"video", "video", "video"}},
+        CopyNamesRow{"EmergencyCopyWithADashBetweenItsCopies",
+                     true,
+                     {"my-film-2020-01-02_03-04-05.prproj", "my-film.prproj", "my-cut-2.prproj"},
+                     {"my-film", "my-film", "my-cut"}},
+        CopyNamesRow{"AnEmergencyCopyWithADashAloneKeepsTheRingRule", true, {"my-film.prproj"}, {"my"}},
+        CopyNamesRow{"NearMissSuffixesKeepTheRingRule",
+                     true,
+                     {"a-2019-11-04_15-04.prproj", "b-2019-11-04-15-04-08.prproj",
+                      "c-2019-21-04_15-04-08.prproj", "d_2019-11-04_15-04-08.prproj",
+                      "e-2019-11-04_15-04-08x.prproj"},
+                     {"a-2019-11-04_15", "b-2019-11-04-15-04", "c-2019-21-04_15-04", "d_2019-11-04_15-04",
+                      "e-2019-11-04_15-04"}}),
     [](const auto& info) { return std::string(info.param.rowName); });
 
 TEST_F(ScannerTest, DatesAndSizesComeFromTheFileSystemNotTheName) {
