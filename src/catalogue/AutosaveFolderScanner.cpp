@@ -353,13 +353,15 @@ std::optional<BMProjectList> AutosaveFolderScanner::projectsFromFolder(const QSt
         QStringList looseFiles;
         if (layout == Layout::Folder) {
             for (const QString& entry : entries) {
-                if (hasExtension(entry, QLatin1StringView("prproj")))
+                if (hasExtension(entry, QLatin1StringView("prproj")) && !isAppleDouble(entry))
                     looseFiles.append(entry);
             }
         }
-        const QStringList looseProjects =
-            PremiereCopyNames::projectNames(looseFiles, groupsTimestampedCopies());
-        qsizetype looseIndex = 0;
+        // Looked up by name, so that an entry skipped below cannot shift the others' names.
+        QHash<QString, QString> looseProjects;
+        const QStringList names = PremiereCopyNames::projectNames(looseFiles, groupsTimestampedCopies());
+        for (qsizetype i = 0; i < looseFiles.size() && i < names.size(); ++i)
+            looseProjects.insert(looseFiles[i], names[i]);
 
         Results results(m_warningHook);
         for (const QString& entry : entries) {
@@ -375,7 +377,8 @@ std::optional<BMProjectList> AutosaveFolderScanner::projectsFromFolder(const QSt
                 break;
             case Layout::Folder:
                 if (hasExtension(entry, QLatin1StringView("prproj")))
-                    scanLoosePremiereFile(entry, entryPath, looseProjects[looseIndex++], results);
+                    scanLoosePremiereFile(entry, entryPath,
+                                          looseProjects.value(entry, looseProjectName(entry)), results);
                 else
                     scanProjectFolder(entry, entryPath, results);
                 break;
