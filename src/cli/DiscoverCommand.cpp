@@ -78,8 +78,10 @@ QString locationsText(const QStringList& stored, const QStringList& added) {
 
 CLI::App* DiscoverCommand::define(CLI::App& parent) {
     CLI::App* command = parent.add_subcommand(
-        "discover", "Searches the editors' preferences and the file name index for new autosave locations, "
-                    "stores those holding autosaves, and prints every stored location.");
+        "discover",
+        "Searches the editors' preferences, the file name index and the mounted drives and shares "
+        "for new autosave locations, stores those holding autosaves, and prints every stored "
+        "location.");
     command->add_flag("--json", m_json, "Print one JSON document instead of text");
     command->add_flag("--volumes", m_volumes,
                       "Also say which removable and network volumes were searched, one line each");
