@@ -61,7 +61,8 @@ public:
         QStringList locations;
         // The locations it accepted, in the order it found them.
         QStringList found;
-        // Whether the name search could be asked (and so whether anything could be stored).
+        // Whether a name search could be asked, the index tool or a walk of a mounted volume (and
+        // so whether anything could be stored).
         bool nameSearchAvailable = false;
         // Whether the list was written to the settings.
         bool stored = false;

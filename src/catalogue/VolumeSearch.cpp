@@ -73,17 +73,21 @@ void walk(Walk& state, const QByteArray& volume, const QList<Platform::Spotlight
         state.result.problem = errorText(error);
         return;
     }
+    const auto outOfTime = [&] {
+        if (Clock::now() < deadline && !state.stopped())
+            return false;
+        std::lock_guard lock(state.mutex);
+        state.result.cutOff = true;
+        return true;
+    };
     std::deque<Folder> pending{{volume, 0}};
     while (!pending.empty()) {
-        if (Clock::now() >= deadline || state.stopped()) {
-            std::lock_guard lock(state.mutex);
-            state.result.cutOff = true;
+        if (outOfTime())
             return;
-        }
         const Folder folder = std::move(pending.front());
         pending.pop_front();
-        // A folder that is not where the walk found it, a link or another file system's
-        // (a bind mount of the system's root, a nested share) is left alone.
+        // A link, or a folder of another file system (a bind mount of the system's root, a
+        // share mounted inside the drive: a volume of its own), is left alone.
         const int fd = ::open(folder.path.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
         if (fd < 0)
             continue;
@@ -97,7 +101,13 @@ void walk(Walk& state, const QByteArray& volume, const QList<Platform::Spotlight
             ::close(fd);
             continue;
         }
+        unsigned seen = 0;
         while (const dirent* entry = ::readdir(listing)) {
+            // A folder of a hundred thousand clips on a slow share takes a while by itself.
+            if (++seen % 1024 == 0 && outOfTime()) {
+                ::closedir(listing);
+                return;
+            }
             const QByteArray name(entry->d_name);
             if (name == "." || name == ".." || isSystemFolderName(name))
                 continue;
