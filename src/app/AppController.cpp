@@ -254,8 +254,13 @@ void AppController::populateDataOnThisThread(bool saveExpandedState) {
         for (const QString& attic : CatalogueLocations(m_env.sharedAvidAttics).existingSharedAvidAttics())
             scan(attic);
 
+        // A drive that is not plugged in keeps its location; the status line says so.
+        const QStringList offline = CatalogueLocations::offlineLocations(locations);
         BMLog::fastAppendLog(QStringLiteral("Updating data..."));
-        MainThread::runAndWait([this, &projects] { setDataArray(std::move(projects)); });
+        MainThread::runAndWait([this, &projects, &offline] {
+            m_offlineLocations = offline;
+            setDataArray(std::move(projects));
+        });
         BMLog::appendLog(QStringLiteral("Refreshing outline view..."));
         MainThread::runAndWait([this] { applyOutlineViewSorting(); });
         MainThread::runAndWait([this] { loadExpandedItems(); });
@@ -407,8 +412,18 @@ void AppController::updateStatusLine() {
         projects == 1 ? tr("1 project") : tr("%1 projects").arg(locale.toString(projects));
     const QString autosaveText =
         autosaves == 1 ? tr("1 autosave") : tr("%1 autosaves").arg(locale.toString(autosaves));
-    m_window->statusLabel()->setText(
-        QStringLiteral("%1, %2, %3").arg(projectText, autosaveText, OutlineText().formatFileSize(bytes)));
+    QString text =
+        QStringLiteral("%1, %2, %3").arg(projectText, autosaveText, OutlineText().formatFileSize(bytes));
+    QStringList offline;
+    for (const QString& location : m_offlineLocations)
+        offline << tr("%1 (offline)").arg(abbreviated(location));
+    if (!offline.isEmpty()) {
+        const qint64 count = offline.size();
+        text += QStringLiteral("; ") + (count == 1 ? tr("1 location offline")
+                                                   : tr("%1 locations offline").arg(locale.toString(count)));
+    }
+    m_window->statusLabel()->setText(text);
+    m_window->statusLabel()->setToolTip(offline.join(QLatin1Char('\n')));
 }
 
 // ---- Progress -------------------------------------------------------------------------------

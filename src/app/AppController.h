@@ -143,6 +143,8 @@ private:
     QThreadPool m_workers;
     std::atomic<bool> m_appLaunching{true};
     QStringList m_manualPathArray;
+    // Stored locations that were not there at the last rebuild; the status line names them.
+    QStringList m_offlineLocations;
     std::function<void()> m_locationSearch;
     // Finds new autosave folders; the workers that use it are waited for before it goes.
     std::unique_ptr<LocationDiscovery> m_discovery;

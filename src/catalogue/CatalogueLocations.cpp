@@ -89,6 +89,15 @@ QStringList CatalogueLocations::storedLocations(const BMSettings& settings) {
     return locations;
 }
 
+QStringList CatalogueLocations::offlineLocations(const QStringList& locations) {
+    QStringList offline;
+    for (const QString& location : locations) {
+        if (!offline.contains(location) && !BMFileManager::isDirectoryAtPath(location))
+            offline.append(location);
+    }
+    return offline;
+}
+
 QStringList CatalogueLocations::existingSharedAvidAttics() const {
     QStringList existing;
     for (const QString& attic : m_sharedAvidAttics) {

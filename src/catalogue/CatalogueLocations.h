@@ -23,6 +23,10 @@ public:
     static QStringList storedPaths(const BMSettings& settings, const QString& key);
     // "autosavePaths", then the "manualPaths" not already in the list.
     static QStringList storedLocations(const BMSettings& settings);
+    // The locations of a list that are not folders now: on a volume that is not mounted, or
+    // gone. They stay stored, and the catalogue says they are offline rather than dropping
+    // them in silence.
+    static QStringList offlineLocations(const QStringList& locations);
     // The shared attics that exist now.
     QStringList existingSharedAvidAttics() const;
     QStringList locations(const BMSettings& settings) const;

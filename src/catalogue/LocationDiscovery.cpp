@@ -107,6 +107,42 @@ void LocationDiscovery::setWindowHooks(WindowHooks hooks) {
     m_hooks = std::move(hooks);
 }
 
+void LocationDiscovery::setVolumeSearchBounds(VolumeSearch::Bounds bounds) {
+    std::lock_guard lock(m_volumesMutex);
+    m_volumeBounds = bounds;
+}
+
+QStringList LocationDiscovery::searchVolume(const QString& volume,
+                                            const QList<Platform::SpotlightQuery>& queries,
+                                            SearchedVolume& searched) {
+    searched.path = volume;
+    VolumeSearch::Bounds bounds;
+    {
+        std::lock_guard lock(m_volumesMutex);
+        const auto walked = m_walked.constFind(volume);
+        if (walked != m_walked.cend() &&
+            walked->when.secsTo(QDateTime::currentDateTimeUtc()) < volumeRewalkSeconds)
+            return walked->paths;
+        bounds = m_volumeBounds;
+    }
+    BMLog::appendLog(QStringLiteral("Searching the volume %1 for autosave folders...").arg(volume));
+    const VolumeSearch::Result result = VolumeSearch::search(volume, queries, bounds);
+    searched.cutOff = result.cutOff;
+    searched.problem = result.problem;
+    if (!result.problem.isEmpty())
+        BMLog::appendLog(
+            QStringLiteral("The volume %1 could not be searched: %2").arg(volume, result.problem));
+    else if (result.cutOff)
+        BMLog::appendLog(QStringLiteral("The search of the volume %1 was cut off after %2 seconds.")
+                             .arg(volume)
+                             .arg(bounds.seconds));
+    else {
+        std::lock_guard lock(m_volumesMutex);
+        m_walked.insert(volume, {QDateTime::currentDateTimeUtc(), result.paths});
+    }
+    return result.paths;
+}
+
 LocationDiscovery::WindowHooks LocationDiscovery::windowHooks() const {
     std::lock_guard lock(m_hooksMutex);
     return m_hooks;
@@ -158,17 +194,32 @@ LocationDiscovery::Outcome LocationDiscovery::searchForNewPaths() {
             candidates.consider(path, Announce::Yes);
 
         Platform& platform = Platform::current();
-        outcome.nameSearchAvailable = platform.spotlightAvailable();
+        const bool indexAvailable = platform.spotlightAvailable();
+        const QStringList volumes = platform.removableAndNetworkVolumes();
+        // The walk of the volumes needs no tool: it is a name search of its own.
+        outcome.nameSearchAvailable = indexAvailable || !volumes.isEmpty();
         outcome.nameSearchProblem = platform.spotlightProblem();
         if (!outcome.nameSearchProblem.isEmpty())
             BMLog::appendLog(QStringLiteral("Spotlight search skipped: %1").arg(outcome.nameSearchProblem));
         else if (outcome.nameSearchAvailable) {
-            BMLog::appendLog(QStringLiteral("Running a Spotlight search for autosave folders..."));
-            for (const NameSearch& search : nameSearches()) {
-                for (const QString& line : platform.spotlightQuery(search.query, nameSearchTimeoutSeconds)) {
-                    if (line.endsWith(search.suffix, Qt::CaseInsensitive))
-                        candidates.consider(line, Announce::Yes);
+            if (indexAvailable) {
+                BMLog::appendLog(QStringLiteral("Running a Spotlight search for autosave folders..."));
+                for (const NameSearch& search : nameSearches()) {
+                    for (const QString& line :
+                         platform.spotlightQuery(search.query, nameSearchTimeoutSeconds)) {
+                        if (line.endsWith(search.suffix, Qt::CaseInsensitive))
+                            candidates.consider(line, Announce::Yes);
+                    }
                 }
+            }
+            QList<Platform::SpotlightQuery> queries;
+            for (const NameSearch& search : nameSearches())
+                queries << search.query;
+            for (const QString& volume : volumes) {
+                SearchedVolume searched;
+                for (const QString& path : searchVolume(volume, queries, searched))
+                    candidates.consider(path, Announce::Yes);
+                outcome.volumes << searched;
             }
             // Only here: without the name search nothing is remembered.
             if (!outcome.found.isEmpty()) {

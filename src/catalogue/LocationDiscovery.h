@@ -1,7 +1,10 @@
 #pragma once
 
 #include "AutosaveFolderScanner.h"
+#include "VolumeSearch.h"
 
+#include <QDateTime>
+#include <QHash>
 #include <QString>
 #include <QStringList>
 
@@ -15,7 +18,9 @@ class BMSettings;
 // Finds autosave locations the application does not know yet and adds each one that holds at
 // least one project to the remembered list ("autosavePaths"). The editors' own preference
 // files are asked first (Final Cut Pro, Final Cut Express, Motion, Premiere), then the name
-// search (Spotlight on a Mac, plocate or locate here). A location is never removed.
+// search (Spotlight on a Mac, plocate or locate here), then the removable and network volumes
+// that the name search leaves out, walked within bounds (VolumeSearch). A location is never
+// removed.
 //
 // Only a search that could ask the name search stores what it found: on a machine without one,
 // the locations read from the preferences are scanned but not remembered. That is how the
@@ -43,13 +48,21 @@ public:
         AutosaveFolderScanner::AutosaveFolderHook autosaveFolderStored;
     };
 
+    // One removable or network volume a search walked (or took from the last hour's walk).
+    struct SearchedVolume {
+        QString path;
+        bool cutOff = false;
+        QString problem; // why it could not be walked; null when it could
+    };
+
     // What one search did.
     struct Outcome {
         // The search's working list as it ended: what it read, then what it accepted.
         QStringList locations;
         // The locations it accepted, in the order it found them.
         QStringList found;
-        // Whether the name search could be asked (and so whether anything could be stored).
+        // Whether a name search could be asked, the index tool or a walk of a mounted volume (and
+        // so whether anything could be stored).
         bool nameSearchAvailable = false;
         // Whether the list was written to the settings.
         bool stored = false;
@@ -58,12 +71,17 @@ public:
         // Why the name search could not be asked as it was set up (an index that cannot be
         // read); it was then skipped. Null when nothing stood in its way.
         QString nameSearchProblem;
+        // The volumes searched beside the name search, in mount order.
+        QList<SearchedVolume> volumes;
     };
 
     // The method name under which a failed search is logged.
     static constexpr char exceptionMethod[] = "-[AppController searchForNewPaths]";
     // How long the name search may take, per query.
     static constexpr double nameSearchTimeoutSeconds = 10.0;
+    // A volume walked completely is walked again at most this often by one discovery object
+    // (the window searches every minute); a volume newly mounted is walked at once.
+    static constexpr qint64 volumeRewalkSeconds = 3600;
 
     // Makes its own Final Cut Pro and Final Cut Express readers.
     explicit LocationDiscovery(BMSettings& settings);
@@ -75,6 +93,7 @@ public:
     LocationDiscovery& operator=(const LocationDiscovery&) = delete;
 
     void setWindowHooks(WindowHooks hooks);
+    void setVolumeSearchBounds(VolumeSearch::Bounds bounds);
 
     BMFCPPrefParser& fcpPrefs() const { return *m_fcpPrefs; }
     BMFCPPrefParser& fcePrefs() const { return *m_fcePrefs; }
@@ -88,10 +107,21 @@ public:
 
 private:
     WindowHooks windowHooks() const;
+    // The folders one volume holds by name, from a walk within the last hour where there was
+    // a complete one.
+    QStringList searchVolume(const QString& volume, const QList<Platform::SpotlightQuery>& queries,
+                             SearchedVolume& searched);
 
     BMSettings& m_settings;
     std::shared_ptr<BMFCPPrefParser> m_fcpPrefs;
     std::shared_ptr<BMFCPPrefParser> m_fcePrefs;
     mutable std::mutex m_hooksMutex;
     WindowHooks m_hooks;
+    struct Walked {
+        QDateTime when;
+        QStringList paths;
+    };
+    std::mutex m_volumesMutex;
+    VolumeSearch::Bounds m_volumeBounds;
+    QHash<QString, Walked> m_walked;
 };

@@ -21,13 +21,40 @@ QByteArray jsonString(const QString& text) {
 
 // Written by hand: each location's path comes before its mark, which a JSON object of Qt's
 // would sort the other way round.
-QByteArray locationsJson(const QStringList& stored, const QStringList& added) {
+QByteArray locationsJson(const QStringList& stored, const QStringList& added,
+                         const QList<LocationDiscovery::SearchedVolume>* volumes) {
     QByteArrayList locations;
     for (const QString& path : stored) {
         locations << "{\"path\":" + jsonString(path) +
                          ",\"new\":" + (added.contains(path) ? "true" : "false") + "}";
     }
-    return "{\"locations\":[" + locations.join(',') + "]}";
+    QByteArray json = "{\"locations\":[" + locations.join(',') + "]";
+    if (volumes) {
+        QByteArrayList searched;
+        for (const LocationDiscovery::SearchedVolume& volume : *volumes) {
+            searched << "{\"path\":" + jsonString(volume.path) +
+                            ",\"cutOff\":" + (volume.cutOff ? "true" : "false") + ",\"problem\":" +
+                            (volume.problem.isEmpty() ? QByteArray("null") : jsonString(volume.problem)) +
+                            "}";
+        }
+        json += ",\"volumes\":[" + searched.join(',') + "]";
+    }
+    return json + "}";
+}
+
+QString volumesText(const QList<LocationDiscovery::SearchedVolume>& volumes) {
+    if (volumes.isEmpty())
+        return QStringLiteral("No removable or network volume is mounted.\n");
+    QString out;
+    for (const LocationDiscovery::SearchedVolume& volume : volumes) {
+        out += QStringLiteral("searched %1").arg(volume.path);
+        if (!volume.problem.isEmpty())
+            out += QStringLiteral(" (could not be read: %1)").arg(volume.problem);
+        else if (volume.cutOff)
+            out += QStringLiteral(" (cut off: the time ran out before every folder was seen)");
+        out += QLatin1Char('\n');
+    }
+    return out;
 }
 
 QString locationsText(const QStringList& stored, const QStringList& added) {
@@ -51,9 +78,13 @@ QString locationsText(const QStringList& stored, const QStringList& added) {
 
 CLI::App* DiscoverCommand::define(CLI::App& parent) {
     CLI::App* command = parent.add_subcommand(
-        "discover", "Searches the editors' preferences and the file name index for new autosave locations, "
-                    "stores those holding autosaves, and prints every stored location.");
+        "discover",
+        "Searches the editors' preferences, the file name index and the mounted drives and shares "
+        "for new autosave locations, stores those holding autosaves, and prints every stored "
+        "location.");
     command->add_flag("--json", m_json, "Print one JSON document instead of text");
+    command->add_flag("--volumes", m_volumes,
+                      "Also say which removable and network volumes were searched, one line each");
     return command;
 }
 
@@ -87,8 +118,11 @@ int DiscoverCommand::run() {
         status = 1;
     }
     if (m_json)
-        writeStandardOutput(QString::fromUtf8(locationsJson(stored, added)) + QLatin1Char('\n'));
+        writeStandardOutput(
+            QString::fromUtf8(locationsJson(stored, added, m_volumes ? &outcome.volumes : nullptr)) +
+            QLatin1Char('\n'));
     else
-        writeStandardOutput(locationsText(stored, added));
+        writeStandardOutput((m_volumes ? volumesText(outcome.volumes) : QString()) +
+                            locationsText(stored, added));
     return status;
 }

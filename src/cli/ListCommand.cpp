@@ -3,8 +3,10 @@
 #include "ArgumentChecks.h"
 #include "CatalogueArguments.h"
 #include "StandardOutput.h"
+#include "catalogue/CatalogueLocations.h"
 #include "catalogue/OutlineSorting.h"
 #include "catalogue/OutlineText.h"
+#include "foundation/BMSettings.h"
 #include "foundation/FileName.h"
 
 #include <QJsonArray>
@@ -21,7 +23,7 @@ QJsonValue isoDate(const QDateTime& date) {
     return date.toUTC().toString(Qt::ISODate);
 }
 
-QByteArray catalogueJson(const BMProjectList& projects) {
+QByteArray catalogueJson(const BMProjectList& projects, const QStringList& offline) {
     QJsonArray projectArray;
     for (const BMProjectPtr& project : projects) {
         QJsonArray items;
@@ -40,7 +42,8 @@ QByteArray catalogueJson(const BMProjectList& projects) {
                                         {QStringLiteral("endDate"), isoDate(project->endDate())},
                                         {QStringLiteral("items"), items}});
     }
-    return QJsonDocument(QJsonObject{{QStringLiteral("projects"), projectArray}})
+    return QJsonDocument(QJsonObject{{QStringLiteral("projects"), projectArray},
+                                     {QStringLiteral("offline"), QJsonArray::fromStringList(offline)}})
         .toJson(QJsonDocument::Compact);
 }
 
@@ -48,7 +51,7 @@ QString counted(qsizetype count, const QString& one, const QString& many, const 
     return QStringLiteral("%1 %2").arg(locale.toString(qint64(count)), count == 1 ? one : many);
 }
 
-QString catalogueText(const BMProjectList& projects, const OutlineText& text) {
+QString catalogueText(const BMProjectList& projects, const QStringList& offline, const OutlineText& text) {
     struct Row {
         QString name;
         QString size;
@@ -94,6 +97,8 @@ QString catalogueText(const BMProjectList& projects, const OutlineText& text) {
                     counted(qsizetype(std::llround(totalBytes)), QStringLiteral("byte"),
                             QStringLiteral("bytes"), grouped),
                     text.formatFileSize(totalBytes));
+    for (const QString& location : offline)
+        out += FileName::displayText(location) + QStringLiteral(" (offline)\n");
     return out;
 }
 
@@ -127,9 +132,14 @@ int ListCommand::run() {
         projects = OutlineSorting::sortProjects(projects, QString::fromLatin1(column), m_descending);
     }
 
+    // Stored locations that are not there now (a drive not plugged in) are said, not dropped.
+    const QStringList offline = m_paths.empty()
+                                    ? CatalogueLocations::offlineLocations(
+                                          CatalogueLocations::storedLocations(BMSettings::standard()))
+                                    : QStringList();
     if (m_json)
-        writeStandardOutput(QString::fromUtf8(catalogueJson(projects)) + QLatin1Char('\n'));
+        writeStandardOutput(QString::fromUtf8(catalogueJson(projects, offline)) + QLatin1Char('\n'));
     else
-        writeStandardOutput(catalogueText(projects, OutlineText()));
+        writeStandardOutput(catalogueText(projects, offline, OutlineText()));
     return status;
 }

@@ -288,3 +288,22 @@ TEST_F(Controller, UntickingPremiereGroupingRebuildsWithTheLastDashRule) {
     expectRebuild([&] { controller->preferencesWindow()->premiereGroupingBox()->click(); });
     EXPECT_EQ(projectNames(), (QStringList{"", "Alpha", "Beta", "Cut-2019-11-04_15-04", "Gamma", "Promo"}));
 }
+
+TEST_F(Controller, AStoredLocationOnADriveThatIsNotMountedIsShownOfflineAndKeptUntilItComesBack) {
+    const QString drive = home().root() + "/media/EDIT";
+    const QString offline = drive + "/Adobe Premiere Pro Auto-Save";
+    settings().setValue(SettingsKey::autosavePaths, QStringList{premiere, offline, vault});
+    start();
+    const QLabel* status = controller->mainWindow()->statusLabel();
+    EXPECT_EQ(status->text(), "4 projects, 5 autosaves, 5.08 KB; 1 location offline");
+    EXPECT_EQ(status->toolTip(), offline + " (offline)");
+    EXPECT_EQ(settings().stringListValue(SettingsKey::autosavePaths),
+              (QStringList{premiere, offline, vault}));
+
+    // The drive comes back: its projects join and the status line no longer mentions it.
+    home().writeFile("media/EDIT/Adobe Premiere Pro Auto-Save/Delta/Delta-1.prproj", QByteArray(10, 'd'));
+    expectRebuild([&] { controller->populateData(); });
+    EXPECT_TRUE(projectNames().contains("Delta"));
+    EXPECT_FALSE(status->text().contains("offline")) << status->text().toStdString();
+    EXPECT_TRUE(status->toolTip().isEmpty());
+}

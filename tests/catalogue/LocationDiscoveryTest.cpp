@@ -12,9 +12,11 @@
 #include "foundation/SettingsKeys.h"
 #include "support/BinaryPlist.h"
 #include "support/Gzip.h"
+#include "support/Tmpfs.h"
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 
 #include <future>
@@ -249,6 +251,96 @@ TEST_F(Discovery, FindsTheUnityAtticsOfAvidSharedStorage) {
     standInTool({notes, unity});
     EXPECT_EQ(discovery->searchForNewPaths().found, QStringList{unity});
     EXPECT_TRUE(toolQueries().contains("*Unity Attic*"));
+}
+
+// A tmpfs standing for an editing drive that the file name index leaves out.
+class DiscoveryOnAVolume : public Discovery {
+protected:
+    void SetUp() override {
+        Discovery::SetUp();
+        volume = home().root() + "/volume";
+        mounted = std::make_unique<Tmpfs>(volume, "size=16m,nr_inodes=20000");
+        if (!mounted->mounted())
+            GTEST_SKIP() << mounted->why().toStdString();
+        home().platform().volumes = {volume};
+    }
+    void TearDown() override {
+        mounted.reset();
+        Discovery::TearDown();
+    }
+    QString volume;
+    std::unique_ptr<Tmpfs> mounted;
+};
+
+TEST_F(DiscoveryOnAVolume, FindsFoldersWithinTheDepthOutsideTheSystemsFoldersAndStoresThem) {
+    discovery->setVolumeSearchBounds({3, 10.0});
+    const QString known = vault(disk("known/Autosave Vault"));
+    settings().setValue(SettingsKey::autosavePaths, QStringList{known});
+    const QString shallow = premiereFolder(volume + "/Adobe Premiere Pro Auto-Save");
+    const QString atTheBound = premiereFolder(volume + "/Jobs/Client/Adobe Premiere Pro Auto-Save");
+    const QString library = volume + "/Jobs/Promo.fcpbundle";
+    write(library + "/Day One/Backups/Day One 2026-11-20.fcpevent");
+    premiereFolder(volume + "/Jobs/Client/2026/Adobe Premiere Pro Auto-Save"); // one deeper
+    // Trashed, lost or a system's own: never taken for a location.
+    premiereFolder(volume + "/.Trash-0/files/Adobe Premiere Pro Auto-Save");
+    premiereFolder(volume + "/lost+found/Adobe Premiere Pro Auto-Save");
+    premiereFolder(volume + "/$RECYCLE.BIN/Adobe Premiere Pro Auto-Save");
+    // Nor another file system mounted inside the volume.
+    const Tmpfs nested(volume + "/Jobs/Nested", "size=1m");
+    ASSERT_TRUE(nested.mounted()) << nested.why().toStdString();
+    premiereFolder(volume + "/Jobs/Nested/Adobe Premiere Pro Auto-Save");
+    // The system's root given as a volume is not walked.
+    home().platform().volumes = {"/", volume};
+
+    const LocationDiscovery::Outcome outcome = discovery->searchForNewPaths();
+    EXPECT_TRUE(outcome.nameSearchAvailable) << "the walk needs no index tool";
+    EXPECT_EQ(QSet<QString>(outcome.found.cbegin(), outcome.found.cend()),
+              (QSet<QString>{shallow, atTheBound, library}));
+    EXPECT_EQ(stored(), QStringList{known} + outcome.found);
+    ASSERT_EQ(outcome.volumes.size(), 2);
+    EXPECT_EQ(outcome.volumes[0].path, "/");
+    EXPECT_EQ(outcome.volumes[0].problem, "a system folder is not searched");
+    EXPECT_EQ(outcome.volumes[1].path, volume);
+    EXPECT_TRUE(outcome.volumes[1].problem.isEmpty() && !outcome.volumes[1].cutOff);
+
+    // The window's search every minute does not walk the drive again within the hour; a new
+    // discovery (the command line's) does.
+    const QString later = premiereFolder(volume + "/Later/Adobe Premiere Pro Auto-Save");
+    EXPECT_TRUE(discovery->searchForNewPaths().found.isEmpty());
+    LocationDiscovery fresh(settings());
+    fresh.setVolumeSearchBounds({3, 10.0});
+    EXPECT_EQ(fresh.searchForNewPaths().found, QStringList{later});
+}
+
+TEST_F(DiscoveryOnAVolume, AWalkThatRunsOutOfTimeIsCutOffAndSaysSo) {
+    // Two thousand folders to open before the autosave folder's turn comes.
+    for (int i = 0; i < 2000; ++i)
+        QDir().mkpath(volume + QString("/Shoot %1/Cards").arg(i));
+    premiereFolder(volume + "/Shoot 1999/Cards/Adobe Premiere Pro Auto-Save");
+    discovery->setVolumeSearchBounds({6, 0.001});
+    QElapsedTimer timer;
+    timer.start();
+    const LocationDiscovery::Outcome outcome = discovery->searchForNewPaths();
+    EXPECT_LT(timer.elapsed(), 2000);
+    EXPECT_TRUE(outcome.found.isEmpty());
+    ASSERT_EQ(outcome.volumes.size(), 1);
+    EXPECT_TRUE(outcome.volumes[0].cutOff);
+    EXPECT_TRUE(logText().contains("The search of the volume " + volume + " was cut off"));
+    // Nothing was remembered of a walk cut off: the next search walks the drive again.
+    discovery->setVolumeSearchBounds({6, 10.0});
+    EXPECT_EQ(discovery->searchForNewPaths().found,
+              QStringList{volume + "/Shoot 1999/Cards/Adobe Premiere Pro Auto-Save"});
+}
+
+TEST_F(Discovery, AStoredLocationThatIsNotThereNowStaysStoredAndIsOffline) {
+    const QString gone = home().root() + "/media/EDIT/Adobe Premiere Pro Auto-Save";
+    const QString here = vault(disk("here/Autosave Vault"));
+    settings().setValue(SettingsKey::autosavePaths, QStringList{gone, here});
+    standInTool({vault(disk("new/Autosave Vault"))});
+    EXPECT_TRUE(discovery->searchForNewPaths().stored);
+    EXPECT_EQ(stored(), (QStringList{gone, here, disk("new/Autosave Vault")}));
+    EXPECT_EQ(CatalogueLocations::offlineLocations(CatalogueLocations::storedLocations(settings())),
+              QStringList{gone});
 }
 
 class CatalogueLocationsTest : public CatalogueTest::LoggedHomeTest {};

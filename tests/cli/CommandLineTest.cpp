@@ -198,7 +198,8 @@ TEST_F(CommandLine, ListInJsonCarriesEveryField) {
     const Outcome result = run({"list", "--json", premiere});
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
     const QJsonObject document = QJsonDocument::fromJson(result.out.toUtf8()).object();
-    EXPECT_EQ(document.keys(), QStringList{"projects"});
+    EXPECT_EQ(document.keys(), (QStringList{"offline", "projects"}));
+    EXPECT_EQ(document["offline"], QJsonArray());
     const QJsonArray projects = document["projects"].toArray();
     ASSERT_EQ(projects.size(), 2);
     EXPECT_EQ(projects[1].toObject()["name"], "Beta");
@@ -426,6 +427,50 @@ TEST_F(CommandLine, DiscoverStoresTheVaultTheIndexKnowsAndMarksItNewOnce) {
     EXPECT_EQ(PlistFile::readDictionary(settings)->value("autosavePaths").toStringList(),
               (QStringList{known, vault}));
     EXPECT_EQ(run({"discover"}, env).out, "     " + known + "\n     " + vault + "\n2 locations, 0 new\n");
+}
+
+TEST_F(CommandLine, DiscoverWalksAnEditingDriveTheIndexLeavesOutAndSaysSo) {
+    // A mount table of the run's own: the drive at /mnt/EDIT is seen by this run only.
+    if (::getuid() != 0 || !QFileInfo("/usr/bin/unshare").isExecutable())
+        GTEST_SKIP() << "mounting a drive needs root and unshare";
+    const QString emptyFolder = home().root() + "/nothing";
+    QDir().mkpath(emptyFolder);
+    QProcessEnvironment env = environment();
+    const QString index = locateIndex(emptyFolder);
+    if (!index.isEmpty())
+        env.insert(LinuxPlatform::locateDatabaseVariable, index);
+    const QString drive = "/mnt/EDIT";
+    const QString found = drive + "/Jobs/Wedding/Adobe Premiere Pro Auto-Save";
+    const QString script = "mount -t tmpfs -o size=1m tmpfs /mnt && mkdir /mnt/EDIT && "
+                           "mount -t tmpfs -o size=4m tmpfs /mnt/EDIT && mkdir -p \"$1/Cut\" && "
+                           "echo x > \"$1/Cut/Cut-1.prproj\" && shift && exec \"$@\"";
+    const Outcome result = run({"--mount", "--propagation", "private", "sh", "-c", script, "sh", found,
+                                VESTRY_PROGRAM, "discover", "--volumes"},
+                               env, "/usr/bin/unshare");
+    if (result.exitCode != 0 && result.err.contains("unshare"))
+        GTEST_SKIP() << "no mount namespace here: " << result.err.toStdString();
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_TRUE(result.out.contains("\nsearched " + drive + "\n") ||
+                result.out.startsWith("searched " + drive + "\n"))
+        << result.out.toStdString();
+    EXPECT_TRUE(result.out.endsWith("new  " + found + "\n1 location, 1 new\n")) << result.out.toStdString();
+    const QString settings = home().home() + "/.config/com.brightmoor.Vestry.plist";
+    EXPECT_EQ(PlistFile::readDictionary(settings)->value("autosavePaths").toStringList(), QStringList{found});
+}
+
+TEST_F(CommandLine, ListSaysWhichStoredLocationsAreOfflineAndKeepsThem) {
+    const QString gone = "/media/jo/EDIT/Adobe Premiere Pro Auto-Save";
+    const QString settings = home().home() + "/.config/com.brightmoor.Vestry.plist";
+    PlistFile::writeXml(settings, QVariantMap{{"autosavePaths", QStringList{gone, premiere}}});
+    const Outcome text = run({"list"});
+    ASSERT_EQ(text.exitCode, 0) << text.err.toStdString();
+    EXPECT_TRUE(
+        text.out.endsWith("Total: 2 projects, 4 autosaves, 740 bytes (740 B)\n" + gone + " (offline)\n"))
+        << text.out.toStdString();
+    const Outcome json = run({"list", "--json"});
+    EXPECT_EQ(QJsonDocument::fromJson(json.out.toUtf8())["offline"], QJsonArray{gone});
+    EXPECT_EQ(PlistFile::readDictionary(settings)->value("autosavePaths").toStringList(),
+              (QStringList{gone, premiere}));
 }
 
 // Qt's file classes would turn bytes that are not UTF-8 into U+FFFD: these take them as they are.

@@ -302,6 +302,28 @@ TEST(MountTests, MountTableKeepsLocalVolumesInOrder) {
     EXPECT_TRUE(Platform::current().mountedLocalVolumes().contains("/"));
 }
 
+TEST(MountTests, RemovableAndNetworkVolumesAreWhatTheIndexLeavesOutAndNeverTheSystems) {
+    const QByteArray table = "22 1 254:0 / / rw - ext4 /dev/vda rw\n"
+                             "23 22 0:21 / /proc rw - proc proc rw\n"
+                             "24 22 0:22 / /run rw - tmpfs tmpfs rw\n"
+                             "25 22 8:1 / /boot rw - ext4 /dev/sda1 rw\n"
+                             "26 22 0:50 / /usr rw - nfs4 server:/usr rw\n"
+                             "27 22 0:51 / /mnt/auto rw - autofs systemd-1 rw\n"
+                             "30 22 8:17 / /media/jo/Media\\040Disk rw - exfat /dev/sdb1 rw\n"
+                             "31 22 0:40 / /mnt/share rw - cifs //nas/share rw\n"
+                             "32 22 8:18 / /run/media/jo/EDIT rw - ext4 /dev/sdb2 rw\n"
+                             "33 22 0:42 / /home/jo/remote rw - fuse.sshfs jo@host: rw\n"
+                             "34 22 0:43 / /srv/projects rw - nfs server:/projects rw\n"
+                             "35 22 8:33 / /home/jo/usb rw - ext4 /dev/sdc1 rw\n"
+                             "36 22 0:44 / /media/old rw - ext4 /dev/sdd1 rw\n"
+                             // Mounted over: the disk below is out of reach.
+                             "37 22 0:45 / /media rw - tmpfs tmpfs rw\n"
+                             "38 37 0:46 / /media/new rw - vfat /dev/sde1 rw\n";
+    EXPECT_EQ(
+        LinuxPlatform::parseRemovableAndNetworkVolumes(table),
+        (QStringList{"/mnt/share", "/run/media/jo/EDIT", "/home/jo/remote", "/srv/projects", "/media/new"}));
+}
+
 TEST_F(Ops, WaitingServesTheMainThreadsEventsOnlyOnTheMainThread) {
     ASSERT_TRUE(MainThread::isCurrent());
     std::atomic<bool> delivered{false};

@@ -22,6 +22,8 @@ public:
     QMap<QString, QString> applications;
     // The index the name search reads: the test machine's, missing until a test builds one.
     QString locateDatabasePath;
+    // The removable and network volumes discovery walks: none of the test machine's.
+    QStringList volumes;
 
     unsigned userId() const override { return uid; }
     QString userName() const override { return user; }
@@ -31,6 +33,7 @@ public:
     std::optional<OSVersion> osVersion() const override { return version; }
     QStringList standardFolders(StandardFolder kind, Domain domain) const override;
     QString temporaryDirectory() const override;
+    QStringList removableAndNetworkVolumes() const override { return volumes; }
     QString applicationPathForBundleIdentifier(const QString& identifier) const override {
         return applications.value(identifier);
     }

@@ -135,6 +135,10 @@ public:
 
     // Mount points of the mounted local volumes, in mount order.
     virtual QStringList mountedLocalVolumes() const = 0;
+    // Mount points of the mounted removable and network volumes, which a file name index of
+    // the system's may leave out (editing drives, file servers), in mount order; never the
+    // system's own folders. Empty where the name search covers them itself.
+    virtual QStringList removableAndNetworkVolumes() const { return {}; }
     // A folder that the desktop shows as one file (an application bundle, a library).
     virtual bool isPackage(const QString& path) const = 0;
     // The locked (immutable) flag. Nothing, with a reason, when it cannot be read.

@@ -40,6 +40,9 @@ public:
     bool canAuthorizeWithCredentials() const override { return false; }
     bool authorizeWithCredentials(const QString&, const QString&) const override { return false; }
     QStringList mountedLocalVolumes() const override;
+    // Under /media, /mnt and /run/media, and network file systems elsewhere: what Debian's
+    // updatedb.conf prunes.
+    QStringList removableAndNetworkVolumes() const override;
     bool isPackage(const QString& path) const override;
     // FS_IMMUTABLE_FL through the file-attribute ioctl.
     std::optional<bool> immutableFlag(const QString& path, QString* error) const override;
@@ -56,6 +59,8 @@ public:
     // Pure helpers of the above.
     // Mount points of local file systems in a /proc/self/mountinfo text.
     static QStringList parseMountInfo(const QByteArray& mountInfo);
+    // Mount points of removable and network volumes in a /proc/self/mountinfo text.
+    static QStringList parseRemovableAndNetworkVolumes(const QByteArray& mountInfo);
     // The contents of a .trashinfo record.
     static QByteArray trashRecord(const QString& originalPath, const QDateTime& deletionDate);
     // The original path in a .trashinfo record; null when the record is not one.

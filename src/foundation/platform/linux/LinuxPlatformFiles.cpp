@@ -51,6 +51,50 @@ bool isLocalVolumeType(const QByteArray& type) {
     return !excluded.contains(type);
 }
 
+bool isNetworkType(const QByteArray& type) {
+    static const QSet<QByteArray> network = {
+        "nfs", "nfs4", "cifs",      "smb3",  "smbfs",          "sshfs",       "fuse.sshfs",
+        "afs", "ceph", "glusterfs", "davfs", "fuse.glusterfs", "fuse.rclone", "fuse.gvfsd-fuse",
+    };
+    return network.contains(type);
+}
+
+// Kernel interfaces and mount triggers: nothing of a user's there, and walking an automount
+// point would mount it.
+bool isPseudoType(const QByteArray& type) {
+    static const QSet<QByteArray> pseudo = {
+        "proc",     "sysfs",      "devpts",    "devtmpfs",   "cgroup",      "cgroup2",
+        "mqueue",   "debugfs",    "tracefs",   "securityfs", "pstore",      "bpf",
+        "configfs", "fusectl",    "hugetlbfs", "autofs",     "binfmt_misc", "nsfs",
+        "efivarfs", "rpc_pipefs", "nfsd",      "selinuxfs",
+    };
+    return pseudo.contains(type);
+}
+
+bool isBelow(const QString& path, const QString& folder) {
+    return path.startsWith(folder) && path.size() > folder.size() && path[folder.size()] == QLatin1Char('/');
+}
+
+// The system's own folders, where a network mount is the system's business (a shared /usr,
+// a diskless client's root), not a user's drive.
+bool isSystemMountPoint(const QString& path) {
+    static const QStringList exact = {QStringLiteral("/"), QStringLiteral("/run"), QStringLiteral("/media"),
+                                      QStringLiteral("/mnt"), QStringLiteral("/run/media")};
+    static const QStringList trees = {
+        QStringLiteral("/proc"), QStringLiteral("/sys"),   QStringLiteral("/dev"),   QStringLiteral("/boot"),
+        QStringLiteral("/usr"),  QStringLiteral("/etc"),   QStringLiteral("/bin"),   QStringLiteral("/sbin"),
+        QStringLiteral("/lib"),  QStringLiteral("/lib32"), QStringLiteral("/lib64"), QStringLiteral("/var"),
+        QStringLiteral("/tmp"),  QStringLiteral("/snap"),  QStringLiteral("/opt"),
+    };
+    if (exact.contains(path))
+        return true;
+    for (const QString& tree : trees) {
+        if (path == tree || isBelow(path, tree))
+            return true;
+    }
+    return false;
+}
+
 } // namespace
 
 QString LinuxPlatform::trashItemsFolder(const QString& trashDirectory) const {
@@ -130,6 +174,36 @@ QStringList LinuxPlatform::mountedLocalVolumes() const {
     if (!file.open(QIODevice::ReadOnly))
         return {};
     return parseMountInfo(file.readAll());
+}
+
+QStringList LinuxPlatform::parseRemovableAndNetworkVolumes(const QByteArray& mountInfo) {
+    QStringList volumes;
+    for (const QByteArray& line : mountInfo.split('\n')) {
+        const QList<QByteArray> fields = line.split(' ');
+        const qsizetype separator = fields.indexOf("-");
+        if (fields.size() < 5 || separator < 5 || separator + 1 >= fields.size())
+            continue;
+        const QByteArray& type = fields[separator + 1];
+        const QString mountPoint = FreedesktopTrash::unescapeMountField(fields[4]);
+        // A later mount on a volume's mount point or above it hides the volume.
+        volumes.removeIf(
+            [&](const QString& volume) { return volume == mountPoint || isBelow(volume, mountPoint); });
+        if (isPseudoType(type) || isSystemMountPoint(mountPoint))
+            continue;
+        const bool removable = isBelow(mountPoint, QStringLiteral("/media")) ||
+                               isBelow(mountPoint, QStringLiteral("/mnt")) ||
+                               isBelow(mountPoint, QStringLiteral("/run/media"));
+        if (removable || isNetworkType(type))
+            volumes << mountPoint;
+    }
+    return volumes;
+}
+
+QStringList LinuxPlatform::removableAndNetworkVolumes() const {
+    QFile file(QStringLiteral("/proc/self/mountinfo"));
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    return parseRemovableAndNetworkVolumes(file.readAll());
 }
 
 bool LinuxPlatform::isPackage(const QString& path) const {
