@@ -153,57 +153,68 @@ bool LinuxPlatform::obtainPrivilege() const {
     return runPrivileged(toolPath(Tool::TrueProgram), {}, false) == 0;
 }
 
+namespace {
+
+// One line of the mount table: the file system's type and where it is mounted.
+struct Mount {
+    QByteArray type;
+    QString mountPoint;
+};
+
+std::optional<Mount> parseMountLine(const QByteArray& line) {
+    const QList<QByteArray> fields = line.split(' ');
+    const qsizetype separator = fields.indexOf("-");
+    if (fields.size() < 5 || separator < 5 || separator + 1 >= fields.size())
+        return std::nullopt;
+    return Mount{fields[separator + 1], FreedesktopTrash::unescapeMountField(fields[4])};
+}
+
+QByteArray readMountInfo() {
+    QFile file(QStringLiteral("/proc/self/mountinfo"));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+} // namespace
+
 QStringList LinuxPlatform::parseMountInfo(const QByteArray& mountInfo) {
     QStringList volumes;
     for (const QByteArray& line : mountInfo.split('\n')) {
-        const QList<QByteArray> fields = line.split(' ');
-        const qsizetype separator = fields.indexOf("-");
-        if (fields.size() < 5 || separator < 5 || separator + 1 >= fields.size())
+        const std::optional<Mount> mount = parseMountLine(line);
+        if (!mount || !isLocalVolumeType(mount->type))
             continue;
-        if (!isLocalVolumeType(fields[separator + 1]))
-            continue;
-        const QString mountPoint = FreedesktopTrash::unescapeMountField(fields[4]);
-        if (!volumes.contains(mountPoint))
-            volumes << mountPoint;
+        if (!volumes.contains(mount->mountPoint))
+            volumes << mount->mountPoint;
     }
     return volumes;
 }
 
 QStringList LinuxPlatform::mountedLocalVolumes() const {
-    QFile file(QStringLiteral("/proc/self/mountinfo"));
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    return parseMountInfo(file.readAll());
+    return parseMountInfo(readMountInfo());
 }
 
 QStringList LinuxPlatform::parseRemovableAndNetworkVolumes(const QByteArray& mountInfo) {
     QStringList volumes;
     for (const QByteArray& line : mountInfo.split('\n')) {
-        const QList<QByteArray> fields = line.split(' ');
-        const qsizetype separator = fields.indexOf("-");
-        if (fields.size() < 5 || separator < 5 || separator + 1 >= fields.size())
+        const std::optional<Mount> mount = parseMountLine(line);
+        if (!mount)
             continue;
-        const QByteArray& type = fields[separator + 1];
-        const QString mountPoint = FreedesktopTrash::unescapeMountField(fields[4]);
+        const QString& mountPoint = mount->mountPoint;
         // A later mount on a volume's mount point or above it hides the volume.
         volumes.removeIf(
             [&](const QString& volume) { return volume == mountPoint || isBelow(volume, mountPoint); });
-        if (isPseudoType(type) || isSystemMountPoint(mountPoint))
+        if (isPseudoType(mount->type) || isSystemMountPoint(mountPoint))
             continue;
         const bool removable = isBelow(mountPoint, QStringLiteral("/media")) ||
                                isBelow(mountPoint, QStringLiteral("/mnt")) ||
                                isBelow(mountPoint, QStringLiteral("/run/media"));
-        if (removable || isNetworkType(type))
+        if (removable || isNetworkType(mount->type))
             volumes << mountPoint;
     }
     return volumes;
 }
 
 QStringList LinuxPlatform::removableAndNetworkVolumes() const {
-    QFile file(QStringLiteral("/proc/self/mountinfo"));
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    return parseRemovableAndNetworkVolumes(file.readAll());
+    return parseRemovableAndNetworkVolumes(readMountInfo());
 }
 
 bool LinuxPlatform::isPackage(const QString& path) const {
