@@ -42,9 +42,11 @@ QByteArray catalogueJson(const BMProjectList& projects, const QStringList& offli
                                         {QStringLiteral("endDate"), isoDate(project->endDate())},
                                         {QStringLiteral("items"), items}});
     }
-    return QJsonDocument(QJsonObject{{QStringLiteral("projects"), projectArray},
-                                     {QStringLiteral("offline"), QJsonArray::fromStringList(offline)}})
-        .toJson(QJsonDocument::Compact);
+    QJsonObject document{{QStringLiteral("projects"), projectArray}};
+    // Only when there is something to say, so that the usual document keeps its one key.
+    if (!offline.isEmpty())
+        document.insert(QStringLiteral("offline"), QJsonArray::fromStringList(offline));
+    return QJsonDocument(document).toJson(QJsonDocument::Compact);
 }
 
 QString counted(qsizetype count, const QString& one, const QString& many, const QLocale& locale) {
