@@ -224,15 +224,76 @@ quint64 contentSize(const QString& path) {
     return total;
 }
 
+bool emptyOpenFolder(int fd, const QString& shownPath, QString* error) {
+    const int listFd = ::dup(fd);
+    DIR* dir = listFd < 0 ? nullptr : ::fdopendir(listFd);
+    if (!dir) {
+        if (listFd >= 0)
+            ::close(listFd);
+        if (error)
+            *error = errorDescription(shownPath, errno);
+        return false;
+    }
+    bool ok = true;
+    while (dirent* entry = ::readdir(dir)) {
+        const char* name = entry->d_name;
+        if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))
+            continue;
+        const QString itemPath = shownPath + QLatin1Char('/') + FileName::decode(name);
+        struct stat info {};
+        if (::fstatat(fd, name, &info, AT_SYMLINK_NOFOLLOW) != 0)
+            continue;
+        if (S_ISDIR(info.st_mode)) {
+            const int child = ::openat(fd, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+            if (child < 0 || !emptyOpenFolder(child, itemPath, error)) {
+                if (child < 0 && error)
+                    *error = errorDescription(itemPath, errno);
+                if (child >= 0)
+                    ::close(child);
+                ok = false;
+                break;
+            }
+            ::close(child);
+        }
+        if (::unlinkat(fd, name, S_ISDIR(info.st_mode) ? AT_REMOVEDIR : 0) != 0 && errno != ENOENT) {
+            if (error)
+                *error = errorDescription(itemPath, errno);
+            ok = false;
+            break;
+        }
+    }
+    ::closedir(dir);
+    return ok;
+}
+
 bool removeItem(const QString& path, QString* error) {
-    std::error_code code;
-    std::filesystem::remove_all(std::filesystem::path(FileName::encode(path).toStdString()), code);
-    if (!code)
-        return true;
-    if (error)
-        *error = errorDescription(path, code.value());
-    errno = code.value();
-    return false;
+    const QByteArray encoded = FileName::encode(path);
+    struct stat named {};
+    if (::lstat(encoded.constData(), &named) != 0) {
+        if (error)
+            *error = errorDescription(path, errno);
+        return false;
+    }
+    if (S_ISDIR(named.st_mode)) {
+        // Through a descriptor of the very folder that was looked at: a link or another
+        // folder put in its place meanwhile is never entered.
+        UniqueFd folder(::open(encoded.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        struct stat opened {};
+        if (folder.fd < 0 || ::fstat(folder.fd, &opened) != 0 || opened.st_ino != named.st_ino ||
+            opened.st_dev != named.st_dev) {
+            if (error)
+                *error = errorDescription(path, folder.fd < 0 ? errno : ESTALE);
+            return false;
+        }
+        if (!emptyOpenFolder(folder.fd, path, error))
+            return false;
+    }
+    if ((S_ISDIR(named.st_mode) ? ::rmdir(encoded.constData()) : ::unlink(encoded.constData())) != 0) {
+        if (error)
+            *error = errorDescription(path, errno);
+        return false;
+    }
+    return true;
 }
 
 bool moveItem(const QString& source, const QString& destination, QString* error) {

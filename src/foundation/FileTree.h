@@ -29,8 +29,13 @@ bool copyItem(const QString& source, const QString& destination, QString* error,
               const CopyControl* control = nullptr);
 // The bytes of file contents in the item (links not followed).
 quint64 contentSize(const QString& path);
-// Removes the item, recursively for folders; links are removed, never followed.
+// Removes an item that this process made itself a moment ago (a half-made copy, an
+// extraction's private folder), with everything in it: links are removed, never followed.
+// Never for a user's files, which go to the Trash.
 bool removeItem(const QString& path, QString* error);
+// Everything inside an open folder, deepest first, through descriptors only; the folder
+// itself stays. shownPath names the folder in the error.
+bool emptyOpenFolder(int fd, const QString& shownPath, QString* error);
 // Renames, or copies, checks the copy and removes the original across file systems (entry
 // by entry, never what appeared in it meanwhile). The destination must not exist. When the
 // source cannot be removed after a complete copy, the copy stays and the move reports

@@ -12,53 +12,6 @@
 #include <unistd.h>
 #include <utility>
 
-namespace {
-
-// Everything inside the open folder, depth first, through descriptors only.
-bool emptyFolderAt(int fd, const QString& shownPath, QString* error) {
-    const int listFd = ::dup(fd);
-    DIR* dir = listFd < 0 ? nullptr : ::fdopendir(listFd);
-    if (!dir) {
-        if (listFd >= 0)
-            ::close(listFd);
-        if (error)
-            *error = FileTree::errorDescription(shownPath, errno);
-        return false;
-    }
-    bool ok = true;
-    while (dirent* entry = ::readdir(dir)) {
-        const char* name = entry->d_name;
-        if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))
-            continue;
-        const QString itemPath = PathText::appendingComponent(shownPath, FileName::decode(name));
-        struct stat info {};
-        if (::fstatat(fd, name, &info, AT_SYMLINK_NOFOLLOW) != 0)
-            continue;
-        if (S_ISDIR(info.st_mode)) {
-            const int child = ::openat(fd, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-            if (child < 0 || !emptyFolderAt(child, itemPath, error)) {
-                if (child < 0 && error)
-                    *error = FileTree::errorDescription(itemPath, errno);
-                if (child >= 0)
-                    ::close(child);
-                ok = false;
-                break;
-            }
-            ::close(child);
-        }
-        if (::unlinkat(fd, name, S_ISDIR(info.st_mode) ? AT_REMOVEDIR : 0) != 0 && errno != ENOENT) {
-            if (error)
-                *error = FileTree::errorDescription(itemPath, errno);
-            ok = false;
-            break;
-        }
-    }
-    ::closedir(dir);
-    return ok;
-}
-
-} // namespace
-
 std::optional<ScratchFolder> ScratchFolder::create(const QString& parent, const QString& prefix,
                                                    QString* error) {
     QString problem;
@@ -116,7 +69,7 @@ ScratchFolder::~ScratchFolder() {
 bool ScratchFolder::remove(QString* error) {
     if (m_fd < 0)
         return true;
-    bool ok = emptyFolderAt(m_fd, m_path, error);
+    bool ok = FileTree::emptyOpenFolder(m_fd, m_path, error);
     if (ok) {
         // The name goes only while it still is this folder.
         const QByteArray name = FileName::encode(PathText::lastComponent(m_path));
