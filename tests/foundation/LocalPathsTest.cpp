@@ -34,7 +34,7 @@ INSTANTIATE_TEST_SUITE_P(
         GuardCase{"TheHomeWithSlash", "~/", false, false}, GuardCase{"Desktop", "~/Desktop", true, true},
         GuardCase{"DesktopWithSlash", "~/Desktop/", false, false},
         GuardCase{"FileOnTheDesktop", "~/Desktop/cut.prproj", false, false},
-        GuardCase{"Documents", "~/Documents", true, true}, GuardCase{"Library", "~/.local/share", true, true},
+        GuardCase{"Library", "~/.local/share", true, true},
         GuardCase{"UsrLocalX", "/usr/local/x", false, true},
         GuardCase{"UsrLocalXExact", "/usr/local/x", true, false},
         GuardCase{"Usrlocal", "/usrlocal", false, true},
@@ -43,10 +43,9 @@ INSTANTIATE_TEST_SUITE_P(
         GuardCase{"SlashStillCaughtByPrefix", "/usr/local/", false, true},
         GuardCase{"ShortSlashEscapesEvenThePrefix", "/usr/", false, false},
         GuardCase{"LinuxHome", "/home", true, true}, GuardCase{"LinuxHomeUser", "/home/jo", false, false},
-        GuardCase{"LinuxRoot", "/root", true, true}, GuardCase{"Media", "/media", true, true},
-        GuardCase{"OptApp", "/opt/app", false, false}, GuardCase{"EtcFile", "/etc/passwd", false, true},
-        GuardCase{"EtcFileExact", "/etc/passwd", true, false}, GuardCase{"Proc", "/proc/1", false, true},
-        GuardCase{"Boot", "/boot", false, true}),
+        GuardCase{"LinuxRoot", "/root", true, true}, GuardCase{"OptApp", "/opt/app", false, false},
+        GuardCase{"EtcFile", "/etc/passwd", false, true},
+        GuardCase{"EtcFileExact", "/etc/passwd", true, false}, GuardCase{"Proc", "/proc/1", false, true}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(LocalPaths, GuardCoversTheMachineWideFoldersButNotWhatIsInThem) {
@@ -112,15 +111,13 @@ TEST(RootRule, MacTextRuleKeepsItsOffByOneAndLinuxRebasesOnlyWhatLiesInRootsHome
 
 TEST_F(LocalPaths, RandomStringsAndTempFileNames) {
     const QString text = BMLocalPaths::randomString(200);
-    EXPECT_TRUE(QRegularExpression("^[a-z0-9]{200}$").match(text).hasMatch()) << text.toStdString();
+    EXPECT_TRUE(text.contains(QRegularExpression("^[a-z0-9]{200}$"))) << text.toStdString();
     // A UUID and eight characters in the temporary folder.
     const QString a = BMLocalPaths::tempFile();
     EXPECT_NE(a, BMLocalPaths::tempFile());
-    EXPECT_TRUE(QRegularExpression("^" + QRegularExpression::escape(home().machineRoot()) +
-                                   "/tmp/[0-9A-F-]{36}[a-z0-9]{8}$")
-                    .match(a)
-                    .hasMatch())
-        << a.toStdString();
+    const QString pattern =
+        "^" + QRegularExpression::escape(home().machineRoot()) + "/tmp/[0-9A-F-]{36}[a-z0-9]{8}$";
+    EXPECT_TRUE(a.contains(QRegularExpression(pattern))) << a.toStdString();
 }
 
 TEST(TimeMachine, OnlyBackupsUnderVolumesCount) {
@@ -153,14 +150,6 @@ TEST(Gestalt, DecodesBinaryCodedDecimalBelow1040AsksThePartsAboveAndFallsBackTo1
     EXPECT_EQ(gestaltVersion({{"sysv", {0, 0x1099}}, {"sys1", {0, 10}}}), std::tuple(-5551, 10, 5, 0));
 }
 
-TEST(VersionComparison, IsAnAtLeastTest) {
-    const auto atLeast = [](int major, int minor, int bugfix) {
-        return BMOSDetect::versionAtLeast(OSVersion{10, 6, 8}, major, minor, bugfix);
-    };
-    EXPECT_TRUE(atLeast(10, 6, 8) && atLeast(10, 5, 9) && atLeast(9, 9, 9));
-    EXPECT_FALSE(atLeast(10, 6, 9) || atLeast(10, 7, 0) || atLeast(11, 0, 0));
-}
-
 TEST_F(LocalPaths, VersionComesFromThePlatform) {
     home().platform().version = OSVersion{12, 4, 1};
     EXPECT_EQ(BMOSDetect::osxVersion(), "12.4.1");
@@ -170,4 +159,10 @@ TEST_F(LocalPaths, VersionComesFromThePlatform) {
     EXPECT_EQ(BMOSDetect::osxVersion(), "10.5.0");
     EXPECT_TRUE(testing::internal::GetCapturedStdout().starts_with("Unable to obtain system version"));
     EXPECT_FALSE(BMOSDetect::isSnowLeopardOrHigher());
+    // An at-least test on every part.
+    const auto atLeast = [](int major, int minor, int bugfix) {
+        return BMOSDetect::versionAtLeast(OSVersion{10, 6, 8}, major, minor, bugfix);
+    };
+    EXPECT_TRUE(atLeast(10, 6, 8) && atLeast(10, 5, 9) && atLeast(9, 9, 9));
+    EXPECT_FALSE(atLeast(10, 6, 9) || atLeast(10, 7, 0) || atLeast(11, 0, 0));
 }

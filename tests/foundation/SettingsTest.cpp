@@ -19,7 +19,8 @@ protected:
         store = std::make_unique<BMSettings>([this] { return userFile(); }, [this] { return wideFile(); });
         store->registerDefaults(BMSettings::applicationDefaults());
     }
-    QString userFile() const { return home().home() + "/.config/com.brightmoor.Vestry.plist"; }
+    static constexpr const char* kUserFile = ".config/com.brightmoor.Vestry.plist";
+    QString userFile() const { return home().home() + '/' + kUserFile; }
     QString wideFile() const { return home().machineRoot() + "/etc/xdg/com.brightmoor.Vestry.plist"; }
 
     std::unique_ptr<BMSettings> store;
@@ -64,22 +65,20 @@ TEST_F(Settings, ChangesAreOnDiskAsAnXmlPlistAtOnceAndSynchronizeReadsOtherWrite
 }
 
 TEST_F(Settings, ReadsBinaryPlistsAndKeepsUnknownKeys) {
-    const QString relative = userFile().mid(home().root().size() + 1);
-    home().writeFile(relative, binaryPlist(QVariantMap{{"manualPaths", QVariantList{"/x/Avid Attic"}},
-                                                       {"somethingElse", "kept"}}));
+    home().writeHomeFile(kUserFile, binaryPlist(QVariantMap{{"manualPaths", QVariantList{"/x/Avid Attic"}},
+                                                            {"somethingElse", "kept"}}));
     EXPECT_EQ(store->stringListValue(SettingsKey::manualPaths), QStringList{"/x/Avid Attic"});
     store->setValue(SettingsKey::autoClean, true);
     EXPECT_EQ(PlistFile::readDictionary(userFile())->value("somethingElse").toString(), "kept");
 }
 
 TEST_F(Settings, EachFileThatCannotBeParsedIsSetAsideUnderANewNameThatTheMessageGives) {
-    const QString relative = userFile().mid(home().root().size() + 1);
     const QDir folder(QFileInfo(userFile()).path());
     BMLog::createNewLog();
     QStringList messages;
     for (const QByteArray& broken :
          {QByteArray("this is not a property list"), QByteArray("<plist><dict>")}) {
-        home().writeFile(relative, broken);
+        home().writeHomeFile(kUserFile, broken);
         ConsoleCapture console;
         store->synchronize();
         EXPECT_FALSE(store->hasValue(SettingsKey::manualPaths));
