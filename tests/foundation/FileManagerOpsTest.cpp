@@ -24,11 +24,6 @@ namespace {
 
 using Ops = FileOpsTest;
 
-mode_t modeOf(const QString& path) {
-    struct stat info {};
-    return ::stat(QFile::encodeName(path).constData(), &info) == 0 ? info.st_mode & 07777 : 0;
-}
-
 // ---- Delete -----------------------------------------------------------------------------
 
 TEST_F(Ops, RemoveTakesOneItemNeverATreeAndRetriesPrivilegedOnlyWhenAllowed) {
@@ -194,7 +189,8 @@ TEST_F(Ops,
     EXPECT_EQ(readFile(copy + "/sub/a.fcp"), "autosave");
     EXPECT_TRUE(QFileInfo(copy + "/link").isSymLink());
     EXPECT_EQ(QFileInfo(copy + "/link").symLinkTarget(), copy + "/sub/a.fcp");
-    EXPECT_EQ(modeOf(copy + "/sub/a.fcp"), 0640u);
+    EXPECT_EQ(QFileInfo(copy + "/sub/a.fcp").permissions() & 0x7077,
+              QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup);
     EXPECT_EQ(QFileInfo(copy + "/sub/a.fcp").lastModified().toUTC(), old);
     char value[4] = {};
     EXPECT_EQ(::getxattr(QFile::encodeName(copy + "/sub/a.fcp").constData(), "user.test", value, 4), 1);
@@ -290,19 +286,7 @@ TEST(MountTests, TheMountPointIsTheLongestListedVolumeAndVolumeAndDriveDifferInP
     EXPECT_EQ(console.lines(), QStringList{"mountpoint: /Volumes/NoSuchDisk"});
 }
 
-TEST(MountTests, MountTableKeepsLocalVolumesInOrder) {
-    const QByteArray table = "22 1 254:0 / / rw,relatime shared:1 - ext4 /dev/vda rw\n"
-                             "23 22 0:21 / /proc rw - proc proc rw\n"
-                             "30 22 8:17 / /media/jo/Media\\040Disk rw - exfat /dev/sdb1 rw\n"
-                             "31 22 0:40 / /mnt/share rw - cifs //nas/share rw\n"
-                             "33 22 0:42 / /home/jo/remote rw - fuse.sshfs jo@host: rw\n"
-                             "34 22 8:33 / /Volumes/Media rw shared:9 master:2 - hfsplus /dev/sdc1 rw\n";
-    EXPECT_EQ(LinuxPlatform::parseMountInfo(table),
-              (QStringList{"/", "/media/jo/Media Disk", "/Volumes/Media"}));
-    EXPECT_TRUE(Platform::current().mountedLocalVolumes().contains("/"));
-}
-
-TEST(MountTests, RemovableAndNetworkVolumesAreWhatTheIndexLeavesOutAndNeverTheSystems) {
+TEST(MountTests, LocalVolumesKeepTheTablesOrderAndRemovableAndNetworkOnesLeaveOutTheSystems) {
     const QByteArray table = "22 1 254:0 / / rw - ext4 /dev/vda rw\n"
                              "23 22 0:21 / /proc rw - proc proc rw\n"
                              "24 22 0:22 / /run rw - tmpfs tmpfs rw\n"
@@ -311,7 +295,7 @@ TEST(MountTests, RemovableAndNetworkVolumesAreWhatTheIndexLeavesOutAndNeverTheSy
                              "27 22 0:51 / /mnt/auto rw - autofs systemd-1 rw\n"
                              "30 22 8:17 / /media/jo/Media\\040Disk rw - exfat /dev/sdb1 rw\n"
                              "31 22 0:40 / /mnt/share rw - cifs //nas/share rw\n"
-                             "32 22 8:18 / /run/media/jo/EDIT rw - ext4 /dev/sdb2 rw\n"
+                             "32 22 8:18 / /run/media/jo/EDIT rw shared:9 master:2 - ext4 /dev/sdb2 rw\n"
                              "33 22 0:42 / /home/jo/remote rw - fuse.sshfs jo@host: rw\n"
                              "34 22 0:43 / /srv/projects rw - nfs server:/projects rw\n"
                              "35 22 8:33 / /home/jo/usb rw - ext4 /dev/sdc1 rw\n"
@@ -319,6 +303,10 @@ TEST(MountTests, RemovableAndNetworkVolumesAreWhatTheIndexLeavesOutAndNeverTheSy
                              // Mounted over: the disk below is out of reach.
                              "37 22 0:45 / /media rw - tmpfs tmpfs rw\n"
                              "38 37 0:46 / /media/new rw - vfat /dev/sde1 rw\n";
+    EXPECT_EQ(LinuxPlatform::parseMountInfo(table),
+              (QStringList{"/", "/boot", "/media/jo/Media Disk", "/run/media/jo/EDIT", "/home/jo/usb",
+                           "/media/old", "/media/new"}));
+    EXPECT_TRUE(Platform::current().mountedLocalVolumes().contains("/"));
     EXPECT_EQ(
         LinuxPlatform::parseRemovableAndNetworkVolumes(table),
         (QStringList{"/mnt/share", "/run/media/jo/EDIT", "/home/jo/remote", "/srv/projects", "/media/new"}));
