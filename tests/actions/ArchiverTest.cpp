@@ -33,6 +33,12 @@ protected:
         return names;
     }
     QString halvern() const { return home().home() + "/.local/share/Brightmoor/Halvern"; }
+    // A stand-in ditto running the given shell commands.
+    void useDitto(const QByteArray& commands) {
+        const QString ditto = write("tools/ditto", "#!/bin/sh\n" + commands + "\n");
+        QFile::setPermissions(ditto, QFile::ReadOwner | QFile::ExeOwner);
+        home().platform().setToolPath(Tool::Ditto, ditto);
+    }
 };
 
 } // namespace
@@ -112,9 +118,7 @@ TEST_P(IncompleteArchive, TrashesNothingAndNamesWhatItLacks) {
     if (row.truncated) {
         ASSERT_TRUE(QFile::resize(faulty, QFileInfo(faulty).size() / 2));
     }
-    const QString ditto = write("tools/ditto", "#!/bin/sh\ncp '" + faulty.toUtf8() + "' \"$5\"\n");
-    QFile::setPermissions(ditto, QFile::ReadOwner | QFile::ExeOwner);
-    home().platform().setToolPath(Tool::Ditto, ditto);
+    useDitto("cp '" + faulty.toUtf8() + "' \"$5\"");
 
     const AutosaveArchiver::Result result =
         AutosaveArchiver::archiveSelectionToFile(rows({"Beta"}), destination());
@@ -151,11 +155,8 @@ class ArchiveFailures : public Archiver, public ::testing::WithParamInterface<Fa
 TEST_P(ArchiveFailures, StopBeforeAnythingIsRemoved) {
     const FailureCase& row = GetParam();
     write(row.fileBeforeScan);
-    if (row.dittoFails) {
-        const QString ditto = write("tools/ditto", "#!/bin/sh\nexit 1\n"); // a stand-in that writes nothing
-        QFile::setPermissions(ditto, QFile::ReadOwner | QFile::ExeOwner);
-        home().platform().setToolPath(Tool::Ditto, ditto);
-    }
+    if (row.dittoFails)
+        useDitto("exit 1"); // writes nothing
     scan();
     QDir(premiere("Gone")).removeRecursively(); // behind the catalogue's back
     const QStringList before = premiereEntries();

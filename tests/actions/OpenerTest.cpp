@@ -36,7 +36,6 @@ TEST_F(Opener, OnlyASingleAutosaveOpensWithoutAQuestion) {
 TEST_F(Opener, FinalCutExpressTakesTheClassicAutosavesOnlyWhereItIsInstalled) {
     EXPECT_EQ(AutosaveOpener::finalCutIdentifier(), "com.apple.FinalCutPro");
     home().platform().applications["com.apple.FinalCutPro"] = "/Applications/Final Cut Pro.app";
-    EXPECT_EQ(AutosaveOpener::finalCutIdentifier(), "com.apple.FinalCutPro");
     home().platform().applications["com.apple.FinalCutExpress"] = "/Applications/Final Cut Express.app";
     EXPECT_EQ(AutosaveOpener::finalCutIdentifier(), "com.apple.FinalCutExpress");
 }

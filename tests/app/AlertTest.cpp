@@ -29,36 +29,22 @@ protected:
     }
 };
 
-struct ButtonCase {
-    const char* name;
-    const char* pressed;
-    int expected;
-};
-class AlertButtons : public Alert, public ::testing::WithParamInterface<ButtonCase> {};
-
 } // namespace
 
-TEST_F(Alert, AMessageHasOneButtonAndShowsPercentSignsAsTheyAre) {
+TEST_F(Alert, EachButtonHasItsAnswerAndAMessageHasOnlyOKAndShowsPercentSignsAsTheyAre) {
+    QMainWindow window;
+    window.show();
+    const BMAlert::Texts texts{"Remove 3 autosaves?", "Remove", "Cancel", "Show", "They go to the Trash."};
+    for (const auto& [pressed, expected] : {std::pair{"Remove", 1}, {"Cancel", 0}, {"Show", -1}}) {
+        Answerer answer(pressed);
+        EXPECT_EQ(BMAlert::alertSheetWithButtons(texts, &window, true), expected) << pressed;
+        EXPECT_EQ(answer.buttons, (QStringList{"Cancel", "Remove", "Show"}));
+    }
     Answerer answer("OK");
     EXPECT_EQ(BMAlert::alertSheetWithMessageText("Done", "100% of %@ moved", nullptr), 1);
     EXPECT_EQ(answer.buttons, QStringList{"OK"});
     EXPECT_EQ(answer.informative, "100% of %@ moved");
 }
-
-TEST_P(AlertButtons, EachButtonHasItsAnswer) {
-    QMainWindow window;
-    window.show();
-    Answerer answer(GetParam().pressed);
-    const BMAlert::Texts texts{"Remove 3 autosaves?", "Remove", "Cancel", "Show", "They go to the Trash."};
-    EXPECT_EQ(BMAlert::alertSheetWithButtons(texts, &window, true), GetParam().expected);
-    EXPECT_EQ(answer.buttons, (QStringList{"Cancel", "Remove", "Show"}));
-}
-
-INSTANTIATE_TEST_SUITE_P(Buttons, AlertButtons,
-                         ::testing::Values(ButtonCase{"Default", "Remove", 1},
-                                           ButtonCase{"Alternate", "Cancel", 0},
-                                           ButtonCase{"Other", "Show", -1}),
-                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(Alert, NonBlockingReturnsAtOnceAndLaterCallsTheDelegate) {
     Receiver receiver;

@@ -173,6 +173,14 @@ protected:
             names << project->name();
         return names;
     }
+    // The names of the selected rows, sorted.
+    QStringList selectedNames() const {
+        QStringList names;
+        for (const QModelIndex& index : outline()->selectionModel()->selectedRows(0))
+            names << index.data().toString();
+        names.sort();
+        return names;
+    }
     BMOutlineView* outline() const { return controller->mainWindow()->outlineView(); }
     const MainWindow::Actions& menu() const { return controller->mainWindow()->actions(); }
 
