@@ -28,7 +28,7 @@ struct GuardRow {
 
 struct RefusalRow {
     const char* name;
-    const char* message;
+    const char* what; // "Unable to <what> path <path> because it is a system directory."
     std::function<bool(const QString& path, const QString& elsewhere)> call;
 };
 
@@ -38,26 +38,22 @@ const GuardRow kSystemWide[] = {{"FileSystemRoot", "/"}, {"Volumes", "/Volumes"}
 const GuardRow kInHome[] = {
     {"Home", "~"}, {"HomeSpelledWithDotDot", "~/Desktop/.."}, {"HomeWithDoubleSlash", "~//."}};
 
-const char kTrash[] = "Unable to trash path %1 because it is a system directory.";
-const char kDelete[] = "Unable to delete path %1 because it is a system directory.";
-const char kMove[] = "Unable to move path %1 because it is a system directory.";
-
 const RefusalRow kPrivileged[] = {
-    {"Remove", kDelete, [](auto& p, auto&) { return auth().authRemoveFile(p); }},
-    {"Move", kMove, [](auto& p, auto& e) { return auth().authMoveFile(p, e); }},
-    {"Trash", kTrash, [](auto& p, auto&) { return auth().authTrashFile(p); }},
-    {"TrashFolderContents", "Unable to trash folder contents of path %1 because it is a system directory.",
+    {"Remove", "delete", [](auto& p, auto&) { return auth().authRemoveFile(p); }},
+    {"Move", "move", [](auto& p, auto& e) { return auth().authMoveFile(p, e); }},
+    {"Trash", "trash", [](auto& p, auto&) { return auth().authTrashFile(p); }},
+    {"TrashFolderContents", "trash folder contents of",
      [](auto& p, auto&) { return auth().authTrashFolderContents(p, true); }},
-    {"MoveFolderContents", "Unable to move contents of path %1 because it is a system directory.",
+    {"MoveFolderContents", "move contents of",
      [](auto& p, auto& e) { return auth().authMoveFolderContents(p, e); }},
 };
 
 // The file operations try in this process first, so they only meet protected folders that
 // lie inside the test's own.
 const RefusalRow kFileManager[] = {
-    {"FileManagerTrash", kTrash, [](auto& p, auto&) { return BMFileManager::trashFile(p); }},
-    {"FileManagerRemove", kDelete, [](auto& p, auto&) { return BMFileManager::removeFile(p); }},
-    {"FileManagerMove", kMove, [](auto& p, auto& e) { return BMFileManager::moveFile(p, e); }},
+    {"FileManagerTrash", "trash", [](auto& p, auto&) { return BMFileManager::trashFile(p); }},
+    {"FileManagerRemove", "delete", [](auto& p, auto&) { return BMFileManager::removeFile(p); }},
+    {"FileManagerMove", "move", [](auto& p, auto& e) { return BMFileManager::moveFile(p, e); }},
 };
 
 class GuardRefusal : public FileOpsTest,
@@ -75,7 +71,8 @@ TEST_P(GuardRefusal, RefusesWithTheMessageAndTouchesNothing) {
 
     ConsoleCapture console;
     EXPECT_FALSE(operation.call(path, work("elsewhere")));
-    EXPECT_TRUE(console.lines().contains(QString(operation.message).arg(path)))
+    EXPECT_TRUE(console.lines().contains(
+        QString("Unable to %1 path %2 because it is a system directory.").arg(operation.what, path)))
         << console.text().toStdString();
     EXPECT_TRUE(m_pkexec.calls().isEmpty() && rm.calls().isEmpty() && mv.calls().isEmpty());
     if (real) {

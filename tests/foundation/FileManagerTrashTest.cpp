@@ -48,15 +48,14 @@ TEST_F(Trash, ItemsLandInTheHomeTrashWithRecordsThatRestoreThem) {
         ASSERT_TRUE(QFile::rename(items() + '/' + name, trashedFrom(trash(), name)));
     EXPECT_EQ(readFile(a) + readFile(b), "12");
     EXPECT_TRUE(m_pkexec.calls().isEmpty());
-}
 
-TEST_F(Trash, ALockedItemIsUnlockedAndTrashed) {
     if (!lockingWorks())
         GTEST_SKIP() << "this file system or user cannot set the immutable flag";
-    const QString a = writeWork("locked.mov", "x");
-    ASSERT_TRUE(BMFileManager::lockFile(a));
-    EXPECT_TRUE(BMFileManager::trashFile(a, false));
-    EXPECT_FALSE(QFileInfo::exists(a));
+    // A locked item is unlocked and trashed.
+    const QString locked = writeWork("locked.mov", "x");
+    ASSERT_TRUE(BMFileManager::lockFile(locked));
+    EXPECT_TRUE(BMFileManager::trashFile(locked, false));
+    EXPECT_FALSE(QFileInfo::exists(locked));
     EXPECT_EQ(readFile(items() + "/locked.mov"), "x");
     EXPECT_FALSE(BMFileManager::isFileLocked(items() + "/locked.mov"));
 }
