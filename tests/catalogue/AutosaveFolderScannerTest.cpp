@@ -135,7 +135,7 @@ INSTANTIATE_TEST_SUITE_P(
 // timestamped copies; PremiereCopyNamesRows covers the other orders.
 struct LooseRow {
     const char* rowName;
-    bool grouping; // premiereGroupTimestampedCopies
+    int grouping; // premiereGroupTimestampedCopies; -1: no setting and no defaults registered
     QStringList tree;
     const char* expected;
 };
@@ -144,7 +144,8 @@ class PremiereLooseFiles : public ScannerTest, public ::testing::WithParamInterf
 
 TEST_P(PremiereLooseFiles, GroupByProject) {
     const LooseRow& row = GetParam();
-    BMSettings::standard().setValue(SettingsKey::premiereGroupTimestampedCopies, row.grouping);
+    if (row.grouping >= 0)
+        BMSettings::standard().setValue(SettingsKey::premiereGroupTimestampedCopies, row.grouping == 1);
     const QString location = path("Adobe Premiere Pro Auto-Save");
     ASSERT_TRUE(makeTree(location, row.tree));
     EXPECT_EQ(describe(scan(location), location), row.expected);
@@ -154,7 +155,7 @@ INSTANTIATE_TEST_SUITE_P(
     Rows, PremiereLooseFiles,
     ::testing::Values(
         LooseRow{"OffGroupsByTheNameBeforeTheLastDash",
-                 false,
+                 0,
                  {"Project-2.prproj", "Project-10.prproj", "Project-1.prproj", "My-Cut-12.prproj",
                   "Untitled.prproj"},
                  "My-Cut(2)@My-Cut-12.prproj: My-Cut-12.prproj:2; "
@@ -162,49 +163,42 @@ INSTANTIATE_TEST_SUITE_P(
                  "(2)@Untitled.prproj: Untitled.prproj:2"},
         LooseRow{
             "OffMakesEachTimestampedCopyAProjectAndGathersEmergencyCopies",
-            false,
+            0,
             {"video-2019-11-04_15-04-08.prproj", "video-2019-11-04_15-19-08.prproj", "video.prproj",
              "Intro.prproj"},
             "(2)@Intro.prproj: Intro.prproj:2 video.prproj:2; "
             "video-2019-11-04_15-04(2)@video-2019-11-04_15-04-08.prproj: video-2019-11-04_15-04-08.prproj:2; "
             "video-2019-11-04_15-19(2)@video-2019-11-04_15-19-08.prproj: video-2019-11-04_15-19-08.prproj:2"},
         LooseRow{"TimestampedCopiesAndTheirEmergencyCopyAreOneProject",
-                 true,
+                 1,
                  {"video-2019-11-04_15-19-08.prproj", "video.prproj", "video-2019-11-04_15-04-08.prproj"},
                  "video(2)@video-2019-11-04_15-04-08.prproj: video-2019-11-04_15-04-08.prproj:2 "
                  "video-2019-11-04_15-19-08.prproj:2 video.prproj:2"},
         LooseRow{
             "EmergencyCopiesOfTwoProjectsStayApart",
-            true,
+            1,
             {"B.prproj", "A.prproj", "B-2020-01-02_03-04-05.prproj", "Solo.prproj"},
             "A(2)@A.prproj: A.prproj:2; B(2)@B-2020-01-02_03-04-05.prproj: B-2020-01-02_03-04-05.prproj:2 "
             "B.prproj:2; Solo(2)@Solo.prproj: Solo.prproj:2"},
         LooseRow{"DashesInTheProjectNameStay",
-                 true,
+                 1,
                  {"my-film-2020-01-02_03-04-05.prproj", "my-film.prproj",
                   "my-film-2020-01-02_03-14-05.prproj", "-2020-01-02_03-04-05.prproj"},
                  "(2)@-2020-01-02_03-04-05.prproj: -2020-01-02_03-04-05.prproj:2; "
                  "my-film(2)@my-film-2020-01-02_03-04-05.prproj: my-film-2020-01-02_03-04-05.prproj:2 "
                  "my-film-2020-01-02_03-14-05.prproj:2 my-film.prproj:2"},
         LooseRow{"SameNamedProjectsAreOne",
-                 true,
+                 1,
                  {"Untitled-2.prproj", "Untitled-1.prproj", "Untitled.prproj", "Untitled/Untitled-3.prproj",
                   "Untitled-2019-11-04_15-04-08.PRPROJ"},
                  "Untitled(2)@Untitled: Untitled-3.prproj:2 Untitled-1.prproj:2 Untitled-2.prproj:2 "
-                 "Untitled-2019-11-04_15-04-08.PRPROJ:2 Untitled.prproj:2"}),
+                 "Untitled-2019-11-04_15-04-08.PRPROJ:2 Untitled.prproj:2"},
+        LooseRow{
+            "GroupingIsOnWhereNoDefaultsWereRegistered",
+            -1,
+            {"video-2019-11-04_15-04-08.prproj", "video.prproj"},
+            "video(2)@video-2019-11-04_15-04-08.prproj: video-2019-11-04_15-04-08.prproj:2 video.prproj:2"}),
     [](const auto& info) { return std::string(info.param.rowName); });
-
-TEST_F(ScannerTest, GroupingIsOnWhereNoDefaultsWereRegisteredAndDatesStillComeFromTheFileSystem) {
-    const QString location = path("Adobe Premiere Pro Auto-Save");
-    ASSERT_TRUE(makeTree(location, {"video-2019-11-04_15-04-08.prproj|7", "video.prproj|3"}));
-    const BMProjectList projects = scan(location);
-    ASSERT_EQ(projects.size(), 1);
-    EXPECT_EQ(projects[0]->name(), "video");
-    const BMAutoItemPtr copy = projects[0]->children().first();
-    EXPECT_EQ(copy->createdDate(), Platform::current().fileFacts(copy->path())->created);
-    EXPECT_GT(copy->createdDate().date().year(), 2019);
-    EXPECT_EQ(projects[0]->fileSize(), 10.0);
-}
 
 struct CopyNamesRow {
     const char* rowName;
@@ -248,10 +242,13 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(ScannerTest, DatesAndSizesComeFromTheFileSystemNotTheName) {
     ASSERT_TRUE(makeTree(path("Avid Attic"), {"jo/Bins/Bin/Bin.01-05-12_0915.avb|4113"}));
-    const BMAutoItemPtr copy = scan(path("Avid Attic")).first()->children().first();
-    EXPECT_EQ(copy->createdDate(), Platform::current().fileFacts(copy->path())->created);
-    EXPECT_GT(copy->createdDate().date().year(), 2012);
-    EXPECT_EQ(copy->fileSize(), 4113.0);
+    ASSERT_TRUE(makeTree(path("Adobe Premiere Pro Auto-Save"), {"video-2019-11-04_15-04-08.prproj"}));
+    for (const char* location : {"Adobe Premiere Pro Auto-Save", "Avid Attic"}) {
+        const BMAutoItemPtr copy = scan(path(location)).first()->children().first();
+        EXPECT_EQ(copy->createdDate(), Platform::current().fileFacts(copy->path())->created);
+        EXPECT_GT(copy->createdDate().date().year(), 2019) << location;
+        EXPECT_EQ(copy->fileSize(), QByteArray(location) == "Avid Attic" ? 4113.0 : 0.0);
+    }
 }
 
 TEST_F(ScannerTest, ACopyOnASambaShareKeepsTheDateTheMacGaveIt) {
