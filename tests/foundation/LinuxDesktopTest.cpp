@@ -31,8 +31,6 @@ struct ExecCase {
     QList<QStringList> commands;
 };
 
-class DesktopEntryCommands : public ::testing::TestWithParam<ExecCase> {};
-
 class LinuxDesktop : public TempHomeTest {
 protected:
     // A desktop entry in the home's applications folder.
@@ -45,41 +43,37 @@ protected:
 
 } // namespace
 
-TEST_P(DesktopEntryCommands, FollowTheExecKeysFieldCodes) {
-    const QByteArray entry =
-        "[Desktop Action New]\nExec=wrong\n[Desktop Entry]\nName=Cut Room\nIcon=cutroom\nExec=" +
-        QByteArray(GetParam().exec) + "\n";
-    EXPECT_EQ(LinuxPlatform::desktopEntryCommands(entry, "/apps/cut.desktop", GetParam().files),
-              GetParam().commands);
+TEST(DesktopEntryCommands, FollowTheExecKeysFieldCodes) {
+    const ExecCase rows[] = {
+        {"ListTakesEveryFileAtOnce",
+         "editor --open %F",
+         {"/a b/1.prproj", "/c/2.prproj"},
+         {{"editor", "--open", "/a b/1.prproj", "/c/2.prproj"}}},
+        {"OneFileCodeRunsOncePerFile",
+         "editor %f",
+         {"/a/1", "/a/2"},
+         {{"editor", "/a/1"}, {"editor", "/a/2"}}},
+        {"UrlsAreFileUrls", "editor %U", {"/a b/é.prproj"}, {{"editor", "file:///a%20b/%C3%A9.prproj"}}},
+        {"NoFileCodeAppendsTheFiles", "wine editor.exe", {"/a/1"}, {{"wine", "editor.exe", "/a/1"}}},
+        {"QuotedArgumentsKeepBlanksAndEscapes",
+         R"("/opt/Cut Room/run" "say \"hi\\\\\"" %F)",
+         {"/x"},
+         {{"/opt/Cut Room/run", "say \"hi\\\"", "/x"}}},
+        {"IconNameAndEntryCodes",
+         "editor %i --title=%c --from %k 100%%",
+         {},
+         {{"editor", "--icon", "cutroom", "--title=Cut Room", "--from", "/apps/cut.desktop", "100%"}}},
+        {"StringEscapesComeFirst", R"(editor\sdouble %f)", {"/x"}, {{"editor", "double", "/x"}}},
+        {"AnOpenQuoteIsNoCommand", "\"editor %F", {"/x"}, {}},
+        {"NoExecIsNoCommand", "", {"/x"}, {}}};
+    for (const ExecCase& row : rows) {
+        const QByteArray entry =
+            "[Desktop Action New]\nExec=wrong\n[Desktop Entry]\nName=Cut Room\nIcon=cutroom\nExec=" +
+            QByteArray(row.exec) + "\n";
+        EXPECT_EQ(LinuxPlatform::desktopEntryCommands(entry, "/apps/cut.desktop", row.files), row.commands)
+            << row.rowName;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Exec, DesktopEntryCommands,
-    ::testing::Values(
-        ExecCase{"ListTakesEveryFileAtOnce",
-                 "editor --open %F",
-                 {"/a b/1.prproj", "/c/2.prproj"},
-                 {{"editor", "--open", "/a b/1.prproj", "/c/2.prproj"}}},
-        ExecCase{"OneFileCodeRunsOncePerFile",
-                 "editor %f",
-                 {"/a/1", "/a/2"},
-                 {{"editor", "/a/1"}, {"editor", "/a/2"}}},
-        ExecCase{
-            "UrlsAreFileUrls", "editor %U", {"/a b/é.prproj"}, {{"editor", "file:///a%20b/%C3%A9.prproj"}}},
-        ExecCase{"NoFileCodeAppendsTheFiles", "wine editor.exe", {"/a/1"}, {{"wine", "editor.exe", "/a/1"}}},
-        ExecCase{"QuotedArgumentsKeepBlanksAndEscapes",
-                 R"("/opt/Cut Room/run" "say \"hi\\\\\"" %F)",
-                 {"/x"},
-                 {{"/opt/Cut Room/run", "say \"hi\\\"", "/x"}}},
-        ExecCase{
-            "IconNameAndEntryCodes",
-            "editor %i --title=%c --from %k 100%%",
-            {},
-            {{"editor", "--icon", "cutroom", "--title=Cut Room", "--from", "/apps/cut.desktop", "100%"}}},
-        ExecCase{"StringEscapesComeFirst", R"(editor\sdouble %f)", {"/x"}, {{"editor", "double", "/x"}}},
-        ExecCase{"AnOpenQuoteIsNoCommand", "\"editor %F", {"/x"}, {}},
-        ExecCase{"NoExecIsNoCommand", "", {"/x"}, {}}),
-    [](const ::testing::TestParamInfo<ExecCase>& info) { return std::string(info.param.rowName); });
 
 TEST_F(LinuxDesktop, FilesGoToTheEditorsDesktopEntryFoundByIdentifierOrOtherNameElseToTheDefaultApplication) {
     const QString entry = install("com.adobe.AdobePremierePro", "premiere %F");

@@ -2,14 +2,11 @@
 
 #include <gtest/gtest.h>
 
-TEST(PathText, JoinsWithExactlyOneSlash) {
+TEST(PathText, JoinsWithExactlyOneSlashAndSplitsNamesAndExtensions) {
     EXPECT_EQ(PathText::appendingComponent("/Users/jo", "/Library"), "/Users/jo/Library");
     EXPECT_EQ(PathText::appendingComponent("/Users/jo/", "Library/"), "/Users/jo/Library");
     EXPECT_EQ(PathText::appendingComponent("/", "tmp"), "/tmp");
     EXPECT_EQ(PathText::appendingComponent("", "a/"), "a");
-}
-
-TEST(PathText, SplitsNamesAndExtensions) {
     EXPECT_EQ(PathText::lastComponent("/a/b.prproj/"), "b.prproj");
     EXPECT_EQ(PathText::extension("/a/Edit-3.prproj"), "prproj");
     EXPECT_EQ(PathText::extension("/a/.hidden"), "");

@@ -28,8 +28,6 @@ protected:
 
 TEST_F(Settings, FreshAccountReadsTheDefaultsWhichNeverOverwriteStoredValuesAndTypedReadsConvert) {
     EXPECT_EQ(store->integerValue(SettingsKey::autoRemoveCriteriaAge), 30);
-    EXPECT_EQ(store->integerValue(SettingsKey::autoRemoveCriteriaTotalCount), 20);
-    EXPECT_EQ(store->integerValue(SettingsKey::autoCleanCriteriaTotalSize), 50);
     EXPECT_FALSE(store->boolValue(SettingsKey::autoClean));
     // No default: absent. The clean-up set has no total count.
     EXPECT_TRUE(store->stringValue(SettingsKey::autosaveFolder).isNull());
@@ -156,30 +154,17 @@ TEST_F(Settings, WriteCreatesMissingFoldersAndReplacesAtomically) {
 }
 
 // A settings folder on a tmpfs of its own, filled up by the test.
-class SettingsOnAFullDisk : public Settings {
-protected:
-    void SetUp() override {
-        Settings::SetUp();
-        folder = home().root() + "/small";
-        volume = std::make_unique<Tmpfs>(folder, "size=64k,nr_inodes=64");
-        if (!volume->mounted())
-            GTEST_SKIP() << volume->why().toStdString();
-    }
-    void TearDown() override {
-        volume.reset();
-        Settings::TearDown();
-    }
-    QString folder;
-    std::unique_ptr<Tmpfs> volume;
-};
-
-TEST_F(SettingsOnAFullDisk, AWriteThatFailsLeavesTheFileAsItWasSaysWhyAndIsMadeLater) {
+TEST_F(Settings, OnAFullDiskAWriteThatFailsLeavesTheFileAsItWasSaysWhyAndIsMadeLater) {
+    const QString folder = home().root() + "/small";
+    Tmpfs volume(folder, "size=64k,nr_inodes=64");
+    if (!volume.mounted())
+        GTEST_SKIP() << volume.why().toStdString();
     const QString path = folder + "/com.brightmoor.Vestry.plist";
     BMLog::createNewLog();
     BMSettings small([&] { return path; });
     ASSERT_TRUE(small.setValue("kept", "before"));
     const QByteArray before = readFile(path);
-    volume->fill();
+    volume.fill();
 
     ConsoleCapture console;
     EXPECT_FALSE(small.setValue("big", QString(16384, 'b')));

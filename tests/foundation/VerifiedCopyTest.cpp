@@ -258,44 +258,32 @@ TEST_F(VerifiedCopy, RefusalsSayWhyAndStopBeforeWriting) {
 
 // ---- The older form: a copy on the background copy service --------------------------------
 
-class OlderForm : public FileOpsTest {
-protected:
-    void SetUp() override {
-        FileOpsTest::SetUp();
-        MainThread::setDispatch(MainThread::Dispatch::EventLoop);
-    }
-    void TearDown() override {
-        MainThread::setDispatch(MainThread::Dispatch::Inline);
-        FileOpsTest::TearDown();
-    }
+using OlderForm = FileOpsTest;
 
-    // Starts the copy and serves events until it reports completion (at most 10 s); returns
-    // every report, which must reach the main thread.
-    QList<QVariantMap> copy(const QString& source, const QString& destination) {
-        QList<QVariantMap> heard;
-        auto delegate = std::make_shared<BMFileCopyDelegate>();
-        delegate->fileOperationProgress = delegate->fileOperationFinished = [&](const QVariantMap& status) {
-            EXPECT_EQ(QThread::currentThread(), QCoreApplication::instance()->thread());
-            heard << status;
-        };
-        std::shared_ptr<BMFileOperation> operation;
-        BMFileManager::copyFileWithProgressOld(source, destination, delegate, "o1", "o2", &operation);
-        if (operation) {
-            EXPECT_TRUE(QTest::qWaitFor(
-                [&] {
-                    return !heard.isEmpty() &&
-                           heard.last().value("stage").toInt() == BMFileOperation::Complete;
-                },
-                10000));
-        }
-        return heard;
-    }
-};
+// Starts the copy and serves events until it reports completion (at most 10 s); returns every
+// report, which must reach the main thread.
+QList<QVariantMap> copyOnTheService(const QString& source, const QString& destination) {
+    MainThread::setDispatch(MainThread::Dispatch::EventLoop);
+    QList<QVariantMap> heard;
+    auto delegate = std::make_shared<BMFileCopyDelegate>();
+    delegate->fileOperationProgress = delegate->fileOperationFinished = [&](const QVariantMap& status) {
+        EXPECT_EQ(QThread::currentThread(), QCoreApplication::instance()->thread());
+        heard << status;
+    };
+    std::shared_ptr<BMFileOperation> operation;
+    BMFileManager::copyFileWithProgressOld(source, destination, delegate, "o1", "o2", &operation);
+    const auto complete = [&] {
+        return !heard.isEmpty() && heard.last().value("stage").toInt() == BMFileOperation::Complete;
+    };
+    EXPECT_TRUE(!operation || QTest::qWaitFor(complete, 10000));
+    MainThread::setDispatch(MainThread::Dispatch::Inline);
+    return heard;
+}
 
 TEST_F(OlderForm, ReportsRunningThenCompleteOnTheMainThreadAndNeverReplaces) {
     const QByteArray contents = pattern(300000);
     const QString source = writeWork("Cut.fcp", contents), destination = work("new/Cut copy.fcp");
-    QList<QVariantMap> heard = copy(source, destination);
+    QList<QVariantMap> heard = copyOnTheService(source, destination);
     ASSERT_FALSE(heard.isEmpty());
     for (const QVariantMap& report : heard.mid(0, heard.size() - 1))
         EXPECT_EQ(report.value("stage").toInt(), int(BMFileOperation::Running));
@@ -306,12 +294,12 @@ TEST_F(OlderForm, ReportsRunningThenCompleteOnTheMainThreadAndNeverReplaces) {
     EXPECT_EQ(last.value("object2").toString(), "o2");
     EXPECT_EQ(readFile(destination), contents);
 
-    heard = copy(writeWork("other.fcp", "other"), destination);
+    heard = copyOnTheService(writeWork("other.fcp", "other"), destination);
     ASSERT_FALSE(heard.isEmpty());
     EXPECT_EQ(heard.last().value("error").toInt(), EEXIST);
     EXPECT_EQ(readFile(destination), contents);
     ConsoleCapture console;
-    EXPECT_TRUE(copy(work("missing"), work("x")).isEmpty()); // does not start
+    EXPECT_TRUE(copyOnTheService(work("missing"), work("x")).isEmpty()); // does not start
 }
 
 } // namespace
