@@ -220,18 +220,10 @@ TEST_F(FileOpsTest, FolderContentsGoOneByOneAndStopAtTheFirstFailure) {
 
 // ---- As root ----------------------------------------------------------------------------
 
-class AsRoot : public FileOpsTest {
-protected:
-    void SetUp() override {
-        FileOpsTest::SetUp();
-        if (::getuid() != 0)
-            GTEST_SKIP() << "runs the tools directly only when the process really is root";
-        home().platform().uid = 0; // user "jo" at the console: the home stays the test's
-        BMAuthorization::installShared(std::make_unique<BMAuthorization>());
-    }
-};
-
-TEST_F(AsRoot, WithNobodyAtTheConsoleNothingIsDeletedInsteadOfTrashedAndToolsRunDirectly) {
+TEST_F(FileOpsTest, AsRootWithNobodyAtTheConsoleNothingIsDeletedInsteadOfTrashedAndToolsRunDirectly) {
+    if (::getuid() != 0)
+        GTEST_SKIP() << "runs the tools directly only when the process really is root";
+    home().platform().uid = 0;
     home().platform().user = "root";
     home().platform().console = QString();
     BMAuthorization::installShared(std::make_unique<BMAuthorization>());
