@@ -75,25 +75,19 @@ TEST_F(Alert, TheDelegateFormBlocksEvenWhenAskedNotToAndNeedsTheSelector) {
     EXPECT_EQ(answer.count, 1); // nothing shown
 }
 
-TEST_F(Alert, TimedAlertAnswersItselfAndGoes) {
+TEST_F(Alert, TimedAlertAnswersItselfUnlessTheUserAnswersFirstAndALateTimerChangesNothing) {
     QElapsedTimer clock;
     clock.start();
-    EXPECT_EQ(
-        BMAlert::timedAlertSheetWithMessageText({"Cleaning in progress", "OK", "Stop", {}, {}}, nullptr, 1),
-        1);
+    const BMAlert::Texts timed{"Cleaning in progress", "OK", "Stop", {}, {}};
+    EXPECT_EQ(BMAlert::timedAlertSheetWithMessageText(timed, nullptr, 1), 1);
     EXPECT_GE(clock.elapsed(), 900);
     EXPECT_TRUE(waitFor([] { return visibleAlert() == nullptr; }));
-}
-
-TEST_F(Alert, UserAnswerBeatsTheTimerAndTheLateTimerChangesNothing) {
-    auto reused = std::make_shared<BMAlert>();
     {
         Answerer answer("Stop");
-        EXPECT_EQ(BMAlert::timedAlertSheetWithMessageText({"Cleaning in progress", "OK", "Stop", {}, {}},
-                                                          nullptr, 1),
-                  0);
+        EXPECT_EQ(BMAlert::timedAlertSheetWithMessageText(timed, nullptr, 1), 0);
     }
     // The same kind of question again while the first timer is still pending.
+    auto reused = std::make_shared<BMAlert>();
     Answerer answer("No");
     EXPECT_EQ(BMAlert::alertSheetWithAlertObject({"Again?", "Yes", "No", {}, {}}, nullptr, nullptr, nullptr,
                                                  true, reused),
