@@ -23,6 +23,7 @@
 #include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -203,20 +204,14 @@ protected:
 
 // ---- Records that other Trash tools read ----------------------------------------------------
 
-struct OddName {
-    const char* label;
-    QByteArray bytes;
-};
-
-void PrintTo(const OddName& name, std::ostream* out) {
-    *out << name.label;
-}
+// A label and the name's bytes.
+using OddName = std::pair<const char*, QByteArray>;
 
 class TrashRecords : public TrashTest, public ::testing::WithParamInterface<OddName> {};
 
 TEST_P(TrashRecords, TrashCliListsTheExactPathAndRestoresTheItem) {
     const QString folder = work("odd folder %20");
-    const QString item = writeBytes(folder + '/' + FileName::decode(GetParam().bytes), "contents");
+    const QString item = writeBytes(folder + '/' + FileName::decode(GetParam().second), "contents");
     ASSERT_TRUE(BMFileManager::trashFile(item, false));
     ASSERT_FALSE(FileTree::exists(item));
     const QStringList trashed = entries(trash() + "/files");
@@ -246,12 +241,12 @@ TEST_P(TrashRecords, TrashCliListsTheExactPathAndRestoresTheItem) {
 }
 
 INSTANTIATE_TEST_SUITE_P(OddNames, TrashRecords,
-                         ::testing::Values(OddName{"Spaces", "Cut 1 final.fcp"},
-                                           OddName{"Percent", "100% %41 done.fcp"},
-                                           OddName{"Tab", "a\tb.fcp"}, OddName{"Newline", "a\nb.fcp"},
-                                           OddName{"NonAscii", "G\xc3\xa2teau \xe2\x9c\x82 \xe6\x97\xa5.fcp"},
-                                           OddName{"InvalidUtf8", "caf\xe9 \xff.fcp"}),
-                         [](const auto& info) { return std::string(info.param.label); });
+                         ::testing::Values(OddName("Spaces", "Cut 1 final.fcp"),
+                                           OddName("Percent", "100% %41 done.fcp"),
+                                           OddName("Tab", "a\tb.fcp"), OddName("Newline", "a\nb.fcp"),
+                                           OddName("NonAscii", "G\xc3\xa2teau \xe2\x9c\x82 \xe6\x97\xa5.fcp"),
+                                           OddName("InvalidUtf8", "caf\xe9 \xff.fcp")),
+                         [](const auto& info) { return std::string(info.param.first); });
 
 TEST_F(TrashTest, TakenNamesGetANumberAndNamesTooLongForARecordAreShortened) {
     // An item left without a record and a record without an item both hold their names.
