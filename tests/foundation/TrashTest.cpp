@@ -15,10 +15,9 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstring>
-#include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <memory>
 #include <sys/stat.h>
@@ -33,25 +32,15 @@ constexpr uid_t kNobody = 65534;
 // A file whose name may hold bytes that are not UTF-8.
 QString writeBytes(const QString& path, const QByteArray& contents) {
     QDir().mkpath(QFileInfo(path).path());
-    const int fd = ::open(FileName::encode(path).constData(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    EXPECT_GE(fd, 0) << FileName::displayText(path).toStdString();
-    if (fd >= 0) {
-        EXPECT_EQ(::write(fd, contents.constData(), size_t(contents.size())), contents.size());
-        ::close(fd);
-    }
+    std::ofstream out(FileName::encode(path).toStdString(), std::ios::binary);
+    EXPECT_TRUE(out.write(contents.constData(), contents.size()))
+        << FileName::displayText(path).toStdString();
     return path;
 }
 
 QByteArray readBytes(const QString& path) {
-    QByteArray data;
-    const int fd = ::open(FileName::encode(path).constData(), O_RDONLY);
-    if (fd < 0)
-        return data;
-    char buffer[4096];
-    for (ssize_t n; (n = ::read(fd, buffer, sizeof buffer)) > 0;)
-        data.append(buffer, n);
-    ::close(fd);
-    return data;
+    std::ifstream in(FileName::encode(path).toStdString(), std::ios::binary);
+    return QByteArray::fromStdString(std::string(std::istreambuf_iterator<char>(in), {}));
 }
 
 // The original path in the restore record of an item in a Trash.
@@ -63,13 +52,10 @@ QString recordedPath(const QString& trashFolder, const QString& name) {
 // The names in a folder, bytes that are not UTF-8 kept.
 QStringList entries(const QString& folder) {
     QStringList names;
-    if (DIR* dir = ::opendir(FileName::encode(folder).constData())) {
-        while (const dirent* entry = ::readdir(dir)) {
-            if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
-                names << FileName::decode(entry->d_name);
-        }
-        ::closedir(dir);
-    }
+    std::error_code error;
+    for (const auto& entry :
+         std::filesystem::directory_iterator(FileName::encode(folder).toStdString(), error))
+        names << FileName::decode(QByteArray::fromStdString(entry.path().filename().string()));
     names.sort();
     return names;
 }
