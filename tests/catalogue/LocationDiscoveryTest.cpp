@@ -67,10 +67,8 @@ protected:
         home().platform().setToolPath(Tool::Locate, tool);
     }
     QStringList toolQueries() const {
-        QFile file(home().root() + "/tools/locate.queries");
-        return file.open(QIODevice::ReadOnly)
-                   ? QString::fromUtf8(file.readAll()).split('\n', Qt::SkipEmptyParts)
-                   : QStringList();
+        return QString::fromUtf8(readFile(home().root() + "/tools/locate.queries"))
+            .split('\n', Qt::SkipEmptyParts);
     }
     LocationDiscovery::WindowHooks recordingHooks() {
         LocationDiscovery::WindowHooks hooks;
@@ -111,14 +109,18 @@ TEST_F(Discovery, StoresWhatEachSourceFindsInTheOrderOfTheSources) {
     discovery->fcePrefs().loadDataForTypes(QStringList{"autoSaveVault"});
     const QString motion = vault(disk("motion/Autosave Vault"));
     writeMotionPrefs(motion, false);
-    const QString project =
-        write(disk("projects/Cut.prproj"),
-              "<PremiereData><ScratchDiskSettings><VideoPreviewLocation>" + disk("premiere").toUtf8() +
-                  "</VideoPreviewLocation></ScratchDiskSettings></PremiereData>");
+    // Projects saved since Premiere Pro 2019 are compressed and keep their auto-saves where
+    // their own setting says, here beside the project.
+    const QString project = write(disk("projects/Cut.prproj"),
+                                  gzipCompressed("<PremiereData><ScratchDiskSettings><VideoPreviewLocation>" +
+                                                 disk("premiere").toUtf8() +
+                                                 "</VideoPreviewLocation><AutoSaveLocation0>SameAsProject</"
+                                                 "AutoSaveLocation0></ScratchDiskSettings></PremiereData>"));
     write(BMLocalPaths::appSupportDirectory(true) + "/Adobe/Premiere Pro/7.0/Adobe Premiere Pro Prefs",
           "<PremiereData><Preferences><Properties><BE.Prefs.MRU.Document.0>" + project.toUtf8() +
               "</BE.Prefs.MRU.Document.0></Properties></Preferences></PremiereData>");
     const QString premiere = premiereFolder(disk("premiere/Adobe Premiere Pro Auto-Save"));
+    const QString beside = premiereFolder(disk("projects/Adobe Premiere Pro Auto-Save"));
     // The tool's order is not the steps' order; duplicates of every source come along.
     const QString spotLibrary = disk("spot/Cut.fcpbundle");
     write(spotLibrary + "/Day One/Backups/Day One 2026-11-20.fcpevent");
@@ -127,7 +129,7 @@ TEST_F(Discovery, StoresWhatEachSourceFindsInTheOrderOfTheSources) {
     standInTool({spotLibrary, spotPremiere, old, spotVault, fcp, motion, premiere});
 
     const LocationDiscovery::Outcome outcome = discovery->searchForNewPaths();
-    const QStringList added{fcp, fce, motion, premiere, spotVault, spotPremiere, spotLibrary};
+    const QStringList added{fcp, fce, motion, premiere, beside, spotVault, spotPremiere, spotLibrary};
     EXPECT_EQ(outcome.found, added);
     EXPECT_EQ(stored(), QStringList{old} + added);
     EXPECT_TRUE(outcome.stored && outcome.nameSearchAvailable && !outcome.failed);
@@ -196,25 +198,6 @@ TEST_F(Discovery, WithoutTheNameSearchScansButStoresNothing) {
     EXPECT_FALSE(outcome.stored || outcome.nameSearchAvailable);
     EXPECT_FALSE(settings().hasValue(SettingsKey::autosavePaths));
     EXPECT_EQ(calls, QStringList({"key?", "folder " + disk("motion/Autosave Vault"), "end"}));
-}
-
-// Projects saved since Premiere Pro 2019 are compressed and keep their auto-saves where
-// their own setting says, here beside the project.
-TEST_F(Discovery, StoresTheAutoSaveFolderThatACompressedProjectNames) {
-    const QString project =
-        write(disk("Cut/Cut.prproj"),
-              gzipCompressed("<PremiereData Version=\"3\"><ScratchDiskSettings><VideoPreviewLocation0>" +
-                             disk("previews").toUtf8() +
-                             "</VideoPreviewLocation0><AutoSaveLocation0>SameAsProject</AutoSaveLocation0>"
-                             "</ScratchDiskSettings></PremiereData>"));
-    write(BMLocalPaths::appSupportDirectory(true) + "/Adobe/Premiere Pro/7.0/Adobe Premiere Pro Prefs",
-          "<PremiereData><Preferences><Properties><BE.Prefs.MRU.Document.0>" + project.toUtf8() +
-              "</BE.Prefs.MRU.Document.0></Properties></Preferences></PremiereData>");
-    const QString autoSave = disk("Cut/Adobe Premiere Pro Auto-Save");
-    write(autoSave + "/Cut-2019-11-04_15-04-08.prproj");
-    standInTool({});
-    EXPECT_EQ(discovery->searchForNewPaths().found, QStringList{autoSave});
-    EXPECT_EQ(stored(), QStringList{autoSave});
 }
 
 TEST_F(Discovery, AsksTheWindowOnTheMainThreadAndStartsTheRebuildFromTheSearch) {

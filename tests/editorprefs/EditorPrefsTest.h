@@ -7,8 +7,6 @@
 #include "support/TempHome.h"
 
 #include <QDir>
-#include <QFile>
-#include <QFileInfo>
 
 // A temporary home with a fresh log, and the files the editors leave behind built for real.
 class EditorPrefsTest : public TempHomeTest {
@@ -22,16 +20,13 @@ protected:
     QString preferences() const { return BMLocalPaths::prefsDirectory(true); }
 
     // An application folder with "Contents/Info.plist", in the binary form when asked.
-    static QString makeApplication(const QString& path, const QVariantMap& info, bool binary = false) {
-        const QByteArray bytes = binary ? binaryPlist(info) : PlistFile::toXml(info);
-        writeFile(path + QStringLiteral("/Contents/Info.plist"), bytes);
+    QString makeApplication(const QString& path, const QVariantMap& info, bool binary = false) const {
+        writeFile(path + QStringLiteral("/Contents/Info.plist"),
+                  binary ? binaryPlist(info) : PlistFile::toXml(info));
         return path;
     }
-    static QString writeFile(const QString& path, const QByteArray& contents) {
-        QDir().mkpath(QFileInfo(path).path());
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly) || file.write(contents) != contents.size())
-            ADD_FAILURE() << "could not write " << path.toStdString();
-        return path;
+    // A file anywhere in the test's temporary folder, by its full path.
+    QString writeFile(const QString& path, const QByteArray& contents) const {
+        return home().writeFile(QDir(home().root()).relativeFilePath(path), contents);
     }
 };
