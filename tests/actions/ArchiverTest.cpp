@@ -96,54 +96,15 @@ TEST_F(Archiver, TwoArchivesAtOnceEachGatherInAFolderOfTheirOwn) {
     EXPECT_EQ(QDir(halvern()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
 }
 
-struct IncompleteCase {
-    const char* rowName;
-    const char* beta2; // Beta-2's contents in the archive; nothing: no entry
-    bool truncated;    // the archive ends early
-    const char* message;
-};
-
-class IncompleteArchive : public Archiver, public ::testing::WithParamInterface<IncompleteCase> {};
-
-TEST_P(IncompleteArchive, TrashesNothingAndNamesWhatItLacks) {
-    const IncompleteCase& row = GetParam();
-    scan();
-    // What a faulty archiver leaves: an archive made beforehand, copied to the destination.
-    const QString beta2 = premiere("Beta/Beta-2.prproj");
-    home().writeFile("faulty/Beta/Beta-1.prproj", readFile(premiere("Beta/Beta-1.prproj")));
-    if (row.beta2)
-        home().writeFile("faulty/Beta/Beta-2.prproj", row.beta2);
-    const QString faulty = home().root() + "/faulty.zip";
-    ASSERT_TRUE(BMFileManager::compressFile(home().root() + "/faulty", faulty, false));
-    if (row.truncated) {
-        ASSERT_TRUE(QFile::resize(faulty, QFileInfo(faulty).size() / 2));
-    }
-    useDitto("cp '" + faulty.toUtf8() + "' \"$5\"");
-
-    const AutosaveArchiver::Result result =
-        AutosaveArchiver::archiveSelectionToFile(rows({"Beta"}), destination());
-    EXPECT_EQ(result.error.message, row.message);
-    EXPECT_FALSE(result.archived);
-    EXPECT_TRUE(result.error.informative.contains(row.truncated ? destination() : beta2))
-        << result.error.informative.toStdString();
-    EXPECT_TRUE(trashRecords().isEmpty());
-    EXPECT_EQ(readFile(beta2), beta2.mid(home().home().size() + 1).toUtf8());
-    EXPECT_TRUE(QFileInfo::exists(destination())); // left for the user to look at
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Rows, IncompleteArchive,
-    ::testing::Values(
-        IncompleteCase{"AnAutosaveLeftOut", nullptr, false, "Error: the archive is incomplete."},
-        IncompleteCase{"AnAutosaveCutShort", "Doc", false, "Error: the archive is incomplete."},
-        IncompleteCase{"TheArchiveEndsEarly", "Documents/Adobe Premiere Pro Auto-Save/Beta/Beta-2.prproj",
-                       true, "Error: the archive cannot be read back."}),
-    [](const ::testing::TestParamInfo<IncompleteCase>& info) { return std::string(info.param.rowName); });
+// What the archiver's ditto does in a row: the real one, a stand-in that writes nothing, or one
+// that copies an archive made beforehand holding Beta-1 and, if given, these contents as Beta-2.
+enum class Ditto { Real, Fails, Faulty, FaultyAndTruncated };
 
 struct FailureCase {
     const char* rowName;
     const char* fileBeforeScan; // written under the home before the catalogue is scanned
-    bool dittoFails;
+    Ditto ditto;
+    const char* beta2;
     const char* rows;
     const char* message;
     const char* detail;  // part of the informative text: the file and the cause
@@ -152,11 +113,24 @@ struct FailureCase {
 
 class ArchiveFailures : public Archiver, public ::testing::WithParamInterface<FailureCase> {};
 
-TEST_P(ArchiveFailures, StopBeforeAnythingIsRemoved) {
+TEST_P(ArchiveFailures, StopBeforeAnythingIsRemovedAndSayWhy) {
     const FailureCase& row = GetParam();
-    write(row.fileBeforeScan);
-    if (row.dittoFails)
-        useDitto("exit 1"); // writes nothing
+    if (*row.fileBeforeScan)
+        write(row.fileBeforeScan);
+    if (row.ditto == Ditto::Fails)
+        useDitto("exit 1");
+    const bool faulty = row.ditto == Ditto::Faulty || row.ditto == Ditto::FaultyAndTruncated;
+    if (faulty) {
+        home().writeFile("faulty/Beta/Beta-1.prproj", readFile(premiere("Beta/Beta-1.prproj")));
+        if (row.beta2)
+            home().writeFile("faulty/Beta/Beta-2.prproj", row.beta2);
+        const QString zip = home().root() + "/faulty.zip";
+        ASSERT_TRUE(BMFileManager::compressFile(home().root() + "/faulty", zip, false));
+        if (row.ditto == Ditto::FaultyAndTruncated) {
+            ASSERT_TRUE(QFile::resize(zip, QFileInfo(zip).size() / 2));
+        }
+        useDitto("cp '" + zip.toUtf8() + "' \"$5\"");
+    }
     scan();
     QDir(premiere("Gone")).removeRecursively(); // behind the catalogue's back
     const QStringList before = premiereEntries();
@@ -165,22 +139,32 @@ TEST_P(ArchiveFailures, StopBeforeAnythingIsRemoved) {
     EXPECT_EQ(result.error.message, row.message);
     EXPECT_TRUE(result.error.informative.contains(row.detail)) << result.error.informative.toStdString();
     EXPECT_FALSE(result.archived);
-    EXPECT_FALSE(QFileInfo::exists(destination()));
+    EXPECT_EQ(QFileInfo::exists(destination()), faulty); // a faulty one is left for the user to look at
     EXPECT_EQ(trashRecords().keys().join(','), row.trashed);
     EXPECT_EQ(premiereEntries(), before);
+    EXPECT_EQ(readFile(premiere("Beta/Beta-2.prproj")),
+              "Documents/Adobe Premiere Pro Auto-Save/Beta/Beta-2.prproj");
     EXPECT_TRUE(QFileInfo::exists(library("Ceremony/Backups/Ceremony 2026-11-16 10-00.fcpevent")));
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Failures, ArchiveFailures,
     ::testing::Values(FailureCase{"AllFilesGone", "Documents/Adobe Premiere Pro Auto-Save/Gone/Gone-1.prproj",
-                                  false, "Gone", "Error: no files to archive.", "", ""},
-                      FailureCase{"DittoFailsWithAnOldArchiveInPlace", "Autosaves.zip", true, "Beta",
-                                  "Error: unable to create archive.", "", "Autosaves.zip"},
+                                  Ditto::Real, nullptr, "Gone", "Error: no files to archive.", "", ""},
+                      FailureCase{"DittoFailsWithAnOldArchiveInPlace", "Autosaves.zip", Ditto::Fails, nullptr,
+                                  "Beta", "Error: unable to create archive.", "", "Autosaves.zip"},
                       // Two events' backups of the same name meet in one "Backups" folder.
                       FailureCase{
                           "SameNameFromTwoFolders",
                           "Movies/Wedding.fcpbundle/Reception/Backups/Ceremony 2026-11-16 10-00.fcpevent",
-                          false, "Ceremony,Reception", "Unable to copy files to temp folder.",
-                          "Ceremony 2026-11-16 10-00.fcpevent: File exists", ""}),
+                          Ditto::Real, nullptr, "Ceremony,Reception", "Unable to copy files to temp folder.",
+                          "Ceremony 2026-11-16 10-00.fcpevent: File exists", ""},
+                      // The archive made trashes nothing and names what it lacks.
+                      FailureCase{"AnAutosaveLeftOut", "", Ditto::Faulty, nullptr, "Beta",
+                                  "Error: the archive is incomplete.", "Auto-Save/Beta/Beta-2.prproj", ""},
+                      FailureCase{"AnAutosaveCutShort", "", Ditto::Faulty, "Doc", "Beta",
+                                  "Error: the archive is incomplete.", "Auto-Save/Beta/Beta-2.prproj", ""},
+                      FailureCase{"TheArchiveEndsEarly", "", Ditto::FaultyAndTruncated,
+                                  "Documents/Adobe Premiere Pro Auto-Save/Beta/Beta-2.prproj", "Beta",
+                                  "Error: the archive cannot be read back.", "/Autosaves.zip", ""}),
     [](const ::testing::TestParamInfo<FailureCase>& info) { return std::string(info.param.rowName); });
