@@ -194,9 +194,12 @@ TEST_F(Controller, TurningTheAdminPasswordOffNeedsAuthorisationAndAnalyticsHaveT
     EXPECT_FALSE(settings().hasValue(SettingsKey::logQC));
 }
 
-TEST_F(Controller, ASettingsFileSetAsideAtStartIsToldInTheWindow) {
-    const QString file = settings().userFilePath();
+// A user file that cannot be read is set aside at start and told; a computer-wide one is left
+// as it is, and the admin switch that would be stored in it stays off.
+TEST_F(Controller, UnreadableSettingsFilesAreToldAndOnlyTheUsersIsSetAside) {
+    const QString file = settings().userFilePath(), wide = settings().computerWideFilePath();
     write(".config/com.brightmoor.Vestry.plist", "not a property list");
+    home().writeFile(wide.mid(home().root().size() + 1), "not a property list");
     settings().synchronize();
     start();
     QMessageBox* box = visibleAlert();
@@ -205,14 +208,9 @@ TEST_F(Controller, ASettingsFileSetAsideAtStartIsToldInTheWindow) {
     EXPECT_TRUE(box->informativeText().contains("it was set aside as " + file + ".unreadable-"))
         << box->informativeText().toStdString();
     clickButton(box, "OK");
-}
 
-TEST_F(Controller, AComputerWideFileThatCannotBeReadIsNotReplacedToStoreTheAdminSwitch) {
-    const QString wide = settings().computerWideFilePath();
-    home().writeFile(wide.mid(home().root().size() + 1), "not a property list");
-    start();
     controller->preferencesWindow()->adminPasswordBox()->click();
-    QMessageBox* box = visibleAlert();
+    box = visibleAlert();
     ASSERT_NE(box, nullptr);
     EXPECT_EQ(box->informativeText(),
               "The settings file " + wide + " could not be read; it was left as it is.");
