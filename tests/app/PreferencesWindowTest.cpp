@@ -25,42 +25,37 @@ protected:
         TempHomeTest::TearDown();
     }
     static BMSettings& settings() { return BMSettings::standard(); }
-    // Which of the four removal criteria have their box, value and label enabled.
-    QString removalCriteria() const {
-        QString state;
+    // Which of the two rule buttons are enabled, which of the four removal criteria have their
+    // box, value and label enabled, and whether the note shows: "RR BVL BVL BVL BVL note".
+    QString removalTab() const {
+        QString state = QString(window->removalRuleButton(0)->isEnabled() ? "R" : "-") +
+                        (window->removalRuleButton(1)->isEnabled() ? "R " : "- ");
         for (int i = 0; i < 4; ++i) {
             state += QString(window->removalCriterionBox(i)->isEnabled() ? "B" : "-") +
                      (window->removalCriterionValue(i)->isEnabled() ? "V" : "-") +
                      (window->removalCriterionLabel(i)->isEnabled() ? "L " : "- ");
         }
-        return state.trimmed();
+        return state + (window->removalNote()->isHidden() ? "-" : "note");
     }
     std::unique_ptr<PreferencesWindow> window;
 };
 
 TEST_F(Preferences, RemovalTabEnablesWhatItsBoxRuleAndCriteriaAllow) {
     EXPECT_FALSE(window->autoRemoveBox()->isChecked());
-    EXPECT_FALSE(window->removalRuleButton(0)->isEnabled());
-    EXPECT_FALSE(window->removalRuleButton(1)->isEnabled());
-    EXPECT_EQ(removalCriteria(), "--- --- --- ---");
-    EXPECT_TRUE(window->removalNote()->isHidden());
+    EXPECT_EQ(removalTab(), "-- --- --- --- --- -");
 
     window->autoRemoveBox()->click(); // rule row 0: only the choice
     EXPECT_EQ(settings().integerValue(SettingsKey::autoRemove), 1);
     EXPECT_TRUE(window->removalRuleButton(0)->isChecked());
-    EXPECT_TRUE(window->removalRuleButton(1)->isEnabled());
-    EXPECT_EQ(removalCriteria(), "--- --- --- ---");
-    EXPECT_TRUE(window->removalNote()->isHidden());
+    EXPECT_EQ(removalTab(), "RR --- --- --- --- -");
 
     window->removalRuleButton(1)->click(); // rule row 1 without a criterion: the note shows
     EXPECT_EQ(settings().integerValue(SettingsKey::autoRemoveUseCriteria), 1);
-    EXPECT_EQ(removalCriteria(), "B-- B-- B-- B--");
-    EXPECT_FALSE(window->removalNote()->isHidden());
+    EXPECT_EQ(removalTab(), "RR B-- B-- B-- B-- note");
 
     window->removalCriterionBox(2)->click();
     EXPECT_TRUE(settings().boolValue(SettingsKey::autoRemoveUseCriteriaTotalCount));
-    EXPECT_EQ(removalCriteria(), "B-- B-- BVL B--");
-    EXPECT_TRUE(window->removalNote()->isHidden());
+    EXPECT_EQ(removalTab(), "RR B-- B-- BVL B-- -");
     window->removalCriterionValue(0)->setValue(14);
     EXPECT_EQ(settings().integerValue(SettingsKey::autoRemoveCriteriaAge), 14);
 }
