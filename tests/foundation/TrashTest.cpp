@@ -234,6 +234,21 @@ INSTANTIATE_TEST_SUITE_P(OddNames, TrashRecords,
                                            OddName("InvalidUtf8", "caf\xe9 \xff.fcp")),
                          [](const auto& info) { return std::string(info.param.first); });
 
+// The file managers' own reader of the Trash.
+TEST_F(TrashTest, GioListsTheOriginalPath) {
+    const QString item = writeWork("100% a\tb.fcp", "x");
+    ASSERT_TRUE(moveToTrash(item, nullptr));
+    // gio reads the Trash through the gvfs daemon, which a bus of the test's own starts.
+    const Outcome list =
+        run("dbus-run-session", {"--", "gio", "trash", "--list"}, QProcessEnvironment::systemEnvironment());
+    if (!list.finished || list.exitCode != 0)
+        GTEST_SKIP() << "gio cannot list the Trash here (it needs gvfs and dbus-run-session): "
+                     << list.output.toStdString();
+    // gio shows control characters escaped, the rest of the path as it is.
+    EXPECT_TRUE(list.output.contains('\t' + QString(item).replace('\t', "\\x09") + '\n'))
+        << list.output.toStdString();
+}
+
 TEST_F(TrashTest, TakenNamesGetANumberAndNamesTooLongForARecordAreShortened) {
     // An item left without a record and a record without an item both hold their names.
     writeBytes(trash() + "/files/a.mov", "orphan");
