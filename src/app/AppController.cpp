@@ -10,6 +10,9 @@
 #include "MainWindow.h"
 #include "PreferencesWindow.h"
 #include "ProgressSheet.h"
+#include "automation/BMLaunchd.h"
+#include "automation/HelperJobs.h"
+#include "automation/HelperRunLog.h"
 #include "catalogue/AutosaveFolderScanner.h"
 #include "catalogue/AutosaveType.h"
 #include "catalogue/CatalogueLocations.h"
@@ -30,6 +33,7 @@
 
 #include <QApplication>
 #include <QDesktopServices>
+#include <QDir>
 #include <QFileDialog>
 #include <QHeaderView>
 #include <QItemSelectionModel>
@@ -53,6 +57,12 @@ QString abbreviated(const QString& path) {
     return PathText::abbreviatingHome(path, home());
 }
 
+// A clean-up set-up that found its folder ends with a rebuild, so that the window lists what
+// the folder holds.
+bool cleanFolderExists() {
+    return BMFileManager::isDirectoryAtPath(HelperJobs::cleanFolder());
+}
+
 } // namespace
 
 AppController::AppController(Environment environment, QObject* parent)
@@ -65,8 +75,16 @@ AppController::AppController(Environment environment, QObject* parent)
                                                      QFileDialog::ShowDirsOnly);
         };
     }
+    if (!m_env.chooseAutosaveFolder) {
+        m_env.chooseAutosaveFolder = [](QWidget* parentWindow, const QString& current) {
+            return QFileDialog::getExistingDirectory(parentWindow,
+                                                     tr("Choose the Autosave Folder to Keep Clean"), current,
+                                                     QFileDialog::ShowDirsOnly);
+        };
+    }
     if (!m_env.openUrl)
         m_env.openUrl = [](const QUrl& url) { return QDesktopServices::openUrl(url); };
+    m_helperWorkers.setMaxThreadCount(1);
 
     m_appLaunching = true;
     m_manualPathArray = CatalogueLocations::storedPaths(settings(), SettingsKey::manualPaths);
@@ -92,11 +110,18 @@ AppController::AppController(Environment environment, QObject* parent)
     };
     m_discovery->setWindowHooks(std::move(hooks));
     setLocationSearch([this] { m_discovery->searchForNewPaths(); });
+
+    // The job changes run on a worker; what they must tell the user goes to the main window.
+    QWidget* window = m_window.get();
+    BMLaunchd::setAlertSink([window](const JobAlert& alert) {
+        BMAlert::alertSheetWithButtons({alert.message, {}, {}, {}, alert.informative}, window, false);
+    });
 }
 
 AppController::~AppController() {
     m_updateTimer.stop();
     waitForWorkers();
+    BMLaunchd::setAlertSink(nullptr);
 }
 
 void AppController::connectWindow() {
@@ -130,6 +155,11 @@ void AppController::connectWindow() {
     connect(m_preferences, &PreferencesWindow::removeManualPathRequested, this,
             &AppController::prefsRemoveManualPath);
     connect(m_preferences, &PreferencesWindow::premiereGroupingToggled, this, [this] { populateData(); });
+    connect(m_preferences, &PreferencesWindow::autoRemoveToggled, this, &AppController::toggleAutoRemove);
+    connect(m_preferences, &PreferencesWindow::autoCleanToggled, this, &AppController::toggleAutoClean);
+    connect(m_preferences, &PreferencesWindow::autosaveFolderBrowseRequested, this,
+            &AppController::autosaveDirBrowse);
+    connect(m_preferences, &PreferencesWindow::autosaveFolderEdited, this, [this] { modifyAutosaveDir(); });
     connect(m_preferences, &PreferencesWindow::manualPathsTabShown, this, [this] {
         BMLog::appendLog(QStringLiteral("User switched tabs - refreshing..."));
         populateDataNoSave();
@@ -156,6 +186,7 @@ bool AppController::awakeFromNib() {
         outline->header()->setSectionResizeMode(AutosaveOutlineModel::NameColumn, QHeaderView::Stretch);
         outline->header()->resizeSection(AutosaveOutlineModel::SizeColumn, 110);
         outline->header()->resizeSection(AutosaveOutlineModel::DateColumn, 260);
+        reinstallHelpers();
 
         startProgressSpinner();
         m_window->show();
@@ -203,8 +234,9 @@ bool AppController::isMainWindowKey() const {
 }
 
 void AppController::waitForWorkers() {
-    // Workers wait for the main thread; it keeps serving them while it waits.
-    while (!m_workers.waitForDone(10))
+    // Workers wait for the main thread; it keeps serving them while it waits. The helpers'
+    // worker goes first because a clean-up set-up ends by starting a rebuild.
+    while (!m_helperWorkers.waitForDone(10) || !m_workers.waitForDone(10))
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
 }
 
@@ -535,6 +567,125 @@ void AppController::showPreferences() {
     m_preferences->activateWindow();
 }
 
+// ---- The background helpers ---------------------------------------------------------------
+
+void AppController::runHelperWork(const char* method, std::function<void()> work) {
+    m_helperWorkers.start([method, work = std::move(work)] {
+        try {
+            work();
+        } catch (const std::exception& e) {
+            BMException::logException(e, method);
+        }
+    });
+}
+
+void AppController::reinstallHelpers() {
+    const bool clean = settings().boolValue(SettingsKey::autoClean);
+    const bool trash = settings().integerValue(SettingsKey::autoRemove) == 1;
+    if (!clean && !trash)
+        return;
+    // Asking for rights at every start would be worse than a job left as it was.
+    if (!HelperJobs().jobsFolderWritable()) {
+        BMLog::appendLog(
+            QStringLiteral("The jobs folder %1 is not writable - the helpers were not reinstalled.")
+                .arg(BMLaunchd::jobsFolder(true, true)));
+        return;
+    }
+    if (clean)
+        toggleCleanHelper(true);
+    if (trash)
+        toggleTrashHelper();
+}
+
+void AppController::setupTrashHelper() {
+    runHelperWork("-[AppController setupTrashHelper]", [] { HelperJobs().setupTrashHelper(); });
+}
+
+void AppController::stopTrashHelper() {
+    runHelperWork("-[AppController stopTrashHelper]", [] { HelperJobs().stopTrashHelper(); });
+}
+
+void AppController::toggleTrashHelper() {
+    runHelperWork("-[AppController toggleTrashHelper]", [] { HelperJobs().toggleTrashHelper(); });
+}
+
+void AppController::setupCleanHelper(bool quiet) {
+    runHelperWork("-[AppController setupCleanHelper:]", [this, quiet] {
+        HelperJobs().setupCleanHelper(quiet);
+        if (cleanFolderExists())
+            populateDataNoSave();
+    });
+}
+
+void AppController::stopCleanHelper() {
+    runHelperWork("-[AppController stopCleanHelper]", [] { HelperJobs().stopCleanHelper(); });
+}
+
+void AppController::toggleCleanHelper(bool quiet) {
+    runHelperWork("-[AppController toggleCleanHelper:]", [this, quiet] {
+        HelperJobs().toggleCleanHelper(quiet);
+        if (cleanFolderExists())
+            populateDataNoSave();
+    });
+}
+
+void AppController::toggleAutoRemove(bool on) {
+    runHelperWork("-[AppController toggleAutoRemove:]", [on] {
+        HelperJobs jobs;
+        jobs.stopTrashHelper();
+        if (on)
+            jobs.setupTrashHelper();
+    });
+    updateTrashSelection();
+}
+
+void AppController::toggleAutoClean(bool on) {
+    runHelperWork("-[AppController toggleAutoClean:]", [this, on] {
+        HelperJobs jobs;
+        jobs.stopCleanHelper();
+        if (on) {
+            jobs.setupCleanHelper(false);
+            if (cleanFolderExists())
+                populateDataNoSave();
+        }
+    });
+    updateCleanSelection();
+}
+
+void AppController::autosaveDirBrowse() {
+    const QString current =
+        PathText::expandingTilde(settings().stringValue(SettingsKey::autosaveFolder), home());
+    autosaveDirBrowseDidEnd(m_env.chooseAutosaveFolder(m_window.get(), current));
+}
+
+void AppController::autosaveDirBrowseDidEnd(const QString& chosen) {
+    try {
+        if (chosen.isEmpty())
+            return;
+        const QString stored = abbreviated(QDir::cleanPath(chosen));
+        settings().setValue(SettingsKey::autosaveFolder, stored);
+        m_preferences->setAutosaveFolderText(stored);
+        setupCleanHelper(false);
+    } catch (const std::exception& e) {
+        BMException::logException(e, "-[AppController autosaveDirBrowseDidEnd:returnCode:contextInfo:]");
+    }
+}
+
+void AppController::modifyAutosaveDir() {
+    // The field can only be edited with the helper on; a job is never installed for a helper
+    // that is switched off.
+    if (settings().boolValue(SettingsKey::autoClean))
+        setupCleanHelper(false);
+}
+
+void AppController::updateTrashSelection() {
+    m_preferences->updateTrashSelection();
+}
+
+void AppController::updateCleanSelection() {
+    m_preferences->updateCleanSelection();
+}
+
 // ---- Help, log and About ------------------------------------------------------------------
 
 void AppController::helpUserManual() {
@@ -568,7 +719,8 @@ void AppController::viewLog() {
 }
 
 void AppController::viewTaskLog() {
-    m_env.openUrl(QUrl::fromLocalFile(QStringLiteral("%1/Vestry Helper.1.log").arg(BMLog::logFolder())));
+    m_env.openUrl(QUrl::fromLocalFile(
+        QStringLiteral("%1/%2.1.log").arg(BMLog::logFolder(), HelperRunLog::taskLogName())));
 }
 
 void AppController::showAboutDialog() {

@@ -29,6 +29,9 @@ struct AppControllerEnvironment {
     std::function<bool()> authorize;
     // The folder the user chose in an open panel; null when cancelled.
     std::function<QString(QWidget* parent)> chooseFolder;
+    // The folder the clean-up helper keeps clean, chosen in a folder-only panel that starts at
+    // the current one; null when cancelled.
+    std::function<QString(QWidget* parent, const QString& current)> chooseAutosaveFolder;
     // Opens a document or web page in the default handler.
     std::function<bool(const QUrl&)> openUrl;
     // The shared Avid attics that every rebuild scans when they exist.
@@ -112,6 +115,29 @@ public:
     QStringList manualPathArray() const { return m_manualPathArray; }
     void showPreferences();
 
+    // ---- The background helpers -------------------------------------------------------------
+    // Each installs or removes its job on the helpers' worker, one job change after another in
+    // the order asked: the service manager may take seconds to answer and the window must not
+    // wait for it. What goes wrong reaches the main window as a sheet.
+    void setupTrashHelper();
+    void stopTrashHelper();
+    // Stop, then set up again.
+    void toggleTrashHelper();
+    // quiet: a missing autosave folder is only logged.
+    void setupCleanHelper(bool quiet = false);
+    void stopCleanHelper();
+    void toggleCleanHelper(bool quiet = false);
+    // The on/off check boxes of the two helper tabs.
+    void toggleAutoRemove(bool on);
+    void toggleAutoClean(bool on);
+    // The clean-up folder's browse button, and the end of its panel (null: cancelled).
+    void autosaveDirBrowse();
+    void autosaveDirBrowseDidEnd(const QString& chosen);
+    // The folder field was edited.
+    void modifyAutosaveDir();
+    void updateTrashSelection();
+    void updateCleanSelection();
+
     // ---- Help, log and About ----------------------------------------------------------------
     void helpUserManual();
     void helpReportBug();
@@ -134,6 +160,9 @@ private:
     // False with the reason in *problem when it could not be stored.
     bool storeRequireAdminPassword(bool on, QString* problem);
     QModelIndexList selectedRows() const;
+    // Runs a job change on the helpers' worker; an exception is logged under the method name.
+    void runHelperWork(const char* method, std::function<void()> work);
+    void reinstallHelpers();
 
     Environment m_env;
     std::unique_ptr<MainWindow> m_window;
@@ -141,6 +170,8 @@ private:
     PreferencesWindow* m_preferences = nullptr;
     QTimer m_updateTimer;
     QThreadPool m_workers;
+    // One thread: job changes happen in the order the check boxes asked for them.
+    QThreadPool m_helperWorkers;
     std::atomic<bool> m_appLaunching{true};
     QStringList m_manualPathArray;
     // Stored locations that were not there at the last rebuild; the status line names them.

@@ -160,11 +160,12 @@ QWidget* PreferencesWindow::makeRemovalTab() {
 
     m_removalCriteria = {
         makeCriterion(tr("Older than"), autoRemoveUseCriteriaAge, autoRemoveCriteriaAge, tr("days"), 3650),
-        makeCriterion(tr("Larger than"), autoRemoveUseCriteriaSize, autoRemoveCriteriaSize, tr("MB"), 100000),
+        makeCriterion(tr("Larger than"), autoRemoveUseCriteriaSize, autoRemoveCriteriaSize,
+                      tr("MB (each autosave)"), 100000),
         makeCriterion(tr("Beyond the newest"), autoRemoveUseCriteriaTotalCount, autoRemoveCriteriaTotalCount,
                       tr("autosaves"), 10000),
         makeCriterion(tr("Beyond a total of"), autoRemoveUseCriteriaTotalSize, autoRemoveCriteriaTotalSize,
-                      tr("MB"), 1000000),
+                      tr("MB for the project"), 1000000),
     };
     addCriteria(layout, m_removalCriteria);
 
@@ -204,14 +205,17 @@ QWidget* PreferencesWindow::makeCleanUpTab() {
     layout->addLayout(folderRow);
 
     m_cleanAction = new QComboBox;
-    m_cleanAction->addItems({tr("Move matching autosaves to the Trash"), tr("Archive matching autosaves")});
+    m_cleanAction->addItems(
+        {tr("Move them to the Trash"),
+         tr("Archive them into \u201cVestry Archives\u201d beside the folder, then move them to the Trash")});
     layout->addWidget(m_cleanAction);
 
     m_cleanCriteria = {
         makeCriterion(tr("Older than"), autoCleanUseCriteriaAge, autoCleanCriteriaAge, tr("days"), 3650),
-        makeCriterion(tr("Larger than"), autoCleanUseCriteriaSize, autoCleanCriteriaSize, tr("MB"), 100000),
+        makeCriterion(tr("Larger than"), autoCleanUseCriteriaSize, autoCleanCriteriaSize,
+                      tr("MB per project"), 100000),
         makeCriterion(tr("Beyond a total of"), autoCleanUseCriteriaTotalSize, autoCleanCriteriaTotalSize,
-                      tr("MB"), 1000000),
+                      tr("GB for the folder"), 100000),
     };
     addCriteria(layout, m_cleanCriteria);
 
@@ -360,4 +364,8 @@ QCheckBox* PreferencesWindow::cleanCriterionBox(int index) const {
 
 QSpinBox* PreferencesWindow::cleanCriterionValue(int index) const {
     return m_cleanCriteria.value(index).value;
+}
+
+QLabel* PreferencesWindow::cleanCriterionLabel(int index) const {
+    return m_cleanCriteria.value(index).label;
 }

@@ -58,6 +58,7 @@ public:
     QWidget* removalNote() const { return m_removalNote; }
     QCheckBox* cleanCriterionBox(int index) const;
     QSpinBox* cleanCriterionValue(int index) const;
+    QLabel* cleanCriterionLabel(int index) const;
     QWidget* cleanNote() const { return m_cleanNote; }
     QComboBox* autosaveFolderField() const { return m_autosaveFolder; }
     QPushButton* browseButton() const { return m_browse; }

@@ -1,5 +1,6 @@
 #include "ArchiveCommand.h"
 #include "DiscoverCommand.h"
+#include "HelperCommand.h"
 #include "ListCommand.h"
 #include "PruneCommand.h"
 #include "Subcommand.h"
@@ -10,5 +11,6 @@ std::vector<std::unique_ptr<Subcommand>> makeSubcommands() {
     commands.push_back(std::make_unique<DiscoverCommand>());
     commands.push_back(std::make_unique<PruneCommand>());
     commands.push_back(std::make_unique<ArchiveCommand>());
+    commands.push_back(std::make_unique<HelperCommand>());
     return commands;
 }

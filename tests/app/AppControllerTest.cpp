@@ -246,11 +246,14 @@ TEST_F(Controller, HelpAndLogMenusOpenTheirPlaces) {
     QCoreApplication::setApplicationVersion(QString());
     controller->viewLog();
     controller->helpUserManual(); // no manual installed: nothing opens
-    ASSERT_EQ(opened.size(), 2);
+    controller->viewTaskLog();
+    ASSERT_EQ(opened.size(), 3);
     EXPECT_EQ(opened[0].path(), "/halvern/bugreport");
     EXPECT_EQ(QUrlQuery(opened[0]).queryItemValue("app"), "vestry");
     EXPECT_EQ(QUrlQuery(opened[0]).queryItemValue("version", QUrl::FullyEncoded), "1.0%20beta");
     EXPECT_TRUE(opened[1].toLocalFile().endsWith("/Brightmoor/Vestry.1.log"));
+    // The log the background helper writes.
+    EXPECT_TRUE(opened[2].toLocalFile().endsWith("/Brightmoor/Vestry.task.1.log"));
 }
 
 TEST_F(Controller, AFolderFoundByTheNameSearchIsStoredAndShown) {

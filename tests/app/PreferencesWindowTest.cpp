@@ -100,3 +100,19 @@ TEST_F(Preferences, FolderChoicesKeepWhatTheUserTyped) {
               (QStringList{"~/Documents/Adobe Premiere Pro Auto-Save", "~/Avid Attic"}));
     EXPECT_EQ(window->autosaveFolderField()->currentText(), "~/Movies/Autosave Vault");
 }
+
+// The helper reads the values in these units: sizes of one autosave and of a project in MB, of
+// the clean-up folder in GB.
+TEST_F(Preferences, CriteriaNameTheUnitsTheHelperReads) {
+    QStringList removal;
+    for (int i = 0; i < 4; ++i)
+        removal << window->removalCriterionBox(i)->text() + " N " + window->removalCriterionLabel(i)->text();
+    EXPECT_EQ(removal,
+              (QStringList{"Older than N days", "Larger than N MB (each autosave)",
+                           "Beyond the newest N autosaves", "Beyond a total of N MB for the project"}));
+    QStringList clean;
+    for (int i = 0; i < 3; ++i)
+        clean << window->cleanCriterionBox(i)->text() + " N " + window->cleanCriterionLabel(i)->text();
+    EXPECT_EQ(clean, (QStringList{"Older than N days", "Larger than N MB per project",
+                                  "Beyond a total of N GB for the folder"}));
+}

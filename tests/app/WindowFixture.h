@@ -112,6 +112,7 @@ protected:
         AppController::Environment env;
         env.authorize = [this] { return ++authorizations, authorizeAnswer; };
         env.chooseFolder = [this](QWidget*) { return chosenFolder; };
+        env.chooseAutosaveFolder = [this](QWidget*, const QString&) { return chosenAutosaveFolder; };
         env.openUrl = [this](const QUrl& url) { return opened << url, true; };
         env.sharedAvidAttics = {home().root() + "/Shared/AvidMediaComposer/Avid Attic"};
         env.searchIntervalMs = 3600 * 1000;
@@ -190,6 +191,7 @@ protected:
     bool authorizeAnswer = true;
     int authorizations = 0;
     QString chosenFolder;
+    QString chosenAutosaveFolder;
     QString chosenArchive;
     QString proposedName;
     QList<QUrl> opened;

@@ -1,6 +1,8 @@
 // The command line as a user meets it: the built program run as a subprocess, with its home,
 // settings and Trash inside the test's temporary folder.
+#include "automation/HelperRunLog.h"
 #include "catalogue/OutlineText.h"
+#include "foundation/BMLog.h"
 #include "foundation/BMSettings.h"
 #include "foundation/FileName.h"
 #include "foundation/LocationLock.h"
@@ -691,4 +693,117 @@ TEST_F(CommandLineOnAFullDisk, AnArchiveThatDoesNotFitNamesTheFileAndTheCauseAnd
     EXPECT_EQ(QDir(disk).entryList(QDir::Files | QDir::Hidden), QStringList{"filler"});
     EXPECT_EQ(autosavesLeft(), kAll);
     EXPECT_TRUE(trashRecords().isEmpty());
+}
+
+// The clean-up job switched on, reported and switched off through the real unit folder, with
+// a service manager that cannot be reached (no user session: a container, an SSH login).
+class HelperCommand : public CommandLine {
+protected:
+    void SetUp() override {
+        CommandLine::SetUp();
+        if (IsSkipped())
+            return;
+        env = environment();
+        env.insert("XDG_RUNTIME_DIR", home().makeFolder("runtime"));
+        env.remove("DBUS_SESSION_BUS_ADDRESS");
+        units = home().home() + "/.config/systemd/user/com.brightmoor.VestryCleanHelper";
+        settingsFile = home().home() + "/.config/com.brightmoor.Vestry.plist";
+    }
+    QVariantMap stored() const { return PlistFile::readDictionary(settingsFile).value_or(QVariantMap()); }
+    bool unitsThere() const {
+        return QFileInfo::exists(units + ".service") && QFileInfo::exists(units + ".path");
+    }
+
+    QProcessEnvironment env;
+    QString units;
+    QString settingsFile;
+};
+
+TEST_F(HelperCommand, EnableCleanStoresTheFolderInstallsTheUnitsAndDisableRemovesThem) {
+    Outcome result =
+        run({"helper", "enable", "clean", premiere, "--older-than", "30", "--action", "archive"}, env);
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_TRUE(unitsThere());
+    EXPECT_EQ(result.out,
+              "Installed the clean job:\n  " + units + ".service\n  " + units +
+                  ".path\nLimits: older than 30 days; archived into \"Vestry Archives\" beside the "
+                  "folder, then to the Trash\n");
+    // The files are in place; that the service manager was not told is a warning.
+    EXPECT_TRUE(result.err.contains("vestry helper: warning: ")) << result.err.toStdString();
+    EXPECT_EQ(stored().value("autoClean"), QVariant(true));
+    EXPECT_EQ(stored().value("autosaveFolder"), "~/Documents/Adobe Premiere Pro Auto-Save");
+    EXPECT_EQ(stored().value("autoCleanUseCriteriaAge"), QVariant(true));
+    EXPECT_EQ(stored().value("autoCleanCriteriaAge").toInt(), 30);
+    EXPECT_EQ(stored().value("autoCleanAction").toInt(), 1);
+
+    // A run of the helper, as it logs it.
+    home().writeFile(
+        home().home().mid(home().root().size() + 1) + "/.local/state/Brightmoor/Vestry.task.1.log",
+        (BMLog::dateDescription(QDateTime::fromString("2026-11-24T21:05:30Z", Qt::ISODate)) + " - " +
+         HelperRunLog::finishedLine("clean", true, "moved 2 autosaves to the Trash") + "\n")
+            .toUtf8());
+    result = run({"helper", "status", "--json"}, env);
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    const QJsonObject document = QJsonDocument::fromJson(result.out.toUtf8()).object();
+    EXPECT_EQ(document["system"], false);
+    const QJsonArray jobs = document["jobs"].toArray();
+    ASSERT_EQ(jobs.size(), 2);
+    const QJsonObject trash = jobs[0].toObject();
+    EXPECT_EQ(trash["job"], "trash");
+    EXPECT_EQ(trash["switchedOn"], false);
+    EXPECT_EQ(trash["installed"], false);
+    EXPECT_EQ(trash["lastRun"], QJsonValue());
+    EXPECT_EQ(trash["limits"], QJsonValue());
+    EXPECT_EQ(jobs[1].toObject(),
+              (QJsonObject{{"job", "clean"},
+                           {"label", "com.brightmoor.VestryCleanHelper"},
+                           {"switchedOn", true},
+                           {"installed", true},
+                           {"unitFiles", QJsonArray{units + ".service", units + ".path"}},
+                           {"watchedPaths", QJsonArray{premiere, premiere + "/Alpha", premiere + "/Beta"}},
+                           {"folder", premiere},
+                           {"limits", QJsonObject{{"olderThanDays", 30},
+                                                  {"projectSizeMB", QJsonValue()},
+                                                  {"folderSizeGB", QJsonValue()},
+                                                  {"action", "archive"}}},
+                           {"lastRun", QJsonObject{{"finished", "2026-11-24T21:05:30Z"},
+                                                   {"ok", true},
+                                                   {"result", "moved 2 autosaves to the Trash"}}}}));
+
+    result = run({"helper", "disable", "clean"}, env);
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(units + ".service"));
+    EXPECT_FALSE(QFileInfo::exists(units + ".path"));
+    EXPECT_EQ(stored().value("autoClean"), QVariant(false));
+    EXPECT_EQ(stored().value("autosaveFolder"), "~/Documents/Adobe Premiere Pro Auto-Save");
+    result = run({"helper", "status"}, env);
+    EXPECT_TRUE(result.out.contains("clean job (com.brightmoor.VestryCleanHelper): off, not installed\n"
+                                    "  folder:   " +
+                                    premiere + "\n"))
+        << result.out.toStdString();
+}
+
+TEST_F(HelperCommand, AFolderThatIsNotThereOrNoneAtAllChangesNothing) {
+    const QString gone = home().home() + "/Gone";
+    Outcome result = run({"helper", "enable", "clean", gone}, env);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.err, "vestry helper: " + gone + ": no such folder; nothing was changed\n");
+    result = run({"helper", "enable", "clean", autosave(kAll[0])}, env);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.err.contains(autosave(kAll[0]) + ": not a folder")) << result.err.toStdString();
+    result = run({"helper", "enable", "clean"}, env);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.err.contains("no autosave folder has been chosen")) << result.err.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(settingsFile));
+    EXPECT_FALSE(QFileInfo::exists(home().home() + "/.config/systemd"));
+}
+
+TEST_F(HelperCommand, TheComputersJobsAreRootsOnly) {
+    if (!openToNobody())
+        GTEST_SKIP() << "needs root to run vestry as nobody";
+    const Outcome result = runAsNobody({"helper", "enable", "clean", premiere, "--system"}, env);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.err,
+              "vestry helper: --system changes the computer's jobs, which only root may do (try sudo)\n");
+    EXPECT_FALSE(QFileInfo::exists(settingsFile));
 }

@@ -1,0 +1,124 @@
+#include "WindowFixture.h"
+#include "app/PreferencesWindow.h"
+#include "automation/HelperJobs.h"
+#include "foundation/BMSettings.h"
+#include "foundation/SettingsKeys.h"
+#include "support/Tmpfs.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLineEdit>
+#include <QPushButton>
+
+namespace {
+
+// The helper tabs' controls on the real job folder of the temporary home, with a service
+// manager that takes a second to reload, as a busy one does.
+class HelperPreferences : public WindowTest {
+protected:
+    void SetUp() override {
+        WindowTest::SetUp();
+        write("Documents/Adobe Premiere Pro Auto-Save/Alpha/Alpha-1.prproj");
+        premiere = home().home() + "/Documents/Adobe Premiere Pro Auto-Save";
+        units = home().home() + "/.config/systemd/user";
+        calls = home().root() + "/systemctl.calls";
+        const QString systemctl =
+            home().writeFile("systemctl", "#!/bin/sh\necho \"$@\" >> '" + calls.toUtf8() +
+                                              "'\ncase \"$*\" in *daemon-reload*) sleep 1;; esac\n");
+        QFile::setPermissions(systemctl, QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+        home().platform().setToolPath(Tool::Systemctl, systemctl);
+        settings().setValue(SettingsKey::autosavePaths, QStringList{premiere});
+    }
+    void TearDown() override {
+        if (controller)
+            controller->waitForWorkers();
+        controller.reset();
+        jobsVolume.reset();
+        WindowTest::TearDown();
+    }
+    static BMSettings& settings() { return BMSettings::standard(); }
+    QString unit(const char* label, const char* kind) const { return units + "/" + label + "." + kind; }
+    bool installed(const char* label) const {
+        return QFileInfo::exists(unit(label, "service")) && QFileInfo::exists(unit(label, "path"));
+    }
+    bool anyUnit() const { return !QDir(units).entryList(QDir::Files).isEmpty(); }
+    PreferencesWindow* preferences() const { return controller->preferencesWindow(); }
+
+    QString premiere;
+    QString units;
+    QString calls;
+    std::unique_ptr<Tmpfs> jobsVolume;
+};
+
+} // namespace
+
+TEST_F(HelperPreferences, TheRemovalBoxInstallsTheTrashJobWithoutHoldingTheWindowAndUntickingRemovesIt) {
+    start();
+    QElapsedTimer clock;
+    clock.start();
+    preferences()->autoRemoveBox()->click();
+    EXPECT_LT(clock.elapsed(), 900); // the service manager alone takes a second
+    controller->waitForWorkers();
+    EXPECT_TRUE(installed(HelperJobs::trashLabel));
+    EXPECT_TRUE(readFile(unit(HelperJobs::trashLabel, "service")).contains("-trash"));
+
+    preferences()->autoRemoveBox()->click();
+    controller->waitForWorkers();
+    EXPECT_FALSE(anyUnit());
+    EXPECT_EQ(settings().integerValue(SettingsKey::autoRemove), 0);
+}
+
+TEST_F(HelperPreferences, TheChosenFolderIsStoredWithATildeAndTheCleanJobInstalledForIt) {
+    settings().setValue(SettingsKey::autoClean, true);
+    start();
+    chosenAutosaveFolder = premiere;
+    expectRebuild([&] { preferences()->browseButton()->click(); });
+    EXPECT_EQ(settings().stringValue(SettingsKey::autosaveFolder),
+              "~/Documents/Adobe Premiere Pro Auto-Save");
+    EXPECT_EQ(preferences()->autosaveFolderField()->currentText(),
+              "~/Documents/Adobe Premiere Pro Auto-Save");
+    EXPECT_TRUE(installed(HelperJobs::cleanLabel));
+    // Written out for the helper, which reads the file.
+    EXPECT_TRUE(readFile(settings().userFilePath()).contains("~/Documents/Adobe Premiere Pro Auto-Save"));
+}
+
+TEST_F(HelperPreferences, AtStartTheHelpersAreReinstalledAndAMissingFolderIsOnlyLoggedUntilTheUserNamesIt) {
+    settings().setValue(SettingsKey::autoRemove, 1);
+    settings().setValue(SettingsKey::autoClean, true);
+    settings().setValue(SettingsKey::autosaveFolder, "~/Gone");
+    start();
+    controller->waitForWorkers();
+    EXPECT_TRUE(installed(HelperJobs::trashLabel));
+    EXPECT_FALSE(QFileInfo::exists(unit(HelperJobs::cleanLabel, "service")));
+    EXPECT_TRUE(logText().contains("Error: The autosave path " + home().home() + "/Gone does not exist."));
+    EXPECT_EQ(visibleAlert(), nullptr);
+
+    // Typed into the field it is the user's choice: the window says so.
+    Answerer answerer("OK");
+    QComboBox* field = preferences()->autosaveFolderField();
+    field->setEditText("~/Gone Too");
+    Q_EMIT field->lineEdit()->editingFinished();
+    controller->waitForWorkers();
+    ASSERT_TRUE(waitFor([&] { return answerer.count == 1; }));
+    EXPECT_EQ(answerer.text, "Error: The autosave path " + home().home() + "/Gone Too does not exist.");
+    EXPECT_EQ(answerer.parent, controller->mainWindow());
+    EXPECT_FALSE(QFileInfo::exists(unit(HelperJobs::cleanLabel, "service")));
+}
+
+// Reinstalling into a folder that needs rights would ask for them at every start.
+TEST_F(HelperPreferences, AReadOnlyJobsFolderAtStartLeavesBothHelpersAlone) {
+    jobsVolume = std::make_unique<Tmpfs>(units, "size=64k");
+    if (!jobsVolume->mounted())
+        GTEST_SKIP() << jobsVolume->why().toStdString();
+    if (!jobsVolume->remountReadOnly())
+        GTEST_SKIP() << "the tmpfs could not be made read-only";
+    settings().setValue(SettingsKey::autoRemove, 1);
+    settings().setValue(SettingsKey::autoClean, true);
+    settings().setValue(SettingsKey::autosaveFolder, premiere);
+    start();
+    controller->waitForWorkers();
+    EXPECT_FALSE(anyUnit());
+    EXPECT_FALSE(QFileInfo::exists(calls)); // the service manager was not asked
+    EXPECT_TRUE(logText().contains("is not writable - the helpers were not reinstalled."));
+    EXPECT_EQ(visibleAlert(), nullptr);
+}
