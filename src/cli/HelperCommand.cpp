@@ -390,7 +390,9 @@ int HelperCommand::disable() {
         jobs.stopCleanHelper();
     else
         jobs.stopTrashHelper();
-    warnAboutServiceManager();
+    // The service manager's problem speaks of files left in place, which these are not.
+    if (!BMLaunchd::loadProblem().isEmpty())
+        warn(QStringLiteral("warning: the service manager could not be told; the log says why"));
 
     const QString name = clean ? QStringLiteral("clean") : QStringLiteral("trash");
     if (const QStringList left = existing(files); !left.isEmpty()) {

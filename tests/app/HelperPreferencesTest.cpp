@@ -1,6 +1,7 @@
 #include "WindowFixture.h"
 #include "app/PreferencesWindow.h"
 #include "automation/HelperJobs.h"
+#include "foundation/BMLog.h"
 #include "foundation/BMSettings.h"
 #include "foundation/SettingsKeys.h"
 #include "support/Tmpfs.h"
@@ -18,6 +19,7 @@ class HelperPreferences : public WindowTest {
 protected:
     void SetUp() override {
         WindowTest::SetUp();
+        BMLog::createNewLog(QStringLiteral("Vestry"));
         write("Documents/Adobe Premiere Pro Auto-Save/Alpha/Alpha-1.prproj");
         premiere = home().home() + "/Documents/Adobe Premiere Pro Auto-Save";
         units = home().home() + "/.config/systemd/user";
