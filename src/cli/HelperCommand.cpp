@@ -325,15 +325,11 @@ int HelperCommand::enable() {
             }
             folder = PathText::expandingTilde(stored, home);
         }
-        if (!BMFileManager::fileExistsAtPath(folder)) {
-            warn(
-                QStringLiteral("%1: no such folder; nothing was changed").arg(FileName::displayText(folder)));
+        // The helper cleans only a folder it can catalogue: one it would refuse is refused now,
+        // with the reason `vestry list` gives, before anything changes.
+        BMProjectList projects;
+        if (!CatalogueArguments::scanNamedFolder(kCommand, AutosaveFolderScanner(), folder, projects))
             return 1;
-        }
-        if (!BMFileManager::isDirectoryAtPath(folder)) {
-            warn(QStringLiteral("%1: not a folder; nothing was changed").arg(FileName::displayText(folder)));
-            return 1;
-        }
         if (!m_folder.empty())
             settings().setValue(SettingsKey::autosaveFolder, PathText::abbreviatingHome(folder, home));
         settings().setValue(SettingsKey::autoClean, true);

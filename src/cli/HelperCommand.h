@@ -19,8 +19,8 @@
 //
 // Exit status 0 when the job's files are in place (enable) or gone (disable), even when the
 // service manager could not be told, which is printed as a warning; 1 when they are not, when
-// the folder is missing or not a folder (nothing is changed then), or when --system is given
-// by someone other than root.
+// the folder is missing or not an autosave location that `vestry list` would take (nothing is
+// changed then), or when --system is given by someone other than root.
 //
 // status --json prints one object, keys in this order:
 //   {"system":false,"jobs":[{"job":"trash"|"clean","label":…,"switchedOn":bool,
