@@ -98,6 +98,7 @@ TEST_F(LaunchJobsTest, AnUnwritableJobsFolderTakesThePrivilegedWayWithItsMessage
     ASSERT_TRUE(QDir().mkpath(folder));
     const QString temporary = home().makeFolder("machine/tmp");
     ASSERT_TRUE(BMFileManager::lockFile(folder));
+    EXPECT_FALSE(HelperJobs().jobsFolderWritable()); // so nothing is reinstalled at start
     const QString permissions = "Please check you have correct permissions for the directory " + folder + '.';
     {
         // The right is granted, and the folder still refuses the move.
@@ -225,7 +226,8 @@ TEST_F(LaunchJobsTest, TheCleanJobWatchesTheFolderItsProjectsAndTheAtticsBins) {
 
 TEST_F(LaunchJobsTest, TheTrashJobWatchesWhereTrashedFilesLand) {
     HelperJobs jobs;
-    EXPECT_TRUE(jobs.jobsFolderWritable());
+    ASSERT_FALSE(QFileInfo::exists(userJobs()));
+    EXPECT_TRUE(jobs.jobsFolderWritable()); // its nearest parent is
     EXPECT_TRUE(jobs.setupTrashHelper());
     const QString files = BMLocalPaths::trashDirectory() + "/files";
     EXPECT_TRUE(QFileInfo(files).isDir());
