@@ -265,16 +265,20 @@ void BMLaunchd::removeJob(const QString& label, bool user, bool launchAgent, boo
         return;
     const QString folder = jobsFolder(user, launchAgent);
     bool removedAny = false;
+    bool failed = false;
     for (const QString& path : jobFiles(label, user, launchAgent)) {
         if (!FileTree::exists(path))
             continue;
         if (BMFileManager::removeFile(path, shouldAuth)) {
             ::usleep(500);
             removedAny = true;
-        } else if (shouldAuth) {
-            showAlert({QStringLiteral("Error: Unable to remove LaunchAgent"), permissionsText(folder)});
+        } else {
+            failed = true;
         }
     }
+    // One alert for the job, however many of its files stayed.
+    if (failed && shouldAuth)
+        showAlert({QStringLiteral("Error: Unable to remove LaunchAgent"), permissionsText(folder)});
     if (removedAny)
         runStep(LaunchJobStep::FilesRemoved, label, folder, false, !user);
 }

@@ -126,6 +126,16 @@ TEST_F(LaunchJobsTest, AnUnwritableJobsFolderTakesThePrivilegedWayWithItsMessage
     EXPECT_TRUE(m_pkexec.calls().contains(QStringList{m_chmod.path(), "644", folder + '/' + pathUnit}));
     EXPECT_EQ(m_systemctl.calls(), user(unload + load));
 
+    // Removal refused: one alert for the job, and its files stay.
+    ASSERT_TRUE(BMFileManager::lockFile(folder));
+    m_pkexec = fakeTool(Tool::Pkexec, "exit 127");
+    m_alerts.clear();
+    BMLaunchd::removeLaunchAgent(label, true);
+    ASSERT_EQ(m_alerts.size(), 1);
+    EXPECT_EQ(m_alerts[0].message, "Error: Unable to remove LaunchAgent");
+    EXPECT_EQ(m_alerts[0].informative, permissions);
+    EXPECT_EQ(QDir(folder).entryList(QDir::Files).size(), 2);
+
     // Neither the folder nor the temporary folder can be written: the other wording.
     home().platform().setImmutableFlag(folder, false, nullptr);
     BMLaunchd::removeLaunchAgent(label, true);
@@ -258,10 +268,18 @@ TEST_F(LaunchJobsTest, AnUnreachableServiceManagerLeavesTheFilesAndSaysWhy) {
                            "to bus: No such file or directory); the job's files are in place"))
         << qPrintable(problem);
     EXPECT_EQ(otherThread, "");
+    EXPECT_TRUE(logText().contains(
+        "systemctl --user daemon-reload failed (exit status 1): Failed to connect to bus"));
     for (const QString& file : BMLaunchd::jobFiles(label, true, true))
         EXPECT_TRUE(QFileInfo::exists(file)) << qPrintable(file);
     // Enabling works without the manager: the path unit starts with the next session.
     EXPECT_TRUE(QFileInfo(userJobs() + "/default.target.wants/" + pathUnit).isSymLink());
+
+    home().platform().setToolPath(Tool::Systemctl, home().root() + "/no/systemctl");
+    EXPECT_TRUE(BMLaunchd::startLaunchAgent(label, job(), true));
+    EXPECT_TRUE(
+        BMLaunchd::loadProblem().startsWith("systemctl is not installed (" + home().root() +
+                                            "/no/systemctl is missing); the job's files are in place"));
 }
 
 } // namespace
