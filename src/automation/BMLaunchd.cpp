@@ -89,8 +89,11 @@ void runCommand(const LaunchJobCommand& command, bool loading, bool computerWide
             QStringLiteral("%1 is not installed (%2 is missing); the job's files are in place "
                            "and nothing starts them until it is")
                 .arg(toolName(command.tool, path), path);
-        BMLog::appendLog(problem);
-        noteProblem(problem);
+        // Said once per operation, not for each of its commands.
+        if (t_loadProblem != problem) {
+            BMLog::appendLog(problem);
+            noteProblem(problem);
+        }
         return;
     }
     const auto outcome = BMTaskEx::outcomeFromTaskWithTimeout(path, command.arguments, commandTimeout);

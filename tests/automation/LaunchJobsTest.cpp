@@ -258,7 +258,10 @@ TEST_F(LaunchJobsTest, AnUnreachableServiceManagerLeavesTheFilesAndSaysWhy) {
     const QString problem = BMLaunchd::loadProblem();
     QString otherThread = "unset";
     std::thread([&] { otherThread = BMLaunchd::loadProblem(); }).join();
-    qputenv("XDG_RUNTIME_DIR", runtime);
+    if (runtime.isEmpty())
+        qunsetenv("XDG_RUNTIME_DIR");
+    else
+        qputenv("XDG_RUNTIME_DIR", runtime);
     if (!bus.isEmpty())
         qputenv("DBUS_SESSION_BUS_ADDRESS", bus);
 
