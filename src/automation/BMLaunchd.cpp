@@ -89,8 +89,11 @@ void runCommand(const LaunchJobCommand& command, bool loading, bool computerWide
             QStringLiteral("%1 is not installed (%2 is missing); the job's files are in place "
                            "and nothing starts them until it is")
                 .arg(toolName(command.tool, path), path);
-        BMLog::appendLog(problem);
-        noteProblem(problem);
+        // Said once per operation, not for each of its commands.
+        if (t_loadProblem != problem) {
+            BMLog::appendLog(problem);
+            noteProblem(problem);
+        }
         return;
     }
     const auto outcome = BMTaskEx::outcomeFromTaskWithTimeout(path, command.arguments, commandTimeout);
@@ -265,16 +268,20 @@ void BMLaunchd::removeJob(const QString& label, bool user, bool launchAgent, boo
         return;
     const QString folder = jobsFolder(user, launchAgent);
     bool removedAny = false;
+    bool failed = false;
     for (const QString& path : jobFiles(label, user, launchAgent)) {
         if (!FileTree::exists(path))
             continue;
         if (BMFileManager::removeFile(path, shouldAuth)) {
             ::usleep(500);
             removedAny = true;
-        } else if (shouldAuth) {
-            showAlert({QStringLiteral("Error: Unable to remove LaunchAgent"), permissionsText(folder)});
+        } else {
+            failed = true;
         }
     }
+    // One alert for the job, however many of its files stayed.
+    if (failed && shouldAuth)
+        showAlert({QStringLiteral("Error: Unable to remove LaunchAgent"), permissionsText(folder)});
     if (removedAny)
         runStep(LaunchJobStep::FilesRemoved, label, folder, false, !user);
 }

@@ -98,6 +98,7 @@ TEST_F(LaunchJobsTest, AnUnwritableJobsFolderTakesThePrivilegedWayWithItsMessage
     ASSERT_TRUE(QDir().mkpath(folder));
     const QString temporary = home().makeFolder("machine/tmp");
     ASSERT_TRUE(BMFileManager::lockFile(folder));
+    EXPECT_FALSE(HelperJobs().jobsFolderWritable()); // so nothing is reinstalled at start
     const QString permissions = "Please check you have correct permissions for the directory " + folder + '.';
     {
         // The right is granted, and the folder still refuses the move.
@@ -124,6 +125,16 @@ TEST_F(LaunchJobsTest, AnUnwritableJobsFolderTakesThePrivilegedWayWithItsMessage
         QStringList{"/bin/mv", "-f", BMLocalPaths::tempDirectory() + '/' + service, folder + '/' + service}));
     EXPECT_TRUE(m_pkexec.calls().contains(QStringList{m_chmod.path(), "644", folder + '/' + pathUnit}));
     EXPECT_EQ(m_systemctl.calls(), user(unload + load));
+
+    // Removal refused: one alert for the job, and its files stay.
+    ASSERT_TRUE(BMFileManager::lockFile(folder));
+    m_pkexec = fakeTool(Tool::Pkexec, "exit 127");
+    m_alerts.clear();
+    BMLaunchd::removeLaunchAgent(label, true);
+    ASSERT_EQ(m_alerts.size(), 1);
+    EXPECT_EQ(m_alerts[0].message, "Error: Unable to remove LaunchAgent");
+    EXPECT_EQ(m_alerts[0].informative, permissions);
+    EXPECT_EQ(QDir(folder).entryList(QDir::Files).size(), 2);
 
     // Neither the folder nor the temporary folder can be written: the other wording.
     home().platform().setImmutableFlag(folder, false, nullptr);
@@ -225,7 +236,8 @@ TEST_F(LaunchJobsTest, TheCleanJobWatchesTheFolderItsProjectsAndTheAtticsBins) {
 
 TEST_F(LaunchJobsTest, TheTrashJobWatchesWhereTrashedFilesLand) {
     HelperJobs jobs;
-    EXPECT_TRUE(jobs.jobsFolderWritable());
+    ASSERT_FALSE(QFileInfo::exists(userJobs()));
+    EXPECT_TRUE(jobs.jobsFolderWritable()); // its nearest parent is
     EXPECT_TRUE(jobs.setupTrashHelper());
     const QString files = BMLocalPaths::trashDirectory() + "/files";
     EXPECT_TRUE(QFileInfo(files).isDir());
@@ -246,7 +258,10 @@ TEST_F(LaunchJobsTest, AnUnreachableServiceManagerLeavesTheFilesAndSaysWhy) {
     const QString problem = BMLaunchd::loadProblem();
     QString otherThread = "unset";
     std::thread([&] { otherThread = BMLaunchd::loadProblem(); }).join();
-    qputenv("XDG_RUNTIME_DIR", runtime);
+    if (runtime.isEmpty())
+        qunsetenv("XDG_RUNTIME_DIR");
+    else
+        qputenv("XDG_RUNTIME_DIR", runtime);
     if (!bus.isEmpty())
         qputenv("DBUS_SESSION_BUS_ADDRESS", bus);
 
@@ -256,10 +271,18 @@ TEST_F(LaunchJobsTest, AnUnreachableServiceManagerLeavesTheFilesAndSaysWhy) {
                            "to bus: No such file or directory); the job's files are in place"))
         << qPrintable(problem);
     EXPECT_EQ(otherThread, "");
+    EXPECT_TRUE(logText().contains(
+        "systemctl --user daemon-reload failed (exit status 1): Failed to connect to bus"));
     for (const QString& file : BMLaunchd::jobFiles(label, true, true))
         EXPECT_TRUE(QFileInfo::exists(file)) << qPrintable(file);
     // Enabling works without the manager: the path unit starts with the next session.
     EXPECT_TRUE(QFileInfo(userJobs() + "/default.target.wants/" + pathUnit).isSymLink());
+
+    home().platform().setToolPath(Tool::Systemctl, home().root() + "/no/systemctl");
+    EXPECT_TRUE(BMLaunchd::startLaunchAgent(label, job(), true));
+    EXPECT_TRUE(
+        BMLaunchd::loadProblem().startsWith("systemctl is not installed (" + home().root() +
+                                            "/no/systemctl is missing); the job's files are in place"));
 }
 
 } // namespace
