@@ -205,9 +205,9 @@ QWidget* PreferencesWindow::makeCleanUpTab() {
     layout->addLayout(folderRow);
 
     m_cleanAction = new QComboBox;
-    m_cleanAction->addItems(
-        {tr("Move them to the Trash"),
-         tr("Archive them into \u201cVestry Archives\u201d beside the folder, then move them to the Trash")});
+    m_cleanAction->addItems({tr("Move the autosaves beyond a limit to the Trash"),
+                             tr("Archive the autosaves beyond a limit into \u201cVestry Archives\u201d "
+                                "beside the folder, then move them to the Trash")});
     layout->addWidget(m_cleanAction);
 
     m_cleanCriteria = {
