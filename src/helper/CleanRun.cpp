@@ -46,7 +46,7 @@ HelperRun::Outcome CleanRun::work() {
         tell(QStringLiteral("The clean-up helper is switched off (autoClean): nothing is cleaned"));
         return Outcome{true, QStringLiteral("nothing to do: the clean-up helper is switched off")};
     }
-    AutosaveFolderScanner scanner(settings);
+    AutosaveFolderScanner scanner(scanSettings());
     ScanStatus status = ScanStatus::Failed;
     const BMProjectList projects = scanner.projectsFromFolder(m_folder, &status).value_or(BMProjectList());
     if (status != ScanStatus::Scanned) {

@@ -4,7 +4,9 @@
 #include "automation/HelperRunLog.h"
 #include "catalogue/OutlineText.h"
 #include "foundation/BMLog.h"
+#include "foundation/BMSettings.h"
 #include "foundation/FileName.h"
+#include "foundation/SettingsKeys.h"
 
 #include <QCoreApplication>
 
@@ -30,6 +32,19 @@ QString HelperRun::timeLimitText() const {
     return QStringLiteral("%1 s").arg(double(m_options.timeLimit.count()) / 1000.0);
 }
 
+BMSettings& HelperRun::scanSettings() {
+    static BMSettings* const settings = [] {
+        auto* store = new BMSettings([] { return QString(); });
+        const QString grouping = QLatin1String(SettingsKey::premiereGroupTimestampedCopies);
+        QVariantMap values{{QLatin1String(SettingsKey::autosaveFolder), QStringLiteral("~")}};
+        if (BMSettings::standard().hasValue(grouping))
+            values.insert(grouping, BMSettings::standard().value(grouping));
+        store->registerDefaults(values);
+        return store;
+    }();
+    return *settings;
+}
+
 void HelperRun::tell(const QString& line) {
     BMLog::appendLog(line);
     std::fputs(line.toUtf8().constData(), stdout);
@@ -48,16 +63,16 @@ void HelperRun::tellChoice(const RuleChoice& choice, const QString& doing) const
                   choice.reason));
 }
 
-QString HelperRun::runKey() const {
+QString HelperRun::runLockKey(const QString& job, const QString& folder) {
     // Not a folder: a name of the run's own for LocationLock, so that the run lock never
     // meets the locks the removal takes on the locations themselves.
-    if (m_folder.isEmpty())
-        return QStringLiteral("vestry-helper -%1").arg(m_job);
-    return QStringLiteral("vestry-helper -%1 %2").arg(m_job, LocationLock::canonicalLocation(m_folder));
+    if (folder.isEmpty())
+        return QStringLiteral("vestry-helper -%1").arg(job);
+    return QStringLiteral("vestry-helper -%1 %2").arg(job, LocationLock::canonicalLocation(folder));
 }
 
 std::optional<LocationLock> HelperRun::takeRunLock(QString* busy) const {
-    const QString key = runKey();
+    const QString key = runLockKey(m_job, m_folder);
     if (const auto holder = LocationLock::currentHolder(key))
         tell(QStringLiteral("Another helper run (process %1) is busy; waiting up to %2 s for it")
                  .arg(holder->pid)

@@ -4,6 +4,8 @@
 #include "actions/HelperRules.h"
 #include "foundation/LocationLock.h"
 
+class BMSettings;
+
 #include <QDeadlineTimer>
 #include <QString>
 #include <QStringList>
@@ -30,6 +32,9 @@ public:
         QString result;
     };
 
+    // The name of the lock two runs of one job share (a LocationLock that names no folder).
+    static QString runLockKey(const QString& job, const QString& folder);
+
     HelperRun(QString job, Options options);
     virtual ~HelperRun() = default;
     Outcome run();
@@ -40,6 +45,11 @@ protected:
     bool dryRun() const { return m_options.dryRun; }
     bool timeIsUp() const { return m_deadline.hasExpired(); }
     QString timeLimitText() const;
+
+    // The settings a scan of the helper reads: those of the window, in a store of its own
+    // that is never written. A scan otherwise remembers the first autosave folder it sees,
+    // which is the window's to choose; a run, a dry one above all, changes no setting.
+    static BMSettings& scanSettings();
 
     // To the log and to standard output, where a dry run is read.
     static void tell(const QString& line);
@@ -65,7 +75,6 @@ private:
     // Two runs of a job never work at once: the second waits its turn, bounded, and then
     // scans afresh, so it finds what the first left and never moves anything twice.
     std::optional<LocationLock> takeRunLock(QString* busy) const;
-    QString runKey() const;
 
 protected:
     QString m_job;

@@ -59,7 +59,7 @@ HelperRun::Outcome TrashRun::work() {
     if (trashed.isEmpty())
         return Outcome{true, QStringLiteral("nothing to do: no project file in the Trash")};
 
-    AutosaveFolderScanner scanner(settings);
+    AutosaveFolderScanner scanner(scanSettings());
     scanner.setWarningHook([](const QString&) {}); // the scanner logs them itself
     BMProjectList projects;
     for (const QString& location : locations)
