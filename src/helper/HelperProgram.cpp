@@ -44,8 +44,11 @@ std::optional<HelperProgram::Arguments> HelperProgram::parse(int argc, char** ar
                 return std::nullopt;
             }
             arguments.folder = FileName::decode(QByteArray(argv[++i]));
-            if (!arguments.folder.startsWith(QLatin1Char('/')))
-                arguments.folder = QDir::cleanPath(QDir::currentPath() + QLatin1Char('/') + arguments.folder);
+            // The location rules read the path as text: "…/Avid Attic/" would be no location.
+            arguments.folder =
+                QDir::cleanPath(arguments.folder.startsWith(QLatin1Char('/'))
+                                    ? arguments.folder
+                                    : QDir::currentPath() + QLatin1Char('/') + arguments.folder);
         } else {
             *problem = QStringLiteral("unknown argument \"%1\"")
                            .arg(FileName::displayText(FileName::decode(argument)));

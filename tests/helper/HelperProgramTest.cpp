@@ -8,6 +8,7 @@
 #include "helper/HelperRun.h"
 #include "support/MacMetadata.h"
 #include "support/TempHome.h"
+#include "support/Tmpfs.h"
 
 #include <QDirIterator>
 #include <QFile>
@@ -17,6 +18,7 @@
 #include <archive.h>
 #include <archive_entry.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace {
 
@@ -56,10 +58,12 @@ protected:
         ASSERT_TRUE(keepOriginalModificationTime(path, created));
     }
 
-    QProcess* start(const QStringList& arguments) {
+    QProcess* start(const QStringList& arguments, const QString& timeLimitMs = QString()) {
         auto* process = new QProcess;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert("LC_ALL", "en_US.UTF-8");
+        if (!timeLimitMs.isNull())
+            environment.insert("VESTRY_HELPER_TIME_LIMIT_MS", timeLimitMs);
         process->setProcessEnvironment(environment);
         process->setWorkingDirectory(home().home());
         process->start(VESTRY_HELPER_PROGRAM, arguments);
@@ -157,6 +161,23 @@ TEST_F(HelperProgram, CleanTrashesWhatBreaksALimitOldestFirstAndKeepsEachNewest)
     EXPECT_EQ(run({"-clean", location}).exitCode, 0);
     EXPECT_EQ(lastRun("clean")->result, "nothing to do");
     EXPECT_EQ(trashed().size(), 3);
+}
+
+TEST_F(HelperProgram, AvidBinsKeepTheirNewestAndTheTimeLimitStopsBetweenFiles) {
+    location = home().home() + "/Share/Avid Attic";
+    set(SettingsKey::autoCleanUseCriteriaAge, true);
+    autosave("Film/Bins/Reel 1/Reel 1.1.avb", 60);
+    autosave("Film/Bins/Reel 1/Reel 1.2.avb", 50);
+    autosave("Film/Bins/Reel 2/Reel 2.1.avb", 70); // alone in its bin: kept
+
+    const Outcome stopped = finish(start({"-clean", location + "/"}, "0"));
+    EXPECT_EQ(stopped.exitCode, 0) << stopped.err.toStdString();
+    EXPECT_TRUE(trashed().isEmpty());
+    EXPECT_EQ(lastRun("clean")->result, "moved 0 autosaves (0 B) to the Trash; stopped at the time limit of "
+                                        "0 s with 1 left for the next run");
+
+    ASSERT_EQ(run({"-clean", location}).exitCode, 0);
+    EXPECT_EQ(trashed(), (QMap<QString, QString>{{"Reel 1.1.avb", "Film/Bins/Reel 1/Reel 1.1.avb"}}));
 }
 
 TEST_F(HelperProgram, ArchivesBesideTheFolderThenTrashesAndNeverReplacesAnArchive) {
@@ -300,6 +321,27 @@ TEST_F(HelperProgram, AProjectFileInTheTrashTakesItsProjectsAutosaves) {
     EXPECT_TRUE(result.out.contains("): its project file is in the Trash\n")) << result.out.toStdString();
     EXPECT_EQ(left(), (QStringList{"Other/Other-1.prproj", "Other/Other-2.prproj"}));
     EXPECT_EQ(trashed().size(), 4); // the project file and Edit's three autosaves
+}
+
+TEST_F(HelperProgram, AProjectFileInAnotherVolumesTrashCounts) {
+    Tmpfs volume(home().home() + "/Volume", "size=4m");
+    if (!volume.mounted())
+        GTEST_SKIP() << volume.why().toStdString();
+    location = home().home() + "/Volume/Adobe Premiere Pro Auto-Save";
+    set(SettingsKey::autoRemove, true);
+    set(SettingsKey::autosavePaths, QStringList{location});
+    autosave("Edit/Edit-1.prproj", 2);
+    autosave("Edit/Edit-2.prproj", 1);
+    const QString trash = QString("Volume/.Trash-%1/").arg(::getuid());
+    home().writeHomeFile(trash + "files/Edit.prproj", "project");
+    home().writeHomeFile(trash + "info/Edit.prproj.trashinfo",
+                         "[Trash Info]\nPath=Edit.prproj\nDeletionDate=" +
+                             QDateTime::currentDateTime().toString("yyyy-MM-ddTHH:mm:ss").toUtf8() + "\n");
+
+    const Outcome result = run({"-trash"});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_TRUE(left().isEmpty()) << result.out.toStdString();
+    EXPECT_TRUE(QFile::exists(home().home() + "/" + trash + "files/Edit-2.prproj"));
 }
 
 } // namespace
