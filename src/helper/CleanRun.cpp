@@ -100,6 +100,10 @@ HelperRun::Outcome CleanRun::archiveAndTrash(const BMProjectList& projects, cons
             continue;
         if (!dryRun() && timeIsUp()) {
             tally.left += mine.size();
+            BMLog::appendLog(QStringLiteral("Left for the next run (time limit of %1): %2 autosaves of %3")
+                                 .arg(timeLimitText())
+                                 .arg(mine.size())
+                                 .arg(project->name()));
             continue;
         }
         const QString destination = freeArchivePath(folder, project->name(), QDate::currentDate());

@@ -152,6 +152,10 @@ void HelperRun::moveToTrash(const RuleChoices& choices, Tally& tally) {
         }
         if (timeIsUp()) {
             tally.left += choices.size() - i;
+            for (qsizetype j = i; j < choices.size(); ++j)
+                BMLog::appendLog(
+                    QStringLiteral("Left for the next run (time limit of %1): %2")
+                        .arg(timeLimitText(), FileName::displayText(choices.at(j).item->path())));
             return;
         }
         tellChoice(choice, QStringLiteral("moving to the Trash"));

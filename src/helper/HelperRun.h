@@ -4,14 +4,14 @@
 #include "actions/HelperRules.h"
 #include "foundation/LocationLock.h"
 
-class BMSettings;
-
 #include <QDeadlineTimer>
 #include <QString>
 #include <QStringList>
 
 #include <chrono>
 #include <optional>
+
+class BMSettings;
 
 // What one run of the helper shares, whichever job it does: the dry-run switch, the time
 // limit, the run lock, telling what it chose and why, and moving a choice to the Trash one

@@ -43,19 +43,22 @@ HelperRun::Outcome TrashRun::work() {
         canonicalLocations << location << LocationLock::canonicalLocation(location);
 
     QList<TrashedProject> trashed;
+    qsizetype autosaves = 0;
     for (const QString& folder : TrashedProjects::trashItemFolders(locations)) {
         for (const TrashedProject& project : TrashedProjects::inFolder(folder)) {
             // An autosave the window or this helper trashed is named like a project file, but
             // it came from a location: it stands for no project.
-            if (liesIn(project.originalPath, canonicalLocations)) {
-                BMLog::appendLog(
-                    QStringLiteral("%1 came from an autosave location: an autosave, not a project file")
-                        .arg(FileName::displayText(project.originalPath)));
-                continue;
-            }
-            trashed << project;
+            if (liesIn(project.originalPath, canonicalLocations))
+                ++autosaves;
+            else
+                trashed << project;
         }
     }
+    if (autosaves > 0)
+        BMLog::appendLog(
+            QStringLiteral("%1 trashed files came from autosave locations: autosaves, not project "
+                           "files")
+                .arg(autosaves));
     if (trashed.isEmpty())
         return Outcome{true, QStringLiteral("nothing to do: no project file in the Trash")};
 

@@ -30,6 +30,14 @@ bool hasFinalCutType(const QString& path) {
     return info && info->size() >= 4 && std::memcmp(info->constData(), "FCPF", 4) == 0;
 }
 
+// The top of the volume of a ".Trash-$uid/files" or ".Trash/$uid/files".
+QString volumeTop(const QString& itemsFolder) {
+    const QString trash = PathText::deletingLastComponent(itemsFolder);
+    const QString above = PathText::deletingLastComponent(trash);
+    return PathText::lastComponent(above) == QLatin1String(".Trash") ? PathText::deletingLastComponent(above)
+                                                                     : above;
+}
+
 } // namespace
 
 QStringList TrashedProjects::trashItemFolders(const QStringList& locations) {
@@ -120,6 +128,10 @@ QList<TrashedProject> TrashedProjects::inFolder(const QString& itemsFolder) {
             readSmallFile(PathText::appendingComponent(info, name + QStringLiteral(".trashinfo")));
         if (const std::optional<Record> parsed = parseRecord(record)) {
             project.originalPath = parsed->originalPath;
+            // A volume's Trash keeps paths relative to the volume's top.
+            if (!project.originalPath.startsWith(QLatin1Char('/')))
+                project.originalPath =
+                    PathText::appendingComponent(volumeTop(itemsFolder), project.originalPath);
             project.originalName = PathText::lastComponent(parsed->originalPath);
             project.trashedAt = parsed->deletionDate;
         }
