@@ -133,11 +133,13 @@ void HelperRun::count(const RemovalReport& report, Tally& tally) const {
     if (tally.failure.isEmpty() && !report.failed.isEmpty()) {
         const QString path = report.failed.first();
         const QString reason = report.reasons.value(path);
-        tally.failure =
-            reason.isEmpty()
-                ? QStringLiteral("%1 could not be moved to the Trash").arg(FileName::displayText(path))
-                : QStringLiteral("%1 could not be moved to the Trash: %2")
-                      .arg(FileName::displayText(path), reason);
+        const QString shown = FileName::displayText(path);
+        if (reason.contains(shown))
+            tally.failure = reason;
+        else if (reason.isEmpty())
+            tally.failure = QStringLiteral("%1 could not be moved to the Trash").arg(shown);
+        else
+            tally.failure = QStringLiteral("%1 could not be moved to the Trash: %2").arg(shown, reason);
     }
 }
 

@@ -69,7 +69,8 @@ protected:
                     keepOriginalModificationTime(path, created));
     }
 
-    QProcess* start(const QStringList& arguments, const QString& timeLimitMs = QString()) {
+    QProcess* start(const QStringList& arguments, const QString& timeLimitMs = QString(),
+                    const QString& program = VESTRY_HELPER_PROGRAM) {
         auto* process = new QProcess;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert("LC_ALL", "en_US.UTF-8");
@@ -77,7 +78,7 @@ protected:
             environment.insert("VESTRY_HELPER_TIME_LIMIT_MS", timeLimitMs);
         process->setProcessEnvironment(environment);
         process->setWorkingDirectory(home().home());
-        process->start(VESTRY_HELPER_PROGRAM, arguments);
+        process->start(program, arguments);
         return process;
     }
     static Outcome finish(QProcess* process) {
@@ -287,6 +288,32 @@ TEST_F(HelperProgram, AMissingFolderFailsNamingItAndTouchesNothing) {
     const Outcome unknown = run({"-trash", "--force"});
     EXPECT_EQ(unknown.exitCode, 2);
     EXPECT_TRUE(unknown.err.contains("Usage: vestry-helper")) << unknown.err.toStdString();
+}
+
+TEST_F(HelperProgram, ARefusedMoveNamesTheFileAndTheCauseWithoutAsking) {
+    if (::getuid() != 0 || !QFileInfo("/usr/bin/setpriv").isExecutable())
+        GTEST_SKIP() << "needs root to run the helper as the user nobody";
+    set({{autoCleanUseCriteriaAge, true}, {autoCleanCriteriaAge, 1}});
+    autosave("Edit/Edit-1.prproj", 3);
+    autosave("Edit/Edit-2.prproj", 2);
+    QProcess chmod;
+    chmod.start("chmod", {"-R", "a+rwX", home().root()});
+    ASSERT_TRUE(chmod.waitForFinished() && chmod.exitCode() == 0);
+    ASSERT_TRUE(QFile::setPermissions(location + "/Edit", QFile::ReadOwner | QFile::WriteOwner |
+                                                              QFile::ExeOwner | QFile::ReadOther |
+                                                              QFile::ExeOther));
+    // Nobody may not take files out of Edit; without a window to ask in, nothing asks.
+    const Outcome result = finish(start(
+        {"--reuid=nobody", "--regid=nogroup", "--clear-groups", VESTRY_HELPER_PROGRAM, "-clean", location},
+        QString(), "/usr/bin/setpriv"));
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(left(), (QStringList{"Edit/Edit-1.prproj", "Edit/Edit-2.prproj"}));
+    EXPECT_TRUE(
+        result.out.contains(QRegularExpression("^Unable to move " + QRegularExpression::escape(location) +
+                                                   "/Edit/Edit-1.prproj .*: Permission denied; "
+                                                   "moved 0 autosaves \\(0 B\\) to the Trash$",
+                                               QRegularExpression::MultilineOption)))
+        << result.out.toStdString();
 }
 
 TEST_F(HelperProgram, AProjectFileInTheTrashTakesItsProjectsAutosaves) {
