@@ -1,5 +1,7 @@
 #pragma once
 
+#include "foundation/platform/Platform.h" // LaunchJobSettings: the platform writes the job's files
+
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -7,11 +9,6 @@
 
 #include <functional>
 #include <utility>
-
-// A job's description: its keys in the order they are written (Label, Program,
-// ProgramArguments, WorkingDirectory, WatchPaths, RunAtLoad, LowPriorityIO, Nice). Values are
-// strings, string lists, booleans and integers.
-using LaunchJobSettings = QList<std::pair<QString, QVariant>>;
 
 // What a person must be told when a job could not be put in place: the window shows it as a
 // sheet, the command line prints it, the background helper only logs it.

@@ -213,6 +213,30 @@ int BMTaskEx::terminationCodeFromTaskWithTimeout(const QString& path, const QStr
         seconds, [&](TaskSlot* slot) { return terminationCodeFromTask(path, arguments, slot); });
 }
 
+std::optional<BMTaskEx::Outcome>
+BMTaskEx::outcomeFromTaskWithTimeout(const QString& path, const QStringList& arguments, double seconds) {
+    BMTaskEx runner;
+    return runner.runGuarded<std::optional<Outcome>>(seconds, [&](TaskSlot* slot) -> std::optional<Outcome> {
+        if (!isExecutable(path)) {
+            logNotExecutable(path);
+            return std::nullopt;
+        }
+        auto child = makeChild(path, arguments, ChildProcess::Channel::Pipe, ChildProcess::Channel::Pipe);
+        slot->set(child);
+        QString error;
+        if (!child->launch(&error)) {
+            BMLog::appendLog(QStringLiteral("Exception running task %1: %2").arg(path, error));
+            return std::nullopt;
+        }
+        Outcome outcome;
+        QByteArray err;
+        child->readToEnd(&outcome.output, &err);
+        outcome.status = child->waitForExit();
+        outcome.output += err;
+        return outcome;
+    });
+}
+
 QString BMTaskEx::stringFromTaskWithTimeout(const QString& path, const QStringList& arguments, double seconds,
                                             Encoding encoding) {
     return decode(dataFromTaskWithTimeout(path, arguments, seconds).value_or(QByteArray()), encoding);

@@ -74,6 +74,16 @@ public:
     static QString stringFromTaskWithTimeout(const QString& path, const QStringList& arguments,
                                              double seconds, Encoding encoding = Encoding::Ascii);
 
+    // A run's exit status (or the signal that ended it) and all it wrote, standard output
+    // then standard error.
+    struct Outcome {
+        int status = -1;
+        QByteArray output;
+    };
+    // Nothing when the tool could not run (logged).
+    static std::optional<Outcome> outcomeFromTaskWithTimeout(const QString& path,
+                                                             const QStringList& arguments, double seconds);
+
     static QString decode(const QByteArray& bytes, Encoding encoding);
 
     // Streaming: starts the tool on a thread of its own and returns at once.

@@ -1,5 +1,7 @@
 #include "Platform.h"
 
+#include "foundation/PlistFile.h"
+
 #include <atomic>
 
 namespace {
@@ -46,6 +48,48 @@ void Platform::setToolPath(Tool tool, const QString& path) {
 void Platform::setDefaultToolPaths(std::map<Tool, QString> paths) {
     std::lock_guard lock(m_toolMutex);
     m_toolPaths = std::move(paths);
+}
+
+// ---- Launch jobs ----------------------------------------------------------------------------
+QStringList Platform::launchJobFileNames(const QString& label) const {
+    return {label + QStringLiteral(".plist")};
+}
+
+std::optional<QList<LaunchJobFile>>
+Platform::launchJobFiles(const QString& label, const LaunchJobSettings& settings, bool, QString*) const {
+    QVariantMap dictionary;
+    for (const auto& [key, value] : settings) {
+        if (value.typeId() == QMetaType::QStringList) {
+            QVariantList array;
+            for (const QString& item : value.toStringList())
+                array << item;
+            dictionary.insert(key, array);
+        } else {
+            dictionary.insert(key, value);
+        }
+    }
+    return QList<LaunchJobFile>{{launchJobFileNames(label).first(), PlistFile::toXml(dictionary)}};
+}
+
+QList<LaunchJobCommand> Platform::launchJobCommands(LaunchJobStep step, const QString& label,
+                                                    const QString& folder, bool, bool) const {
+    const QString path = folder + QLatin1Char('/') + launchJobFileNames(label).first();
+    switch (step) {
+    case LaunchJobStep::Unload:
+        return {{Tool::Launchctl, {QStringLiteral("unload"), path}}};
+    case LaunchJobStep::Forget:
+        return {{Tool::Launchctl, {QStringLiteral("remove"), label}}};
+    case LaunchJobStep::Load:
+        return {{Tool::Launchctl, {QStringLiteral("load"), path}}};
+    case LaunchJobStep::FilesRemoved:
+        break;
+    }
+    return {};
+}
+
+QStringList Platform::launchJobWatchedPaths(const QString& label, const QString& folder) const {
+    const auto job = PlistFile::readDictionary(folder + QLatin1Char('/') + launchJobFileNames(label).first());
+    return job ? job->value(QStringLiteral("WatchPaths")).toStringList() : QStringList();
 }
 
 // ---- Editors' applications and the name search ---------------------------------------------

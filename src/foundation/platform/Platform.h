@@ -2,14 +2,17 @@
 
 #include <QByteArray>
 #include <QDateTime>
+#include <QList>
 #include <QString>
 #include <QStringList>
+#include <QVariant>
 #include <QVariantMap>
 
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <utility>
 
 // The operating-system facilities with no portable answer. Everything above this seam asks
 // here rather than calling the system, so tests can substitute answers (user id, console
@@ -35,6 +38,29 @@ enum class Tool {
     Systemctl,
     TrueProgram, // /bin/true: a privileged run that does nothing
 };
+
+// A launch job's description: its keys in the order they are written (Label, Program,
+// ProgramArguments, WorkingDirectory, WatchPaths, RunAtLoad, LowPriorityIO, Nice). Values are
+// strings, string lists, booleans and integers.
+using LaunchJobSettings = QList<std::pair<QString, QVariant>>;
+
+// One file of a launch job: its name in the jobs folder and its bytes.
+struct LaunchJobFile {
+    QString name;
+    QByteArray contents;
+};
+
+// One run of the service manager's tool.
+struct LaunchJobCommand {
+    Tool tool;
+    QStringList arguments;
+    bool operator==(const LaunchJobCommand&) const = default;
+};
+
+// The moments a launch job's commands belong to: taking the job out of the service manager,
+// making it forget the job, loading the job once its files are in place, and after its
+// files are gone.
+enum class LaunchJobStep { Unload, Forget, Load, FilesRemoved };
 
 enum class StandardFolder {
     Applications,
@@ -204,6 +230,30 @@ public:
     // when the item is that folder itself, the folder opened.
     virtual bool revealInFileManager(const QString& path, const QString& rootFolder) const = 0;
     // ---- end of opening and revealing -----------------------------------------------------
+
+    // ---- Launch jobs ------------------------------------------------------------------------
+    // Here the form of launchd: one property list per job, launchctl to load it, owned by
+    // root:wheel when it is the computer's. The Linux platform has systemd units instead.
+
+    // The folder in the Library that holds daemons apart from agents; empty where both kinds
+    // share the agents' folder.
+    virtual QString launchDaemonsFolderName() const { return QStringLiteral("LaunchDaemons"); }
+    // The names of a job's files in its jobs folder.
+    virtual QStringList launchJobFileNames(const QString& label) const;
+    // A job's files; nothing, with the reason in words, when the settings cannot be written
+    // in the form the service manager reads (a path it cannot take).
+    virtual std::optional<QList<LaunchJobFile>> launchJobFiles(const QString& label,
+                                                               const LaunchJobSettings& settings,
+                                                               bool computerWide, QString* error) const;
+    // The commands of one step for a job whose files are in a folder.
+    virtual QList<LaunchJobCommand> launchJobCommands(LaunchJobStep step, const QString& label,
+                                                      const QString& folder, bool runAtLoad,
+                                                      bool computerWide) const;
+    // The owner ("user:group") of a computer-wide job's files.
+    virtual QString computerWideJobOwner() const { return QStringLiteral("root:wheel"); }
+    // The paths an installed job watches, as its files name them; empty when it has none.
+    virtual QStringList launchJobWatchedPaths(const QString& label, const QString& folder) const;
+    // ---- end of launch jobs -------------------------------------------------------------------
 
     QString toolPath(Tool tool) const;
     void setToolPath(Tool tool, const QString& path);

@@ -83,6 +83,19 @@ public:
     static QStringList locateArguments(const SpotlightQuery& query, const QString& database);
     // ---- end of editors' applications and the name search ---------------------------------
 
+    // ---- Launch jobs (SystemdUnits.cpp) -----------------------------------------------------
+    // A systemd unit pair per job, loaded by systemctl; a computer-wide job is root's.
+    QString launchDaemonsFolderName() const override { return QString(); }
+    QStringList launchJobFileNames(const QString& label) const override;
+    std::optional<QList<LaunchJobFile>> launchJobFiles(const QString& label,
+                                                       const LaunchJobSettings& settings, bool computerWide,
+                                                       QString* error) const override;
+    QList<LaunchJobCommand> launchJobCommands(LaunchJobStep step, const QString& label, const QString& folder,
+                                              bool runAtLoad, bool computerWide) const override;
+    QString computerWideJobOwner() const override { return QStringLiteral("root:root"); }
+    QStringList launchJobWatchedPaths(const QString& label, const QString& folder) const override;
+    // ---- end of launch jobs -------------------------------------------------------------------
+
     static constexpr char netatalkAttribute[] = "user.org.netatalk.Metadata";
     static constexpr char finderInfoAttribute[] = "user.com.apple.FinderInfo";
     // The FinderInfo inside an AfpInfo record; nothing when the record is not one.

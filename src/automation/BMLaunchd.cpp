@@ -1,0 +1,333 @@
+#include "BMLaunchd.h"
+
+#include "foundation/BMAuthorization.h"
+#include "foundation/BMFileManager.h"
+#include "foundation/BMLocalPaths.h"
+#include "foundation/BMLog.h"
+#include "foundation/BMTaskEx.h"
+#include "foundation/Console.h"
+#include "foundation/FileTree.h"
+
+#include <QSaveFile>
+
+#include <mutex>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+constexpr double commandTimeout = 10.0;
+
+Platform& platform() {
+    return Platform::current();
+}
+
+std::mutex g_sinkMutex;
+JobAlertSink g_sink;
+
+// The problem of the outermost operation running on this thread: a start removes the old job
+// first, and what that removal met belongs to the start.
+thread_local QString t_loadProblem;
+thread_local int t_depth = 0;
+
+class OperationScope {
+public:
+    OperationScope() {
+        if (t_depth++ == 0)
+            t_loadProblem.clear();
+    }
+    ~OperationScope() { --t_depth; }
+    OperationScope(const OperationScope&) = delete;
+    OperationScope& operator=(const OperationScope&) = delete;
+};
+
+void noteProblem(const QString& problem) {
+    if (t_loadProblem.isEmpty())
+        t_loadProblem = problem;
+}
+
+QString toolName(Tool tool, const QString& path) {
+    switch (tool) {
+    case Tool::Systemctl:
+        return QStringLiteral("systemctl");
+    case Tool::Launchctl:
+        return QStringLiteral("launchctl");
+    default:
+        return path.section(QLatin1Char('/'), -1);
+    }
+}
+
+// The words that say the service manager itself could not be asked, rather than that it
+// refused one request (a unit it does not have loaded cannot be stopped, which is normal).
+bool managerUnreachable(const QString& output) {
+    return output.contains(QLatin1String("Failed to connect to bus")) ||
+           output.contains(QLatin1String("Failed to connect to user scope bus")) ||
+           output.contains(QLatin1String("has not been booted with systemd")) ||
+           output.contains(QLatin1String("Could not find the requested service"));
+}
+
+QString manager(bool computerWide) {
+    return computerWide ? QStringLiteral("the system's service manager")
+                        : QStringLiteral("a user service manager");
+}
+
+QString whenStarted(bool computerWide) {
+    return computerWide ? QStringLiteral("start when the computer next starts")
+                        : QStringLiteral("start with the next login session");
+}
+
+// Runs one command of the service manager. Its result never decides the operation's; a
+// manager that cannot be reached (or, when loading, any refusal) is kept for loadProblem().
+void runCommand(const LaunchJobCommand& command, bool loading, bool computerWide) {
+    const QString path = platform().toolPath(command.tool);
+    QString shown = toolName(command.tool, path);
+    if (command.arguments.value(0) == QLatin1String("--user"))
+        shown += QStringLiteral(" --user");
+    const QString commandLine = toolName(command.tool, path) + QLatin1Char(' ') + command.arguments.join(' ');
+    if (!BMTaskEx::isExecutable(path)) {
+        const QString problem =
+            QStringLiteral("%1 is not installed (%2 is missing); the job's files are in place "
+                           "and nothing starts them until it is")
+                .arg(toolName(command.tool, path), path);
+        // Said once per operation, not for each of its commands.
+        if (t_loadProblem != problem) {
+            BMLog::appendLog(problem);
+            noteProblem(problem);
+        }
+        return;
+    }
+    const auto outcome = BMTaskEx::outcomeFromTaskWithTimeout(path, command.arguments, commandTimeout);
+    if (outcome && outcome->status == 0)
+        return;
+    const QString output = outcome ? QString::fromUtf8(outcome->output).trimmed() : QString();
+    BMLog::appendLog(QStringLiteral("%1 failed (exit status %2): %3")
+                         .arg(commandLine)
+                         .arg(outcome ? outcome->status : -1)
+                         .arg(output.isEmpty() ? QStringLiteral("no output") : output));
+    const QString cause = output.section(QLatin1Char('\n'), 0, 0).trimmed();
+    if (!outcome)
+        noteProblem(QStringLiteral("%1 could not be run; the job's files are in place").arg(commandLine));
+    else if (managerUnreachable(output))
+        noteProblem(QStringLiteral("%1 could not reach %2 (%3); the job's files are in place and %4")
+                        .arg(shown, manager(computerWide), cause, whenStarted(computerWide)));
+    else if (loading)
+        noteProblem(QStringLiteral("%1 failed (%2); the job's files are in place")
+                        .arg(commandLine, cause.isEmpty()
+                                              ? QStringLiteral("exit status %1").arg(outcome->status)
+                                              : cause));
+}
+
+void runStep(LaunchJobStep step, const QString& label, const QString& folder, bool runAtLoad,
+             bool computerWide) {
+    for (const LaunchJobCommand& command :
+         platform().launchJobCommands(step, label, folder, runAtLoad, computerWide))
+        runCommand(command, step == LaunchJobStep::Load, computerWide);
+}
+
+void runTool(Tool tool, const QStringList& arguments, bool privileged) {
+    const QString path = platform().toolPath(tool);
+    if (privileged)
+        BMAuthorization::sharedController().authExecTask(path, arguments);
+    else
+        BMTaskEx::runTaskWithTimeout(path, arguments, commandTimeout);
+}
+
+bool writeAtomically(const QString& path, const QByteArray& contents) {
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+    if (file.write(contents) != contents.size()) {
+        file.cancelWriting();
+        return false;
+    }
+    return file.commit();
+}
+
+bool settingIsTrue(const LaunchJobSettings& settings, const char* key) {
+    for (const auto& [name, value] : settings) {
+        if (name == QLatin1String(key))
+            return value.toBool();
+    }
+    return false;
+}
+
+QString permissionsText(const QString& folder) {
+    return QStringLiteral("Please check you have correct permissions for the directory %1.").arg(folder);
+}
+
+// The privileged way for one file that could not be written in place: through the temporary
+// folder and a privileged move. False, with the messages given, when the file is not there.
+bool placeWithPrivileges(const LaunchJobFile& file, const QString& path, const QString& folder) {
+    const QString temporary = BMLocalPaths::tempDirectory() + QLatin1Char('/') + file.name;
+    if (!writeAtomically(temporary, file.contents)) {
+        BMLog::appendLog(
+            QStringLiteral(
+                "Error: Unable to create LaunchAgent. Please check you have correct permissions for "
+                "the directory %1")
+                .arg(folder));
+        Console::print(
+            QStringLiteral("Error: Unable to write LaunchAgent data. Please check you have correct "
+                           "permissions for the directory %1")
+                .arg(folder));
+        BMLaunchd::showAlert(
+            {QStringLiteral("Error: Unable to write LaunchAgent data"), permissionsText(folder)});
+        return false;
+    }
+    if (FileTree::exists(path))
+        BMFileManager::removeFileWithTimeout(path, 5);
+    BMLog::appendLog(QStringLiteral("Unable to write launchd plist - trying to authorize..."));
+    if (!BMFileManager::moveFileWithTimeout(temporary, path, 10)) {
+        const QString text =
+            QStringLiteral(
+                "Error: Unable to create LaunchAgent. Please check you have correct permissions for the "
+                "directory %1")
+                .arg(folder);
+        BMLog::appendLog(text);
+        Console::print(text);
+        BMLaunchd::showAlert(
+            {QStringLiteral("Error: Unable to create LaunchAgent"), permissionsText(folder)});
+        BMFileManager::removeFile(temporary, false);
+        return false;
+    }
+    BMFileManager::removeFileWithTimeout(temporary, 10);
+    return true;
+}
+
+} // namespace
+
+bool BMLaunchd::startLaunchAgent(const QString& label, const LaunchJobSettings& settings, bool user) {
+    return startJob(label, settings, user, true, false);
+}
+
+bool BMLaunchd::startJob(const QString& label, const LaunchJobSettings& settings, bool user, bool launchAgent,
+                         bool shouldAuth, const QString& killProcessName) {
+    const OperationScope scope;
+    const QString folder = jobsFolder(user, launchAgent);
+    if (!FileTree::exists(folder))
+        BMFileManager::createDirectory(folder, shouldAuth);
+
+    QString refusal;
+    const auto files = platform().launchJobFiles(label, settings, !user, &refusal);
+    if (!files) {
+        const QString text = QStringLiteral("Error: Unable to create LaunchAgent %1: %2").arg(label, refusal);
+        BMLog::appendLog(text);
+        Console::print(text);
+        showAlert({QStringLiteral("Error: Unable to create LaunchAgent"), refusal});
+        return false;
+    }
+    const QStringList paths = jobFiles(label, user, launchAgent);
+    for (const QString& path : paths) {
+        if (FileTree::exists(path)) {
+            removeJob(label, user, launchAgent, shouldAuth);
+            break;
+        }
+    }
+
+    bool privileged = shouldAuth;
+    for (qsizetype i = 0; i < files->size(); ++i) {
+        const QString& path = paths.at(i);
+        if (writeAtomically(path, files->at(i).contents))
+            continue;
+        if (!placeWithPrivileges(files->at(i), path, folder)) {
+            // Half a job would only mislead: the files placed before this one go again.
+            for (qsizetype placed = 0; placed < i; ++placed)
+                BMFileManager::removeFile(paths.at(placed), privileged);
+            return false;
+        }
+        privileged = true;
+    }
+
+    if (!killProcessName.isEmpty())
+        runTool(Tool::Killall, {killProcessName}, false);
+
+    const QString owner = platform().computerWideJobOwner();
+    for (const QString& path : paths) {
+        if (!user)
+            runTool(Tool::Chown, {owner, path}, privileged);
+        if (privileged)
+            ::usleep(500);
+        runTool(Tool::Chmod, {QStringLiteral("644"), path}, privileged);
+    }
+    if (privileged)
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+
+    const bool runAtLoad = settingIsTrue(settings, "RunAtLoad");
+    runStep(LaunchJobStep::Unload, label, folder, runAtLoad, !user);
+    runStep(LaunchJobStep::Load, label, folder, runAtLoad, !user);
+    return true;
+}
+
+void BMLaunchd::removeLaunchAgent(const QString& label, bool /*user*/) {
+    removeJob(label, true, true, true);
+}
+
+void BMLaunchd::removeJob(const QString& label, bool user, bool launchAgent, bool shouldAuth) {
+    const OperationScope scope;
+    stopJob(label, user, launchAgent, shouldAuth);
+    if (label.isEmpty())
+        return;
+    const QString folder = jobsFolder(user, launchAgent);
+    bool removedAny = false;
+    bool failed = false;
+    for (const QString& path : jobFiles(label, user, launchAgent)) {
+        if (!FileTree::exists(path))
+            continue;
+        if (BMFileManager::removeFile(path, shouldAuth)) {
+            ::usleep(500);
+            removedAny = true;
+        } else {
+            failed = true;
+        }
+    }
+    // One alert for the job, however many of its files stayed.
+    if (failed && shouldAuth)
+        showAlert({QStringLiteral("Error: Unable to remove LaunchAgent"), permissionsText(folder)});
+    if (removedAny)
+        runStep(LaunchJobStep::FilesRemoved, label, folder, false, !user);
+}
+
+void BMLaunchd::stopJob(const QString& label, bool user, bool launchAgent, bool /*shouldAuth*/) {
+    const OperationScope scope;
+    if (label.isEmpty())
+        return;
+    const QString folder = jobsFolder(user, launchAgent);
+    runStep(LaunchJobStep::Unload, label, folder, false, !user);
+    runStep(LaunchJobStep::Forget, label, folder, false, !user);
+}
+
+QString BMLaunchd::jobsFolder(bool user, bool launchAgent) {
+    const QString daemons = platform().launchDaemonsFolderName();
+    if (launchAgent || daemons.isEmpty())
+        return BMLocalPaths::launchAgentsDirectory(user);
+    return BMLocalPaths::libraryDirectory(user) + QLatin1Char('/') + daemons;
+}
+
+QStringList BMLaunchd::jobFiles(const QString& label, bool user, bool launchAgent) {
+    const QString folder = jobsFolder(user, launchAgent);
+    QStringList paths;
+    for (const QString& name : platform().launchJobFileNames(label))
+        paths << folder + QLatin1Char('/') + name;
+    return paths;
+}
+
+QString BMLaunchd::loadProblem() {
+    return t_loadProblem;
+}
+
+void BMLaunchd::setAlertSink(JobAlertSink sink) {
+    const std::lock_guard lock(g_sinkMutex);
+    g_sink = std::move(sink);
+}
+
+void BMLaunchd::showAlert(const JobAlert& alert) {
+    JobAlertSink sink;
+    {
+        const std::lock_guard lock(g_sinkMutex);
+        sink = g_sink;
+    }
+    if (sink)
+        sink(alert);
+    else
+        BMLog::appendLog(alert.informative.isEmpty() ? alert.message
+                                                     : alert.message + QLatin1Char(' ') + alert.informative);
+}
