@@ -43,8 +43,14 @@ HelperRun::Outcome CleanRun::work() {
         return Outcome{false, message};
     }
     if (!settings.boolValue(QLatin1String(SettingsKey::autoClean))) {
-        tell(QStringLiteral("The clean-up helper is switched off (autoClean): nothing is cleaned"));
-        return Outcome{true, QStringLiteral("nothing to do: the clean-up helper is switched off")};
+        // A dry run still shows what the job would do, so that it can be tried before it is
+        // switched on.
+        if (!dryRun()) {
+            tell(QStringLiteral("The clean-up helper is switched off (autoClean): nothing is cleaned"));
+            return Outcome{true, QStringLiteral("nothing to do: the clean-up helper is switched off")};
+        }
+        tell(QStringLiteral(
+            "The clean-up helper is switched off (autoClean); this is what it would do when on"));
     }
     AutosaveFolderScanner scanner(scanSettings());
     ScanStatus status = ScanStatus::Failed;

@@ -29,8 +29,14 @@ TrashRun::TrashRun(Options options) : HelperRun(QStringLiteral("trash"), options
 HelperRun::Outcome TrashRun::work() {
     BMSettings& settings = BMSettings::standard();
     if (!settings.boolValue(QLatin1String(SettingsKey::autoRemove))) {
-        tell(QStringLiteral("The removal helper is switched off (autoRemove): nothing is removed"));
-        return Outcome{true, QStringLiteral("nothing to do: the removal helper is switched off")};
+        // A dry run still shows what the job would do, so that it can be tried before it is
+        // switched on.
+        if (!dryRun()) {
+            tell(QStringLiteral("The removal helper is switched off (autoRemove): nothing is removed"));
+            return Outcome{true, QStringLiteral("nothing to do: the removal helper is switched off")};
+        }
+        tell(QStringLiteral(
+            "The removal helper is switched off (autoRemove); this is what it would do when on"));
     }
     const RemovalLimits limits = RemovalLimits::fromSettings(settings);
     if (!limits.any()) {

@@ -219,8 +219,12 @@ TEST_F(HelperProgram, ArchivesBesideTheFolderThenTrashesAndNeverReplacesAnArchiv
         << lastRun("clean")->result.toStdString();
 }
 
+// Also before the job is switched on: a dry run is how it is tried out.
 TEST_F(HelperProgram, DryRunSaysWhatAndWhyAndChangesNothing) {
-    set({{autoCleanAction, 1}, {autoCleanUseCriteriaTotalSize, true}, {autoCleanCriteriaTotalSize, 0}});
+    set({{autoClean, false},
+         {autoCleanAction, 1},
+         {autoCleanUseCriteriaTotalSize, true},
+         {autoCleanCriteriaTotalSize, 0}});
     autosave("Edit/Edit-1.prproj", 3);
     autosave("Edit/Edit-2.prproj", 2);
     autosave("Cut/Cut-1.prproj", 1);
@@ -234,6 +238,7 @@ TEST_F(HelperProgram, DryRunSaysWhatAndWhyAndChangesNothing) {
                                 .arg(home().home(), QDate::currentDate().toString(Qt::ISODate), location)))
         << result.out.toStdString();
     EXPECT_TRUE(result.out.contains("): oldest of a folder over 0 GB\n")) << result.out.toStdString();
+    EXPECT_TRUE(result.out.contains("switched off (autoClean); this is what it would do when on"));
     EXPECT_TRUE(result.out.endsWith("dry run: would archive 1 project into " + home().home() +
                                     "/Share/Vestry Archives, would move 1 autosave (18 B) to the Trash\n"))
         << result.out.toStdString();
