@@ -1,0 +1,198 @@
+#include "HelperRules.h"
+
+#include "RetentionRules.h"
+#include "catalogue/AutosaveType.h"
+#include "foundation/BMSettings.h"
+#include "foundation/PathText.h"
+#include "foundation/SettingsKeys.h"
+
+#include <QHash>
+#include <QSet>
+
+#include <algorithm>
+
+namespace {
+
+template <typename T>
+std::optional<T> limitIf(const BMSettings& settings, const char* useKey, const char* valueKey,
+                         qint64 unit = 1) {
+    if (!settings.boolValue(QLatin1String(useKey)))
+        return std::nullopt;
+    const qint64 value = std::max<qint64>(0, settings.integerValue(QLatin1String(valueKey)));
+    return T(value * unit);
+}
+
+bool olderThan(const BMAutoItem& item, int days, const QDateTime& now) {
+    const QDateTime created = item.createdDate();
+    return created.isValid() && created < now.addSecs(-qint64(days) * RetentionRules::secondsPerDay);
+}
+
+// Oldest first; no date before every date; equal dates in listing order.
+BMAutoItemList oldestFirst(BMAutoItemList items) {
+    std::stable_sort(items.begin(), items.end(),
+                     [](const BMAutoItemPtr& a, const BMAutoItemPtr& b) { return a->dateCompare(*b) < 0; });
+    return items;
+}
+
+QString sizeText(qint64 bytes, qint64 unit, const char* unitName) {
+    return QStringLiteral("%1 %2").arg(double(bytes) / double(unit)).arg(QLatin1String(unitName));
+}
+
+// Chooses one autosave at most once, in the order the rules run.
+class Chooser {
+public:
+    bool has(const BMAutoItemPtr& item) const { return m_chosen.contains(item.get()); }
+    void choose(const BMAutoItemPtr& item, const QString& reason) {
+        if (m_chosen.contains(item.get()))
+            return;
+        m_chosen.insert(item.get());
+        m_choices.append(RuleChoice{item, reason});
+    }
+    // The oldest of the candidates not chosen yet, until what is left of total is within limit.
+    void trimOldest(const BMAutoItemList& all, const QSet<const BMAutoItem*>& spared, qint64 limit,
+                    const QString& reason) {
+        double left = 0;
+        for (const BMAutoItemPtr& item : all) {
+            if (!has(item))
+                left += item->fileSize();
+        }
+        for (const BMAutoItemPtr& item : oldestFirst(all)) {
+            if (left <= double(limit))
+                break;
+            if (has(item) || spared.contains(item.get()))
+                continue;
+            choose(item, reason);
+            left -= item->fileSize();
+        }
+    }
+    RuleChoices take() { return std::move(m_choices); }
+
+private:
+    QSet<const BMAutoItem*> m_chosen;
+    RuleChoices m_choices;
+};
+
+} // namespace
+
+CleanupLimits CleanupLimits::fromSettings(const BMSettings& settings) {
+    using namespace SettingsKey;
+    CleanupLimits limits;
+    limits.ageDays = limitIf<int>(settings, autoCleanUseCriteriaAge, autoCleanCriteriaAge);
+    limits.projectBytes =
+        limitIf<qint64>(settings, autoCleanUseCriteriaSize, autoCleanCriteriaSize, HelperRules::megabyte);
+    limits.folderBytes = limitIf<qint64>(settings, autoCleanUseCriteriaTotalSize, autoCleanCriteriaTotalSize,
+                                         HelperRules::gigabyte);
+    return limits;
+}
+
+RemovalLimits RemovalLimits::fromSettings(const BMSettings& settings) {
+    using namespace SettingsKey;
+    RemovalLimits limits;
+    limits.everything = settings.integerValue(QLatin1String(autoRemoveUseCriteria)) != 1;
+    if (limits.everything)
+        return limits;
+    limits.ageDays = limitIf<int>(settings, autoRemoveUseCriteriaAge, autoRemoveCriteriaAge);
+    limits.autosaveBytes =
+        limitIf<qint64>(settings, autoRemoveUseCriteriaSize, autoRemoveCriteriaSize, HelperRules::megabyte);
+    limits.keepNewest = limitIf<int>(settings, autoRemoveUseCriteriaTotalCount, autoRemoveCriteriaTotalCount);
+    limits.projectBytes = limitIf<qint64>(settings, autoRemoveUseCriteriaTotalSize,
+                                          autoRemoveCriteriaTotalSize, HelperRules::megabyte);
+    return limits;
+}
+
+BMAutoItemList HelperRules::newestOfEachGroup(const BMProject& project) {
+    // An Avid project's autosaves lie in "<project>/Bins/<bin>/": each bin is opened on its
+    // own, so each keeps its newest.
+    const bool byBin = project.type() == AutosaveType::Avid;
+    QHash<QString, BMAutoItemPtr> newest;
+    QStringList order;
+    for (const BMAutoItemPtr& item : project.children()) {
+        const QString group = byBin ? PathText::deletingLastComponent(item->path()) : QString();
+        auto it = newest.find(group);
+        if (it == newest.end()) {
+            newest.insert(group, item);
+            order << group;
+        } else if (item->dateCompare(**it) >= 0) {
+            *it = item;
+        }
+    }
+    BMAutoItemList kept;
+    for (const QString& group : order)
+        kept << newest.value(group);
+    return kept;
+}
+
+RuleChoices HelperRules::cleanupChoices(const BMProjectList& projects, const CleanupLimits& limits,
+                                        const QDateTime& now) {
+    QSet<const BMAutoItem*> spared;
+    BMAutoItemList all;
+    for (const BMProjectPtr& project : projects) {
+        for (const BMAutoItemPtr& item : newestOfEachGroup(*project))
+            spared.insert(item.get());
+        all += project->children();
+    }
+    Chooser chooser;
+    if (limits.ageDays) {
+        const QString reason = QStringLiteral("older than %1 days").arg(*limits.ageDays);
+        for (const BMAutoItemPtr& item : all) {
+            if (!spared.contains(item.get()) && olderThan(*item, *limits.ageDays, now))
+                chooser.choose(item, reason);
+        }
+    }
+    if (limits.projectBytes) {
+        for (const BMProjectPtr& project : projects) {
+            chooser.trimOldest(project->children(), spared, *limits.projectBytes,
+                               QStringLiteral("oldest of a project over %1")
+                                   .arg(sizeText(*limits.projectBytes, megabyte, "MB")));
+        }
+    }
+    if (limits.folderBytes) {
+        chooser.trimOldest(
+            all, spared, *limits.folderBytes,
+            QStringLiteral("oldest of a folder over %1").arg(sizeText(*limits.folderBytes, gigabyte, "GB")));
+    }
+    return chooser.take();
+}
+
+RuleChoices HelperRules::removalChoices(const BMProject& project, const RemovalLimits& limits,
+                                        const QDateTime& trashedAt, const QDateTime& now) {
+    BMAutoItemList eligible;
+    for (const BMAutoItemPtr& item : project.children()) {
+        const QDateTime created = item->createdDate();
+        if (!trashedAt.isValid() || !created.isValid() || created <= trashedAt)
+            eligible << item;
+    }
+    Chooser chooser;
+    if (limits.everything) {
+        for (const BMAutoItemPtr& item : eligible)
+            chooser.choose(item, QStringLiteral("its project file is in the Trash"));
+        return chooser.take();
+    }
+    if (limits.ageDays) {
+        const QString reason = QStringLiteral("older than %1 days").arg(*limits.ageDays);
+        for (const BMAutoItemPtr& item : eligible) {
+            if (olderThan(*item, *limits.ageDays, now))
+                chooser.choose(item, reason);
+        }
+    }
+    if (limits.autosaveBytes) {
+        const QString reason =
+            QStringLiteral("larger than %1").arg(sizeText(*limits.autosaveBytes, megabyte, "MB"));
+        for (const BMAutoItemPtr& item : eligible) {
+            if (item->fileSize() > double(*limits.autosaveBytes))
+                chooser.choose(item, reason);
+        }
+    }
+    if (limits.keepNewest) {
+        const BMAutoItemList oldest = oldestFirst(eligible);
+        const QString reason = QStringLiteral("not among the %1 newest").arg(*limits.keepNewest);
+        for (qsizetype i = 0; i < oldest.size() - *limits.keepNewest; ++i)
+            chooser.choose(oldest.at(i), reason);
+    }
+    if (limits.projectBytes) {
+        chooser.trimOldest(eligible, {}, *limits.projectBytes,
+                           QStringLiteral("oldest of a project over %1")
+                               .arg(sizeText(*limits.projectBytes, megabyte, "MB")));
+    }
+    return chooser.take();
+}

@@ -1,0 +1,5 @@
+#include "HelperProgram.h"
+
+int main(int argc, char** argv) {
+    return HelperProgram::main(argc, argv);
+}

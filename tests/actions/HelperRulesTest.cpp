@@ -1,0 +1,119 @@
+#include "actions/HelperRules.h"
+
+#include "catalogue/AutosaveType.h"
+#include "foundation/BMSettings.h"
+#include "foundation/SettingsKeys.h"
+#include "support/QtPrinters.h"
+
+#include <QTemporaryDir>
+#include <QTimeZone>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+const QDateTime kNow = QDateTime(QDate(2026, 11, 22), QTime(10, 0), QTimeZone::utc());
+constexpr qint64 kMB = HelperRules::megabyte;
+
+struct Item {
+    const char* path; // in the project's folder
+    std::optional<double> daysAgo;
+    qint64 bytes = 1;
+};
+
+BMProjectPtr project(const QString& name, const QList<Item>& items, int type = AutosaveType::Premiere) {
+    BMProjectPtr project = BMProject::projectType(type, name, "/loc/" + name);
+    BMAutoItemList children;
+    for (const Item& item : items)
+        children << BMAutoItem::autoItemType(
+            type, "", "/loc/" + name + "/" + item.path,
+            item.daysAgo ? kNow.addSecs(qint64(-*item.daysAgo * 86400)) : QDateTime(), double(item.bytes));
+    project->setChildren(children);
+    return project;
+}
+
+// "reason: Edit/e1 Edit/e2 | reason: ..." in the order chosen.
+QString chosen(const RuleChoices& choices) {
+    QStringList lines;
+    for (const RuleChoice& choice : choices) {
+        const QString name = choice.item->path().section('/', -2);
+        if (!lines.isEmpty() && lines.last().startsWith(choice.reason + ":"))
+            lines.last() += " " + name;
+        else
+            lines << choice.reason + ": " + name;
+    }
+    return lines.join(" | ");
+}
+
+TEST(HelperRules, CleanupKeepsTheNewestOfEachProjectAndAvidBinAndAgeIsStrict) {
+    const BMProjectList projects{
+        project("Edit", {{"e1", 40}, {"e2", 31}, {"e3", 30}, {"e4", 35}, {"e5", 1}}),
+        project("Film", {{"Bins/A/a1", 60}, {"Bins/A/a2", 50}, {"Bins/B/b1", 70}}, AutosaveType::Avid),
+        project("Solo", {{"s1", 99}}),
+        // Undated autosaves are never older than a limit; the dated n3 is the newest.
+        project("Nodate", {{"n1", std::nullopt}, {"n2", std::nullopt}, {"n3", 45}}),
+    };
+    CleanupLimits limits;
+    limits.ageDays = 30;
+    EXPECT_EQ(chosen(HelperRules::cleanupChoices(projects, limits, kNow)),
+              "older than 30 days: Edit/e1 Edit/e2 Edit/e4 A/a1");
+    limits.ageDays = 0;
+    EXPECT_EQ(chosen(HelperRules::cleanupChoices(projects, limits, kNow)),
+              "older than 0 days: Edit/e1 Edit/e2 Edit/e3 Edit/e4 A/a1");
+    EXPECT_TRUE(HelperRules::cleanupChoices(projects, CleanupLimits{}, kNow).isEmpty());
+}
+
+TEST(HelperRules, CleanupSizeLimitsTakeTheOldestFirstUntilWithin) {
+    const BMProjectList projects{
+        project("Edit", {{"e1", 3, 4 * kMB}, {"e2", 1, 4 * kMB}, {"e3", 5, 4 * kMB}, {"e4", 0.5, 4 * kMB}}),
+        // Undated counts as the oldest.
+        project("Cut", {{"c1", 2, 3 * kMB}, {"c2", std::nullopt, 3 * kMB}, {"c3", 0.1, 3 * kMB}}),
+    };
+    CleanupLimits limits;
+    limits.projectBytes = 8 * kMB; // Edit holds 16, Cut 9
+    EXPECT_EQ(chosen(HelperRules::cleanupChoices(projects, limits, kNow)),
+              "oldest of a project over 8 MB: Edit/e3 Edit/e1 Cut/c2");
+    limits.projectBytes = 5 * kMB;
+    EXPECT_EQ(chosen(HelperRules::cleanupChoices(projects, limits, kNow)),
+              "oldest of a project over 5 MB: Edit/e3 Edit/e1 Edit/e2 Cut/c2 Cut/c1");
+    CleanupLimits folder; // 25 MB across both projects
+    folder.folderBytes = 14 * kMB;
+    EXPECT_EQ(chosen(HelperRules::cleanupChoices(projects, folder, kNow)),
+              QString("oldest of a folder over %1 GB: Cut/c2 Edit/e3 Edit/e1").arg(14.0 / 1024));
+}
+
+TEST(HelperRules, LimitsComeFromTheSettingsInUnitsOf1024) {
+    QTemporaryDir dir;
+    BMSettings settings([&] { return dir.path() + "/s.plist"; });
+    settings.registerDefaults(BMSettings::applicationDefaults());
+    EXPECT_FALSE(CleanupLimits::fromSettings(settings).any());
+    settings.setValue(SettingsKey::autoCleanUseCriteriaSize, true);
+    settings.setValue(SettingsKey::autoCleanUseCriteriaTotalSize, true);
+    settings.setValue(SettingsKey::autoCleanCriteriaTotalSize, 2);
+    const CleanupLimits limits = CleanupLimits::fromSettings(settings);
+    EXPECT_EQ(limits.projectBytes, 10 * 1048576LL);
+    EXPECT_EQ(limits.folderBytes, 2 * 1073741824LL);
+    settings.setValue(SettingsKey::autoRemoveUseCriteria, 1);
+    EXPECT_FALSE(RemovalLimits::fromSettings(settings).any()) << "row 1 without a criterion";
+}
+
+TEST(HelperRules, RemovalTakesEverythingOrWhatBreaksALimit) {
+    const BMProjectPtr edit =
+        project("Edit", {{"e1", 40, 1 * kMB}, {"e2", 20, 6 * kMB}, {"e3", 10, 2 * kMB}, {"e4", 1, 1 * kMB}});
+    // An autosave made after the project file went to the Trash is of a new project.
+    EXPECT_EQ(chosen(HelperRules::removalChoices(*edit, RemovalLimits{}, kNow.addDays(-5), kNow)),
+              "its project file is in the Trash: Edit/e1 Edit/e2 Edit/e3");
+    RemovalLimits limits;
+    limits.everything = false;
+    limits.ageDays = 30;
+    limits.autosaveBytes = 5 * kMB;
+    EXPECT_EQ(chosen(HelperRules::removalChoices(*edit, limits, {}, kNow)),
+              "older than 30 days: Edit/e1 | larger than 5 MB: Edit/e2");
+    RemovalLimits size;
+    size.everything = false;
+    size.projectBytes = 3 * kMB; // 10 MB: e1 and e2 bring it to 3
+    EXPECT_EQ(chosen(HelperRules::removalChoices(*edit, size, {}, kNow)),
+              "oldest of a project over 3 MB: Edit/e1 Edit/e2");
+}
+
+} // namespace

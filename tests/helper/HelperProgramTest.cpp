@@ -1,0 +1,368 @@
+// vestry-helper as the background jobs run it: the built program as a subprocess, on real
+// trees in a temporary home, with that home's settings, log and Trash.
+#include "automation/HelperRunLog.h"
+#include "foundation/BMSettings.h"
+#include "foundation/LocationLock.h"
+#include "foundation/SettingsKeys.h"
+#include "foundation/platform/linux/LinuxPlatform.h"
+#include "helper/HelperRun.h"
+#include "support/MacMetadata.h"
+#include "support/TempHome.h"
+#include "support/Tmpfs.h"
+
+#include <QDirIterator>
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QUrl>
+
+#include <archive.h>
+#include <archive_entry.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace SettingsKey;
+
+struct Outcome {
+    int exitCode = -1;
+    QString out;
+    QString err;
+};
+
+class HelperProgram : public TempHomeTest {
+protected:
+    void SetUp() override {
+        TempHomeTest::SetUp();
+        LinuxPlatform real;
+        if (real.userId() == 0 && real.consoleUser() != real.userName())
+            GTEST_SKIP() << "running as root for another console user";
+        if (!setDosAttrib(home().writeFile("probe"), dosAttribRecord(4, QDateTime::currentDateTimeUtc())))
+            GTEST_SKIP() << "the file system refuses user extended attributes (the dates of autosaves)";
+        location = home().home() + "/Share/Adobe Premiere Pro Auto-Save";
+        set({{autoClean, true}});
+    }
+    static void set(std::initializer_list<std::pair<const char*, QVariant>> values) {
+        for (const auto& [key, value] : values)
+            BMSettings::standard().setValue(key, value);
+        BMSettings::standard().synchronize();
+    }
+    // A restore record in a Trash under the home, as the freedesktop.org format has it.
+    void trashRecord(const QString& trash, const QString& name, const QByteArray& originalPath) {
+        home().writeHomeFile(trash + "files/" + name, "project");
+        home().writeHomeFile(trash + "info/" + name + ".trashinfo",
+                             "[Trash Info]\nPath=" + originalPath + "\nDeletionDate=" +
+                                 QDateTime::currentDateTime().toString("yyyy-MM-ddTHH:mm:ss").toUtf8() +
+                                 "\n");
+    }
+
+    // An autosave of the location created days ago, as Samba records a Mac's creation date.
+    void autosave(const QString& relative, double daysAgo, qint64 size = 0) {
+        const QString path = location + "/" + relative;
+        home().writeFile(path.mid(home().root().size() + 1), relative.toUtf8());
+        if (size > 0) {
+            ASSERT_TRUE(QFile::resize(path, size));
+        }
+        const QDateTime created = QDateTime::currentDateTimeUtc().addSecs(qint64(-daysAgo * 86400));
+        ASSERT_TRUE(setDosAttrib(path, dosAttribRecord(4, created)) &&
+                    keepOriginalModificationTime(path, created));
+    }
+
+    QProcess* start(const QStringList& arguments, const QString& timeLimitMs = QString(),
+                    const QString& program = VESTRY_HELPER_PROGRAM) {
+        auto* process = new QProcess;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("LC_ALL", "en_US.UTF-8");
+        if (!timeLimitMs.isNull())
+            environment.insert("VESTRY_HELPER_TIME_LIMIT_MS", timeLimitMs);
+        process->setProcessEnvironment(environment);
+        process->setWorkingDirectory(home().home());
+        process->start(program, arguments);
+        return process;
+    }
+    static Outcome finish(QProcess* process) {
+        Outcome result;
+        if (!process->waitForFinished(60000)) {
+            process->kill();
+            process->waitForFinished();
+            ADD_FAILURE() << "vestry-helper did not finish";
+        } else if (process->exitStatus() == QProcess::NormalExit) {
+            result.exitCode = process->exitCode();
+        }
+        result.out = QString::fromUtf8(process->readAllStandardOutput());
+        result.err = QString::fromUtf8(process->readAllStandardError());
+        delete process;
+        return result;
+    }
+    Outcome run(const QStringList& arguments) { return finish(start(arguments)); }
+
+    // Relative path -> original path, of what the home's Trash holds with its record.
+    QMap<QString, QString> trashed() const {
+        QMap<QString, QString> records;
+        const QString trash = home().home() + "/.local/share/Trash/";
+        for (const QString& name : QDir(trash + "files").entryList(QDir::AllEntries | QDir::NoDotAndDotDot))
+            records[name] =
+                LinuxPlatform::originalPathFromTrashRecord(readFile(trash + "info/" + name + ".trashinfo"))
+                    .mid(location.size() + 1);
+        return records;
+    }
+    QStringList left() const {
+        QStringList names;
+        for (QDirIterator it(location, QDir::Files, QDirIterator::Subdirectories); it.hasNext();)
+            names << it.next().mid(location.size() + 1);
+        names.sort();
+        return names;
+    }
+    // Every file and folder of the home but the logs, with its size and modification time.
+    QStringList listing() const {
+        QStringList lines;
+        for (QDirIterator it(home().home(), QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden,
+                             QDirIterator::Subdirectories);
+             it.hasNext();) {
+            const QFileInfo info(it.nextFileInfo());
+            const QString relative = info.filePath().mid(home().home().size() + 1);
+            if (relative != ".local" && !relative.startsWith(".local/state") &&
+                !relative.startsWith(".cache"))
+                lines << QString("%1 %2 %3")
+                             .arg(info.filePath())
+                             .arg(info.size())
+                             .arg(info.lastModified().toMSecsSinceEpoch());
+        }
+        lines.sort();
+        return lines;
+    }
+    std::optional<HelperRunLog::Run> lastRun(const QString& job) const {
+        return HelperRunLog::lastRun(home().home() + "/.local/state/Brightmoor", job);
+    }
+
+    QString location;
+};
+
+TEST_F(HelperProgram, CleanTrashesWhatBreaksALimitOldestFirstAndKeepsEachNewest) {
+    set({{autoCleanUseCriteriaAge, true}, {autoCleanUseCriteriaSize, true}, {autoCleanCriteriaSize, 2}});
+    autosave("Edit/Edit-1.prproj", 40);
+    autosave("Edit/Edit-2.prproj", 35);
+    autosave("Edit/Edit-3.prproj", 31); // the newest of Edit: kept although old
+    autosave("Cut/Cut-1.prproj", 5, 1536 * 1024);
+    autosave("Cut/Cut-2.prproj", 4, 1536 * 1024);
+    autosave("Cut/Cut-3.prproj", 3, 1024); // 3 MB in all; the oldest goes, 1.5 MB stays
+    autosave("Solo/Solo-1.prproj", 90);
+
+    const Outcome result = run({"-clean", location});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString() << result.out.toStdString();
+    EXPECT_EQ(trashed(), (QMap<QString, QString>{{"Edit-1.prproj", "Edit/Edit-1.prproj"},
+                                                 {"Edit-2.prproj", "Edit/Edit-2.prproj"},
+                                                 {"Cut-1.prproj", "Cut/Cut-1.prproj"}}));
+    EXPECT_EQ(left(), (QStringList{"Cut/Cut-2.prproj", "Cut/Cut-3.prproj", "Edit/Edit-3.prproj",
+                                   "Solo/Solo-1.prproj"}));
+    // What went, and why, on standard output and in the task log.
+    EXPECT_TRUE(
+        result.out.contains(QRegularExpression("Cut-1.prproj \\(1.5 MB, created [^)]+\\): oldest of a "
+                                               "project over 2 MB\n")))
+        << result.out.toStdString();
+    ASSERT_TRUE(lastRun("clean"));
+    EXPECT_TRUE(lastRun("clean")->ok);
+    EXPECT_EQ(lastRun("clean")->result, "moved 3 autosaves (1.5 MB) to the Trash");
+
+    // Within every limit now: nothing to do, and nothing moves.
+    EXPECT_EQ(run({"-clean", location}).exitCode, 0);
+    EXPECT_EQ(lastRun("clean")->result, "nothing to do");
+    EXPECT_EQ(trashed().size(), 3);
+}
+
+TEST_F(HelperProgram, AvidBinsKeepTheirNewestAndTheTimeLimitStopsBetweenFiles) {
+    location = home().home() + "/Share/Avid Attic";
+    set({{autoCleanUseCriteriaAge, true}});
+    autosave("Film/Bins/Reel 1/Reel 1.1.avb", 60);
+    autosave("Film/Bins/Reel 1/Reel 1.2.avb", 50);
+    autosave("Film/Bins/Reel 2/Reel 2.1.avb", 70); // alone in its bin: kept
+
+    const Outcome stopped = finish(start({"-clean", location + "/"}, "0"));
+    EXPECT_EQ(stopped.exitCode, 0) << stopped.err.toStdString();
+    EXPECT_TRUE(trashed().isEmpty());
+    EXPECT_EQ(lastRun("clean")->result, "moved 0 autosaves (0 B) to the Trash; stopped at the time limit of "
+                                        "0 s with 1 left for the next run");
+
+    ASSERT_EQ(run({"-clean", location}).exitCode, 0);
+    EXPECT_EQ(trashed(), (QMap<QString, QString>{{"Reel 1.1.avb", "Film/Bins/Reel 1/Reel 1.1.avb"}}));
+}
+
+TEST_F(HelperProgram, ArchivesBesideTheFolderThenTrashesAndNeverReplacesAnArchive) {
+    set({{autoCleanAction, 1}, {autoCleanUseCriteriaAge, true}});
+    autosave("Edit/Edit-1.prproj", 40);
+    autosave("Edit/Edit-2.prproj", 35);
+    autosave("Edit/Edit-3.prproj", 1);
+    autosave("Solo/Solo-1.prproj", 90);
+    const QString archives = home().home() + "/Share/Vestry Archives/";
+    const QString today = QDate::currentDate().toString(Qt::ISODate);
+    home().writeHomeFile(QString("Share/Vestry Archives/Edit %1.zip").arg(today), "an earlier run's archive");
+
+    const Outcome result = run({"-clean", location});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString() << result.out.toStdString();
+    EXPECT_EQ(readFile(archives + "Edit " + today + ".zip"), "an earlier run's archive");
+    const QString destination = archives + "Edit " + today + " 2.zip";
+    QStringList names;
+    archive* reader = archive_read_new();
+    archive_read_support_format_zip(reader);
+    EXPECT_EQ(archive_read_open_filename(reader, QFile::encodeName(destination).constData(), 1 << 16),
+              ARCHIVE_OK);
+    for (archive_entry* entry = nullptr; archive_read_next_header(reader, &entry) == ARCHIVE_OK;)
+        names << QString::fromUtf8(archive_entry_pathname_utf8(entry));
+    archive_read_free(reader);
+    names.sort();
+    EXPECT_EQ(names, (QStringList{"Edit/", "Edit/Edit-1.prproj", "Edit/Edit-2.prproj"}));
+    EXPECT_EQ(trashed(), (QMap<QString, QString>{{"Edit-1.prproj", "Edit/Edit-1.prproj"},
+                                                 {"Edit-2.prproj", "Edit/Edit-2.prproj"}}));
+    EXPECT_TRUE(lastRun("clean")->result.startsWith("archived 1 project into " + home().home() +
+                                                    "/Share/Vestry Archives, moved 2 autosaves"))
+        << lastRun("clean")->result.toStdString();
+}
+
+// Also before the job is switched on: a dry run is how it is tried out.
+TEST_F(HelperProgram, DryRunSaysWhatAndWhyAndChangesNothing) {
+    set({{autoClean, false},
+         {autoCleanAction, 1},
+         {autoCleanUseCriteriaTotalSize, true},
+         {autoCleanCriteriaTotalSize, 0}});
+    autosave("Edit/Edit-1.prproj", 3);
+    autosave("Edit/Edit-2.prproj", 2);
+    autosave("Cut/Cut-1.prproj", 1);
+    const QStringList before = listing();
+
+    const Outcome result = run({"-clean", location, "--dry-run"});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_TRUE(
+        result.out.contains(QString("would archive into %1/Share/Vestry Archives/Edit %2.zip and move to "
+                                    "the Trash: %3/Edit/Edit-1.prproj (")
+                                .arg(home().home(), QDate::currentDate().toString(Qt::ISODate), location)))
+        << result.out.toStdString();
+    EXPECT_TRUE(result.out.contains("): oldest of a folder over 0 GB\n")) << result.out.toStdString();
+    EXPECT_TRUE(result.out.contains("switched off (autoClean); this is what it would do when on"));
+    EXPECT_TRUE(result.out.endsWith("dry run: would archive 1 project into " + home().home() +
+                                    "/Share/Vestry Archives, would move 1 autosave (18 B) to the Trash\n"))
+        << result.out.toStdString();
+    EXPECT_EQ(listing(), before);
+}
+
+TEST_F(HelperProgram, TwoRunsAtOnceMoveEachAutosaveOnce) {
+    set({{autoCleanUseCriteriaAge, true}});
+    QStringList old;
+    for (int project = 1; project <= 4; ++project) {
+        for (int n = 1; n <= 8; ++n) {
+            const QString name = QString("P%1/P%1-%2.prproj").arg(project).arg(n);
+            autosave(name, 60 - n);
+            if (n < 8)
+                old << name;
+        }
+    }
+    // Another run holds the job while both start: both wait, then one works and the other
+    // scans afresh after it.
+    std::optional<LocationLock> other = LocationLock::acquire(
+        HelperRun::runLockKey("clean", location), "another run", std::chrono::milliseconds(0), nullptr);
+    ASSERT_TRUE(other);
+    QProcess* first = start({"-clean", location});
+    QProcess* second = start({"-clean", location});
+    EXPECT_FALSE(first->waitForFinished(1000));
+    EXPECT_FALSE(second->waitForFinished(100));
+    other.reset();
+    const Outcome a = finish(first);
+    const Outcome b = finish(second);
+    EXPECT_EQ(a.exitCode, 0) << a.err.toStdString();
+    EXPECT_EQ(b.exitCode, 0) << b.err.toStdString();
+    QStringList inTrash = trashed().values();
+    inTrash.sort();
+    old.sort();
+    EXPECT_EQ(inTrash, old); // each once: a second copy would be "P1-1 2.prproj" in the Trash
+    EXPECT_EQ(left(), (QStringList{"P1/P1-8.prproj", "P2/P2-8.prproj", "P3/P3-8.prproj", "P4/P4-8.prproj"}));
+    QStringList results{a.out.section('\n', -2, -2), b.out.section('\n', -2, -2)};
+    results.sort();
+    EXPECT_EQ(results, (QStringList{"moved 28 autosaves (392 B) to the Trash", "nothing to do"}));
+}
+
+TEST_F(HelperProgram, AMissingFolderFailsNamingItAndTouchesNothing) {
+    autosave("Edit/Edit-1.prproj", 40);
+    const QStringList before = listing();
+    const QString missing = home().home() + "/Gone/Adobe Premiere Pro Auto-Save";
+    const Outcome result = run({"-clean", missing});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.err.contains("Error: The autosave path " + missing + " does not exist."))
+        << result.err.toStdString();
+    EXPECT_EQ(listing(), before);
+    EXPECT_FALSE(lastRun("clean")->ok);
+    const Outcome unknown = run({"-trash", "--force"});
+    EXPECT_EQ(unknown.exitCode, 2);
+    EXPECT_TRUE(unknown.err.contains("Usage: vestry-helper")) << unknown.err.toStdString();
+}
+
+TEST_F(HelperProgram, ARefusedMoveNamesTheFileAndTheCauseWithoutAsking) {
+    if (::getuid() != 0 || !QFileInfo("/usr/bin/setpriv").isExecutable())
+        GTEST_SKIP() << "needs root to run the helper as the user nobody";
+    set({{autoCleanUseCriteriaAge, true}, {autoCleanCriteriaAge, 1}});
+    autosave("Edit/Edit-1.prproj", 3);
+    autosave("Edit/Edit-2.prproj", 2);
+    QProcess chmod;
+    chmod.start("chmod", {"-R", "a+rwX", home().root()});
+    ASSERT_TRUE(chmod.waitForFinished() && chmod.exitCode() == 0);
+    ASSERT_TRUE(QFile::setPermissions(location + "/Edit", QFile::ReadOwner | QFile::WriteOwner |
+                                                              QFile::ExeOwner | QFile::ReadOther |
+                                                              QFile::ExeOther));
+    // Nobody may not take files out of Edit; without a window to ask in, nothing asks.
+    const Outcome result = finish(start(
+        {"--reuid=nobody", "--regid=nogroup", "--clear-groups", VESTRY_HELPER_PROGRAM, "-clean", location},
+        QString(), "/usr/bin/setpriv"));
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(left(), (QStringList{"Edit/Edit-1.prproj", "Edit/Edit-2.prproj"}));
+    EXPECT_TRUE(
+        result.out.contains(QRegularExpression("^Unable to move " + QRegularExpression::escape(location) +
+                                                   "/Edit/Edit-1.prproj .*: Permission denied; "
+                                                   "moved 0 autosaves \\(0 B\\) to the Trash$",
+                                               QRegularExpression::MultilineOption)))
+        << result.out.toStdString();
+}
+
+TEST_F(HelperProgram, AProjectFileInTheTrashTakesItsProjectsAutosaves) {
+    set({{autoRemove, true},
+         {autoRemoveUseCriteria, 1},
+         {autoRemoveUseCriteriaTotalCount, true},
+         {autoRemoveCriteriaTotalCount, 1},
+         {autosavePaths, QStringList{location}}});
+    autosave("Edit/Edit-1.prproj", 3);
+    autosave("Edit/Edit-2.prproj", 2);
+    autosave("Edit/Edit-3.prproj", 1);
+    autosave("Other/Other-1.prproj", 3);
+    autosave("Other/Other-2.prproj", 2);
+    // The Trash renamed it; its record keeps the name it had.
+    trashRecord(".local/share/Trash/", "Edit 2.prproj",
+                QUrl::toPercentEncoding(home().home() + "/Projects/Edit.prproj", "/"));
+
+    // All but the newest with the count limit; everything with rule row 0.
+    ASSERT_EQ(run({"-trash"}).exitCode, 0);
+    EXPECT_EQ(left(), (QStringList{"Edit/Edit-3.prproj", "Other/Other-1.prproj", "Other/Other-2.prproj"}));
+    EXPECT_TRUE(lastRun("trash")->result.startsWith("moved 2 autosaves"))
+        << lastRun("trash")->result.toStdString();
+    set({{autoRemoveUseCriteria, 0}});
+    const Outcome result = run({"-trash"});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_TRUE(result.out.contains("): its project file is in the Trash\n")) << result.out.toStdString();
+    EXPECT_EQ(left(), (QStringList{"Other/Other-1.prproj", "Other/Other-2.prproj"}));
+}
+
+TEST_F(HelperProgram, AProjectFileInAnotherVolumesTrashCounts) {
+    Tmpfs volume(home().home() + "/Volume", "size=4m");
+    if (!volume.mounted())
+        GTEST_SKIP() << volume.why().toStdString();
+    location = home().home() + "/Volume/Adobe Premiere Pro Auto-Save";
+    set({{autoRemove, true}, {autosavePaths, QStringList{location}}});
+    autosave("Edit/Edit-1.prproj", 2);
+    autosave("Edit/Edit-2.prproj", 1);
+    const QString trash = QString("Volume/.Trash-%1/").arg(::getuid());
+    trashRecord(trash, "Edit.prproj", "Edit.prproj"); // relative to the volume's top
+
+    const Outcome result = run({"-trash"});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_TRUE(left().isEmpty()) << result.out.toStdString();
+    EXPECT_TRUE(QFile::exists(home().home() + "/" + trash + "files/Edit-2.prproj"));
+}
+
+} // namespace
