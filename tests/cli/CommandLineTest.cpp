@@ -19,6 +19,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QThread>
 #include <QTimeZone>
 
@@ -729,7 +730,8 @@ TEST_F(HelperCommand, EnableCleanStoresTheFolderInstallsTheUnitsAndDisableRemove
                   ".path\nLimits: older than 30 days; archived into \"Vestry Archives\" beside the "
                   "folder, then to the Trash\n");
     // The files are in place; that the service manager was not told is a warning.
-    EXPECT_TRUE(result.err.contains("vestry helper: warning: ")) << result.err.toStdString();
+    EXPECT_TRUE(result.err.contains(QRegularExpression("vestry helper: warning: .*service manager")))
+        << result.err.toStdString();
     EXPECT_EQ(stored().value("autoClean"), QVariant(true));
     EXPECT_EQ(stored().value("autosaveFolder"), "~/Documents/Adobe Premiere Pro Auto-Save");
     EXPECT_EQ(stored().value("autoCleanUseCriteriaAge"), QVariant(true));
