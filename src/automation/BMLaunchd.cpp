@@ -6,11 +6,18 @@
 #include "foundation/BMLog.h"
 #include "foundation/BMTaskEx.h"
 #include "foundation/Console.h"
+#include "foundation/FileName.h"
 #include "foundation/FileTree.h"
+#include "foundation/PathText.h"
+#include "foundation/UniqueFd.h"
 
+#include <QFileInfo>
 #include <QSaveFile>
 
+#include <cerrno>
+#include <fcntl.h>
 #include <mutex>
+#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 
@@ -151,6 +158,39 @@ bool settingIsTrue(const LaunchJobSettings& settings, const char* key) {
     return false;
 }
 
+// A computer-wide job's files lie in a folder that the system-folder guard keeps whole
+// (/etc/systemd/system), so the general removal refuses them. The job's own files are removed
+// here by name instead: only the entry of that name in the real jobs folder, only when it is
+// a file or a link (never a folder, and a link goes itself, never what it points to).
+bool removeJobFile(const QString& path, bool shouldAuth) {
+    const QString realFolder = QFileInfo(PathText::deletingLastComponent(path)).canonicalFilePath();
+    const QString name = PathText::lastComponent(path);
+    if (realFolder.isEmpty())
+        return !FileTree::exists(path);
+    const UniqueFd folder(
+        ::open(FileName::encode(realFolder).constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    const QByteArray entry = FileName::encode(name);
+    struct stat info {};
+    if (folder.fd < 0 || ::fstatat(folder.fd, entry.constData(), &info, AT_SYMLINK_NOFOLLOW) != 0)
+        return errno == ENOENT;
+    if (!S_ISREG(info.st_mode) && !S_ISLNK(info.st_mode)) {
+        BMLog::appendLogAndPrint(QStringLiteral("Unable to delete %1: it is not a job file").arg(path));
+        return false;
+    }
+    if (::unlinkat(folder.fd, entry.constData(), 0) == 0)
+        return true;
+    const int failure = errno;
+    const QString real = realFolder + QLatin1Char('/') + name;
+    BMLog::appendLog(QStringLiteral("Error removing file: %1. Authorizing...")
+                         .arg(FileTree::errorDescription(real, failure)));
+    if (!shouldAuth)
+        return false;
+    const QString rm = platform().toolPath(Tool::Rm);
+    return BMAuthorization::sharedController().authExecTask(
+               rm, {QStringLiteral("-f"), QStringLiteral("--"), real}) == 0 &&
+           !FileTree::exists(real);
+}
+
 QString permissionsText(const QString& folder) {
     return QStringLiteral("Please check you have correct permissions for the directory %1.").arg(folder);
 }
@@ -173,8 +213,8 @@ bool placeWithPrivileges(const LaunchJobFile& file, const QString& path, const Q
             {QStringLiteral("Error: Unable to write LaunchAgent data"), permissionsText(folder)});
         return false;
     }
-    if (FileTree::exists(path))
-        BMFileManager::removeFileWithTimeout(path, 5);
+    if (FileTree::exists(path) && removeJobFile(path, true))
+        BMFileManager::waitForCondition([&] { return !FileTree::exists(path); }, 5);
     BMLog::appendLog(QStringLiteral("Unable to write launchd plist - trying to authorize..."));
     if (!BMFileManager::moveFileWithTimeout(temporary, path, 10)) {
         const QString text =
@@ -231,7 +271,7 @@ bool BMLaunchd::startJob(const QString& label, const LaunchJobSettings& settings
         if (!placeWithPrivileges(files->at(i), path, folder)) {
             // Half a job would only mislead: the files placed before this one go again.
             for (qsizetype placed = 0; placed < i; ++placed)
-                BMFileManager::removeFile(paths.at(placed), privileged);
+                removeJobFile(paths.at(placed), privileged);
             return false;
         }
         privileged = true;
@@ -272,7 +312,7 @@ void BMLaunchd::removeJob(const QString& label, bool user, bool launchAgent, boo
     for (const QString& path : jobFiles(label, user, launchAgent)) {
         if (!FileTree::exists(path))
             continue;
-        if (BMFileManager::removeFile(path, shouldAuth)) {
+        if (removeJobFile(path, shouldAuth)) {
             ::usleep(500);
             removedAny = true;
         } else {

@@ -796,6 +796,29 @@ TEST_F(HelperCommand, AFolderThatIsNotThereNotALocationOrNoneAtAllChangesNothing
     EXPECT_FALSE(QFileInfo::exists(home().home() + "/.config/systemd"));
 }
 
+// A file server's job lives in /etc/systemd/system, inside the system folders that removal
+// otherwise never touches: switching it off must still take exactly its own two files away.
+// Run in a mount namespace of its own with a scratch /etc/systemd/system.
+TEST_F(HelperCommand, TheComputersJobIsInstalledAndRemovedInTheSystemFolder) {
+    const QString unit = "/etc/systemd/system/com.brightmoor.VestryCleanHelper";
+    const QString script =
+        QString("[ -d /etc/systemd/system ] && mount -t tmpfs tmpfs /etc/systemd/system || exit 77\n"
+                "touch /etc/systemd/system/other.service\n"
+                "\"$0\" helper enable clean \"$1\" --system --older-than 9 || exit 10\n"
+                "[ -f %1.service ] && [ -f %1.path ] || exit 11\n"
+                "\"$0\" helper disable clean --system || exit 12\n"
+                "[ ! -e %1.service ] && [ ! -e %1.path ] || exit 13\n"
+                "[ -f /etc/systemd/system/other.service ] || exit 14\n")
+            .arg(unit);
+    const Outcome result =
+        run({"--mount", "--propagation", "private", "sh", "-c", script, VESTRY_PROGRAM, premiere}, env,
+            "/usr/bin/unshare");
+    if (result.exitCode == 77 || result.err.contains("unshare failed"))
+        GTEST_SKIP() << "no mount namespace with a scratch /etc/systemd/system here";
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_FALSE(result.err.contains("system folder")) << result.err.toStdString();
+}
+
 TEST_F(HelperCommand, TheComputersJobsAreRootsOnly) {
     if (!openToNobody())
         GTEST_SKIP() << "needs root to run vestry as nobody";
