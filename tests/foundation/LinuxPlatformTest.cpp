@@ -24,20 +24,37 @@ TEST(LinuxPlatform, ParsesOsReleaseSeatFileAndDiskLabels) {
 namespace {
 class SeatPlatform : public LinuxPlatform {
 public:
-    explicit SeatPlatform(QString seat) : m_seat(std::move(seat)) {}
+    explicit SeatPlatform(QString seat, QString marker = "/run/systemd/system")
+        : m_seat(std::move(seat)), m_marker(std::move(marker)) {}
 
 protected:
     QString seatStateFile() const override { return m_seat; }
+    QString systemdRunningMarker() const override { return m_marker; }
 
 private:
     QString m_seat;
+    QString m_marker;
 };
 } // namespace
 
-TEST(LinuxPlatform, MachineWithoutASeatIsUsedByTheProcesssOwnUser) {
-    QTemporaryDir dir; // logind makes the seats folder even where no seat exists
-    const SeatPlatform platform(dir.path() + "/seat0");
-    EXPECT_EQ(platform.consoleUser(), platform.userName());
+// Root on a file server (seat0 exists, nobody sits at it) works for itself rather than for
+// nobody; a machine without a seat or without systemd likewise.
+TEST(LinuxPlatform, NobodyAtTheSeatMeansTheProcesssOwnUser) {
+    QTemporaryDir dir;
+    const QString marker = dir.path() + "/systemd-running";
+    ASSERT_TRUE(QDir().mkpath(marker));
+    QFile seat(dir.path() + "/seat0");
+    ASSERT_TRUE(seat.open(QIODevice::WriteOnly));
+    seat.write("IS_SEAT0=1\nCAN_MULTI_SESSION=1\n");
+    seat.close();
+    EXPECT_EQ(SeatPlatform(seat.fileName(), marker).consoleUser(), LinuxPlatform().userName());
+    EXPECT_EQ(SeatPlatform(dir.path() + "/none", marker).consoleUser(), LinuxPlatform().userName());
+    ASSERT_TRUE(seat.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    seat.write("IS_SEAT0=1\nACTIVE_UID=65534\n");
+    seat.close();
+    EXPECT_EQ(SeatPlatform(seat.fileName(), marker).consoleUser(), "nobody");
+    EXPECT_EQ(SeatPlatform(seat.fileName(), dir.path() + "/not-running").consoleUser(),
+              LinuxPlatform().userName());
 }
 
 using PlatformFiles = TempHomeTest;

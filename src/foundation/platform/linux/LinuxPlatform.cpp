@@ -115,20 +115,25 @@ QString LinuxPlatform::parseSeatActiveUid(const QByteArray& seatFile) {
     return {};
 }
 
+QString LinuxPlatform::systemdRunningMarker() const {
+    return QStringLiteral("/run/systemd/system");
+}
+
 QString LinuxPlatform::consoleUser() const {
     // Without systemd's login manager (containers, CI: a state folder left in an image does
-    // not count, systemd marks a running system with /run/systemd/system), or with it but
-    // without a seat (a headless server), the process's own user is the one in front of the
-    // machine. A seat with no active session means nobody is logged in.
-    if (!QFileInfo(QStringLiteral("/run/systemd/system")).isDir() || !QFileInfo::exists(seatStateFile()))
+    // not count, systemd marks a running system with /run/systemd/system), without a seat, or
+    // with nobody logged in at it (a file server reached over SSH, a job of the system's own),
+    // the process's own user is the one it works for: root then keeps its own settings, log
+    // and Trash instead of having none.
+    if (!QFileInfo(systemdRunningMarker()).isDir())
         return userName();
     QFile seat(seatStateFile());
     if (!seat.open(QIODevice::ReadOnly))
-        return {};
+        return userName();
     bool ok = false;
     const uid_t uid = parseSeatActiveUid(seat.readAll()).toUInt(&ok);
     if (!ok)
-        return {};
+        return userName();
     const auto account = accountOf(uid);
     return account ? account->name : QString();
 }

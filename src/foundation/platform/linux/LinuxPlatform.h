@@ -110,6 +110,8 @@ public:
 protected:
     // The logind state folder; a test platform may point it elsewhere.
     virtual QString seatStateFile() const;
+    // The folder systemd makes when it runs the machine.
+    virtual QString systemdRunningMarker() const;
     // The index the search tool reads: the one VESTRY_LOCATE_DB names, else (empty) the
     // tool's own.
     virtual QString locateDatabase() const;
