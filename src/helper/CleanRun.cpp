@@ -76,12 +76,14 @@ HelperRun::Outcome CleanRun::work() {
     qsizetype autosaves = 0;
     for (const BMProjectPtr& project : projects)
         autosaves += project->childCount();
-    tell(
-        QStringLiteral("%1 of %2 autosaves in %3 projects break a clean-up limit; the newest of each project "
-                       "(of each bin for Avid) is kept")
-            .arg(choices.size())
-            .arg(autosaves)
-            .arg(projects.size()));
+    tell(QStringLiteral("%1 of %2 autosave%3 in %4 project%5 %6 a clean-up limit; the newest of each project "
+                        "(of each bin for Avid) is kept")
+             .arg(choices.size())
+             .arg(autosaves)
+             .arg(autosaves == 1 ? QString() : QStringLiteral("s"))
+             .arg(projects.size())
+             .arg(projects.size() == 1 ? QString() : QStringLiteral("s"))
+             .arg(choices.size() == 1 ? QStringLiteral("breaks") : QStringLiteral("break")));
     if (choices.isEmpty())
         return Outcome{true, QStringLiteral("nothing to do")};
     if (settings.integerValue(QLatin1String(SettingsKey::autoCleanAction)) == 1)
