@@ -1,11 +1,10 @@
 #include "ActionsFixture.h"
+#include "ZipEntries.h"
 #include "actions/AutosaveArchiver.h"
 #include "foundation/BMFileManager.h"
 
 #include <QThread>
 
-#include <archive.h>
-#include <archive_entry.h>
 #include <atomic>
 #include <thread>
 
@@ -16,21 +15,6 @@ protected:
     QString destination() const { return home().home() + "/Autosaves.zip"; }
     QStringList premiereEntries() const {
         return QDir(premiere()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
-    }
-    // The archive's entries, sorted, folders ending in "/".
-    static QStringList entries(const QString& zip) {
-        QStringList names;
-        archive* reader = archive_read_new();
-        archive_read_support_format_zip(reader);
-        EXPECT_EQ(archive_read_open_filename(reader, QFile::encodeName(zip).constData(), 1 << 16),
-                  ARCHIVE_OK);
-        for (archive_entry* entry = nullptr; archive_read_next_header(reader, &entry) == ARCHIVE_OK;) {
-            const QString name = QString::fromUtf8(archive_entry_pathname_utf8(entry));
-            names << (archive_entry_filetype(entry) == AE_IFDIR && !name.endsWith('/') ? name + '/' : name);
-        }
-        archive_read_free(reader);
-        names.sort();
-        return names;
     }
     QString halvern() const { return home().home() + "/.local/share/Brightmoor/Halvern"; }
     // A stand-in ditto running the given shell commands.
@@ -51,7 +35,7 @@ TEST_F(Archiver, EachAutosaveGoesOnceUnderTheFolderThatHeldItAndThenToTheTrash) 
         destination());
     ASSERT_FALSE(result.error.isError()) << result.error.message.toStdString();
     EXPECT_EQ(result.autosaves, 6);
-    EXPECT_EQ(entries(destination()),
+    EXPECT_EQ(zipEntryNames(destination()),
               (QStringList{"Adobe Premiere Pro Auto-Save/", "Adobe Premiere Pro Auto-Save/Promo-1.prproj",
                            "Adobe Premiere Pro Auto-Save/Promo-2.prproj", "Alpha/", "Alpha/Alpha-1.prproj",
                            "Backups/", "Backups/Ceremony 2026-11-18 10-00.fcpevent", "Beta/",
@@ -88,10 +72,10 @@ TEST_F(Archiver, TwoArchivesAtOnceEachGatherInAFolderOfTheirOwn) {
     EXPECT_EQ(gathered, 2);
     ASSERT_FALSE(first.error.isError() || second.error.isError())
         << first.error.informative.toStdString() << second.error.informative.toStdString();
-    EXPECT_EQ(entries(premiereZip), (QStringList{"Alpha/", "Alpha/Alpha-1.prproj", "Beta/",
-                                                 "Beta/Beta-1.prproj", "Beta/Beta-2.prproj"}));
-    EXPECT_EQ(entries(eventZip), (QStringList{"Backups/", "Backups/Ceremony 2026-11-16 10-00.fcpevent",
-                                              "Backups/Ceremony 2026-11-18 10-00.fcpevent"}));
+    EXPECT_EQ(zipEntryNames(premiereZip), (QStringList{"Alpha/", "Alpha/Alpha-1.prproj", "Beta/",
+                                                       "Beta/Beta-1.prproj", "Beta/Beta-2.prproj"}));
+    EXPECT_EQ(zipEntryNames(eventZip), (QStringList{"Backups/", "Backups/Ceremony 2026-11-16 10-00.fcpevent",
+                                                    "Backups/Ceremony 2026-11-18 10-00.fcpevent"}));
     EXPECT_EQ(trashRecords().size(), 5);
     EXPECT_EQ(QDir(halvern()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
 }
