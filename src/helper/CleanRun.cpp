@@ -42,16 +42,9 @@ HelperRun::Outcome CleanRun::work() {
         BMLog::appendLogAndPrint(message);
         return Outcome{false, message};
     }
-    if (!settings.boolValue(QLatin1String(SettingsKey::autoClean))) {
-        // A dry run still shows what the job would do, so that it can be tried before it is
-        // switched on.
-        if (!dryRun()) {
-            tell(QStringLiteral("The clean-up helper is switched off (autoClean): nothing is cleaned"));
-            return Outcome{true, QStringLiteral("nothing to do: the clean-up helper is switched off")};
-        }
-        tell(QStringLiteral(
-            "The clean-up helper is switched off (autoClean); this is what it would do when on"));
-    }
+    if (auto off = stopWhenSwitchedOff(SettingsKey::autoClean, QStringLiteral("clean-up"),
+                                       QStringLiteral("nothing is cleaned")))
+        return *off;
     AutosaveFolderScanner scanner(scanSettings());
     ScanStatus status = ScanStatus::Failed;
     const BMProjectList projects = scanner.projectsFromFolder(m_folder, &status).value_or(BMProjectList());

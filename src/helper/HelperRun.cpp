@@ -63,6 +63,20 @@ void HelperRun::tellChoice(const RuleChoice& choice, const QString& doing) const
                   choice.reason));
 }
 
+std::optional<HelperRun::Outcome> HelperRun::stopWhenSwitchedOff(const char* switchKey, const QString& helper,
+                                                                 const QString& nothingDone) const {
+    if (BMSettings::standard().boolValue(QLatin1String(switchKey)))
+        return std::nullopt;
+    const QString key = QLatin1String(switchKey);
+    if (dryRun()) {
+        tell(QStringLiteral("The %1 helper is switched off (%2); this is what it would do when on")
+                 .arg(helper, key));
+        return std::nullopt;
+    }
+    tell(QStringLiteral("The %1 helper is switched off (%2): %3").arg(helper, key, nothingDone));
+    return Outcome{true, QStringLiteral("nothing to do: the %1 helper is switched off").arg(helper)};
+}
+
 QString HelperRun::runLockKey(const QString& job, const QString& folder) {
     // Not a folder: a name of the run's own for LocationLock, so that the run lock never
     // meets the locks the removal takes on the locations themselves.

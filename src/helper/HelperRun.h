@@ -53,6 +53,11 @@ protected:
 
     // To the log and to standard output, where a dry run is read.
     static void tell(const QString& line);
+    // A job switched off in the settings does nothing (a job left behind by a failed unload
+    // must not remove anything), except in a dry run, which shows what it would do when on.
+    // The outcome to end with when it does nothing.
+    std::optional<Outcome> stopWhenSwitchedOff(const char* switchKey, const QString& helper,
+                                               const QString& nothingDone) const;
     // "would move to the Trash: PATH (1.2 MB, created ...): older than 30 days"
     void tellChoice(const RuleChoice& choice, const QString& doing) const;
 

@@ -28,16 +28,9 @@ TrashRun::TrashRun(Options options) : HelperRun(QStringLiteral("trash"), options
 
 HelperRun::Outcome TrashRun::work() {
     BMSettings& settings = BMSettings::standard();
-    if (!settings.boolValue(QLatin1String(SettingsKey::autoRemove))) {
-        // A dry run still shows what the job would do, so that it can be tried before it is
-        // switched on.
-        if (!dryRun()) {
-            tell(QStringLiteral("The removal helper is switched off (autoRemove): nothing is removed"));
-            return Outcome{true, QStringLiteral("nothing to do: the removal helper is switched off")};
-        }
-        tell(QStringLiteral(
-            "The removal helper is switched off (autoRemove); this is what it would do when on"));
-    }
+    if (auto off = stopWhenSwitchedOff(SettingsKey::autoRemove, QStringLiteral("removal"),
+                                       QStringLiteral("nothing is removed")))
+        return *off;
     const RemovalLimits limits = RemovalLimits::fromSettings(settings);
     if (!limits.any()) {
         tell(QStringLiteral("The removal rule is set to limits and none is switched on: nothing is chosen"));
