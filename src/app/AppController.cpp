@@ -30,6 +30,7 @@
 #include "foundation/PathText.h"
 #include "foundation/PlistFile.h"
 #include "foundation/SettingsKeys.h"
+#include "support/BMTroubleshootingUtils.h"
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -116,12 +117,16 @@ AppController::AppController(Environment environment, QObject* parent)
     BMLaunchd::setAlertSink([window](const JobAlert& alert) {
         BMAlert::alertSheetWithButtons({alert.message, {}, {}, {}, alert.informative}, window, false);
     });
+    BMTroubleshootingUtils::setAlertHook([window](const QString& message, const QString& informative) {
+        BMAlert::alertSheetWithButtons({message, {}, {}, {}, informative}, window, false);
+    });
 }
 
 AppController::~AppController() {
     m_updateTimer.stop();
     waitForWorkers();
     BMLaunchd::setAlertSink(nullptr);
+    BMTroubleshootingUtils::setAlertHook(nullptr);
 }
 
 void AppController::connectWindow() {
@@ -139,6 +144,7 @@ void AppController::connectWindow() {
     connect(a.quit, &QAction::triggered, qApp, &QApplication::quit);
     connect(a.viewLog, &QAction::triggered, this, &AppController::viewLog);
     connect(a.viewTaskLog, &QAction::triggered, this, &AppController::viewTaskLog);
+    connect(a.gatherLogs, &QAction::triggered, this, &AppController::gatherLogs);
     connect(a.userManual, &QAction::triggered, this, &AppController::helpUserManual);
     connect(a.reportBug, &QAction::triggered, this, &AppController::helpReportBug);
     connect(a.suggestFeature, &QAction::triggered, this, &AppController::helpSuggestFeature);
@@ -715,12 +721,17 @@ void AppController::helpBMHome() {
 }
 
 void AppController::viewLog() {
-    m_env.openUrl(QUrl::fromLocalFile(QStringLiteral("%1/Vestry.1.log").arg(BMLog::logFolder())));
+    BMTroubleshootingUtils::viewLogForApp(QStringLiteral("Vestry"), m_env.openUrl);
 }
 
 void AppController::viewTaskLog() {
-    m_env.openUrl(QUrl::fromLocalFile(
-        QStringLiteral("%1/%2.1.log").arg(BMLog::logFolder(), HelperRunLog::taskLogName())));
+    // The helper writes "Vestry.task.1.log".
+    BMTroubleshootingUtils::viewTaskLogForApp(QStringLiteral("Vestry"), m_env.openUrl);
+}
+
+void AppController::gatherLogs() {
+    BMTroubleshootingUtils::gatherLogsForAppsWithNames(
+        {QStringLiteral("Vestry"), QStringLiteral("Vestry Helper")});
 }
 
 void AppController::showAboutDialog() {

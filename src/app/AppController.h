@@ -147,6 +147,7 @@ public:
     void helpBMHome();
     void viewLog();
     void viewTaskLog();
+    void gatherLogs();
     void showAboutDialog();
 
 Q_SIGNALS:

@@ -3,6 +3,7 @@
 #include "AppController.h"
 #include "foundation/BMLog.h"
 #include "foundation/MainThread.h"
+#include "support/BMBugReporter.h"
 
 #include <QApplication>
 #include <QIcon>
@@ -18,12 +19,17 @@ int runApplication(int argc, char** argv) {
     // Workers reach the window through the main thread's loop from now on.
     MainThread::setDispatch(MainThread::Dispatch::EventLoop);
 
+    BMBugReporter::startBugReporter();
     BMLog::createNewLog(QStringLiteral("Vestry"));
     AppController controller;
-    if (!controller.awakeFromNib())
+    if (!controller.awakeFromNib()) {
+        BMBugReporter::stopBugReporter();
         return 1;
+    }
     QObject::connect(&app, &QCoreApplication::aboutToQuit, &controller,
                      &AppController::applicationWillTerminate);
+    QObject::connect(&app, &QCoreApplication::aboutToQuit, &controller,
+                     [] { BMBugReporter::stopBugReporter(); });
     QTimer::singleShot(0, &controller, &AppController::applicationDidFinishLaunching);
     return app.exec();
 }

@@ -74,6 +74,7 @@ void MainWindow::makeActions() {
     a.quit->setMenuRole(QAction::QuitRole);
     a.viewLog = make(tr("View Log"));
     a.viewTaskLog = make(tr("View Helper Log"));
+    a.gatherLogs = make(tr("Gather Logs"));
     a.userManual = make(tr("Vestry Help"), QKeySequence::HelpContents);
     a.reportBug = make(tr("Report a Bug…"));
     a.suggestFeature = make(tr("Suggest a Feature…"));
@@ -111,6 +112,8 @@ void MainWindow::makeMenus() {
     QMenu* logs = menuBar()->addMenu(tr("&Log"));
     logs->addAction(a.viewLog);
     logs->addAction(a.viewTaskLog);
+    logs->addSeparator();
+    logs->addAction(a.gatherLogs);
 
     QMenu* help = menuBar()->addMenu(tr("&Help"));
     help->addAction(a.userManual);

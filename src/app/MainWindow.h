@@ -30,6 +30,7 @@ public:
         QAction* quit = nullptr;
         QAction* viewLog = nullptr;
         QAction* viewTaskLog = nullptr;
+        QAction* gatherLogs = nullptr;
         QAction* userManual = nullptr;
         QAction* reportBug = nullptr;
         QAction* suggestFeature = nullptr;

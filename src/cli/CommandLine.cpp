@@ -54,7 +54,9 @@ std::optional<int> runCommandLine(int argc, char** argv) {
     QCoreApplication::setApplicationVersion(QStringLiteral(VESTRY_VERSION));
     // Standard output carries results; what the program says to a person goes to stderr.
     Console::setStream(Console::Stream::StandardError);
-    BMLog::createNewLog(QStringLiteral("Vestry"));
+    // A log of the command line's own: a few runs must not rotate the window's log away.
+    BMLog::setAppName(QStringLiteral("Vestry.cli"));
+    BMLog::createNewLog(QStringLiteral("Vestry.cli"));
     const int status = chosen->run();
     BMLog::willTerminate();
     return status;

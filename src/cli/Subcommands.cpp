@@ -1,5 +1,6 @@
 #include "ArchiveCommand.h"
 #include "DiscoverCommand.h"
+#include "GatherLogsCommand.h"
 #include "HelperCommand.h"
 #include "ListCommand.h"
 #include "PruneCommand.h"
@@ -12,5 +13,6 @@ std::vector<std::unique_ptr<Subcommand>> makeSubcommands() {
     commands.push_back(std::make_unique<PruneCommand>());
     commands.push_back(std::make_unique<ArchiveCommand>());
     commands.push_back(std::make_unique<HelperCommand>());
+    commands.push_back(std::make_unique<GatherLogsCommand>());
     return commands;
 }

@@ -4,10 +4,13 @@
 #include "TrashRun.h"
 #include "automation/HelperRunLog.h"
 #include "foundation/BMAuthorization.h"
+#include "foundation/BMLocalPaths.h"
 #include "foundation/BMLog.h"
 #include "foundation/BMSettings.h"
 #include "foundation/Console.h"
 #include "foundation/FileName.h"
+#include "foundation/PathText.h"
+#include "support/BMBugReporter.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -91,8 +94,13 @@ int HelperProgram::main(int argc, char** argv) {
         ::close(STDIN_FILENO);
 
     QCoreApplication app(argc, argv);
-    // The log is named before it is made: an application name would otherwise win over it.
+    // The run markers live in the settings file the window shares, through the settings
+    // store; its crash reports are named "Vestry" too.
+    const QString settingsFile =
+        PathText::appendingComponent(BMLocalPaths::prefsDirectory(true), BMSettings::standardFileName());
+    // The log is named before anything is logged: an application name would otherwise win.
     BMLog::setAppName(HelperRunLog::taskLogName());
+    BMBugReporter::startBugReporter(QStringLiteral("Vestry"), settingsFile);
     BMLog::createNewLog(HelperRunLog::taskLogName());
     // Created without an interface before anything asks for it: a privileged step is then
     // refused, never asked about.
@@ -111,6 +119,7 @@ int HelperProgram::main(int argc, char** argv) {
         outcome = TrashRun(options).run();
     else
         outcome = CleanRun(arguments->folder, options).run();
+    BMBugReporter::stopBugReporter(settingsFile);
     BMLog::finishWriting();
     return outcome.ok ? 0 : 1;
 }

@@ -1,8 +1,10 @@
 #include "WindowFixture.h"
+#include "ZipEntries.h"
 #include "app/BusySpinner.h"
 #include "app/PreferencesWindow.h"
 #include "catalogue/AutosaveType.h"
 #include "catalogue/OutlineText.h"
+#include "foundation/BMLocalPaths.h"
 #include "foundation/BMSettings.h"
 #include "foundation/PlistFile.h"
 #include "foundation/SettingsKeys.h"
@@ -241,19 +243,51 @@ TEST_F(Controller, BecomingActiveOrShowingTheLocationsTabRebuildsOnlyWhenIdle) {
 
 TEST_F(Controller, HelpAndLogMenusOpenTheirPlaces) {
     start();
+    const MainWindow::Actions& menu = controller->mainWindow()->actions();
+    {
+        // No log yet: each command says which log is missing.
+        Answerer answer("OK");
+        menu.viewLog->trigger();
+        ASSERT_TRUE(waitFor([&] { return answer.count == 1; }));
+        EXPECT_EQ(answer.text, "No log found");
+        EXPECT_EQ(answer.informative, "You must perform a task before viewing the log.");
+        menu.viewTaskLog->trigger();
+        ASSERT_TRUE(waitFor([&] { return answer.count == 2; }));
+        EXPECT_EQ(answer.informative,
+                  "You must run the application as a task (e.g. through Orrery) before viewing a log.");
+        EXPECT_TRUE(opened.isEmpty());
+    }
+    write(".local/state/Brightmoor/Vestry.1.log", "log");
+    write(".local/state/Brightmoor/Vestry.task.1.log", "log");
     QCoreApplication::setApplicationVersion("1.0 beta");
     controller->helpReportBug();
     QCoreApplication::setApplicationVersion(QString());
-    controller->viewLog();
+    menu.viewLog->trigger();
     controller->helpUserManual(); // no manual installed: nothing opens
-    controller->viewTaskLog();
+    menu.viewTaskLog->trigger();
     ASSERT_EQ(opened.size(), 3);
     EXPECT_EQ(opened[0].path(), "/halvern/bugreport");
     EXPECT_EQ(QUrlQuery(opened[0]).queryItemValue("app"), "vestry");
     EXPECT_EQ(QUrlQuery(opened[0]).queryItemValue("version", QUrl::FullyEncoded), "1.0%20beta");
-    EXPECT_TRUE(opened[1].toLocalFile().endsWith("/Brightmoor/Vestry.1.log"));
+    EXPECT_EQ(opened[1].toLocalFile(), home().home() + "/.local/state/Brightmoor/Vestry.1.log");
     // The log the background helper writes.
-    EXPECT_TRUE(opened[2].toLocalFile().endsWith("/Brightmoor/Vestry.task.1.log"));
+    EXPECT_EQ(opened[2].toLocalFile(), home().home() + "/.local/state/Brightmoor/Vestry.task.1.log");
+}
+
+TEST_F(Controller, GatherLogsPutsTheLogsOfBothProgramsOnTheDesktop) {
+    start();
+    write(".local/state/Brightmoor/Vestry.task.1.log", "log");
+    write(".config/com.brightmoor.VestryHelper.plist", "x");
+    Answerer answer("OK");
+    controller->mainWindow()->actions().gatherLogs->trigger();
+    ASSERT_TRUE(waitFor([&] { return answer.count == 1; }));
+    EXPECT_EQ(answer.text, "Logs gathered successfully");
+    EXPECT_EQ(answer.parent, controller->mainWindow());
+    const QStringList entries = zipEntryNames(BMLocalPaths::desktopDirectory() + "/Vestry Logs.zip");
+    EXPECT_TRUE(
+        entries.contains("BM_App_Logs" + home().home() + "/.local/state/Brightmoor/Vestry.task.1.log"));
+    EXPECT_TRUE(
+        entries.contains("BM_App_Logs" + home().home() + "/.config/com.brightmoor.VestryHelper.plist"));
 }
 
 TEST_F(Controller, AFolderFoundByTheNameSearchIsStoredAndShown) {

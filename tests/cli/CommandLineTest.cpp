@@ -2,6 +2,7 @@
 // settings and Trash inside the test's temporary folder.
 #include "automation/HelperRunLog.h"
 #include "catalogue/OutlineText.h"
+#include "foundation/BMLocalPaths.h"
 #include "foundation/BMLog.h"
 #include "foundation/BMSettings.h"
 #include "foundation/FileName.h"
@@ -818,4 +819,34 @@ TEST_F(HelperCommand, TheComputersJobsAreRootsOnly) {
     EXPECT_EQ(result.err,
               "vestry helper: --system changes the computer's jobs, which only root may do (try sudo)\n");
     EXPECT_FALSE(QFileInfo::exists(settingsFile));
+}
+
+TEST_F(CommandLine, RunsLogApartFromTheWindowAndGatherLogsPutsThemOnTheDesktop) {
+    const QString logs = BMLog::logFolder();
+    write(logs + "/Vestry.1.log", "the window's log");
+    // More runs than the log keeps generations: the window's log is never rotated away.
+    for (int i = 0; i < 6; ++i)
+        ASSERT_EQ(run({"list"}).exitCode, 0);
+    EXPECT_EQ(readFile(logs + "/Vestry.1.log"), "the window's log");
+    EXPECT_TRUE(QFileInfo::exists(logs + "/Vestry.cli.5.log"));
+
+    const Outcome gathered = run({"gather-logs"});
+    const QString archive = BMLocalPaths::desktopDirectory() + "/Vestry Logs.zip";
+    EXPECT_EQ(gathered.exitCode, 0) << gathered.err.toStdString();
+    EXPECT_EQ(gathered.out, archive + "\n");
+    EXPECT_TRUE(gathered.err.contains("Logs gathered successfully")) << gathered.err.toStdString();
+    const QStringList entries = zipEntryNames(archive);
+    for (const char* name : {"Vestry.1.log", "Vestry.cli.1.log", "Vestry.cli.5.log"})
+        EXPECT_TRUE(entries.contains("BM_App_Logs" + logs + "/" + name)) << name;
+}
+
+TEST_F(CommandLine, GatherLogsWithNothingToGatherFailsSayingSo) {
+    // With logging switched off the run itself leaves no log to gather.
+    write(home().home() + "/.config/com.brightmoor.global.plist",
+          PlistFile::toXml(QVariantMap{{SettingsKey::disableLogging, "1"}}));
+    const Outcome gathered = run({"gather-logs"});
+    EXPECT_EQ(gathered.exitCode, 1);
+    EXPECT_TRUE(gathered.out.isEmpty());
+    EXPECT_TRUE(gathered.err.contains("No logs found")) << gathered.err.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(BMLocalPaths::desktopDirectory() + "/Vestry Logs.zip"));
 }

@@ -357,3 +357,23 @@ TEST_F(HelperProgram, AProjectFileInAnotherVolumesTrashCounts) {
 }
 
 } // namespace
+
+TEST_F(HelperProgram, MarksItsRunsInTheSharedSettingsAndReportsACrashOfTheLastOne) {
+    ASSERT_EQ(run({"-trash"}).exitCode, 0);
+    BMSettings& settings = BMSettings::standard();
+    settings.synchronize();
+    const QDateTime launch = settings.value("launch").toDateTime();
+    ASSERT_TRUE(launch.isValid());
+    EXPECT_GE(settings.value("exit").toDateTime(), launch);
+    EXPECT_TRUE(settings.boolValue(autoClean)); // the window's settings are kept
+
+    // The last run ended without its "exit", and left a report.
+    settings.removeValue("exit");
+    settings.synchronize();
+    home().writeHomeFile(".local/state/DiagnosticReports/Vestry_2026-01-01-000000-1.crash", "report");
+    ASSERT_EQ(run({"-trash"}).exitCode, 0);
+    QByteArray logs;
+    for (const char* name : {"Vestry.task.1.log", "Vestry.task.2.log"})
+        logs += readFile(home().home() + "/.local/state/Brightmoor/" + name);
+    EXPECT_TRUE(logs.contains("Application crashed on last launch"));
+}

@@ -1,0 +1,29 @@
+// Starts the bug reporter as Vestry does, then ends as asked: "segv" dereferences null,
+// "throw" dies of an uncaught exception (the log's terminate handler, then SIGABRT), "quit"
+// stops the reporter and exits normally.
+#include "foundation/BMLog.h"
+#include "support/BMBugReporter.h"
+
+#include <QCoreApplication>
+
+#include <cstdio>
+#include <cstring>
+#include <stdexcept>
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("Vestry"));
+    const char* mode = argc > 1 ? argv[1] : "";
+    BMBugReporter::startBugReporter();
+    BMLog::createNewLog(QStringLiteral("Vestry"));
+    BMLog::appendLog(QStringLiteral("probe started"));
+    BMLog::finishWriting();
+    if (std::strcmp(mode, "segv") == 0) {
+        volatile int* nowhere = nullptr;
+        return *nowhere;
+    }
+    if (std::strcmp(mode, "throw") == 0)
+        throw std::runtime_error("the probe's reason");
+    BMBugReporter::stopBugReporter();
+    return 0;
+}
