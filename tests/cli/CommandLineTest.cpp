@@ -25,6 +25,7 @@
 #include <QThread>
 #include <QTimeZone>
 
+#include <csignal>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <memory>
@@ -849,4 +850,28 @@ TEST_F(CommandLine, GatherLogsWithNothingToGatherFailsSayingSo) {
     EXPECT_TRUE(gathered.out.isEmpty());
     EXPECT_TRUE(gathered.err.contains("No logs found")) << gathered.err.toStdString();
     EXPECT_FALSE(QFileInfo::exists(BMLocalPaths::desktopDirectory() + "/Vestry Logs.zip"));
+}
+
+TEST_F(CommandLine, TheWindowKilledBySegvLeavesACrashReport) {
+    const QString reports = BMLocalPaths::logDirectory(true) + "/DiagnosticReports";
+    QProcessEnvironment env = environment();
+    env.insert("QT_QPA_PLATFORM", "offscreen");
+    QProcess window;
+    window.setProcessEnvironment(env);
+    window.start(VESTRY_PROGRAM, QStringList{});
+    ASSERT_TRUE(window.waitForStarted(10000));
+    // The reporter makes its folder when it starts.
+    QElapsedTimer clock;
+    clock.start();
+    while (!QFileInfo(reports).isDir() && clock.elapsed() < 20000)
+        QThread::msleep(20);
+    const bool started = QFileInfo(reports).isDir();
+    ::kill(pid_t(window.processId()), started ? SIGSEGV : SIGKILL);
+    ASSERT_TRUE(window.waitForFinished(20000));
+    ASSERT_TRUE(started) << "the window never started its crash reporter";
+    EXPECT_EQ(window.exitStatus(), QProcess::CrashExit);
+    const QStringList names = QDir(reports).entryList(QDir::Files);
+    ASSERT_EQ(names.size(), 1);
+    EXPECT_TRUE(names.first().startsWith("Vestry_"));
+    EXPECT_TRUE(readFile(reports + "/" + names.first()).contains("SIGSEGV"));
 }

@@ -4,6 +4,7 @@
 #include "automation/HelperRunLog.h"
 #include "foundation/BMSettings.h"
 #include "foundation/LocationLock.h"
+#include "foundation/PlistFile.h"
 #include "foundation/SettingsKeys.h"
 #include "foundation/platform/linux/LinuxPlatform.h"
 #include "helper/HelperRun.h"
@@ -121,8 +122,15 @@ protected:
              it.hasNext();) {
             const QFileInfo info(it.nextFileInfo());
             const QString relative = info.filePath().mid(home().home().size() + 1);
-            if (relative != ".local" && !relative.startsWith(".local/state") &&
-                !relative.startsWith(".cache"))
+            if (relative == ".config" || relative == ".config/com.brightmoor.Vestry.plist") {
+                // Every run marks its start and end in the settings; nothing else may change.
+                QVariantMap settings = PlistFile::readDictionary(info.filePath()).value_or(QVariantMap());
+                settings.remove("launch");
+                settings.remove("exit");
+                if (info.isFile())
+                    lines << info.filePath() + " " + PlistFile::toXml(settings);
+            } else if (relative != ".local" && !relative.startsWith(".local/state") &&
+                       !relative.startsWith(".cache"))
                 lines << QString("%1 %2 %3")
                              .arg(info.filePath())
                              .arg(info.size())
