@@ -8,6 +8,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
@@ -32,9 +33,10 @@ protected:
     }
 
     // Runs the probe under a time-out; its process id, or 0 when it hung.
-    qint64 runProbe(const char* mode, QProcess::ExitStatus expected) {
+    qint64 runProbe(const char* mode, QProcess::ExitStatus expected,
+                    const QString& program = VESTRY_CRASH_REPORTER_PROBE) {
         QProcess probe;
-        probe.start(VESTRY_CRASH_REPORTER_PROBE, {mode});
+        probe.start(program, {mode});
         EXPECT_TRUE(probe.waitForStarted(10000));
         const qint64 pid = probe.processId();
         if (!probe.waitForFinished(20000)) {
@@ -85,6 +87,27 @@ TEST_F(BugReporter, AProcessKilledBySegvLeavesAReportThatTheNextStartHandsOver) 
     EXPECT_EQ(told, path);
     // The start recorded a new "launch": the same report is old news now.
     EXPECT_TRUE(BMBugReporter::checkForCrashes().isEmpty());
+}
+
+TEST_F(BugReporter, ABugReporterBesideTheProgramIsPreferred) {
+    // A copy of the probe with a reporter of its own that records what it was given.
+    const QString folder = home().makeFolder("bin");
+    ASSERT_TRUE(QFile::copy(VESTRY_CRASH_REPORTER_PROBE, folder + "/probe"));
+    QFile::setPermissions(folder + "/probe", QFile::ReadOwner | QFile::ExeOwner);
+    const QString handed = home().root() + "/handed";
+    home().writeFile(
+        "bin/Bug Reporter",
+        QStringLiteral("#!/bin/sh\necho \"$@\" > '%1.part' && mv '%1.part' '%1'\n").arg(handed).toUtf8());
+    QFile::setPermissions(folder + "/Bug Reporter", QFile::ReadOwner | QFile::ExeOwner);
+    runProbe("segv", QProcess::CrashExit, folder + "/probe");
+    ASSERT_EQ(reportNames().size(), 1);
+    QThread::msleep(1000 - QTime::currentTime().msec() + 10);
+    runProbe("quit", QProcess::NormalExit, folder + "/probe");
+    QElapsedTimer clock;
+    clock.start();
+    while (!QFileInfo::exists(handed) && clock.elapsed() < 10000)
+        QThread::msleep(20);
+    EXPECT_EQ(readFile(handed), (reports + "/" + reportNames().first() + "\n").toUtf8());
 }
 
 TEST_F(BugReporter, TheLogsTerminateHandlerAndTheCrashReportBothWork) {
