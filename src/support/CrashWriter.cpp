@@ -181,7 +181,7 @@ bool CrashWriter::install(const QString& folder, const QString& appName) {
     g_prefixLength = static_cast<size_t>(prefix.size());
     const QString program = QCoreApplication::instance() ? QCoreApplication::applicationFilePath()
                                                          : QStringLiteral("/proc/self/exe");
-    const QByteArray header = QStringLiteral("Process: %1\nPath: %2\nVersion: %3\nDate/Time: %4\n")
+    const QByteArray header = QStringLiteral("Process: %1\nPath: %2\nVersion: %3\nLaunch Time: %4\n")
                                   .arg(appName, program, QCoreApplication::applicationVersion(),
                                        QDateTime::currentDateTime().toString(Qt::ISODate))
                                   .toUtf8()
