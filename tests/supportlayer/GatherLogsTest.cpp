@@ -115,23 +115,4 @@ TEST_F(GatherLogs, AnAdditionalFileThatCannotBeCopiedFailsTheGathering) {
     EXPECT_TRUE(QDir(BMLocalPaths::tempDirectory()).isEmpty());
 }
 
-TEST_F(GatherLogs, ViewingAMissingLogSaysWhichKindIsMissing) {
-    QList<QUrl> opened;
-    auto open = [&](const QUrl& url) {
-        opened << url;
-        return true;
-    };
-    EXPECT_FALSE(BMTroubleshootingUtils::viewLogForApp("Vestry", open));
-    EXPECT_FALSE(BMTroubleshootingUtils::viewTaskLogForApp("Vestry", open));
-    EXPECT_EQ(alerts, (QStringList{"No log found / You must perform a task before viewing the log.",
-                                   "No log found / You must run the application as a task (e.g. through "
-                                   "Orrery) before viewing a log."}));
-    const QString task = write(BMLog::logFolder() + "/Vestry.task.1.log");
-    EXPECT_TRUE(BMTroubleshootingUtils::viewTaskLogForApp("Vestry", open));
-    EXPECT_EQ(opened, QList<QUrl>{QUrl::fromLocalFile(task)});
-    // Without an opener of the window's, the desktop opens it.
-    EXPECT_TRUE(BMTroubleshootingUtils::viewTaskLogForApp("Vestry"));
-    EXPECT_EQ(home().platform().opened(), (QList<FakePlatform::Opened>{{{task}, QString()}}));
-}
-
 } // namespace
