@@ -30,6 +30,7 @@
 #include "foundation/PathText.h"
 #include "foundation/PlistFile.h"
 #include "foundation/SettingsKeys.h"
+#include "support/BMQC.h"
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -84,6 +85,8 @@ AppController::AppController(Environment environment, QObject* parent)
     }
     if (!m_env.openUrl)
         m_env.openUrl = [](const QUrl& url) { return QDesktopServices::openUrl(url); };
+    if (!m_env.analytics)
+        m_env.analytics = &BMQC::sharedController();
     m_helperWorkers.setMaxThreadCount(1);
 
     m_appLaunching = true;
@@ -209,6 +212,15 @@ void AppController::applicationDidFinishLaunching() {
         BMAlert::alertSheetWithButtons({tr("Vestry's settings could not be read."), {}, {}, {}, problem},
                                        m_window.get(), false);
     }
+    m_env.analytics->setPermissionHooks(
+        [](QWidget* window) {
+            return BMAlert::alertSheetWithButtons({BMQC::questionText(), tr("Allow"), tr("More Info"),
+                                                   tr("Don't Allow"), BMQC::questionInformativeText()},
+                                                  window, true);
+        },
+        m_env.openUrl);
+    m_env.analytics->loadQC(m_window.get());
+    m_preferences->setAnalyticsChecked(m_env.analytics->shouldLog());
     populateDataNoSave();
 }
 
@@ -523,7 +535,7 @@ void AppController::prefsToggleAdminPass(bool on) {
 }
 
 void AppController::prefsToggleQCLogging(bool on) {
-    BMSettings::analytics().setValue(SettingsKey::logQC, on);
+    m_env.analytics->setQCLogging(on);
 }
 
 void AppController::prefsAddManualPath() {
