@@ -10,6 +10,7 @@
 #include "MainWindow.h"
 #include "PreferencesWindow.h"
 #include "ProgressSheet.h"
+#include "ShortcutKeyPane.h"
 #include "automation/BMLaunchd.h"
 #include "automation/HelperJobs.h"
 #include "automation/HelperRunLog.h"
@@ -30,6 +31,7 @@
 #include "foundation/PathText.h"
 #include "foundation/PlistFile.h"
 #include "foundation/SettingsKeys.h"
+#include "support/BMSoftwareUpdate.h"
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -146,6 +148,8 @@ void AppController::connectWindow() {
     connect(a.productHome, &QAction::triggered, this, &AppController::helpOstrandHome);
     connect(a.makerHome, &QAction::triggered, this, &AppController::helpBMHome);
     connect(a.about, &QAction::triggered, this, &AppController::showAboutDialog);
+    connect(a.checkForUpdates, &QAction::triggered, this, &AppController::manualUpdateCheck);
+    ShortcutKeyBindings::follow(w);
 
     connect(m_preferences, &PreferencesWindow::adminPasswordToggled, this,
             &AppController::prefsToggleAdminPass);
@@ -209,6 +213,7 @@ void AppController::applicationDidFinishLaunching() {
         BMAlert::alertSheetWithButtons({tr("Vestry's settings could not be read."), {}, {}, {}, problem},
                                        m_window.get(), false);
     }
+    BMSoftwareUpdate::startup([this](std::function<void()> check) { runInBackground(std::move(check)); });
     populateDataNoSave();
 }
 
@@ -712,6 +717,12 @@ void AppController::helpOstrandHome() {
 
 void AppController::helpBMHome() {
     m_env.openUrl(HelpLinks::brightmoorHome());
+}
+
+void AppController::manualUpdateCheck() {
+    const QString problem = BMSoftwareUpdate::launchSoftwareUpdate();
+    if (!problem.isEmpty())
+        BMAlert::alertSheetWithButtons({problem, {}, {}, {}, {}}, m_window.get(), false);
 }
 
 void AppController::viewLog() {
