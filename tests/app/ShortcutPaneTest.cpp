@@ -9,6 +9,7 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QTabWidget>
+#include <QTest>
 
 namespace {
 
@@ -104,6 +105,22 @@ TEST_F(ShortcutPane, ACapturedKeyIsTheActionsAndBackspaceGivesItsOwnBack) {
     press(pane->table(), Qt::Key_Delete, Qt::NoModifier, 119, "\x7f");
     EXPECT_EQ(menu().reveal->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_R));
     EXPECT_TRUE(BMShortcutKeyTableDelegate::storedShortcuts().isEmpty());
+}
+
+TEST_F(ShortcutPane, AKeySetInThePaneRunsTheCommand) {
+    const int row = rowOf("View Log");
+    pane->table()->setCurrentCell(row, 0);
+    press(pane->keyField(), Qt::Key_K, Qt::AltModifier, 45);
+    EXPECT_EQ(keyName(row), "Alt+K");
+
+    QMainWindow* window = controller->mainWindow();
+    window->show();
+    QApplication::setActiveWindow(window);
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window));
+    const qsizetype before = opened.size();
+    QTest::keyClick(window, Qt::Key_K, Qt::AltModifier);
+    ASSERT_EQ(opened.size(), before + 1);
+    EXPECT_TRUE(opened.last().toLocalFile().endsWith("/Brightmoor/Vestry.1.log"));
 }
 
 TEST_F(ShortcutPane, CheckForUpdatesSaysThereIsNoUpdater) {

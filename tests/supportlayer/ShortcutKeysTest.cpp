@@ -5,6 +5,7 @@
 #include "support/BMShortcutKeys.h"
 
 #include <QDeadlineTimer>
+#include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QStandardPaths>
@@ -42,8 +43,13 @@ TEST(ShortcutKeyNames, PrefixesInTheirOrderAndTheGlyphTable) {
         EXPECT_EQ(BMShortcutKeyNames::stringForKeyCode(keycode, 0), name) << keycode;
     EXPECT_EQ(BMShortcutKeyNames::stringForKeyCode(23, 512), "Backtab");
     // The function-key characters of the table name the same keys.
-    for (char16_t c : {0xF700, 0xF701, 0xF702, 0xF703, 0xF729, 0xF72B, 0xF72C, 0xF72D})
-        EXPECT_FALSE(BMShortcutKeyNames::glyphName(c).isEmpty()) << int(c);
+    const QStringList functionKeys{"Up Arrow", "Down Arrow", "Left Arrow", "Right Arrow"};
+    for (char16_t c = 0xF700; c <= 0xF703; ++c)
+        EXPECT_EQ(BMShortcutKeyNames::glyphName(c), functionKeys[c - 0xF700]);
+    EXPECT_EQ(BMShortcutKeyNames::glyphName(0xF729), "Home");
+    EXPECT_EQ(BMShortcutKeyNames::glyphName(0xF72B), "End");
+    EXPECT_EQ(BMShortcutKeyNames::glyphName(0xF72C), "Page Up");
+    EXPECT_EQ(BMShortcutKeyNames::glyphName(0xF72D), "Page Down");
     EXPECT_TRUE(BMShortcutKeyNames::glyphName(u'a').isNull());
 }
 
@@ -133,6 +139,21 @@ TEST_F(ShortcutWatchList, TheSelectedRowTakesTheKeyAndClearingRemovesIt) {
     EXPECT_FALSE(delegate.commands()[0].contains("keyname"));
     EXPECT_FALSE(BMShortcutKeyTableDelegate::storedShortcuts().contains("open"));
     EXPECT_TRUE(BMShortcutKeyTableDelegate::storedShortcuts().contains("refresh"));
+}
+
+TEST_F(ShortcutWatchList, AListThatCannotBeWrittenLeavesTheRowAsItWasAndSaysWhy) {
+    BMShortcutKeyTableDelegate& delegate = BMShortcutKeyTableDelegate::sharedController();
+    delegate.populateKeyData();
+    QDir().mkpath(BMShortcutKeyTableDelegate::watchListPath());
+    QString told;
+    const QMetaObject::Connection connection =
+        QObject::connect(&delegate, &BMShortcutKeyTableDelegate::problem, &delegate,
+                         [&told](const QString& text) { told = text; });
+    delegate.setSelectedRow(0);
+    delegate.keyChanged(CapturedKey::fromPress(keyF5, false, false, false, false));
+    QObject::disconnect(connection);
+    EXPECT_FALSE(delegate.commands()[0].contains("keyname"));
+    EXPECT_TRUE(told.contains(BMShortcutKeyTableDelegate::watchListPath())) << told.toStdString();
 }
 
 TEST_F(ShortcutWatchList, TheKeyManagerIsRunWithSetup) {
