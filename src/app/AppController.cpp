@@ -10,6 +10,7 @@
 #include "MainWindow.h"
 #include "PreferencesWindow.h"
 #include "ProgressSheet.h"
+#include "ShortcutKeyPane.h"
 #include "automation/BMLaunchd.h"
 #include "automation/HelperJobs.h"
 #include "automation/HelperRunLog.h"
@@ -31,6 +32,7 @@
 #include "foundation/PlistFile.h"
 #include "foundation/SettingsKeys.h"
 #include "support/BMQC.h"
+#include "support/BMSoftwareUpdate.h"
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -149,6 +151,8 @@ void AppController::connectWindow() {
     connect(a.productHome, &QAction::triggered, this, &AppController::helpOstrandHome);
     connect(a.makerHome, &QAction::triggered, this, &AppController::helpBMHome);
     connect(a.about, &QAction::triggered, this, &AppController::showAboutDialog);
+    connect(a.checkForUpdates, &QAction::triggered, this, &AppController::manualUpdateCheck);
+    ShortcutKeyBindings::follow(w);
 
     connect(m_preferences, &PreferencesWindow::adminPasswordToggled, this,
             &AppController::prefsToggleAdminPass);
@@ -221,6 +225,7 @@ void AppController::applicationDidFinishLaunching() {
         m_env.openUrl);
     m_env.analytics->loadQC(m_window.get());
     m_preferences->setAnalyticsChecked(m_env.analytics->shouldLog());
+    BMSoftwareUpdate::startup([this](std::function<void()> check) { runInBackground(std::move(check)); });
     populateDataNoSave();
 }
 
@@ -724,6 +729,12 @@ void AppController::helpOstrandHome() {
 
 void AppController::helpBMHome() {
     m_env.openUrl(HelpLinks::brightmoorHome());
+}
+
+void AppController::manualUpdateCheck() {
+    const QString problem = BMSoftwareUpdate::launchSoftwareUpdate();
+    if (!problem.isEmpty())
+        BMAlert::alertSheetWithButtons({problem, {}, {}, {}, {}}, m_window.get(), false);
 }
 
 void AppController::viewLog() {

@@ -148,6 +148,7 @@ public:
     void helpSupport();
     void helpOstrandHome();
     void helpBMHome();
+    void manualUpdateCheck();
     void viewLog();
     void viewTaskLog();
     void showAboutDialog();

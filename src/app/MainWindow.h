@@ -36,6 +36,7 @@ public:
         QAction* support = nullptr;
         QAction* productHome = nullptr;
         QAction* makerHome = nullptr;
+        QAction* checkForUpdates = nullptr;
         QAction* about = nullptr;
     };
 
