@@ -10,6 +10,7 @@
 #include "MainWindow.h"
 #include "PreferencesWindow.h"
 #include "ProgressSheet.h"
+#include "ShortcutKeyPane.h"
 #include "automation/BMLaunchd.h"
 #include "automation/HelperJobs.h"
 #include "automation/HelperRunLog.h"
@@ -30,6 +31,8 @@
 #include "foundation/PathText.h"
 #include "foundation/PlistFile.h"
 #include "foundation/SettingsKeys.h"
+#include "support/BMQC.h"
+#include "support/BMSoftwareUpdate.h"
 #include "support/BMTroubleshootingUtils.h"
 
 #include <QApplication>
@@ -85,6 +88,8 @@ AppController::AppController(Environment environment, QObject* parent)
     }
     if (!m_env.openUrl)
         m_env.openUrl = [](const QUrl& url) { return QDesktopServices::openUrl(url); };
+    if (!m_env.analytics)
+        m_env.analytics = &BMQC::sharedController();
     m_helperWorkers.setMaxThreadCount(1);
 
     m_appLaunching = true;
@@ -152,6 +157,8 @@ void AppController::connectWindow() {
     connect(a.productHome, &QAction::triggered, this, &AppController::helpOstrandHome);
     connect(a.makerHome, &QAction::triggered, this, &AppController::helpBMHome);
     connect(a.about, &QAction::triggered, this, &AppController::showAboutDialog);
+    connect(a.checkForUpdates, &QAction::triggered, this, &AppController::manualUpdateCheck);
+    ShortcutKeyBindings::follow(w);
 
     connect(m_preferences, &PreferencesWindow::adminPasswordToggled, this,
             &AppController::prefsToggleAdminPass);
@@ -215,6 +222,16 @@ void AppController::applicationDidFinishLaunching() {
         BMAlert::alertSheetWithButtons({tr("Vestry's settings could not be read."), {}, {}, {}, problem},
                                        m_window.get(), false);
     }
+    m_env.analytics->setPermissionHooks(
+        [](QWidget* window) {
+            return BMAlert::alertSheetWithButtons({BMQC::questionText(), tr("Allow"), tr("More Info"),
+                                                   tr("Don't Allow"), BMQC::questionInformativeText()},
+                                                  window, true);
+        },
+        m_env.openUrl);
+    m_env.analytics->loadQC(m_window.get());
+    m_preferences->setAnalyticsChecked(m_env.analytics->shouldLog());
+    BMSoftwareUpdate::startup([this](std::function<void()> check) { runInBackground(std::move(check)); });
     populateDataNoSave();
 }
 
@@ -529,7 +546,7 @@ void AppController::prefsToggleAdminPass(bool on) {
 }
 
 void AppController::prefsToggleQCLogging(bool on) {
-    BMSettings::analytics().setValue(SettingsKey::logQC, on);
+    m_env.analytics->setQCLogging(on);
 }
 
 void AppController::prefsAddManualPath() {
@@ -718,6 +735,12 @@ void AppController::helpOstrandHome() {
 
 void AppController::helpBMHome() {
     m_env.openUrl(HelpLinks::brightmoorHome());
+}
+
+void AppController::manualUpdateCheck() {
+    const QString problem = BMSoftwareUpdate::launchSoftwareUpdate();
+    if (!problem.isEmpty())
+        BMAlert::alertSheetWithButtons({problem, {}, {}, {}, {}}, m_window.get(), false);
 }
 
 void AppController::viewLog() {

@@ -16,6 +16,7 @@
 #include <memory>
 
 class AutosaveActions;
+class BMQC;
 class AutosaveOutlineModel;
 class LocationDiscovery;
 class MainWindow;
@@ -38,6 +39,8 @@ struct AppControllerEnvironment {
     QStringList sharedAvidAttics = CatalogueLocations::defaultSharedAvidAttics();
     // The 60-second search timer's interval.
     int searchIntervalMs = 60000;
+    // The usage analytics; the process's own when none is given.
+    BMQC* analytics = nullptr;
 };
 
 // The application's controller: owns the main window, the outline's model, the
@@ -145,6 +148,7 @@ public:
     void helpSupport();
     void helpOstrandHome();
     void helpBMHome();
+    void manualUpdateCheck();
     void viewLog();
     void viewTaskLog();
     void gatherLogs();

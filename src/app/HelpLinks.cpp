@@ -2,12 +2,22 @@
 
 #include "foundation/BMLocalPaths.h"
 #include "foundation/PathText.h"
+#include "foundation/PlistFile.h"
 
 #include <QCoreApplication>
 #include <QUrlQuery>
 
+QVariantMap HelpLinks::applicationInfo() {
+    return PlistFile::readDictionary(QStringLiteral(":/vestry/Info.plist")).value_or(QVariantMap());
+}
+
+QString HelpLinks::applicationCode(const QVariantMap& info) {
+    const QString code = info.value(QStringLiteral("BMShortName")).toString();
+    return code.isEmpty() ? QStringLiteral("halvern") : code;
+}
+
 QString HelpLinks::applicationCode() {
-    return QStringLiteral("vestry");
+    return applicationCode(applicationInfo());
 }
 
 QString HelpLinks::shortVersion() {

@@ -83,6 +83,34 @@ void MainWindow::makeActions() {
     a.makerHome = make(tr("Brightmoor Home Page"));
     a.about = make(tr("About Vestry"));
     a.about->setMenuRole(QAction::AboutRole);
+    a.checkForUpdates = make(tr("Check for Updates…"));
+    a.checkForUpdates->setMenuRole(QAction::ApplicationSpecificRole);
+
+    // The shortcut pane's commands are named by these identifiers (BMKeys.plist).
+    const QList<std::pair<QAction*, const char*>> identifiers{
+        {a.open, "open"},
+        {a.reveal, "reveal"},
+        {a.copy, "copy"},
+        {a.move, "move"},
+        {a.archive, "archive"},
+        {a.restoreEvent, "restoreEvent"},
+        {a.remove, "remove"},
+        {a.refresh, "refresh"},
+        {a.preferences, "preferences"},
+        {a.quit, "quit"},
+        {a.viewLog, "viewLog"},
+        {a.viewTaskLog, "viewTaskLog"},
+        {a.userManual, "userManual"},
+        {a.reportBug, "reportBug"},
+        {a.suggestFeature, "suggestFeature"},
+        {a.support, "support"},
+        {a.productHome, "productHome"},
+        {a.makerHome, "makerHome"},
+        {a.checkForUpdates, "checkForUpdates"},
+        {a.about, "about"},
+    };
+    for (const auto& [action, identifier] : identifiers)
+        action->setObjectName(QString::fromLatin1(identifier));
 }
 
 void MainWindow::makeMenus() {
@@ -124,6 +152,7 @@ void MainWindow::makeMenus() {
     help->addSeparator();
     help->addAction(a.productHome);
     help->addAction(a.makerHome);
+    help->addAction(a.checkForUpdates);
     help->addSeparator();
     help->addAction(a.about);
 

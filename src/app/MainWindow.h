@@ -37,6 +37,7 @@ public:
         QAction* support = nullptr;
         QAction* productHome = nullptr;
         QAction* makerHome = nullptr;
+        QAction* checkForUpdates = nullptr;
         QAction* about = nullptr;
     };
 

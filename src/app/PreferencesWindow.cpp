@@ -1,5 +1,6 @@
 #include "PreferencesWindow.h"
 
+#include "ShortcutKeyPane.h"
 #include "foundation/BMSettings.h"
 #include "foundation/SettingsKeys.h"
 
@@ -53,6 +54,7 @@ PreferencesWindow::PreferencesWindow(QWidget* parent) : QDialog(parent) {
     m_tabs->addTab(makeLocationsTab(), tr("Locations"));
     m_tabs->addTab(makeRemovalTab(), tr("Trash Helper"));
     m_tabs->addTab(makeCleanUpTab(), tr("Clean Helper"));
+    m_tabs->addTab(new ShortcutKeyPane(this), tr("Shortcuts"));
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(m_tabs);
     connect(m_tabs, &QTabWidget::currentChanged, this, [this](int index) {

@@ -21,7 +21,7 @@ class QTabWidget;
 class PreferencesWindow : public QDialog {
     Q_OBJECT
 public:
-    enum Tab { GeneralTab, LocationsTab, RemovalTab, CleanUpTab };
+    enum Tab { GeneralTab, LocationsTab, RemovalTab, CleanUpTab, ShortcutsTab };
 
     explicit PreferencesWindow(QWidget* parent = nullptr);
 

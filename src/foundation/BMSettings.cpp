@@ -179,6 +179,7 @@ QVariantMap BMSettings::applicationDefaults() {
         {autoCleanCriteriaTotalSize, qint64(50)},
         {requireAdminPassword, qint64(0)},
         {premiereGroupTimestampedCopies, true},
+        {qcEndpoint, QStringLiteral("https://www.brightmoor.com/appdata/qc/qc.php")},
     };
 }
 

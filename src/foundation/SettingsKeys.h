@@ -32,6 +32,11 @@ inline constexpr char sortColumn[] = "sortColumn";
 inline constexpr char sortDescending[] = "sortDescending";
 // Premiere 2019+ copies "<Project>-YYYY-MM-DD_HH-MM-SS" and "<Project>" join their project.
 inline constexpr char premiereGroupTimestampedCopies[] = "premiereGroupTimestampedCopies";
+// The usage analytics' counters, and where they are sent.
+inline constexpr char launchCount[] = "launchCount";
+inline constexpr char lastSubmission[] = "lastSubmission";
+inline constexpr char lastOSVersion[] = "lastOSVersion";
+inline constexpr char qcEndpoint[] = "qcEndpoint";
 // Lives only in the analytics file, never in the application's own settings.
 inline constexpr char logQC[] = "logQC";
 // Maker-wide switches in the global file.

@@ -1,9 +1,11 @@
 #include "TempHome.h"
 #include "app/AboutDialog.h"
+#include "app/HelpLinks.h"
 
 #include <QCoreApplication>
 #include <QLabel>
 #include <QTextBrowser>
+#include <QUrlQuery>
 
 TEST(AboutDialog, ShowsNameVersionsAndCredits) {
     QCoreApplication::setApplicationVersion("0.9.1");
@@ -15,4 +17,13 @@ TEST(AboutDialog, ShowsNameVersionsAndCredits) {
     EXPECT_FALSE(about.credits()->isHidden());
     // The licences of what the program is built with are shown as they require.
     EXPECT_TRUE(about.credits()->toPlainText().contains("pugixml"));
+}
+
+TEST(HelpLinks, TheApplicationCodeIsTheShortNameElseTheFamilys) {
+    EXPECT_EQ(HelpLinks::applicationCode(QVariantMap{}), "halvern");
+    EXPECT_EQ(HelpLinks::applicationCode(QVariantMap{{"BMShortName", ""}}), "halvern");
+    EXPECT_EQ(HelpLinks::applicationCode(QVariantMap{{"BMShortName", "wayfind"}}), "wayfind");
+    // The bundled information names this application.
+    EXPECT_EQ(HelpLinks::applicationInfo().value("BMShortName"), "vestry");
+    EXPECT_EQ(QUrlQuery(HelpLinks::featureRequest()).queryItemValue("app"), "vestry");
 }

@@ -196,6 +196,36 @@ TEST_F(Controller, TurningTheAdminPasswordOffNeedsAuthorisationAndAnalyticsHaveT
     EXPECT_FALSE(settings().hasValue(SettingsKey::logQC));
 }
 
+TEST_F(Controller, AnalyticsQuestionAtTheSecondLaunchIsASheetAndTheBoxFollowsTheAnswer) {
+    settings().setValue(SettingsKey::launchCount, 1);
+    QCheckBox* box = nullptr;
+    {
+        Answerer moreInfo("More Info");
+        start();
+        EXPECT_EQ(moreInfo.count, 1);
+        EXPECT_EQ(moreInfo.text, BMQC::questionText());
+        EXPECT_EQ(moreInfo.informative, BMQC::questionInformativeText());
+        EXPECT_EQ(moreInfo.buttons, (QStringList{"Allow", "Don't Allow", "More Info"}));
+        EXPECT_EQ(moreInfo.modality, Qt::WindowModal);
+        EXPECT_EQ(moreInfo.parent, controller->mainWindow());
+    }
+    EXPECT_EQ(opened, QList<QUrl>{BMQC::moreInfoPage()});
+    EXPECT_FALSE(BMSettings::analytics().hasValue(SettingsKey::logQC));
+    controller->waitForWorkers();
+    controller.reset();
+    analytics.reset();
+
+    Answerer allow("Allow");
+    start();
+    EXPECT_EQ(allow.count, 1);
+    box = controller->preferencesWindow()->analyticsBox();
+    EXPECT_TRUE(box->isChecked());
+    EXPECT_TRUE(BMSettings::analytics().boolValue(SettingsKey::logQC));
+    box->click();
+    EXPECT_FALSE(analytics->shouldLog());
+    EXPECT_FALSE(BMSettings::analytics().boolValue(SettingsKey::logQC));
+}
+
 // A user file that cannot be read is set aside at start and told; a computer-wide one is left
 // as it is, and the admin switch that would be stored in it stays off.
 TEST_F(Controller, UnreadableSettingsFilesAreToldAndOnlyTheUsersIsSetAside) {

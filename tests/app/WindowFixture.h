@@ -7,6 +7,7 @@
 #include "app/BMOutlineView.h"
 #include "app/MainWindow.h"
 #include "foundation/BMAuthorization.h"
+#include "support/BMQC.h"
 
 #include <QAbstractButton>
 #include <QAbstractItemModelTester>
@@ -100,6 +101,7 @@ protected:
         if (controller)
             controller->waitForWorkers();
         controller.reset();
+        analytics.reset();
         BMAuthorization::installShared(std::move(m_previousAuthorization));
         TempHomeTest::TearDown();
     }
@@ -116,6 +118,10 @@ protected:
         env.openUrl = [this](const QUrl& url) { return opened << url, true; };
         env.sharedAvidAttics = {home().root() + "/Shared/AvidMediaComposer/Avid Attic"};
         env.searchIntervalMs = 3600 * 1000;
+        // Each test's analytics live in its own home; making them counts a launch.
+        if (!analytics)
+            analytics = std::make_unique<BMQC>();
+        env.analytics = analytics.get();
         return env;
     }
     void start() {
@@ -187,6 +193,7 @@ protected:
 
     std::unique_ptr<AppController> controller;
     std::unique_ptr<QAbstractItemModelTester> tester;
+    std::unique_ptr<BMQC> analytics;
     AutosaveActions* actions = nullptr;
     bool authorizeAnswer = true;
     int authorizations = 0;

@@ -1,0 +1,134 @@
+#include "WindowFixture.h"
+#include "app/PreferencesWindow.h"
+#include "app/ShortcutKeyPane.h"
+#include "foundation/PlistFile.h"
+#include "support/BMShortcutKeys.h"
+
+#include <QKeyEvent>
+#include <QLabel>
+#include <QMenu>
+#include <QMenuBar>
+#include <QTabWidget>
+#include <QTest>
+
+namespace {
+
+class ShortcutPane : public WindowTest {
+protected:
+    void SetUp() override {
+        WindowTest::SetUp();
+        m_savedBus = qgetenv("DBUS_SESSION_BUS_ADDRESS");
+        qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + QFile::encodeName(home().root()) + "/no-bus");
+        BMShortcutKeyTableDelegate::sharedController().setCommandListPath(":/vestry/BMKeys.plist");
+        start();
+        pane = qobject_cast<ShortcutKeyPane*>(
+            controller->preferencesWindow()->tabs()->widget(PreferencesWindow::ShortcutsTab));
+        ASSERT_NE(pane, nullptr);
+    }
+    void TearDown() override {
+        WindowTest::TearDown();
+        qputenv("DBUS_SESSION_BUS_ADDRESS", m_savedBus);
+    }
+
+    int rowOf(const QString& description) const {
+        for (int row = 0; row < pane->table()->rowCount(); ++row) {
+            if (pane->table()->item(row, ShortcutKeyPane::DescriptionColumn)->text() == description)
+                return row;
+        }
+        return -1;
+    }
+    QString keyName(int row) const {
+        return pane->table()->item(row, ShortcutKeyPane::ShortcutColumn)->text();
+    }
+    void press(QWidget* widget, int key, Qt::KeyboardModifiers modifiers, quint32 scanCode,
+               const QString& text = {}) {
+        QKeyEvent event(QEvent::KeyPress, key, modifiers, scanCode, 0, 0, text);
+        QCoreApplication::sendEvent(widget, &event);
+    }
+
+    ShortcutKeyPane* pane = nullptr;
+    QByteArray m_savedBus;
+};
+
+TEST_F(ShortcutPane, TheCommandListIsTheWindowsMenuCommands) {
+    const QVariantList listed =
+        PlistFile::readDictionary(":/vestry/BMKeys.plist").value_or(QVariantMap()).value("BMKeys").toList();
+    QMap<QString, QString> commands;
+    for (const QVariant& entry : listed)
+        commands.insert(entry.toMap().value("id").toString(), entry.toMap().value("description").toString());
+    ASSERT_EQ(commands.size(), listed.size()) << "an id listed twice";
+
+    QMap<QString, QString> menuCommands;
+    for (QAction* menuAction : controller->mainWindow()->menuBar()->actions()) {
+        for (QAction* action : menuAction->menu()->actions()) {
+            if (action->isSeparator() || action->menu())
+                continue;
+            EXPECT_FALSE(action->objectName().isEmpty()) << action->text().toStdString();
+            menuCommands.insert(action->objectName(), action->text());
+        }
+    }
+    EXPECT_EQ(commands, menuCommands);
+    EXPECT_EQ(pane->table()->rowCount(), listed.size());
+}
+
+TEST_F(ShortcutPane, ACapturedKeyIsTheActionsAndBackspaceGivesItsOwnBack) {
+    // This build has no key manager.
+    EXPECT_TRUE(pane->warningLabel()->isVisibleTo(pane));
+    const QAction* refresh = menu().refresh;
+    const QKeySequence original = refresh->shortcut();
+    const int row = rowOf("Refresh");
+    ASSERT_GE(row, 0);
+
+    // No row selected: the key goes nowhere.
+    press(pane->keyField(), Qt::Key_F5, Qt::NoModifier, 71);
+    EXPECT_EQ(keyName(row), "");
+
+    pane->table()->setCurrentCell(row, 0);
+    press(pane->keyField(), Qt::Key_F5, Qt::NoModifier, 71);
+    EXPECT_EQ(keyName(row), "Shift+Cmd+F5");
+    EXPECT_EQ(refresh->shortcut(), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_F5));
+    EXPECT_TRUE(pane->keyField()->text().isEmpty()) << "the key is not typed";
+
+    // Cmd is the Ctrl key: the open command takes Ctrl+R from the reveal command.
+    const int open = rowOf("Open in Apps");
+    pane->table()->setCurrentCell(open, 0);
+    press(pane->keyField(), Qt::Key_R, Qt::ControlModifier, 27, "\x12");
+    EXPECT_EQ(keyName(open), "Cmd+R");
+    EXPECT_EQ(menu().open->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_R));
+    EXPECT_TRUE(menu().reveal->shortcut().isEmpty());
+
+    pane->table()->setCurrentCell(row, 0);
+    press(pane->table(), Qt::Key_Backspace, Qt::NoModifier, 22, "\b");
+    EXPECT_EQ(keyName(row), "");
+    EXPECT_EQ(refresh->shortcut(), original);
+    pane->table()->setCurrentCell(open, 0);
+    press(pane->table(), Qt::Key_Delete, Qt::NoModifier, 119, "\x7f");
+    EXPECT_EQ(menu().reveal->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_R));
+    EXPECT_TRUE(BMShortcutKeyTableDelegate::storedShortcuts().isEmpty());
+}
+
+TEST_F(ShortcutPane, AKeySetInThePaneRunsTheCommand) {
+    const int row = rowOf("View Log");
+    pane->table()->setCurrentCell(row, 0);
+    press(pane->keyField(), Qt::Key_K, Qt::AltModifier, 45);
+    EXPECT_EQ(keyName(row), "Alt+K");
+
+    QMainWindow* window = controller->mainWindow();
+    window->show();
+    QApplication::setActiveWindow(window);
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window));
+    const qsizetype before = opened.size();
+    QTest::keyClick(window, Qt::Key_K, Qt::AltModifier);
+    ASSERT_EQ(opened.size(), before + 1);
+    EXPECT_TRUE(opened.last().toLocalFile().endsWith("/Brightmoor/Vestry.1.log"));
+}
+
+TEST_F(ShortcutPane, CheckForUpdatesSaysThereIsNoUpdater) {
+    menu().checkForUpdates->trigger();
+    QMessageBox* box = visibleAlert();
+    ASSERT_NE(box, nullptr);
+    EXPECT_EQ(box->text(), "Unable to launch Software Update - path doesn't exist");
+    box->close();
+}
+
+} // namespace

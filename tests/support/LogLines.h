@@ -1,0 +1,54 @@
+#pragma once
+
+#include "TempHome.h"
+#include "foundation/BMLog.h"
+
+#include <QRegularExpression>
+#include <QStringList>
+
+#include <functional>
+#include <sys/syscall.h>
+#include <thread>
+#include <unistd.h>
+
+// The messages of the application log, each entry without its date and " - ", that match
+// one of the expected lines, in the order written: equal to `expected` exactly when each of
+// them was written once, whole, in that order. A "*" in an expected line stands for any text
+// without "/" (a name the run makes up).
+inline QStringList loggedOf(const QStringList& expected) {
+    static const QRegularExpression entry(R"(^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d [+-]\d{4} - (.*)$)");
+    QList<QRegularExpression> patterns;
+    for (const QString& line : expected) {
+        QStringList parts = line.split(QLatin1Char('*'));
+        for (QString& part : parts)
+            part = QRegularExpression::escape(part);
+        patterns << QRegularExpression(
+            QRegularExpression::anchoredPattern(parts.join(QStringLiteral("[^/]*"))));
+    }
+    QStringList found;
+    for (const QString& line : logText().split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+        const QString message = entry.match(line).captured(1);
+        for (qsizetype i = 0; i < patterns.size(); ++i) {
+            if (patterns[i].match(message).hasMatch()) {
+                found << expected[i];
+                break;
+            }
+        }
+    }
+    return found;
+}
+
+// Runs the work on a thread of its own as the user nobody, so that root meets a folder's
+// permissions. The raw system calls change the credentials of that thread only (the C
+// library's would change every thread's). False, with nothing run, where that is refused.
+inline bool runAsNobody(const std::function<void()>& work) {
+    bool switched = false;
+    std::thread([&] {
+        switched = ::syscall(SYS_setgroups, 0, nullptr) == 0 &&
+                   ::syscall(SYS_setresgid, 65534, 65534, 65534) == 0 &&
+                   ::syscall(SYS_setresuid, 65534, 65534, 65534) == 0;
+        if (switched)
+            work();
+    }).join();
+    return switched;
+}

@@ -1,0 +1,132 @@
+#include "TempHome.h"
+#include "foundation/BMLocalPaths.h"
+#include "foundation/BMLog.h"
+#include "foundation/ChildProcess.h"
+#include "foundation/PathText.h"
+#include "foundation/PlistFile.h"
+#include "support/BMSoftwareUpdate.h"
+
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QThread>
+
+namespace {
+
+class SoftwareUpdate : public TempHomeTest {
+protected:
+    void SetUp() override {
+        TempHomeTest::SetUp();
+        BMLog::createNewLog(QStringLiteral("Vestry"));
+        BMSoftwareUpdate::setApplicationBundlePath(home().makeFolder("Applications/Vestry.app"));
+    }
+    void TearDown() override {
+        BMSoftwareUpdate::setApplicationBundlePath(QString());
+        TempHomeTest::TearDown();
+    }
+
+    // An updater bundle whose executable writes its arguments, one a line, to "<bundle>.ran".
+    void makeUpdater(const QString& bundle, int version) {
+        PlistFile::writeXml(bundle + "/Contents/Info.plist",
+                            QVariantMap{{"CFBundleVersion", QString::number(version)},
+                                        {"CFBundleExecutable", "Software Update"}});
+        const QString executable = bundle + "/Contents/MacOS/Software Update";
+        QDir().mkpath(bundle + "/Contents/MacOS");
+        QFile file(executable);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write("#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$(dirname \"$0\")/../../../" +
+                   QFileInfo(bundle).fileName().toUtf8() + ".ran\"\n");
+        file.close();
+        file.setPermissions(file.permissions() | QFile::ExeOwner);
+    }
+    static QString ranFile(const QString& bundle) { return bundle + ".ran"; }
+
+    static void storeStartupSwitch(const QVariant& value) {
+        PlistFile::writeXml(
+            PathText::appendingComponent(BMLocalPaths::prefsDirectory(true), "com.brightmoor.global.plist"),
+            QVariantMap{{"SUCheckAtStartup", value}});
+    }
+};
+
+TEST_F(SoftwareUpdate, TheNewerOfInstalledAndInnerUpdaterIsChosen) {
+    const QString installed = BMSoftwareUpdate::installedUpdaterPath();
+    const QString inner = BMSoftwareUpdate::innerUpdaterPath();
+    const QString copy = BMSoftwareUpdate::workingCopyPath();
+    ASSERT_TRUE(installed.startsWith(home().machineRoot()));
+    ASSERT_TRUE(copy.startsWith(home().machineRoot()));
+
+    // Nothing anywhere: the installed path all the same.
+    EXPECT_EQ(BMSoftwareUpdate::updaterPath(), installed);
+
+    // Only the inner one: a fresh working copy, replacing what an earlier run left.
+    makeUpdater(inner, 12);
+    home().writeFile(copy.mid(home().root().size() + 1) + "/Contents/stale", "old");
+    EXPECT_EQ(BMSoftwareUpdate::updaterPath(), copy);
+    EXPECT_EQ(BMSoftwareUpdate::bundleVersion(copy), 12);
+    EXPECT_FALSE(QFileInfo::exists(copy + "/Contents/stale"));
+    EXPECT_TRUE(QFileInfo::exists(inner + "/Contents/Info.plist")) << "the inner updater stays";
+
+    makeUpdater(installed, 10);
+    EXPECT_EQ(BMSoftwareUpdate::updaterPath(), copy);
+    makeUpdater(installed, 12);
+    EXPECT_EQ(BMSoftwareUpdate::updaterPath(), installed) << "equal versions run the installed one";
+    makeUpdater(inner, 10);
+    EXPECT_EQ(BMSoftwareUpdate::updaterPath(), installed);
+}
+
+TEST_F(SoftwareUpdate, TheBackgroundCheckRunsTheUpdaterWithThisApplicationsPath) {
+    const QString installed = BMSoftwareUpdate::installedUpdaterPath();
+    makeUpdater(installed, 3);
+    std::shared_ptr<ChildProcess> child = BMSoftwareUpdate::automaticallyCheckForUpdates();
+    ASSERT_TRUE(child);
+    EXPECT_EQ(child->waitForExit(), 0);
+    EXPECT_EQ(readFile(ranFile(installed)),
+              "-checkpath\n" + BMSoftwareUpdate::applicationBundlePath().toUtf8() + "\n");
+}
+
+TEST_F(SoftwareUpdate, WithoutAnUpdaterOnlyTheMessagesAppear) {
+    EXPECT_FALSE(BMSoftwareUpdate::automaticallyCheckForUpdates());
+    EXPECT_TRUE(logText().contains("Unable to launch Software Update - updater bundle not found."));
+
+    EXPECT_EQ(BMSoftwareUpdate::launchSoftwareUpdate(),
+              "Unable to launch Software Update - path doesn't exist");
+
+    // A bundle without its executable.
+    const QString installed = BMSoftwareUpdate::installedUpdaterPath();
+    makeUpdater(installed, 3);
+    QFile::remove(installed + "/Contents/MacOS/Software Update");
+    EXPECT_FALSE(BMSoftwareUpdate::automaticallyCheckForUpdates());
+    EXPECT_TRUE(logText().contains("Unable to launch Software Update - executable path doesn't exist"));
+}
+
+TEST_F(SoftwareUpdate, TheMenuCommandLaunchesTheUpdaterEvenWithTheStartupCheckOff) {
+    storeStartupSwitch(false);
+    const QString installed = BMSoftwareUpdate::installedUpdaterPath();
+    makeUpdater(installed, 3);
+    EXPECT_EQ(BMSoftwareUpdate::launchSoftwareUpdate(), QString());
+    QDeadlineTimer deadline(10000);
+    while (!QFileInfo::exists(ranFile(installed)) && !deadline.hasExpired())
+        QThread::msleep(20);
+    EXPECT_EQ(readFile(ranFile(installed)), "\n") << "started with no arguments";
+}
+
+TEST_F(SoftwareUpdate, OnlyAStoredFalseTurnsTheStartupCheckOff) {
+    int ran = 0;
+    auto runner = [&ran](const std::function<void()>& check) {
+        ++ran;
+        check();
+    };
+    EXPECT_TRUE(BMSoftwareUpdate::startup(runner)) << "no settings file";
+    storeStartupSwitch(true);
+    EXPECT_TRUE(BMSoftwareUpdate::startup(runner));
+    storeStartupSwitch("NO");
+    EXPECT_TRUE(BMSoftwareUpdate::startup(runner)) << "text is not false";
+    storeStartupSwitch(false);
+    EXPECT_FALSE(BMSoftwareUpdate::startup(runner));
+    storeStartupSwitch(qint64(0));
+    EXPECT_FALSE(BMSoftwareUpdate::startup(runner));
+    EXPECT_EQ(ran, 3);
+}
+
+} // namespace
