@@ -100,6 +100,7 @@ void MainWindow::makeActions() {
         {a.quit, "quit"},
         {a.viewLog, "viewLog"},
         {a.viewTaskLog, "viewTaskLog"},
+        {a.gatherLogs, "gatherLogs"},
         {a.userManual, "userManual"},
         {a.reportBug, "reportBug"},
         {a.suggestFeature, "suggestFeature"},
