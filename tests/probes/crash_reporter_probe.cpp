@@ -10,6 +10,13 @@
 #include <cstring>
 #include <stdexcept>
 
+// A real invalid access. The undefined-behaviour checker of the sanitizer build would stop at
+// it first and exit normally; without it that build crashes as the release build does.
+__attribute__((noinline, no_sanitize_undefined)) int readNowhere() {
+    volatile int* nowhere = nullptr;
+    return *nowhere;
+}
+
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Vestry"));
@@ -18,10 +25,8 @@ int main(int argc, char** argv) {
     BMLog::createNewLog(QStringLiteral("Vestry"));
     BMLog::appendLog(QStringLiteral("probe started"));
     BMLog::finishWriting();
-    if (std::strcmp(mode, "segv") == 0) {
-        volatile int* nowhere = nullptr;
-        return *nowhere;
-    }
+    if (std::strcmp(mode, "segv") == 0)
+        return readNowhere();
     if (std::strcmp(mode, "throw") == 0)
         throw std::runtime_error("the probe's reason");
     BMBugReporter::stopBugReporter();
