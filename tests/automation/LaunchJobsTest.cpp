@@ -251,20 +251,12 @@ TEST_F(LaunchJobsTest, AnUnreachableServiceManagerLeavesTheFilesAndSaysWhy) {
     if (!QFileInfo::exists("/usr/bin/systemctl"))
         GTEST_SKIP() << "systemctl is not installed (package systemd)";
     home().platform().setToolPath(Tool::Systemctl, "/usr/bin/systemctl");
-    const QByteArray bus = qgetenv("DBUS_SESSION_BUS_ADDRESS"), runtime = qgetenv("XDG_RUNTIME_DIR");
-    qunsetenv("DBUS_SESSION_BUS_ADDRESS");
+    qunsetenv("DBUS_SESSION_BUS_ADDRESS"); // the home's fixture puts both back
     qputenv("XDG_RUNTIME_DIR", QFile::encodeName(home().makeFolder("run")));
     const bool started = BMLaunchd::startLaunchAgent(label, job(), true);
     const QString problem = BMLaunchd::loadProblem();
     QString otherThread = "unset";
     std::thread([&] { otherThread = BMLaunchd::loadProblem(); }).join();
-    if (runtime.isEmpty())
-        qunsetenv("XDG_RUNTIME_DIR");
-    else
-        qputenv("XDG_RUNTIME_DIR", runtime);
-    if (!bus.isEmpty())
-        qputenv("DBUS_SESSION_BUS_ADDRESS", bus);
-
     EXPECT_TRUE(started);
     EXPECT_TRUE(
         problem.startsWith("systemctl --user could not reach a user service manager (Failed to connect "
