@@ -11,17 +11,7 @@
 namespace {
 
 class ActionsLogLines;
-
-struct LogRow {
-    const char* rowName;
-    // Runs the operation and returns the lines it must have written ("*" stands for a part
-    // of a path that the run makes up); skips with a message where the fault cannot be made.
-    QStringList (*run)(ActionsLogLines&);
-};
-
-void PrintTo(const LogRow& row, std::ostream* out) {
-    *out << row.rowName;
-}
+using LogRow = LogLinesRow<ActionsLogLines>;
 
 class ActionsLogLines : public ActionsTest, public ::testing::WithParamInterface<LogRow> {
 public:
@@ -63,12 +53,6 @@ QStringList failedRemovalOfRows(ActionsLogLines& test) {
     test.scan();
     AutosaveRemoval::removeIndexSet(test.rows({"Alpha"}), stop);
     return {"Removing autosaves manually...", kException.arg("-[AppController removeIndexSet:]")};
-}
-
-QStringList removingChildren(ActionsLogLines& test) {
-    test.scan();
-    EXPECT_EQ(AutosaveRemoval::removeChildren(test.rows({"Beta"}).first().autosaves()).removed.size(), 2);
-    return {"Removing children manually..."};
 }
 
 QStringList failedRemovalOfChildren(ActionsLogLines& test) {
@@ -132,7 +116,6 @@ TEST_P(ActionsLogLines, AreWrittenAsTheyRead) {
 
 INSTANTIATE_TEST_SUITE_P(Rows, ActionsLogLines,
                          ::testing::Values(LogRow{"RemovingRowsFails", failedRemovalOfRows},
-                                           LogRow{"RemovingChildren", removingChildren},
                                            LogRow{"RemovingChildrenFails", failedRemovalOfChildren},
                                            LogRow{"Archiving", archiving},
                                            LogRow{"ArchivingNothing", archivingNothing},
@@ -141,4 +124,4 @@ INSTANTIATE_TEST_SUITE_P(Rows, ActionsLogLines,
                                            LogRow{"GatheringFolderRefused", gatheringFolderRefused},
                                            LogRow{"CopyToTheTemporaryFolderRefused", copyRefused},
                                            LogRow{"ArchivingFails", failedArchive}),
-                         [](const auto& info) { return std::string(info.param.rowName); });
+                         byRowName);

@@ -198,7 +198,6 @@ TEST_F(Controller, TurningTheAdminPasswordOffNeedsAuthorisationAndAnalyticsHaveT
 
 TEST_F(Controller, AnalyticsQuestionAtTheSecondLaunchIsASheetAndTheBoxFollowsTheAnswer) {
     settings().setValue(SettingsKey::launchCount, 1);
-    QCheckBox* box = nullptr;
     {
         Answerer moreInfo("More Info");
         start();
@@ -218,7 +217,7 @@ TEST_F(Controller, AnalyticsQuestionAtTheSecondLaunchIsASheetAndTheBoxFollowsThe
     Answerer allow("Allow");
     start();
     EXPECT_EQ(allow.count, 1);
-    box = controller->preferencesWindow()->analyticsBox();
+    QCheckBox* box = controller->preferencesWindow()->analyticsBox();
     EXPECT_TRUE(box->isChecked());
     EXPECT_TRUE(BMSettings::analytics().boolValue(SettingsKey::logQC));
     box->click();

@@ -18,10 +18,6 @@ struct RefreshRow {
     QStringList expected;
 };
 
-void PrintTo(const RefreshRow& row, std::ostream* out) {
-    *out << row.rowName;
-}
-
 // Every line a rebuild or its triggers write: a row's lines are these, in order, and no others.
 const QStringList kRefreshLines{"Application became active - repopulating...",
                                 "User switched tabs - refreshing...",
@@ -72,4 +68,4 @@ INSTANTIATE_TEST_SUITE_P(
                    true, QStringList{"User switched tabs - refreshing..."} + kRebuild},
         RefreshRow{"Terminating", [](AppController& app) { app.applicationWillTerminate(); }, false,
                    QStringList{"Saving expanded items..."}}),
-    [](const auto& info) { return std::string(info.param.rowName); });
+    byRowName);

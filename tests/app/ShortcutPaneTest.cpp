@@ -17,7 +17,6 @@ class ShortcutPane : public WindowTest {
 protected:
     void SetUp() override {
         WindowTest::SetUp();
-        m_savedBus = qgetenv("DBUS_SESSION_BUS_ADDRESS");
         qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + QFile::encodeName(home().root()) + "/no-bus");
         BMShortcutKeyTableDelegate::sharedController().setCommandListPath(":/vestry/BMKeys.plist");
         start();
@@ -25,11 +24,6 @@ protected:
             controller->preferencesWindow()->tabs()->widget(PreferencesWindow::ShortcutsTab));
         ASSERT_NE(pane, nullptr);
     }
-    void TearDown() override {
-        WindowTest::TearDown();
-        qputenv("DBUS_SESSION_BUS_ADDRESS", m_savedBus);
-    }
-
     int rowOf(const QString& description) const {
         for (int row = 0; row < pane->table()->rowCount(); ++row) {
             if (pane->table()->item(row, ShortcutKeyPane::DescriptionColumn)->text() == description)
@@ -47,7 +41,6 @@ protected:
     }
 
     ShortcutKeyPane* pane = nullptr;
-    QByteArray m_savedBus;
 };
 
 TEST_F(ShortcutPane, TheCommandListIsTheWindowsMenuCommands) {

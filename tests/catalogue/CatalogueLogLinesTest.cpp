@@ -17,17 +17,7 @@
 namespace {
 
 class CatalogueLogLines;
-
-struct LogRow {
-    const char* rowName;
-    // Runs the operation and returns the lines it must have written; skips with a message
-    // where the fault cannot be made here.
-    QStringList (*run)(CatalogueLogLines&);
-};
-
-void PrintTo(const LogRow& row, std::ostream* out) {
-    *out << row.rowName;
-}
+using LogRow = LogLinesRow<CatalogueLogLines>;
 
 class CatalogueLogLines : public CatalogueTest::LoggedHomeTest, public ::testing::WithParamInterface<LogRow> {
 public:
@@ -145,4 +135,4 @@ INSTANTIATE_TEST_SUITE_P(Rows, CatalogueLogLines,
                                            LogRow{"ScanOfAnUnreadableLocation", unreadableLocation},
                                            LogRow{"ScanOfAnUnreadableAutosave", unreadableAutosave},
                                            LogRow{"ScanFails", failedScan}),
-                         [](const auto& info) { return std::string(info.param.rowName); });
+                         byRowName);

@@ -7,6 +7,8 @@
 #include <QStringList>
 
 #include <functional>
+#include <ostream>
+#include <string>
 #include <sys/syscall.h>
 #include <thread>
 #include <unistd.h>
@@ -37,6 +39,22 @@ inline QStringList loggedOf(const QStringList& expected) {
     }
     return found;
 }
+
+// A row of a table of log-line tests on Fixture: runs the operation and returns the lines it
+// must have written; skips with a message where the fault cannot be made here.
+template <class Fixture>
+struct LogLinesRow {
+    const char* rowName;
+    QStringList (*run)(Fixture&);
+};
+
+template <class Fixture>
+void PrintTo(const LogLinesRow<Fixture>& row, std::ostream* out) {
+    *out << row.rowName;
+}
+
+// Names the instances of a table of rows by their rowName.
+inline constexpr auto byRowName = [](const auto& info) { return std::string(info.param.rowName); };
 
 // Runs the work on a thread of its own as the user nobody, so that root meets a folder's
 // permissions. The raw system calls change the credentials of that thread only (the C

@@ -7,8 +7,10 @@
 #include <QFileInfo>
 
 namespace {
-const char* const kVariables[] = {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME",
-                                  "XDG_STATE_HOME"};
+// Restored after each test; the session's bus and runtime folder too, which tests take away.
+const char* const kVariables[] = {
+    "HOME",           "XDG_CONFIG_HOME", "XDG_DATA_HOME",           "XDG_CACHE_HOME",
+    "XDG_STATE_HOME", "XDG_RUNTIME_DIR", "DBUS_SESSION_BUS_ADDRESS"};
 }
 
 TempHome::TempHome() {

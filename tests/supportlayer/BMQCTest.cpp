@@ -243,20 +243,14 @@ TEST_F(Analytics, CacheIsWrittenAtMostOnceASecondAndAtTermination) {
     storeAnswer(true, 1);
     BMQC qc(environment());
     auto event = [&](int n) { return QVariantMap{{"event", "launch"}, {"date", qint64(n)}}; };
-    qc.logQCEvent(event(1));
-    settle(qc);
-    EXPECT_EQ(cacheFile().size(), 1);
-    clock = clock.addMSecs(600);
-    qc.logQCEvent(event(2));
-    settle(qc);
-    EXPECT_EQ(cacheFile().size(), 1);
-    clock = clock.addMSecs(600);
-    qc.logQCEvent(event(3));
-    settle(qc);
-    clock = clock.addMSecs(100);
-    qc.logQCEvent(event(4));
-    settle(qc);
-    EXPECT_EQ(cacheFile().size(), 3);
+    // Milliseconds since the last event, and the events the file holds after this one.
+    const std::pair<int, int> steps[]{{0, 1}, {600, 1}, {600, 3}, {100, 3}};
+    for (int n = 1; n <= 4; ++n) {
+        clock = clock.addMSecs(steps[n - 1].first);
+        qc.logQCEvent(event(n));
+        settle(qc);
+        EXPECT_EQ(cacheFile().size(), steps[n - 1].second) << "after event " << n;
+    }
     qc.willTerminate();
     EXPECT_EQ(cacheFile(), (QVariantList{event(1), event(2), event(3), event(4)}));
 }

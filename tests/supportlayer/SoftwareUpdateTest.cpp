@@ -118,14 +118,11 @@ TEST_F(SoftwareUpdate, OnlyAStoredFalseTurnsTheStartupCheckOff) {
         check();
     };
     EXPECT_TRUE(BMSoftwareUpdate::startup(runner)) << "no settings file";
-    storeStartupSwitch(true);
-    EXPECT_TRUE(BMSoftwareUpdate::startup(runner));
-    storeStartupSwitch("NO");
-    EXPECT_TRUE(BMSoftwareUpdate::startup(runner)) << "text is not false";
-    storeStartupSwitch(false);
-    EXPECT_FALSE(BMSoftwareUpdate::startup(runner));
-    storeStartupSwitch(qint64(0));
-    EXPECT_FALSE(BMSoftwareUpdate::startup(runner));
+    const std::pair<QVariant, bool> rows[]{{true, true}, {"NO", true}, {false, false}, {qint64(0), false}};
+    for (const auto& [stored, checks] : rows) {
+        storeStartupSwitch(stored);
+        EXPECT_EQ(BMSoftwareUpdate::startup(runner), checks) << stored.toString().toStdString();
+    }
     EXPECT_EQ(ran, 3);
 }
 
