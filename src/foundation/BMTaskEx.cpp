@@ -3,13 +3,13 @@
 #include "BMException.h"
 #include "BMLog.h"
 #include "MainThread.h"
+#include "foundation/FileName.h"
 
 #include <QFileInfo>
 
 #include <chrono>
 #include <condition_variable>
 #include <unistd.h>
-#include "foundation/FileName.h"
 
 void TaskSlot::set(std::shared_ptr<ChildProcess> task) {
     std::lock_guard lock(m_mutex);

@@ -1,9 +1,9 @@
 #include "automation/HelperRunLog.h"
 
 #include "TempHome.h"
+#include "foundation/BMLog.h"
 
 #include <QTimeZone>
-#include "foundation/BMLog.h"
 
 #include <gtest/gtest.h>
 

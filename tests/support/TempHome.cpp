@@ -11,7 +11,7 @@ namespace {
 const char* const kVariables[] = {
     "HOME",           "XDG_CONFIG_HOME", "XDG_DATA_HOME",           "XDG_CACHE_HOME",
     "XDG_STATE_HOME", "XDG_RUNTIME_DIR", "DBUS_SESSION_BUS_ADDRESS"};
-}
+} // namespace
 
 TempHome::TempHome() {
     // A home with a blank and a non-ASCII letter, as real ones have.

@@ -93,12 +93,11 @@ QStringList Platform::launchJobWatchedPaths(const QString& label, const QString&
 }
 
 // ---- Editors' applications and the name search ---------------------------------------------
-Platform::SpotlightQuery Platform::SpotlightQuery::folderNamed(const QString& name)
-{
+Platform::SpotlightQuery Platform::SpotlightQuery::folderNamed(const QString& name) {
     return {QStringLiteral("name:\"%1\" kind:folder").arg(name), PathRule::FolderNamed, name};
 }
 
-Platform::SpotlightQuery Platform::SpotlightQuery::pathsEndingWith(const QString& mdfindQuery, const QString& suffix)
-{
+Platform::SpotlightQuery Platform::SpotlightQuery::pathsEndingWith(const QString& mdfindQuery,
+                                                                   const QString& suffix) {
     return {mdfindQuery, PathRule::EndsWith, suffix};
 }
