@@ -4,7 +4,9 @@
 #include "foundation/BMLog.h"
 #include "foundation/BMSettings.h"
 #include "foundation/FileName.h"
+#include "foundation/PathText.h"
 #include "foundation/SettingsKeys.h"
+#include "foundation/platform/Platform.h"
 
 #include <QDateTime>
 #include <QMutex>
@@ -68,8 +70,12 @@ QStringList CatalogueLocations::storedPaths(const BMSettings& settings, const QS
     QStringList paths;
     for (const QVariant& entry : stored.toList()) {
         const bool text = entry.typeId() == QMetaType::QString;
-        if (text && entry.toString().startsWith(QLatin1Char('/'))) {
-            paths << entry.toString();
+        // "~" lets a settings file travel with a home that is copied or moved.
+        const QString path =
+            text ? PathText::expandingTilde(entry.toString(), Platform::current().homeDirectory())
+                 : QString();
+        if (path.startsWith(QLatin1Char('/'))) {
+            paths << path;
             continue;
         }
         warnOnce(QStringLiteral("Settings: the entry %1 of \"%2\" is ignored: %3.")

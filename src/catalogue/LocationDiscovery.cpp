@@ -157,7 +157,9 @@ QString LocationDiscovery::motionAutosavePath() {
     if (!motion)
         return QString();
     const QVariant path = motion->value(QStringLiteral("OZPreferenceManager::AutosaveVaultPath"));
-    return path.typeId() == QMetaType::QString ? path.toString() : QString();
+    return path.typeId() == QMetaType::QString
+               ? PathText::expandingTilde(path.toString(), Platform::current().homeDirectory())
+               : QString();
 }
 
 LocationDiscovery::Outcome LocationDiscovery::searchForNewPaths() {

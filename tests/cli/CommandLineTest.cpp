@@ -871,3 +871,27 @@ TEST_F(CommandLine, TheWindowKilledBySegvLeavesACrashReport) {
     EXPECT_TRUE(names.first().startsWith("Vestry_"));
     EXPECT_TRUE(readFile(reports + "/" + names.first()).contains("SIGSEGV"));
 }
+
+TEST_F(CommandLine, TheDemoHomeStillListsAfterItIsMoved) {
+    const QString script =
+        QFileInfo(QStringLiteral(__FILE__)).absolutePath() + "/../../scripts/make-demo-home";
+    const QString made = home().root() + "/made";
+    const QString moved = home().root() + "/moved";
+    QProcess make;
+    make.start("bash", {script, made});
+    ASSERT_TRUE(make.waitForFinished(60000));
+    ASSERT_EQ(make.exitCode(), 0) << make.readAllStandardError().toStdString();
+    ASSERT_TRUE(QDir().rename(made, moved));
+
+    QProcessEnvironment env = environment();
+    env.insert("HOME", moved);
+    env.insert("XDG_CONFIG_HOME", moved + "/.config");
+    const Outcome result = run({"list"}, env);
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    for (const char* project :
+         {"Wedding Highlights", "Opening Titles", "Short Film", "Feature Film", "Ceremony"})
+        EXPECT_TRUE(result.out.contains(QLatin1String(project))) << project << "\n"
+                                                                 << result.out.toStdString();
+    EXPECT_FALSE(result.out.contains("offline")) << result.out.toStdString();
+    EXPECT_EQ(result.err, "");
+}
