@@ -142,6 +142,13 @@ void AppController::connectWindow() {
     connect(outline->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             &AppController::outlineViewSelectionDidChange);
     connect(outline->header(), &QHeaderView::sectionClicked, this, &AppController::didClickTableColumn);
+    const bool showLocation = settings().boolValue(SettingsKey::showLocationColumn);
+    outline->setColumnHidden(AutosaveOutlineModel::LocationColumn, !showLocation);
+    a.showLocation->setChecked(showLocation);
+    connect(a.showLocation, &QAction::toggled, this, [this, outline](bool on) {
+        outline->setColumnHidden(AutosaveOutlineModel::LocationColumn, !on);
+        settings().setValue(SettingsKey::showLocationColumn, on);
+    });
     // A double click opens the row, as the open button does.
     connect(outline, &QTreeView::doubleClicked, a.open, &QAction::trigger);
     connect(a.refresh, &QAction::triggered, this, &AppController::populateData);
@@ -270,9 +277,65 @@ const BMProjectList& AppController::dataArray() const {
 }
 
 void AppController::setDataArray(BMProjectList projects) {
+    // A rebuild makes new nodes: the open and selected rows are found again by their paths.
+    BMOutlineView* view = m_window->outlineView();
+    std::set<QString> expanded;
+    std::set<QString> selected;
+    const auto pathOf = [](const QModelIndex& index) {
+        return index.data(int(AutosaveOutlineModel::Role::Path)).toString();
+    };
+    for (int row = 0; row < m_model->rowCount(); ++row) {
+        const QModelIndex index = m_model->index(row, 0);
+        if (view->isExpanded(index))
+            expanded.insert(pathOf(index));
+    }
+    for (const QModelIndex& index : view->selectionModel()->selectedRows(0))
+        selected.insert(pathOf(index));
+    const QString current = pathOf(view->currentIndex());
+
     m_model->setProjects(std::move(projects));
+    view->setPlaceholderText(QString());
+
+    QItemSelection selection;
+    QModelIndex newCurrent;
+    const auto keep = [&](const QModelIndex& index) {
+        const QString path = pathOf(index);
+        if (selected.count(path))
+            selection.select(index, index);
+        if (!current.isEmpty() && path == current)
+            newCurrent = index;
+    };
+    for (int row = 0; row < m_model->rowCount(); ++row) {
+        const QModelIndex project = m_model->index(row, 0);
+        keep(project);
+        if (expanded.count(pathOf(project)) && m_model->hasChildren(project))
+            view->expand(project);
+        if (selected.empty() && current.isEmpty())
+            continue;
+        for (int child = 0; child < m_model->rowCount(project); ++child)
+            keep(m_model->index(child, 0, project));
+    }
+    if (newCurrent.isValid())
+        view->selectionModel()->setCurrentIndex(newCurrent, QItemSelectionModel::NoUpdate);
+    view->selectionModel()->select(selection,
+                                   QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
     updateStatusLine();
     outlineViewSelectionDidChange();
+}
+
+void AppController::showScanProgress(int locations, int projectsFound) {
+    const QLocale locale;
+    QString text = locations == 1 ? tr("Scanning 1 location...")
+                                  : tr("Scanning %1 locations...").arg(locale.toString(locations));
+    if (projectsFound > 0) {
+        text += QLatin1Char(' ') + (projectsFound == 1
+                                        ? tr("1 project found so far")
+                                        : tr("%1 projects found so far").arg(locale.toString(projectsFound)));
+    }
+    m_window->statusLabel()->setText(text);
+    // The list of the last rebuild stays until the new one is ready; an empty one says why.
+    m_window->outlineView()->setPlaceholderText(text);
+    Q_EMIT catalogueScanning(locations, projectsFound);
 }
 
 void AppController::populateData() {
@@ -293,6 +356,10 @@ void AppController::populateDataOnThisThread(bool saveExpandedState) {
         QStringList locations = CatalogueLocations::storedLocations(settings());
         MainThread::runAndWait([this] { m_preferences->clearAutosaveFolderChoices(); });
 
+        const QStringList attics = CatalogueLocations(m_env.sharedAvidAttics).existingSharedAvidAttics();
+        const int total = int(locations.size() + attics.size());
+        MainThread::runAndWait([this, total] { showScanProgress(total, 0); });
+
         AutosaveFolderScanner scanner(settings());
         scanner.setAutosaveFolderHook([this](const QString& folder) {
             MainThread::runAndWait([this, folder] { m_preferences->setAutosaveFolderText(folder); });
@@ -302,11 +369,15 @@ void AppController::populateDataOnThisThread(bool saveExpandedState) {
             if (auto found = scanner.projectsFromFolder(location))
                 projects.append(*found);
             const QString shown = abbreviated(location);
-            MainThread::runAndWait([this, shown] { m_preferences->addAutosaveFolderChoice(shown); });
+            const int found = int(projects.size());
+            MainThread::runAndWait([this, shown, total, found] {
+                m_preferences->addAutosaveFolderChoice(shown);
+                showScanProgress(total, found);
+            });
         };
         for (const QString& location : locations)
             scan(location);
-        for (const QString& attic : CatalogueLocations(m_env.sharedAvidAttics).existingSharedAvidAttics())
+        for (const QString& attic : attics)
             scan(attic);
 
         // A drive that is not plugged in keeps its location; the status line says so.
@@ -385,6 +456,8 @@ void AppController::sortColumnWithIdentifier(const QString& column, bool descend
 }
 
 void AppController::didClickTableColumn(int section) {
+    if (section == AutosaveOutlineModel::LocationColumn)
+        return;
     const QString column = AutosaveOutlineModel::columnIdentifier(section);
     const OutlineSorting::Choice choice = OutlineSorting::headerClicked(settings(), column);
     sortColumnWithIdentifier(choice.column, choice.descending);

@@ -157,10 +157,13 @@ public:
 Q_SIGNALS:
     // On the main thread, at the end of every rebuild.
     void catalogueRebuilt();
+    // On the main thread while a rebuild scans, once it starts and after each location.
+    void catalogueScanning(int locations, int projectsFound);
 
 private:
     void connectWindow();
     void updateStatusLine();
+    void showScanProgress(int locations, int projectsFound);
     void refillAutosaveFolderChoices(const QStringList& abbreviated);
     // False with the reason in *problem when it could not be stored.
     bool storeRequireAdminPassword(bool on, QString* problem);

@@ -3,6 +3,8 @@
 #include "AutosaveIcons.h"
 #include "catalogue/OutlineSorting.h"
 #include "foundation/BMException.h"
+#include "foundation/PathText.h"
+#include "foundation/platform/Platform.h"
 
 #include <QHash>
 
@@ -30,6 +32,8 @@ QString AutosaveOutlineModel::columnIdentifier(int column) {
         return QString::fromLatin1(OutlineColumn::size);
     case DateColumn:
         return QString::fromLatin1(OutlineColumn::date);
+    case LocationColumn:
+        return QStringLiteral("colLocation");
     default:
         return QString();
     }
@@ -180,7 +184,13 @@ QVariant AutosaveOutlineModel::data(const QModelIndex& index, int role) const {
             if (BMProjectPtr project = projectAt(index)) {
                 switch (role) {
                 case Qt::DisplayRole:
+                    if (index.column() == LocationColumn) {
+                        return PathText::abbreviatingHome(PathText::deletingLastComponent(project->path()),
+                                                          Platform::current().homeDirectory());
+                    }
                     return m_text.cellText(*project, column);
+                case Qt::ToolTipRole:
+                    return project->path();
                 case Qt::DecorationRole:
                     return index.column() == NameColumn
                                ? QVariant(AutosaveIcons::iconForType(project->type()))
@@ -201,7 +211,7 @@ QVariant AutosaveOutlineModel::data(const QModelIndex& index, int role) const {
             } else if (BMAutoItemPtr item = itemAt(index)) {
                 switch (role) {
                 case Qt::DisplayRole:
-                    return m_text.cellText(*item, column);
+                    return index.column() == LocationColumn ? QString() : m_text.cellText(*item, column);
                 case Qt::DecorationRole:
                     return index.column() == NameColumn ? QVariant(AutosaveIcons::iconForType(item->type()))
                                                         : QVariant();
@@ -237,6 +247,8 @@ QVariant AutosaveOutlineModel::headerData(int section, Qt::Orientation orientati
         return tr("Size");
     case DateColumn:
         return tr("Date");
+    case LocationColumn:
+        return tr("Location");
     default:
         return QVariant();
     }

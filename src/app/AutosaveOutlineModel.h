@@ -8,13 +8,13 @@
 #include <functional>
 
 // The catalogue as a two-level tree for the outline: projects, each with its autosaves, in
-// three columns (name with the editor's icon, size, date). The model shows the list it is
+// four columns (name with the editor's icon, size, date, location). The model shows the list it is
 // given; the controller replaces it after every rebuild. Sorting keeps the rows that were
 // expanded or selected, wherever they move.
 class AutosaveOutlineModel : public QAbstractItemModel {
     Q_OBJECT
 public:
-    enum Column { NameColumn, SizeColumn, DateColumn, ColumnCount };
+    enum Column { NameColumn, SizeColumn, DateColumn, LocationColumn, ColumnCount };
     enum class Role {
         Path = Qt::UserRole + 1,
         Type,         // the autosave type code (a project's own)

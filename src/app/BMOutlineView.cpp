@@ -5,6 +5,7 @@
 #include <QContextMenuEvent>
 #include <QKeyEvent>
 #include <QMenu>
+#include <QPainter>
 
 BMOutlineView::BMOutlineView(QWidget* parent) : QTreeView(parent) {
     setSelectionMode(QAbstractItemView::ExtendedSelection);
@@ -13,6 +14,25 @@ BMOutlineView::BMOutlineView(QWidget* parent) : QTreeView(parent) {
     setAllColumnsShowFocus(true);
     setAlternatingRowColors(true);
     setContextMenuPolicy(Qt::DefaultContextMenu);
+    // Autosave names end in the dates that tell them apart.
+    setTextElideMode(Qt::ElideMiddle);
+}
+
+void BMOutlineView::setPlaceholderText(const QString& text) {
+    if (text == m_placeholder)
+        return;
+    m_placeholder = text;
+    viewport()->update();
+}
+
+void BMOutlineView::paintEvent(QPaintEvent* event) {
+    QTreeView::paintEvent(event);
+    if (m_placeholder.isEmpty() || !model() || model()->rowCount(rootIndex()) > 0)
+        return;
+    QPainter painter(viewport());
+    painter.setPen(palette().color(QPalette::PlaceholderText));
+    painter.drawText(viewport()->rect().adjusted(12, 12, -12, -12), Qt::AlignCenter | Qt::TextWordWrap,
+                     m_placeholder);
 }
 
 void BMOutlineView::addWatchKeys(const QList<char16_t>& keycodes, const QString& selector) {

@@ -37,6 +37,10 @@ public:
     std::function<bool(QKeyEvent*)> keyDownHandler;
     std::function<bool(QKeyEvent*)> keyUpHandler;
 
+    // Shown in the middle of the view while it has no rows; empty for nothing.
+    void setPlaceholderText(const QString& text);
+    QString placeholderText() const { return m_placeholder; }
+
     // The menu for a right click at a point of the viewport; selects the row there unless it
     // is part of a selection of several rows. Null for no menu.
     QMenu* menuForPosition(const QPoint& viewportPosition);
@@ -45,10 +49,12 @@ protected:
     void contextMenuEvent(QContextMenuEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void keyReleaseEvent(QKeyEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
 
 private:
     QPointer<QMenu> m_menu;
     QPointer<QMenu> m_selectionMenu;
     QList<WatchKey> m_watchKeys;
     QPointer<QObject> m_watchDelegate;
+    QString m_placeholder;
 };

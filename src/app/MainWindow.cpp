@@ -58,6 +58,8 @@ void MainWindow::makeActions() {
     a.remove = make(tr("Move to Trash…"), QKeySequence::Delete);
     a.remove->setIcon(style()->standardIcon(QStyle::SP_TrashIcon));
     a.refresh = make(tr("Refresh"), QKeySequence::Refresh);
+    a.showLocation = make(tr("Show Location Column"));
+    a.showLocation->setCheckable(true);
     for (int days : olderThanDays()) {
         QAction* action = make(days == 1 ? tr("1 Day") : tr("%1 Days").arg(days));
         action->setData(days);
@@ -122,6 +124,10 @@ void MainWindow::makeMenus() {
     file->addAction(a.preferences);
     file->addSeparator();
     file->addAction(a.quit);
+    QMenu* view = menuBar()->addMenu(tr("&View"));
+    view->addAction(a.showLocation);
+    m_outline->header()->setContextMenuPolicy(Qt::ActionsContextMenu);
+    m_outline->header()->addAction(a.showLocation);
 
     m_actionsMenu = menuBar()->addMenu(tr("&Autosaves"));
     m_actionsMenu->addAction(a.open);

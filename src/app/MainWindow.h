@@ -24,6 +24,7 @@ public:
         QAction* restoreEvent = nullptr;
         QAction* remove = nullptr;
         QAction* refresh = nullptr;
+        QAction* showLocation = nullptr; // checkable
         QList<QAction*> removeOlderThan; // data(): days
         QList<QAction*> keepMostRecent;  // data(): how many to keep
         QAction* preferences = nullptr;

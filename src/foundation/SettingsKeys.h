@@ -5,6 +5,7 @@
 namespace SettingsKey {
 inline constexpr char manualPaths[] = "manualPaths";
 inline constexpr char autosavePaths[] = "autosavePaths";
+inline constexpr char showLocationColumn[] = "showLocationColumn";
 inline constexpr char autoRemove[] = "autoRemove";
 inline constexpr char autoRemoveUseCriteria[] = "autoRemoveUseCriteria";
 inline constexpr char autoRemoveUseCriteriaAge[] = "autoRemoveUseCriteriaAge";

@@ -365,3 +365,64 @@ TEST_F(Controller, AStoredLocationOnADriveThatIsNotMountedIsShownOfflineAndKeptU
     EXPECT_FALSE(status->text().contains("offline")) << status->text().toStdString();
     EXPECT_TRUE(status->toolTip().isEmpty());
 }
+
+TEST_F(Controller, WhileTheCatalogueIsBuiltTheWindowSaysSoAndCountsWhatItFound) {
+    controller = std::make_unique<AppController>(environment());
+    ASSERT_TRUE(controller->awakeFromNib());
+    QStringList shown;
+    QObject::connect(controller.get(), &AppController::catalogueScanning, controller.get(), [&] {
+        shown << controller->mainWindow()->statusLabel()->text() + " | " + outline()->placeholderText();
+    });
+    expectRebuild([&] { controller->applicationDidFinishLaunching(); });
+    const QString first = "Scanning 2 locations...";
+    EXPECT_EQ(shown,
+              (QStringList{first + " | " + first,
+                           first + " 3 projects found so far | " + first + " 3 projects found so far",
+                           first + " 4 projects found so far | " + first + " 4 projects found so far"}));
+    EXPECT_EQ(controller->mainWindow()->statusLabel()->text(), "4 projects, 5 autosaves, 5.08 KB");
+    EXPECT_TRUE(outline()->placeholderText().isEmpty());
+}
+
+TEST_F(Controller, SelectedAndOpenRowsSurviveEveryRebuildByPath) {
+    start();
+    outline()->expand(projectIndex("Beta"));
+    select({projectIndex("Gamma"), itemIndex("Beta", 1)});
+    const QString item = itemIndex("Beta", 1).data().toString();
+    outline()->selectionModel()->setCurrentIndex(itemIndex("Beta", 1), QItemSelectionModel::NoUpdate);
+    // Switching to the locations tab rebuilds without saving the open rows first.
+    QTabWidget* tabs = controller->preferencesWindow()->tabs();
+    tabs->setCurrentIndex(PreferencesWindow::RemovalTab);
+    expectRebuild([&] { tabs->setCurrentIndex(PreferencesWindow::LocationsTab); });
+    EXPECT_TRUE(outline()->isExpanded(projectIndex("Beta")));
+    EXPECT_EQ(selectedNames(), (QStringList{item, "Gamma"}));
+    EXPECT_EQ(outline()->currentIndex(), itemIndex("Beta", 1));
+    EXPECT_TRUE(menu().remove->isEnabled());
+
+    // A selected project that is gone leaves the rest selected.
+    ASSERT_TRUE(QDir(premiere + "/Gamma").removeRecursively());
+    expectRebuild([&] { controller->populateData(); });
+    EXPECT_EQ(selectedNames(), QStringList{item});
+}
+
+TEST_F(Controller, TheLocationColumnIsHiddenUntilShownAndRemembered) {
+    start();
+    EXPECT_EQ(outline()->textElideMode(), Qt::ElideMiddle);
+    const QModelIndex alpha = projectIndex("Alpha");
+    EXPECT_EQ(alpha.siblingAtColumn(AutosaveOutlineModel::LocationColumn).data(),
+              "~/Documents/Adobe Premiere Pro Auto-Save");
+    EXPECT_EQ(alpha.data(Qt::ToolTipRole), premiere + "/Alpha");
+    EXPECT_TRUE(outline()->isColumnHidden(AutosaveOutlineModel::LocationColumn));
+
+    menu().showLocation->trigger();
+    EXPECT_FALSE(outline()->isColumnHidden(AutosaveOutlineModel::LocationColumn));
+    // Its header sorts nothing.
+    const QString sorted = settings().stringValue(SettingsKey::sortColumn);
+    clickHeader(AutosaveOutlineModel::LocationColumn);
+    EXPECT_EQ(settings().stringValue(SettingsKey::sortColumn), sorted);
+
+    controller->waitForWorkers();
+    controller = std::make_unique<AppController>(environment());
+    ASSERT_TRUE(controller->awakeFromNib());
+    EXPECT_FALSE(outline()->isColumnHidden(AutosaveOutlineModel::LocationColumn));
+    EXPECT_TRUE(menu().showLocation->isChecked());
+}
