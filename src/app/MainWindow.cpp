@@ -124,8 +124,7 @@ void MainWindow::makeMenus() {
     file->addAction(a.preferences);
     file->addSeparator();
     file->addAction(a.quit);
-    QMenu* view = menuBar()->addMenu(tr("&View"));
-    view->addAction(a.showLocation);
+    // A right click on the column titles, as in a file manager.
     m_outline->header()->setContextMenuPolicy(Qt::ActionsContextMenu);
     m_outline->header()->addAction(a.showLocation);
 

@@ -24,7 +24,7 @@ public:
         QAction* restoreEvent = nullptr;
         QAction* remove = nullptr;
         QAction* refresh = nullptr;
-        QAction* showLocation = nullptr; // checkable
+        QAction* showLocation = nullptr; // checkable, in the column titles' menu
         QList<QAction*> removeOlderThan; // data(): days
         QList<QAction*> keepMostRecent;  // data(): how many to keep
         QAction* preferences = nullptr;

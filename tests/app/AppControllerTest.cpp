@@ -385,7 +385,7 @@ TEST_F(Controller, WhileTheCatalogueIsBuiltTheWindowSaysSoAndCountsWhatItFound) 
 
 TEST_F(Controller, SelectedAndOpenRowsSurviveEveryRebuildByPath) {
     start();
-    outline()->expand(projectIndex("Beta"));
+    outline()->expand(projectIndex("Alpha"));
     select({projectIndex("Gamma"), itemIndex("Beta", 1)});
     const QString item = itemIndex("Beta", 1).data().toString();
     outline()->selectionModel()->setCurrentIndex(itemIndex("Beta", 1), QItemSelectionModel::NoUpdate);
@@ -393,7 +393,7 @@ TEST_F(Controller, SelectedAndOpenRowsSurviveEveryRebuildByPath) {
     QTabWidget* tabs = controller->preferencesWindow()->tabs();
     tabs->setCurrentIndex(PreferencesWindow::RemovalTab);
     expectRebuild([&] { tabs->setCurrentIndex(PreferencesWindow::LocationsTab); });
-    EXPECT_TRUE(outline()->isExpanded(projectIndex("Beta")));
+    EXPECT_TRUE(outline()->isExpanded(projectIndex("Alpha")));
     EXPECT_EQ(selectedNames(), (QStringList{item, "Gamma"}));
     EXPECT_EQ(outline()->currentIndex(), itemIndex("Beta", 1));
     EXPECT_TRUE(menu().remove->isEnabled());
