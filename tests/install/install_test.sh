@@ -93,6 +93,20 @@ else
     echo "bash-completion is not installed: the completion's behaviour is not checked" >&2
 fi
 
+if command -v fish >/dev/null; then
+    fish_words() {
+        fish -c 'source $argv[1]; complete -C "$argv[2]"' "$root/share/fish/vendor_completions.d/vestry.fish" "$1" |
+            cut -f1 | sort | xargs
+    }
+    [ "$(fish_words 'vestry ')" = "archive discover gather-logs helper list prune" ] || fail "fish: subcommands"
+    [ "$(fish_words 'vestry list --sort ')" = "date name size" ] || fail "fish: --sort values"
+    [ "$(fish_words 'vestry helper enable clean --action ')" = "archive trash" ] || fail "fish: --action values"
+    [ "$(fish_words 'vestry helper disable ')" = "clean trash" ] || fail "fish: helper disable jobs"
+fi
+if command -v zsh >/dev/null; then
+    zsh -n "$root/share/zsh/vendor-completions/_vestry" || fail "zsh: the completion does not parse"
+fi
+
 # The installed vestry installs jobs that run the installed helper, found from where vestry is:
 # the staged tree here, "$prefix/libexec/vestry" once the package is unpacked.
 home="$stage/home"
