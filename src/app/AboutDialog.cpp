@@ -1,5 +1,6 @@
 #include "AboutDialog.h"
 
+#include "HelpLinks.h"
 #include "foundation/PlistFile.h"
 
 #include <QCoreApplication>
@@ -49,11 +50,19 @@ AboutDialog::AboutDialog(QWidget* parent) : QDialog(parent) {
     m_version->setAlignment(Qt::AlignCenter);
     m_version->setTextInteractionFlags(Qt::TextSelectableByMouse);
 
+    const QString home = HelpLinks::productHome().toString();
+    m_licence = new QLabel(tr("Free software under the GPL-3.0-or-later licence.<br><a href=\"%1\">%1</a>")
+                               .arg(home.toHtmlEscaped()));
+    m_licence->setAlignment(Qt::AlignCenter);
+    m_licence->setTextFormat(Qt::RichText);
+    m_licence->setOpenExternalLinks(true);
+
     m_credits = new QTextBrowser;
     m_credits->setOpenExternalLinks(true);
     layout->addWidget(icon);
     layout->addWidget(m_name);
     layout->addWidget(m_version);
+    layout->addWidget(m_licence);
     layout->addWidget(m_credits, 1);
 
     QFile credits(QString::fromLatin1(kCredits));

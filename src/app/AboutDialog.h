@@ -20,10 +20,12 @@ public:
 
     QLabel* nameLabel() const { return m_name; }
     QLabel* versionLabel() const { return m_version; }
+    QLabel* licenceLabel() const { return m_licence; }
     QTextBrowser* credits() const { return m_credits; }
 
 private:
     QLabel* m_name = nullptr;
     QLabel* m_version = nullptr;
+    QLabel* m_licence = nullptr;
     QTextBrowser* m_credits = nullptr;
 };

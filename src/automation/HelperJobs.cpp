@@ -11,6 +11,7 @@
 #include "foundation/SettingsKeys.h"
 
 #include <QCoreApplication>
+#include <QDir>
 
 #include <algorithm>
 #include <unistd.h>
@@ -71,10 +72,15 @@ HelperJobs::HelperJobs(bool computerWide) : m_user(!computerWide) {
 }
 
 QString HelperJobs::helperProgram() {
-    const QString beside = QCoreApplication::applicationDirPath() + QLatin1Char('/') + helperName;
+    const QString programFolder = QCoreApplication::applicationDirPath();
+    const QString beside = programFolder + QLatin1Char('/') + helperName;
     if (BMTaskEx::isExecutable(beside))
         return beside;
-    const QString installed = QStringLiteral(VESTRY_INSTALL_PREFIX "/libexec/vestry/") + helperName;
+    const QString sameTree =
+        QDir::cleanPath(programFolder + QStringLiteral("/" VESTRY_HELPER_FROM_BIN "/") + helperName);
+    if (BMTaskEx::isExecutable(sameTree))
+        return sameTree;
+    const QString installed = QStringLiteral(VESTRY_HELPER_DIR "/") + helperName;
     return BMTaskEx::isExecutable(installed) ? installed : beside;
 }
 

@@ -19,8 +19,8 @@ public:
     // computerWide: the jobs of the whole computer (a file server's), not the user's.
     explicit HelperJobs(bool computerWide = false);
 
-    // The helper program the jobs run: vestry-helper beside this program, else where the
-    // package installs it.
+    // The helper program the jobs run: vestry-helper beside this program, else in libexec/vestry
+    // of the tree this program is installed in, else where the package installs it.
     static QString helperProgram();
     // The removal job; it watches the folder the Trash keeps trashed items in.
     static LaunchJobSettings trashJob(const QString& program, const QString& trashItemsFolder);

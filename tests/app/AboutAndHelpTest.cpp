@@ -17,6 +17,8 @@ TEST(AboutDialog, ShowsNameVersionsAndCredits) {
     EXPECT_FALSE(about.credits()->isHidden());
     // The licences of what the program is built with are shown as they require.
     EXPECT_TRUE(about.credits()->toPlainText().contains("pugixml"));
+    EXPECT_TRUE(about.licenceLabel()->text().contains("GPL-3.0-or-later"));
+    EXPECT_TRUE(about.licenceLabel()->text().contains(HelpLinks::productHome().toString()));
 }
 
 TEST(HelpLinks, TheApplicationCodeIsTheShortNameElseTheFamilys) {
