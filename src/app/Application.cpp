@@ -32,6 +32,8 @@ int runApplication(int argc, char** argv) {
     if (instance.notifyRunning())
         return 0;
     const bool listening = instance.listen();
+    if (!listening && instance.notifyRunning())
+        return 0;
     // Workers reach the window through the main thread's loop from now on.
     MainThread::setDispatch(MainThread::Dispatch::EventLoop);
 

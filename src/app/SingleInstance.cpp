@@ -39,10 +39,17 @@ bool SingleInstance::notifyRunning(int timeoutMs) const {
 }
 
 bool SingleInstance::listen() {
+    // Listening with access options renames the new socket over whatever is there, so a run
+    // that started meanwhile is asked first; anything else there was left by a run that ended.
+    QLocalSocket probe;
+    probe.connectToServer(m_name);
+    if (probe.waitForConnected(500)) {
+        m_error = QStringLiteral("another run has just started");
+        return false;
+    }
     m_server = new QLocalServer(this);
     m_server->setSocketOptions(QLocalServer::UserAccessOption);
     if (!m_server->listen(m_name)) {
-        // Nobody answered on it a moment ago, so what is there was left by a run that ended.
         QLocalServer::removeServer(m_name);
         if (!m_server->listen(m_name)) {
             m_error = m_server->errorString();
