@@ -85,36 +85,42 @@ AutosaveOpener::Plan AutosaveOpener::planFor(const SelectedRows& rows, const QSt
     return plan;
 }
 
-void AutosaveOpener::open(const Plan& plan) {
+QStringList AutosaveOpener::open(const Plan& plan) {
     const Platform& platform = Platform::current();
     const std::pair<const QStringList*, QString> lists[] = {{&plan.finalCut, plan.finalCutIdentifier},
                                                             {&plan.motion, text(motion)},
                                                             {&plan.premiere, text(premiere)},
                                                             {&plan.avid, text(mediaComposer)}};
+    QStringList failed;
     for (const auto& [files, identifier] : lists) {
-        if (!files->isEmpty() && !platform.openFiles(*files, identifier))
+        if (!files->isEmpty() && !platform.openFiles(*files, identifier)) {
             BMLog::appendLog(
                 QStringLiteral("Unable to open %1 autosave(s) with %2").arg(files->size()).arg(identifier));
+            failed << *files;
+        }
     }
     if (plan.eventBackups.isEmpty())
-        return;
+        return failed;
     for (const QString& backup : plan.eventBackups)
         restoreFCPXEvent(backup);
     if (!platform.launchApplication(text(finalCutX)))
         BMLog::appendLog(QStringLiteral("Unable to launch %1").arg(text(finalCutX)));
+    return failed;
 }
 
-void AutosaveOpener::openItem(const BMAutoItem& item, const QString& finalCutIdentifier) {
+bool AutosaveOpener::openItem(const BMAutoItem& item, const QString& finalCutIdentifier) {
     const Platform& platform = Platform::current();
     if (AutosaveType::normalized(item.type()) == AutosaveType::FinalCutX) {
         restoreFCPXEvent(item.path());
         if (!platform.launchApplication(text(finalCutX)))
             BMLog::appendLog(QStringLiteral("Unable to launch %1").arg(text(finalCutX)));
-        return;
+        return true;
     }
     const QString identifier = bundleIdentifierForType(item.type(), finalCutIdentifier);
-    if (!platform.openFiles({item.path()}, identifier))
-        BMLog::appendLog(QStringLiteral("Unable to open %1 with %2").arg(item.path(), identifier));
+    if (platform.openFiles({item.path()}, identifier))
+        return true;
+    BMLog::appendLog(QStringLiteral("Unable to open %1 with %2").arg(item.path(), identifier));
+    return false;
 }
 
 bool AutosaveOpener::restoreFCPXEvent(const QString& backupPath) {

@@ -40,11 +40,12 @@ public:
     static Plan planFor(const SelectedRows& rows, const QString& finalCutIdentifier);
 
     // Hands each non-empty list to its application in one call; then restores each event
-    // backup in turn and launches Final Cut Pro X once when there was any.
-    static void open(const Plan& plan);
+    // backup in turn and launches Final Cut Pro X once when there was any. Returns the files
+    // the desktop could not open.
+    static QStringList open(const Plan& plan);
     // One autosave: an event backup is restored and Final Cut Pro X launched; anything else
-    // is opened with its editor.
-    static void openItem(const BMAutoItem& item, const QString& finalCutIdentifier);
+    // is opened with its editor. False when the desktop could not open it.
+    static bool openItem(const BMAutoItem& item, const QString& finalCutIdentifier);
 
     // Puts an event backup in place of its event's current version ("CurrentVersion.fcpevent"
     // in the folder above the backup's folder), which is kept aside under a free name

@@ -114,6 +114,43 @@ void reportBusy(const RemovalReport& report) {
                                            report.error, nullptr);
 }
 
+// The desktop could not show an item: the alert says where it is, so that it can be found by hand.
+void reportNotShown(const QString& path, QWidget* parent) {
+    BMAlert::alertSheetWithMessageText(AutosaveActions::tr("“%1” could not be shown in the file manager.")
+                                           .arg(FileName::displayText(PathText::lastComponent(path))),
+                                       AutosaveActions::tr("No file manager could be started. It is in %1.")
+                                           .arg(FileName::displayText(PathText::deletingLastComponent(path))),
+                                       parent);
+}
+
+// Most often nothing on the computer opens the files' kind; the file manager can still show
+// them. From a worker, which waits for the answer.
+void offerToReveal(const QStringList& failed) {
+    if (failed.isEmpty())
+        return;
+    const QString first = failed.first();
+    const QString message = failed.size() == 1
+                                ? AutosaveActions::tr("“%1” could not be opened.")
+                                      .arg(FileName::displayText(PathText::lastComponent(first)))
+                                : AutosaveActions::tr("%1 autosaves could not be opened.").arg(failed.size());
+    const QString extension = PathText::extension(first);
+    const QString cause =
+        extension.isEmpty()
+            ? AutosaveActions::tr("No application that opens this kind of file could be started.")
+            : AutosaveActions::tr("No application that opens .%1 files could be started.")
+                  .arg(FileName::displayText(extension));
+    const int answer = BMAlert::alertSheetWithButtons(
+        {message,
+         AutosaveActions::tr("Show in File Manager"),
+         AutosaveActions::tr("Cancel"),
+         {},
+         cause + QLatin1Char(' ') + AutosaveActions::tr("The file manager can show it instead.")},
+        nullptr, true);
+    if (answer == 1 &&
+        !Platform::current().revealInFileManager(first, AutosaveSelection::containingFolder(first)))
+        reportNotShown(first, nullptr);
+}
+
 } // namespace
 
 AutosaveActions::AutosaveActions(AppController* controller, Environment environment)
@@ -288,13 +325,16 @@ void AutosaveActions::sendToApp() {
         bool single = false;
         if (const BMAutoItemPtr item = AutosaveOpener::singleItem(rows, &single); single) {
             if (item)
-                runWork([item, finalCut] { AutosaveOpener::openItem(*item, finalCut); });
+                runWork([item, finalCut] {
+                    if (!AutosaveOpener::openItem(*item, finalCut))
+                        offerToReveal({item->path()});
+                });
             return;
         }
         const AutosaveOpener::Plan plan = AutosaveOpener::planFor(rows, finalCut);
         const ActionQuestion question = ActionTexts::openQuestion(plan.total());
         if (ask(question.message, question.defaultButton, question.alternateButton, question.informative))
-            runWork([plan] { AutosaveOpener::open(plan); });
+            runWork([plan] { offerToReveal(AutosaveOpener::open(plan)); });
     } catch (const std::exception& e) {
         BMException::logException(e, "-[AppController sendToApp:]");
     }
@@ -322,7 +362,11 @@ void AutosaveActions::restoreEvents() {
 }
 
 void AutosaveActions::showInFinder() {
-    AutosaveOpener::showInFinder(selectedRows());
+    const SelectedRows rows = selectedRows();
+    if (rows.isEmpty() || rows.first().path().isEmpty())
+        return;
+    if (!AutosaveOpener::showInFinder(rows))
+        reportNotShown(rows.first().path(), m_controller->mainWindow());
 }
 
 void AutosaveActions::copyFiles() {

@@ -42,22 +42,23 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
 }
 
 void MainWindow::makeActions() {
-    auto make = [this](const QString& text, const QKeySequence& shortcut = {}) {
+    auto make = [this](const QString& text, const QList<QKeySequence>& shortcuts = {}) {
         auto* action = new QAction(text, this);
-        if (!shortcut.isEmpty())
-            action->setShortcut(shortcut);
+        action->setShortcuts(shortcuts);
+        // Some desktops hide keys in context menus; the keys are how users learn them.
+        action->setShortcutVisibleInContextMenu(true);
         return action;
     };
     Actions& a = m_actions;
-    a.open = make(tr("Open in Apps"), QKeySequence(Qt::CTRL | Qt::Key_O));
-    a.reveal = make(tr("Show in File Manager"), QKeySequence(Qt::CTRL | Qt::Key_R));
+    a.open = make(tr("Open in Apps"), {QKeySequence(Qt::CTRL | Qt::Key_O)});
+    a.reveal = make(tr("Show in File Manager"), {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R)});
     a.copy = make(tr("Copy To…"));
     a.move = make(tr("Move To…"));
     a.archive = make(tr("Archive…"));
     a.restoreEvent = make(tr("Restore Event from Backup"));
-    a.remove = make(tr("Move to Trash…"), QKeySequence::Delete);
+    a.remove = make(tr("Move to Trash…"), {QKeySequence(Qt::Key_Delete)});
     a.remove->setIcon(style()->standardIcon(QStyle::SP_TrashIcon));
-    a.refresh = make(tr("Refresh"), QKeySequence::Refresh);
+    a.refresh = make(tr("Refresh"), {QKeySequence(Qt::Key_F5), QKeySequence(Qt::CTRL | Qt::Key_R)});
     a.showLocation = make(tr("Show Location Column"));
     a.showLocation->setCheckable(true);
     for (int days : olderThanDays()) {
@@ -70,14 +71,18 @@ void MainWindow::makeActions() {
         action->setData(count);
         a.keepMostRecent << action;
     }
-    a.preferences = make(tr("Preferences…"), QKeySequence::Preferences);
+    // The platform has no Preferences key on Linux; Ctrl+, is what other applications use.
+    QList<QKeySequence> preferenceKeys = QKeySequence::keyBindings(QKeySequence::Preferences);
+    if (preferenceKeys.isEmpty())
+        preferenceKeys << QKeySequence(Qt::CTRL | Qt::Key_Comma);
+    a.preferences = make(tr("Preferences…"), preferenceKeys);
     a.preferences->setMenuRole(QAction::PreferencesRole);
-    a.quit = make(tr("Quit Vestry"), QKeySequence::Quit);
+    a.quit = make(tr("Quit Vestry"), QKeySequence::keyBindings(QKeySequence::Quit));
     a.quit->setMenuRole(QAction::QuitRole);
     a.viewLog = make(tr("View Log"));
     a.viewTaskLog = make(tr("View Helper Log"));
     a.gatherLogs = make(tr("Gather Logs"));
-    a.userManual = make(tr("Vestry Help"), QKeySequence::HelpContents);
+    a.userManual = make(tr("Vestry Help"), QKeySequence::keyBindings(QKeySequence::HelpContents));
     a.reportBug = make(tr("Report a Bug…"));
     a.suggestFeature = make(tr("Suggest a Feature…"));
     a.support = make(tr("Support"));

@@ -160,15 +160,16 @@ void ShortcutKeyBindings::apply(const QList<QAction*>& actions) {
         if (action->objectName().isEmpty())
             continue;
         if (!action->property(defaultShortcutProperty).isValid())
-            action->setProperty(defaultShortcutProperty, action->shortcut());
+            action->setProperty(defaultShortcutProperty, QVariant::fromValue(action->shortcuts()));
         const auto found = chosen.constFind(action->objectName());
         if (found != chosen.cend()) {
             action->setShortcut(*found);
             continue;
         }
         // A key the user gave another command is that command's alone.
-        const QKeySequence original = action->property(defaultShortcutProperty).value<QKeySequence>();
-        action->setShortcut(taken.contains(original) ? QKeySequence() : original);
+        QList<QKeySequence> original = action->property(defaultShortcutProperty).value<QList<QKeySequence>>();
+        original.removeIf([&taken](const QKeySequence& key) { return taken.contains(key); });
+        action->setShortcuts(original);
     }
 }
 

@@ -4,6 +4,7 @@
 #include "foundation/BMLocalPaths.h"
 #include "foundation/BMLog.h"
 #include "foundation/Console.h"
+#include "foundation/FileName.h"
 #include "foundation/PathText.h"
 #include "foundation/ScratchFolder.h"
 #include "foundation/platform/Platform.h"
@@ -118,9 +119,13 @@ bool view(const QString& path, const BMTroubleshootingUtils::Opener& open, const
         showAlert(QStringLiteral("No log found"), missingText);
         return false;
     }
-    if (open)
-        return open(QUrl::fromLocalFile(path));
-    return Platform::current().openFiles({path}, QString());
+    const bool opened =
+        open ? open(QUrl::fromLocalFile(path)) : Platform::current().openFiles({path}, QString());
+    if (!opened)
+        showAlert(QStringLiteral("The log could not be opened."),
+                  QStringLiteral("No application that shows text files could be started. The log is %1.")
+                      .arg(FileName::displayText(path)));
+    return opened;
 }
 
 } // namespace

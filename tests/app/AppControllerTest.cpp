@@ -301,6 +301,14 @@ TEST_F(Controller, HelpAndLogMenusOpenTheirPlaces) {
     EXPECT_EQ(opened[1].toLocalFile(), home().home() + "/.local/state/Brightmoor/Vestry.1.log");
     // The log the background helper writes.
     EXPECT_EQ(opened[2].toLocalFile(), home().home() + "/.local/state/Brightmoor/Vestry.task.1.log");
+
+    openAnswer = false;
+    Answerer answer("OK");
+    menu.viewLog->trigger();
+    ASSERT_TRUE(waitFor([&] { return answer.count == 1; }));
+    EXPECT_EQ(answer.text, "The log could not be opened.");
+    EXPECT_EQ(answer.informative, "No application that shows text files could be started. The log is " +
+                                      home().home() + "/.local/state/Brightmoor/Vestry.1.log.");
 }
 
 TEST_F(Controller, GatherLogsPutsTheLogsOfBothProgramsOnTheDesktop) {

@@ -272,3 +272,36 @@ TEST_F(Actions, AMoveWhileAnotherRunHoldsTheLocationMovesNothingAndTheAlertNames
     EXPECT_TRUE(QFileInfo::exists(premiere("Alpha/Alpha-1.prproj")));
     EXPECT_TRUE(QDir(chosenFolder).isEmpty());
 }
+
+// Nothing opens .prproj files and no file manager starts: each failure is an alert naming the
+// file; a failed open offers the file manager instead.
+TEST_F(Actions, OpenAndRevealFailuresAreAlertsAndAFailedOpenOffersTheFileManager) {
+    start();
+    home().platform().canOpen = false;
+    select({itemIndex("Beta", 0)});
+    {
+        Answerer answer("Cancel");
+        Q_EMIT outline()->doubleClicked(itemIndex("Beta", 0));
+        controller->waitForWorkers();
+        ASSERT_TRUE(waitFor([&] { return answer.count == 1; }));
+        EXPECT_EQ(answer.text, "“Beta-1.prproj” could not be opened.");
+        EXPECT_EQ(answer.informative, "No application that opens .prproj files could be started. "
+                                      "The file manager can show it instead.");
+        EXPECT_EQ(answer.buttons, (QStringList{"Cancel", "Show in File Manager"}));
+        EXPECT_TRUE(home().platform().revealed().isEmpty());
+    }
+    {
+        Answerer answer("Show in File Manager");
+        menu().open->trigger();
+        controller->waitForWorkers();
+        ASSERT_TRUE(waitFor([&] { return answer.count == 1; }));
+        EXPECT_EQ(home().platform().revealed(),
+                  (QList<FakePlatform::Revealed>{{premiere("Beta/Beta-1.prproj"), premiere("Beta")}}));
+    }
+    home().platform().canReveal = false;
+    Answerer answer("OK");
+    menu().reveal->trigger();
+    ASSERT_TRUE(waitFor([&] { return answer.count == 1; }));
+    EXPECT_EQ(answer.text, "“Beta-1.prproj” could not be shown in the file manager.");
+    EXPECT_EQ(answer.informative, "No file manager could be started. It is in " + premiere("Beta") + ".");
+}

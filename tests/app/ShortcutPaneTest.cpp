@@ -68,7 +68,7 @@ TEST_F(ShortcutPane, ACapturedKeyIsTheActionsAndBackspaceGivesItsOwnBack) {
     // This build has no key manager.
     EXPECT_TRUE(pane->warningLabel()->isVisibleTo(pane));
     const QAction* refresh = menu().refresh;
-    const QKeySequence original = refresh->shortcut();
+    const QList<QKeySequence> original = refresh->shortcuts();
     const int row = rowOf("Refresh");
     ASSERT_GE(row, 0);
 
@@ -82,21 +82,21 @@ TEST_F(ShortcutPane, ACapturedKeyIsTheActionsAndBackspaceGivesItsOwnBack) {
     EXPECT_EQ(refresh->shortcut(), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_F5));
     EXPECT_TRUE(pane->keyField()->text().isEmpty()) << "the key is not typed";
 
-    // Cmd is the Ctrl key: the open command takes Ctrl+R from the reveal command.
+    // Cmd is the Ctrl key: the open command takes Ctrl+R, one of Refresh's two keys.
     const int open = rowOf("Open in Apps");
     pane->table()->setCurrentCell(open, 0);
     press(pane->keyField(), Qt::Key_R, Qt::ControlModifier, 27, "\x12");
     EXPECT_EQ(keyName(open), "Cmd+R");
     EXPECT_EQ(menu().open->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_R));
-    EXPECT_TRUE(menu().reveal->shortcut().isEmpty());
 
     pane->table()->setCurrentCell(row, 0);
     press(pane->table(), Qt::Key_Backspace, Qt::NoModifier, 22, "\b");
     EXPECT_EQ(keyName(row), "");
-    EXPECT_EQ(refresh->shortcut(), original);
+    EXPECT_EQ(refresh->shortcuts(), QList<QKeySequence>{QKeySequence(Qt::Key_F5)});
     pane->table()->setCurrentCell(open, 0);
     press(pane->table(), Qt::Key_Delete, Qt::NoModifier, 119, "\x7f");
-    EXPECT_EQ(menu().reveal->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_R));
+    EXPECT_EQ(refresh->shortcuts(), original);
+    EXPECT_EQ(original.size(), 2);
     EXPECT_TRUE(BMShortcutKeyTableDelegate::storedShortcuts().isEmpty());
 }
 
@@ -126,3 +126,33 @@ TEST_F(ShortcutPane, CheckForUpdatesSaysThereIsNoUpdater) {
 }
 
 } // namespace
+
+// Each key reaches one command only, the menus show it, and the keys the user set none for
+// (Refresh's two among them) stay as the window made them.
+TEST_F(ShortcutPane, NoTwoCommandsShareAKeyAndRefreshAndPreferencesHaveTheirs) {
+    QMainWindow* window = controller->mainWindow();
+    QMap<QString, QString> owners;
+    for (QAction* action : window->findChildren<QAction*>()) {
+        for (const QKeySequence& key : action->shortcuts()) {
+            EXPECT_FALSE(owners.contains(key.toString()))
+                << key.toString().toStdString() << " is " << owners.value(key.toString()).toStdString()
+                << "'s and " << action->objectName().toStdString() << "'s";
+            owners.insert(key.toString(), action->objectName());
+            EXPECT_TRUE(action->isShortcutVisibleInContextMenu()) << action->objectName().toStdString();
+        }
+    }
+    EXPECT_EQ(owners.value("F5"), "refresh");
+    EXPECT_EQ(owners.value("Ctrl+R"), "refresh");
+    EXPECT_EQ(owners.value("Ctrl+,"), "preferences");
+    EXPECT_EQ(owners.value("Del"), "remove");
+
+    window->show();
+    QApplication::setActiveWindow(window);
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window));
+    QSignalSpy preferences(menu().preferences, &QAction::triggered);
+    QTest::keyClick(window, Qt::Key_Comma, Qt::ControlModifier);
+    EXPECT_EQ(preferences.size(), 1);
+    QApplication::setActiveWindow(window);
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window));
+    expectRebuild([&] { QTest::keyClick(window, Qt::Key_R, Qt::ControlModifier); });
+}

@@ -115,7 +115,7 @@ protected:
         env.authorize = [this] { return ++authorizations, authorizeAnswer; };
         env.chooseFolder = [this](QWidget*) { return chosenFolder; };
         env.chooseAutosaveFolder = [this](QWidget*, const QString&) { return chosenAutosaveFolder; };
-        env.openUrl = [this](const QUrl& url) { return opened << url, true; };
+        env.openUrl = [this](const QUrl& url) { return opened << url, openAnswer; };
         env.sharedAvidAttics = {home().root() + "/Shared/AvidMediaComposer/Avid Attic"};
         env.searchIntervalMs = 3600 * 1000;
         // Each test's analytics live in its own home; making them counts a launch.
@@ -202,6 +202,7 @@ protected:
     QString chosenArchive;
     QString proposedName;
     QList<QUrl> opened;
+    bool openAnswer = true; // false: the desktop has nothing to open a link or file with
     QDateTime now = QDateTime::currentDateTimeUtc();
 
 private:

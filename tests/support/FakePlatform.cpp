@@ -27,7 +27,7 @@ QString FakePlatform::temporaryDirectory() const {
 bool FakePlatform::openFiles(const QStringList& paths, const QString& bundleIdentifier) const {
     const std::lock_guard lock(m_desktopMutex);
     m_opened << Opened{paths, bundleIdentifier};
-    return true;
+    return canOpen;
 }
 
 bool FakePlatform::launchApplication(const QString& bundleIdentifier) const {
@@ -39,7 +39,7 @@ bool FakePlatform::launchApplication(const QString& bundleIdentifier) const {
 bool FakePlatform::revealInFileManager(const QString& path, const QString& rootFolder) const {
     const std::lock_guard lock(m_desktopMutex);
     m_revealed << Revealed{path, rootFolder};
-    return true;
+    return canReveal;
 }
 
 QList<FakePlatform::Opened> FakePlatform::opened() const {

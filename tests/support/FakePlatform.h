@@ -4,6 +4,7 @@
 
 #include <QMap>
 
+#include <atomic>
 #include <mutex>
 
 // The Linux platform with the questions about who runs the program answered by the test,
@@ -57,6 +58,9 @@ public:
     QList<Opened> opened() const;
     QStringList launched() const;
     QList<Revealed> revealed() const;
+    // False: the desktop has nothing to open files or show them with (still recorded).
+    std::atomic<bool> canOpen{true};
+    std::atomic<bool> canReveal{true};
 
 protected:
     QString locateDatabase() const override { return locateDatabasePath; }
