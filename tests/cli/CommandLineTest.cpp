@@ -50,9 +50,7 @@ class CommandLine : public TempHomeTest {
 protected:
     void SetUp() override {
         TempHomeTest::SetUp();
-        // Root working for another user at the console keeps its settings in that user's home.
-        LinuxPlatform real;
-        if (real.userId() == 0 && real.consoleUser() != real.userName())
+        if (actingForAnotherConsoleUser())
             GTEST_SKIP() << "running as root for another console user";
         premiere = home().home() + "/Documents/Adobe Premiere Pro Auto-Save";
         for (const QString& name : kAll) {

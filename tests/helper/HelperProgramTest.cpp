@@ -35,8 +35,7 @@ class HelperProgram : public TempHomeTest {
 protected:
     void SetUp() override {
         TempHomeTest::SetUp();
-        LinuxPlatform real;
-        if (real.userId() == 0 && real.consoleUser() != real.userName())
+        if (actingForAnotherConsoleUser())
             GTEST_SKIP() << "running as root for another console user";
         if (!setDosAttrib(home().writeFile("probe"), dosAttribRecord(4, QDateTime::currentDateTimeUtc())))
             GTEST_SKIP() << "the file system refuses user extended attributes (the dates of autosaves)";

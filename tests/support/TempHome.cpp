@@ -1,6 +1,7 @@
 #include "TempHome.h"
 
 #include "foundation/BMLog.h"
+#include "foundation/platform/linux/LinuxPlatform.h"
 
 #include <QDir>
 #include <QFile>
@@ -79,4 +80,9 @@ void TempHomeTest::SetUp() {
 
 void TempHomeTest::TearDown() {
     m_home.reset();
+}
+
+bool actingForAnotherConsoleUser() {
+    const LinuxPlatform real;
+    return real.userId() == 0 && real.consoleUser() != real.userName();
 }

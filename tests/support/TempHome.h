@@ -44,6 +44,9 @@ private:
 QByteArray readFile(const QString& path);
 // The application log as written so far: waits for the writer first.
 QString logText();
+// Root working for another user at the console: the programs run as subprocesses then keep
+// their settings in that user's home, not in the temporary one, so those tests skip.
+bool actingForAnotherConsoleUser();
 
 class TempHomeTest : public ::testing::Test {
 protected:
