@@ -1,4 +1,5 @@
 #include "FileOpsFixture.h"
+#include "Programs.h"
 #include "automation/BMLaunchd.h"
 #include "automation/HelperJobs.h"
 #include "foundation/BMFileManager.h"
@@ -9,7 +10,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QProcess>
 
 #include <gtest/gtest.h>
 #include <thread>
@@ -174,11 +174,9 @@ TEST_F(LaunchJobsTest, TheUnitsOfBothJobsPassSystemdsVerification) {
             out.write(file.contents);
             arguments << out.fileName();
         }
-        QProcess analyze;
-        analyze.start("/usr/bin/systemd-analyze", arguments);
-        if (!analyze.waitForFinished(20000))
-            analyze.kill();
-        return QString::fromUtf8(analyze.readAllStandardError()) + QString::number(analyze.exitCode());
+        const ProgramRun analyze = runProgram("/usr/bin/systemd-analyze", arguments,
+                                              {QProcessEnvironment::systemEnvironment(), QString(), 20000});
+        return analyze.err + QString::number(analyze.exitCode);
     };
     EXPECT_EQ(verify(HelperJobs::trashJob(program, odd)), "0");
     const QStringList watched = HelperJobs::cleanWatchList(odd);
