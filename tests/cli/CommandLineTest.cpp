@@ -57,9 +57,7 @@ protected:
     }
 
     // Every file of a test is in its temporary folder.
-    void write(const QString& path, const QByteArray& contents = "x") {
-        home().writeFile(path.mid(home().root().size() + 1), contents);
-    }
+    void write(const QString& path, const QByteArray& contents = "x") { home().writeFile(path, contents); }
     static QProcessEnvironment environment() {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert("LC_ALL", "en_US.UTF-8");
@@ -675,11 +673,11 @@ TEST_F(HelperCommand, EnableCleanStoresTheFolderInstallsTheUnitsAndDisableRemove
     EXPECT_EQ(stored().value("autoCleanAction").toInt(), 1);
 
     // A run of the helper, as it logs it.
-    home().writeFile(
-        home().home().mid(home().root().size() + 1) + "/.local/state/Brightmoor/Vestry.task.1.log",
-        (BMLog::dateDescription(QDateTime::fromString("2026-11-24T21:05:30Z", Qt::ISODate)) + " - " +
-         HelperRunLog::finishedLine("clean", true, "moved 2 autosaves to the Trash") + "\n")
-            .toUtf8());
+    home().writeFile(home().home() + "/.local/state/Brightmoor/Vestry.task.1.log",
+                     (BMLog::dateDescription(QDateTime::fromString("2026-11-24T21:05:30Z", Qt::ISODate)) +
+                      " - " + HelperRunLog::finishedLine("clean", true, "moved 2 autosaves to the Trash") +
+                      "\n")
+                         .toUtf8());
     result = run({"helper", "status", "--json"}, env);
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
     const QJsonObject document = QJsonDocument::fromJson(result.out.toUtf8()).object();
