@@ -36,7 +36,7 @@ protected:
         return home().home() + QString("/.local/state/Brightmoor/Vestry.%1.log").arg(n);
     }
     void writeGeneration(int n, const QByteArray& text) {
-        home().writeFile(generation(n).mid(home().root().size() + 1), text);
+        home().writeFile(generation(n), text);
     }
 };
 
