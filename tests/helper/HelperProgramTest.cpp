@@ -56,7 +56,7 @@ protected:
     // An autosave of the location created days ago, as Samba records a Mac's creation date.
     void autosave(const QString& relative, double daysAgo, qint64 size = 0) {
         const QString path = location + "/" + relative;
-        home().writeFile(path.mid(home().root().size() + 1), relative.toUtf8());
+        home().writeFile(path, relative.toUtf8());
         if (size > 0) {
             ASSERT_TRUE(QFile::resize(path, size));
         }
