@@ -5,6 +5,7 @@
 #include "foundation/BMAuthorization.h"
 #include "foundation/BMLog.h"
 #include "foundation/platform/linux/LinuxPlatform.h"
+#include "support/Programs.h"
 #include "support/TempHome.h"
 
 #include <QDir>
@@ -76,17 +77,8 @@ protected:
     }
     SelectedRows rows(const QStringList& names) const { return selectRows(projects, names); }
 
-    // The home's Trash: name in the Trash -> the original path its record holds (empty without one).
     QMap<QString, QString> trashRecords() const {
-        QMap<QString, QString> records;
-        const QString trash = home().home() + "/.local/share/Trash/";
-        for (const QString& name : QDir(trash + "files").entryList(QDir::AllEntries | QDir::NoDotAndDotDot)) {
-            QFile file(trash + "info/" + name + ".trashinfo");
-            records[name] = file.open(QIODevice::ReadOnly)
-                                ? LinuxPlatform::originalPathFromTrashRecord(file.readAll())
-                                : QString();
-        }
-        return records;
+        return ::trashRecords(home().home() + "/.local/share/Trash");
     }
     BMProjectList projects;
 

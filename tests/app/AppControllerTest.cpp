@@ -230,7 +230,7 @@ TEST_F(Controller, AnalyticsQuestionAtTheSecondLaunchIsASheetAndTheBoxFollowsThe
 TEST_F(Controller, UnreadableSettingsFilesAreToldAndOnlyTheUsersIsSetAside) {
     const QString file = settings().userFilePath(), wide = settings().computerWideFilePath();
     write(".config/com.brightmoor.Vestry.plist", "not a property list");
-    home().writeFile(wide.mid(home().root().size() + 1), "not a property list");
+    home().writeFile(wide, "not a property list");
     settings().synchronize();
     start();
     QMessageBox* box = visibleAlert();

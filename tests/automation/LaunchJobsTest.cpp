@@ -1,4 +1,5 @@
 #include "FileOpsFixture.h"
+#include "Programs.h"
 #include "automation/BMLaunchd.h"
 #include "automation/HelperJobs.h"
 #include "foundation/BMFileManager.h"
@@ -9,7 +10,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QProcess>
 
 #include <gtest/gtest.h>
 #include <thread>
@@ -101,17 +101,17 @@ TEST_F(LaunchJobsTest, AnUnwritableJobsFolderTakesThePrivilegedWayWithItsMessage
     ASSERT_TRUE(BMFileManager::lockFile(folder));
     EXPECT_FALSE(HelperJobs().jobsFolderWritable()); // so nothing is reinstalled at start
     const QString permissions = "Please check you have correct permissions for the directory " + folder + '.';
-    {
-        // The right is granted, and the folder still refuses the move.
-        grantingPkexec();
+    // A start that fails says why on the console and in one alert.
+    const auto startRefused = [&](const QString& message) {
+        m_alerts.clear();
         ConsoleCapture console;
         EXPECT_FALSE(BMLaunchd::startLaunchAgent(label, job(), true));
-        EXPECT_TRUE(
-            console.text().contains("Error: Unable to create LaunchAgent. " + permissions.chopped(1)));
-    }
-    EXPECT_EQ(m_alerts, QStringList{"Error: Unable to create LaunchAgent"
-                                    " / " +
-                                    permissions});
+        EXPECT_TRUE(console.text().contains(message + ". " + permissions.chopped(1)))
+            << console.text().toStdString();
+        EXPECT_EQ(m_alerts, QStringList{message + " / " + permissions});
+    };
+    grantingPkexec(); // the right is granted, and the folder still refuses the move
+    startRefused("Error: Unable to create LaunchAgent");
     EXPECT_TRUE(logText().contains("Unable to write launchd plist - trying to authorize..."));
     EXPECT_EQ(QDir(BMLocalPaths::tempDirectory()).entryList(QDir::Files), QStringList());
     EXPECT_TRUE(m_systemctl.calls().isEmpty());
@@ -132,23 +132,14 @@ TEST_F(LaunchJobsTest, AnUnwritableJobsFolderTakesThePrivilegedWayWithItsMessage
     m_pkexec = fakeTool(Tool::Pkexec, "exit 127");
     m_alerts.clear();
     BMLaunchd::removeLaunchAgent(label, true);
-    EXPECT_EQ(m_alerts, QStringList{"Error: Unable to remove LaunchAgent"
-                                    " / " +
-                                    permissions});
+    EXPECT_EQ(m_alerts, QStringList{"Error: Unable to remove LaunchAgent / " + permissions});
     EXPECT_EQ(QDir(folder).entryList(QDir::Files).size(), 2);
 
     // Neither the folder nor the temporary folder can be written: the other wording.
     home().platform().setImmutableFlag(folder, false, nullptr);
     BMLaunchd::removeLaunchAgent(label, true);
     ASSERT_TRUE(BMFileManager::lockFile(folder) && BMFileManager::lockFile(temporary));
-    m_alerts.clear();
-    ConsoleCapture console;
-    EXPECT_FALSE(BMLaunchd::startLaunchAgent(label, job(), true));
-    EXPECT_TRUE(
-        console.text().contains("Error: Unable to write LaunchAgent data. " + permissions.chopped(1)));
-    EXPECT_EQ(m_alerts, QStringList{"Error: Unable to write LaunchAgent data"
-                                    " / " +
-                                    permissions});
+    startRefused("Error: Unable to write LaunchAgent data");
 }
 
 // Checked by systemd's own reader: "%Z" is no specifier, so a "%" not doubled fails, as do
@@ -174,11 +165,9 @@ TEST_F(LaunchJobsTest, TheUnitsOfBothJobsPassSystemdsVerification) {
             out.write(file.contents);
             arguments << out.fileName();
         }
-        QProcess analyze;
-        analyze.start("/usr/bin/systemd-analyze", arguments);
-        if (!analyze.waitForFinished(20000))
-            analyze.kill();
-        return QString::fromUtf8(analyze.readAllStandardError()) + QString::number(analyze.exitCode());
+        const ProgramRun analyze = runProgram("/usr/bin/systemd-analyze", arguments,
+                                              {QProcessEnvironment::systemEnvironment(), QString(), 20000});
+        return analyze.err + QString::number(analyze.exitCode);
     };
     EXPECT_EQ(verify(HelperJobs::trashJob(program, odd)), "0");
     const QStringList watched = HelperJobs::cleanWatchList(odd);

@@ -32,7 +32,7 @@ public:
     // A location holding one project, at a path in the home or at an absolute one.
     QString location(const QString& path) {
         const QString absolute = path.startsWith('/') ? path : home().home() + '/' + path;
-        home().writeFile(absolute.mid(home().root().size() + 1) + "/Titles/Titles-1.prproj", "x");
+        home().writeFile(absolute + "/Titles/Titles-1.prproj", "x");
         return absolute;
     }
     // A name search that prints this path for every query.
@@ -68,8 +68,7 @@ QStringList searching(CatalogueLogLines& test) {
     test.home().platform().applications.insert("com.apple.FinalCutPro", test.home().root() + "/FCP.app");
     test.home().platform().applications.insert("com.apple.FinalCutExpress", test.home().root() + "/FCE.app");
     const QString motion = test.location("Motion/Autosave Vault");
-    test.home().writeFile(BMLocalPaths::prefsDirectory(true).mid(test.home().root().size() + 1) +
-                              "/com.apple.motion.plist",
+    test.home().writeFile(BMLocalPaths::prefsDirectory(true) + "/com.apple.motion.plist",
                           PlistFile::toXml(QVariantMap{{"OZPreferenceManager::AutosaveVaultPath", motion}}));
     const QString premiere = test.location(BMLocalPaths::documentDirectory(true) +
                                            "/Adobe/Premiere Pro/7.0/Adobe Premiere Pro Auto-Save");

@@ -38,7 +38,7 @@ protected:
     QString disk(const QString& relative) const { return home().root() + "/disk/" + relative; }
     // Every file of a test is in its temporary folder.
     QString write(const QString& path, const QByteArray& contents = "x") const {
-        return home().writeFile(path.mid(home().root().size() + 1), contents);
+        return home().writeFile(path, contents);
     }
     // Autosave folders holding one project each, as the editors leave them.
     QString vault(const QString& path) const {

@@ -10,6 +10,7 @@
 #include "foundation/PlistFile.h"
 #include "foundation/SettingsKeys.h"
 #include "foundation/platform/linux/LinuxPlatform.h"
+#include "support/Programs.h"
 #include "support/TempHome.h"
 #include "support/Tmpfs.h"
 #include "support/ZipEntries.h"
@@ -35,11 +36,7 @@
 
 namespace {
 
-struct Outcome {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
+using Outcome = ProgramRun;
 
 const QStringList kAll{"Alpha/Alpha-1.prproj", "Beta/Beta-1.prproj", "Beta/Beta-2.prproj",
                        "Beta/Beta-3.prproj"};
@@ -60,9 +57,7 @@ protected:
     }
 
     // Every file of a test is in its temporary folder.
-    void write(const QString& path, const QByteArray& contents = "x") {
-        home().writeFile(path.mid(home().root().size() + 1), contents);
-    }
+    void write(const QString& path, const QByteArray& contents = "x") { home().writeFile(path, contents); }
     static QProcessEnvironment environment() {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert("LC_ALL", "en_US.UTF-8");
@@ -71,21 +66,7 @@ protected:
     }
     Outcome run(const QStringList& arguments, const QProcessEnvironment& env = environment(),
                 const QString& program = VESTRY_PROGRAM) {
-        QProcess process;
-        process.setProcessEnvironment(env);
-        process.setWorkingDirectory(home().home());
-        process.start(program, arguments);
-        Outcome result;
-        if (!process.waitForFinished(60000)) {
-            process.kill();
-            process.waitForFinished();
-            ADD_FAILURE() << "vestry did not finish";
-        } else if (process.exitStatus() == QProcess::NormalExit) {
-            result.exitCode = process.exitCode();
-        }
-        result.out = QString::fromUtf8(process.readAllStandardOutput());
-        result.err = QString::fromUtf8(process.readAllStandardError());
-        return result;
+        return runProgram(program, arguments, {env, home().home()});
     }
 
     // Opens the temporary folder to everyone, so that the program can run as the user nobody
@@ -93,27 +74,13 @@ protected:
     bool openToNobody() {
         if (::getuid() != 0 || !QFileInfo("/usr/bin/setpriv").isExecutable())
             return false;
-        QProcess chmod;
-        chmod.start("chmod", {"-R", "a+rwX", home().root()});
-        return chmod.waitForFinished() && chmod.exitCode() == 0;
+        return runProgram("chmod", {"-R", "a+rwX", home().root()}).exitCode == 0;
     }
     Outcome runAsNobody(const QStringList& arguments, const QProcessEnvironment& env) {
-        return run(QStringList{"--reuid=nobody", "--regid=nogroup", "--clear-groups", VESTRY_PROGRAM} +
-                       arguments,
-                   env, "/usr/bin/setpriv");
+        return run(setprivAsNobody() + QStringList{VESTRY_PROGRAM} + arguments, env, "/usr/bin/setpriv");
     }
     // An index of the folder made by the real updatedb; null when plocate is not installed.
-    QString locateIndex(const QString& folder) {
-        if (!QFileInfo("/usr/bin/updatedb").isExecutable() || !QFileInfo("/usr/bin/plocate").isExecutable())
-            return QString();
-        const QString index = home().root() + "/index.db";
-        QProcess updatedb;
-        updatedb.start("/usr/bin/updatedb", {"-U", folder, "-o", index, "--prunepaths", "", "--prunefs", "",
-                                             "--prunenames", "", "-l", "0"});
-        EXPECT_TRUE(updatedb.waitForFinished(60000));
-        EXPECT_EQ(updatedb.exitCode(), 0) << updatedb.readAllStandardError().toStdString();
-        return index;
-    }
+    QString locateIndex(const QString& folder) { return locateIndexOf(folder, home().root() + "/index.db"); }
 
     QString autosave(const QString& name) const { return premiere + "/" + name; }
     QStringList autosavesLeft() const {
@@ -124,16 +91,8 @@ protected:
         }
         return left;
     }
-    // Name in the Trash -> the original path its record holds.
     QMap<QString, QString> trashRecords() const {
-        QMap<QString, QString> records;
-        const QDir info(home().home() + "/.local/share/Trash/info");
-        for (const QString& name : info.entryList({"*.trashinfo"}, QDir::Files)) {
-            QFile file(info.filePath(name));
-            if (file.open(QIODevice::ReadOnly))
-                records.insert(name.chopped(10), LinuxPlatform::originalPathFromTrashRecord(file.readAll()));
-        }
-        return records;
+        return ::trashRecords(home().home() + "/.local/share/Trash");
     }
     static QDateTime created(const QString& path) { return Platform::current().fileFacts(path)->created; }
     static QString iso(const QString& path) { return created(path).toUTC().toString(Qt::ISODate); }
@@ -220,8 +179,16 @@ struct StatusRow {
     const char* rowName;
     QStringList arguments; // "%" stands for the Premiere location, "@" for the home
     int exitCode;
-    const char* message; // on standard error ("@" for the home); nothing at all when empty
+    QString message; // on standard error ("@" for the home); nothing at all when empty
 };
+
+// Counts are decimal whatever their leading zeros (a row below); anything but digits is refused.
+StatusRow notAWholeNumber(const char* rowName, const char* option, const char* value) {
+    return {rowName,
+            {"prune", option, value, "%"},
+            2,
+            QString("%1: a whole number is expected, not \"%2\"").arg(option, value)};
+}
 
 class ExitStatus : public CommandLine, public ::testing::WithParamInterface<StatusRow> {};
 
@@ -263,6 +230,9 @@ INSTANTIATE_TEST_SUITE_P(
                   2,
                   "--keep: a whole number from 1 to 1000000 is expected, not 0"},
         StatusRow{"KeepNineWithALeadingZero", {"prune", "--keep", "09", "%"}, 0, ""},
+        notAWholeNumber("KeepInHex", "--keep", "0x2"), notAWholeNumber("KeepAFraction", "--keep", "1.5"),
+        notAWholeNumber("KeepANegative", "--keep", "-1"), notAWholeNumber("KeepNothing", "--keep", ""),
+        notAWholeNumber("OlderThanInHex", "--older-than", "0x1"),
         StatusRow{"ListAnEmptyPath", {"list", "%", ""}, 2, "PATH: a path is expected, not an empty text"},
         StatusRow{"PruneAnEmptyPath", {"prune", "--keep", "1", ""}, 2, "PATH: a path is expected"},
         StatusRow{"ArchiveToAnEmptyPath", {"archive", "--to", "", "%/Beta"}, 2, "--to: a path is expected"},
@@ -280,22 +250,6 @@ INSTANTIATE_TEST_SUITE_P(
         StatusRow{
             "ArchiveTheLocationItself", {"archive", "--to", "@/A.zip", "%"}, 1, "is an autosave location"}),
     [](const ::testing::TestParamInfo<StatusRow>& info) { return std::string(info.param.rowName); });
-
-// Counts are decimal whatever their leading zeros (a row above); anything but digits is refused.
-TEST_F(CommandLine, CountsThatAreNotWholeNumbersAreRefused) {
-    for (const auto& [option, value] : {std::pair{"--keep", "0x2"},
-                                        {"--keep", "1.5"},
-                                        {"--keep", "-1"},
-                                        {"--keep", ""},
-                                        {"--older-than", "0x1"}}) {
-        const Outcome result = run({"prune", option, value, premiere});
-        EXPECT_EQ(result.exitCode, 2) << option << " " << value;
-        EXPECT_TRUE(
-            result.err.contains(QString("%1: a whole number is expected, not \"%2\"").arg(option, value)))
-            << result.err.toStdString();
-    }
-    EXPECT_EQ(autosavesLeft(), kAll);
-}
 
 TEST_F(CommandLine, PruneDryRunListsWhatWouldGoAndChangesNothing) {
     const Outcome result = run({"prune", "--keep", "1", "--dry-run", premiere});
@@ -555,34 +509,26 @@ TEST_F(CommandLine, TwoPrunesAtOnceTrashEachAutosaveOnceAndFindTheRestAlreadyGon
     ASSERT_TRUE(holder.holds());
     QProcessEnvironment env = environment();
     env.insert("VESTRY_LOCK_WAIT_MS", "30000");
-    QProcess prunes[2];
-    for (QProcess& prune : prunes) {
-        prune.setProcessEnvironment(env);
-        prune.start(VESTRY_PROGRAM, {"prune", "--keep", "1", premiere});
-    }
+    std::unique_ptr<QProcess> prunes[2];
+    for (auto& prune : prunes)
+        prune = startProgram(VESTRY_PROGRAM, {"prune", "--keep", "1", premiere}, {env});
     QElapsedTimer timer;
     timer.start();
-    while (!(hasOpen(prunes[0].processId(), lockFile) && hasOpen(prunes[1].processId(), lockFile)) &&
+    while (!(hasOpen(prunes[0]->processId(), lockFile) && hasOpen(prunes[1]->processId(), lockFile)) &&
            timer.elapsed() < 30000)
         QThread::msleep(20);
     holder.release();
     QString err;
-    for (QProcess& prune : prunes) {
-        if (!prune.waitForFinished(40000)) {
-            prune.kill();
-            prune.waitForFinished();
-            ADD_FAILURE() << "vestry prune did not finish";
-        }
-        EXPECT_EQ(prune.exitStatus(), QProcess::NormalExit);
-        EXPECT_EQ(prune.exitCode(), 0);
-        err += QString::fromUtf8(prune.readAllStandardError());
+    for (auto& prune : prunes) {
+        const Outcome result = finishProgram(*prune, 40000);
+        EXPECT_EQ(result.exitCode, 0);
+        err += result.err;
     }
     EXPECT_EQ(err.split('\n', Qt::SkipEmptyParts),
               (QStringList{"vestry prune: " + autosave(kAll[2]) + ": already gone", // newest first
                            "vestry prune: " + autosave(kAll[1]) + ": already gone"}));
     EXPECT_EQ(trashRecords(), (QMap<QString, QString>{{"Beta-1.prproj", autosave(kAll[1])},
                                                       {"Beta-2.prproj", autosave(kAll[2])}}));
-    EXPECT_EQ(QDir(home().home() + "/.local/share/Trash/files").count(), 2 + 2); // with "." and ".."
     EXPECT_EQ(autosavesLeft(), (QStringList{kAll[0], kAll[3]}));
 }
 
@@ -727,11 +673,11 @@ TEST_F(HelperCommand, EnableCleanStoresTheFolderInstallsTheUnitsAndDisableRemove
     EXPECT_EQ(stored().value("autoCleanAction").toInt(), 1);
 
     // A run of the helper, as it logs it.
-    home().writeFile(
-        home().home().mid(home().root().size() + 1) + "/.local/state/Brightmoor/Vestry.task.1.log",
-        (BMLog::dateDescription(QDateTime::fromString("2026-11-24T21:05:30Z", Qt::ISODate)) + " - " +
-         HelperRunLog::finishedLine("clean", true, "moved 2 autosaves to the Trash") + "\n")
-            .toUtf8());
+    home().writeFile(home().home() + "/.local/state/Brightmoor/Vestry.task.1.log",
+                     (BMLog::dateDescription(QDateTime::fromString("2026-11-24T21:05:30Z", Qt::ISODate)) +
+                      " - " + HelperRunLog::finishedLine("clean", true, "moved 2 autosaves to the Trash") +
+                      "\n")
+                         .toUtf8());
     result = run({"helper", "status", "--json"}, env);
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
     const QJsonObject document = QJsonDocument::fromJson(result.out.toUtf8()).object();
@@ -875,10 +821,8 @@ TEST_F(CommandLine, TheDemoHomeStillListsAfterItIsMoved) {
         QFileInfo(QStringLiteral(__FILE__)).absolutePath() + "/../../scripts/make-demo-home";
     const QString made = home().root() + "/made";
     const QString moved = home().root() + "/moved";
-    QProcess make;
-    make.start("bash", {script, made});
-    ASSERT_TRUE(make.waitForFinished(60000));
-    ASSERT_EQ(make.exitCode(), 0) << make.readAllStandardError().toStdString();
+    const Outcome make = runProgram("bash", {script, made});
+    ASSERT_EQ(make.exitCode, 0) << make.err.toStdString();
     ASSERT_TRUE(QDir().rename(made, moved));
 
     QProcessEnvironment env = environment();

@@ -27,6 +27,6 @@ protected:
     }
     // A file anywhere in the test's temporary folder, by its full path.
     QString writeFile(const QString& path, const QByteArray& contents) const {
-        return home().writeFile(QDir(home().root()).relativeFilePath(path), contents);
+        return home().writeFile(path, contents);
     }
 };

@@ -1,11 +1,10 @@
 #include "FileOpsFixture.h"
+#include "Programs.h"
 #include "foundation/platform/linux/LinuxPlatform.h"
 
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
-#include <QFileInfo>
-#include <QProcess>
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -47,14 +46,9 @@ protected:
 };
 
 TEST_F(LinuxSpotlight, FindsFoldersInARealIndex) {
-    if (!QFileInfo("/usr/bin/updatedb").isExecutable() || !QFileInfo("/usr/bin/plocate").isExecutable())
+    const QString database = locateIndexOf(m_disk, home().root() + "/index.db");
+    if (database.isEmpty())
         GTEST_SKIP() << "plocate is not installed";
-    const QString database = home().root() + "/index.db";
-    QProcess updatedb;
-    updatedb.start("/usr/bin/updatedb", {"-U", m_disk, "-o", database, "--prunepaths", "", "--prunefs", "",
-                                         "--prunenames", "", "-l", "no"});
-    ASSERT_TRUE(updatedb.waitForFinished(60000));
-    ASSERT_EQ(updatedb.exitCode(), 0) << updatedb.readAllStandardError().toStdString();
     platform().locateDatabasePath = database;
     platform().setToolPath(Tool::Plocate, "/usr/bin/plocate");
 

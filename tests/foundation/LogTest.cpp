@@ -1,4 +1,5 @@
 #include "FileOpsFixture.h"
+#include "LogLines.h"
 #include "foundation/BMLog.h"
 #include "foundation/BMTaskEx.h"
 #include "foundation/PlistFile.h"
@@ -16,14 +17,8 @@
 
 namespace {
 
-// The message part of each entry (what follows the date and " - "); empty for a line that
-// is no entry.
 QStringList messagesOf(const QString& path) {
-    static const QRegularExpression entry(R"(^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d [+-]\d{4} - (.*)$)");
-    QStringList messages;
-    for (const QString& line : QString::fromUtf8(readFile(path)).split('\n', Qt::SkipEmptyParts))
-        messages << entry.match(line).captured(1);
-    return messages;
+    return logMessages(QString::fromUtf8(readFile(path)));
 }
 
 class Log : public TempHomeTest {
@@ -41,7 +36,7 @@ protected:
         return home().home() + QString("/.local/state/Brightmoor/Vestry.%1.log").arg(n);
     }
     void writeGeneration(int n, const QByteArray& text) {
-        home().writeFile(generation(n).mid(home().root().size() + 1), text);
+        home().writeFile(generation(n), text);
     }
 };
 

@@ -38,7 +38,7 @@ TEST_F(ScratchFolderTest, EachRunHasItsOwnAndRemovesOnlyInsideIt) {
     // Something else put under the second's name since it was made is not the run's own.
     const QString name = second->path();
     ASSERT_TRUE(QDir().rename(name, name + " moved"));
-    home().writeFile(name.mid(home().root().size() + 1) + "/someone else's.txt", "theirs");
+    home().writeFile(name + "/someone else's.txt", "theirs");
     second.reset();
     EXPECT_EQ(readFile(name + "/someone else's.txt"), "theirs");
     EXPECT_EQ(readFile(parent + "/Vestry Temp/stale.prproj"), "an older version's");

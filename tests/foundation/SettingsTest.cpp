@@ -108,7 +108,7 @@ TEST_F(Settings, ComputerWideValueIsReadBackThroughTheSameStoreAfterTheUsersOwn)
     EXPECT_EQ(store->integerValue(SettingsKey::requireAdminPassword), 0);
 
     // A computer-wide file it cannot parse is not replaced by one holding a single key.
-    home().writeFile(wideFile().mid(home().root().size() + 1), "not a plist");
+    home().writeFile(wideFile(), "not a plist");
     ConsoleCapture console;
     EXPECT_FALSE(store->setComputerWideValue(SettingsKey::requireAdminPassword, 1));
     EXPECT_EQ(readFile(wideFile()), "not a plist");

@@ -1,6 +1,7 @@
 // The freedesktop Trash on real file systems: records read by the real trash-cli, full and
 // inode-less tmpfs volumes, a second volume with its own Trash, a second user.
 #include "FileOpsFixture.h"
+#include "Programs.h"
 #include "Tmpfs.h"
 #include "foundation/BMFileManager.h"
 #include "foundation/FileName.h"
@@ -11,7 +12,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QProcess>
 
 #include <cerrno>
 #include <csignal>
@@ -65,36 +65,12 @@ bool isEmptyTrash(const QString& trashFolder) {
     return entries(trashFolder + "/files").isEmpty() && entries(trashFolder + "/info").isEmpty();
 }
 
-struct Outcome {
-    bool finished = false;
-    int exitCode = -1;
-    QString output;
-    bool leftBehind = false; // a process still alive after the run
-};
+using Outcome = ProgramRun;
 
-// Runs a program under a time-out; one that does not end in time is killed.
+// Runs a program under a time-out, its output and errors as one text.
 Outcome run(const QString& program, const QStringList& arguments, const QProcessEnvironment& environment,
             const QString& workingDirectory = QString(), const QByteArray& input = QByteArray()) {
-    QProcess process;
-    process.setProcessEnvironment(environment);
-    process.setWorkingDirectory(workingDirectory);
-    process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(program, arguments);
-    Outcome result;
-    if (!process.waitForStarted(5000))
-        return result;
-    const qint64 pid = process.processId();
-    process.write(input);
-    process.closeWriteChannel();
-    result.finished = process.waitForFinished(20000);
-    if (!result.finished) {
-        process.kill();
-        process.waitForFinished(5000);
-    }
-    result.exitCode = process.exitCode();
-    result.output = QString::fromUtf8(process.readAll());
-    result.leftBehind = ::kill(pid_t(pid), 0) == 0;
-    return result;
+    return runProgram(program, arguments, {environment, workingDirectory, 20000, input, true});
 }
 
 class TrashTest : public FileOpsTest {
@@ -158,8 +134,7 @@ protected:
         QStringList arguments{VESTRY_TRASH_PROBE, item, trashFolder};
         if (!asNobody)
             return run(arguments.takeFirst(), arguments, environment);
-        return run("setpriv", QStringList{"--reuid=nobody", "--regid=nogroup", "--clear-groups"} + arguments,
-                   environment);
+        return run("setpriv", setprivAsNobody() + arguments, environment);
     }
 
     // A folder that belongs to the second user, with the folders above it open to them; empty
@@ -206,10 +181,10 @@ TEST_P(TrashRecords, TrashCliListsTheExactPathAndRestoresTheItem) {
 
     const QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     const Outcome list = run("trash-list", {}, environment, folder);
-    ASSERT_TRUE(list.finished && list.exitCode == 0) << list.output.toStdString();
+    ASSERT_TRUE(list.finished && list.exitCode == 0) << list.out.toStdString();
     // trash-cli shows bytes that are not UTF-8 as U+FFFD, as QString::fromUtf8 does.
     const QString shown = QString::fromUtf8(FileName::encode(item));
-    EXPECT_TRUE(list.output.endsWith(' ' + shown + '\n')) << list.output.toStdString();
+    EXPECT_TRUE(list.out.endsWith(' ' + shown + '\n')) << list.out.toStdString();
 
     if (FileName::hasInvalidBytes(item)) {
         // trash-cli 0.17 decodes the record's path with U+FFFD replacements and would restore
@@ -220,7 +195,7 @@ TEST_P(TrashRecords, TrashCliListsTheExactPathAndRestoresTheItem) {
         ::unlink(FileName::encode(trash() + "/info/" + trashed.first() + ".trashinfo").constData());
     } else {
         const Outcome restore = run("trash-restore", {}, environment, folder, "0\n");
-        ASSERT_TRUE(restore.finished && restore.exitCode == 0) << restore.output.toStdString();
+        ASSERT_TRUE(restore.finished && restore.exitCode == 0) << restore.out.toStdString();
     }
     EXPECT_EQ(readBytes(item), "contents");
     EXPECT_TRUE(isEmptyTrash(trash()));
@@ -243,10 +218,10 @@ TEST_F(TrashTest, GioListsTheOriginalPath) {
         run("dbus-run-session", {"--", "gio", "trash", "--list"}, QProcessEnvironment::systemEnvironment());
     if (!list.finished || list.exitCode != 0)
         GTEST_SKIP() << "gio cannot list the Trash here (it needs gvfs and dbus-run-session): "
-                     << list.output.toStdString();
+                     << list.out.toStdString();
     // gio shows control characters escaped, the rest of the path as it is.
-    EXPECT_TRUE(list.output.contains('\t' + QString(item).replace('\t', "\\x09") + '\n'))
-        << list.output.toStdString();
+    EXPECT_TRUE(list.out.contains('\t' + QString(item).replace('\t', "\\x09") + '\n'))
+        << list.out.toStdString();
 }
 
 TEST_F(TrashTest, TakenNamesGetANumberAndNamesTooLongForARecordAreShortened) {
@@ -296,7 +271,7 @@ TEST_F(TrashTest, WithoutFreeInodesTheMoveFailsAtOnceInsteadOfHanging) {
     const Outcome result = probe(item, trash(), false);
     ASSERT_TRUE(result.finished && !result.leftBehind) << "the move hung or left a process behind";
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_TRUE(result.output.contains("No space left on device")) << result.output.toStdString();
+    EXPECT_TRUE(result.out.contains("No space left on device")) << result.out.toStdString();
     EXPECT_EQ(readBytes(item), "x");
     EXPECT_TRUE(isEmptyTrash(trash()));
 }
@@ -319,25 +294,25 @@ TEST_F(TrashTest, AsAnotherUserAnUnwritableRecordFolderFailsAndALongNameIsShorte
 
     Outcome result = probe(item, trashFolder, true);
     if (result.exitCode == 126 || result.exitCode == 127)
-        GTEST_SKIP() << "the second user cannot run the probe: " << result.output.toStdString();
+        GTEST_SKIP() << "the second user cannot run the probe: " << result.out.toStdString();
     ASSERT_TRUE(result.finished && !result.leftBehind) << "the move hung or left a process behind";
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_TRUE(result.output.contains("Permission denied")) << result.output.toStdString();
-    EXPECT_TRUE(result.output.contains(trashFolder + "/info/a.mov.trashinfo")) << result.output.toStdString();
+    EXPECT_TRUE(result.out.contains("Permission denied")) << result.out.toStdString();
+    EXPECT_TRUE(result.out.contains(trashFolder + "/info/a.mov.trashinfo")) << result.out.toStdString();
     EXPECT_EQ(readBytes(item), "x");
     EXPECT_TRUE(isEmptyTrash(trashFolder));
 
     ::chmod(QFile::encodeName(trashFolder + "/info").constData(), 0700);
     result = probe(longItem, trashFolder, true);
     ASSERT_TRUE(result.finished && !result.leftBehind) << "the move hung or left a process behind";
-    ASSERT_EQ(result.exitCode, 0) << result.output.toStdString();
+    ASSERT_EQ(result.exitCode, 0) << result.out.toStdString();
     const QString shortName = QString(241, 'l') + ".mov";
     EXPECT_EQ(entries(trashFolder + "/files"), QStringList{shortName});
     EXPECT_EQ(recordedPath(trashFolder, shortName), longItem);
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert("XDG_DATA_HOME", own + "/share");
     const Outcome restore = run("trash-restore", {}, environment, work, "0\n");
-    ASSERT_TRUE(restore.finished && restore.exitCode == 0) << restore.output.toStdString();
+    ASSERT_TRUE(restore.finished && restore.exitCode == 0) << restore.out.toStdString();
     EXPECT_EQ(readBytes(longItem), "long");
 }
 

@@ -9,6 +9,7 @@
 #include "foundation/platform/linux/LinuxPlatform.h"
 #include "helper/HelperRun.h"
 #include "support/MacMetadata.h"
+#include "support/Programs.h"
 #include "support/TempHome.h"
 #include "support/Tmpfs.h"
 
@@ -25,11 +26,7 @@ namespace {
 
 using namespace SettingsKey;
 
-struct Outcome {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
+using Outcome = ProgramRun;
 
 class HelperProgram : public TempHomeTest {
 protected:
@@ -59,7 +56,7 @@ protected:
     // An autosave of the location created days ago, as Samba records a Mac's creation date.
     void autosave(const QString& relative, double daysAgo, qint64 size = 0) {
         const QString path = location + "/" + relative;
-        home().writeFile(path.mid(home().root().size() + 1), relative.toUtf8());
+        home().writeFile(path, relative.toUtf8());
         if (size > 0) {
             ASSERT_TRUE(QFile::resize(path, size));
         }
@@ -68,42 +65,23 @@ protected:
                     keepOriginalModificationTime(path, created));
     }
 
-    QProcess* start(const QStringList& arguments, const QString& timeLimitMs = QString(),
-                    const QString& program = VESTRY_HELPER_PROGRAM) {
-        auto* process = new QProcess;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("LC_ALL", "en_US.UTF-8");
+    RunOptions options(const QString& timeLimitMs = QString()) const {
+        RunOptions options{QProcessEnvironment::systemEnvironment(), home().home()};
+        options.environment.insert("LC_ALL", "en_US.UTF-8");
         if (!timeLimitMs.isNull())
-            environment.insert("VESTRY_HELPER_TIME_LIMIT_MS", timeLimitMs);
-        process->setProcessEnvironment(environment);
-        process->setWorkingDirectory(home().home());
-        process->start(program, arguments);
-        return process;
+            options.environment.insert("VESTRY_HELPER_TIME_LIMIT_MS", timeLimitMs);
+        return options;
     }
-    static Outcome finish(QProcess* process) {
-        Outcome result;
-        if (!process->waitForFinished(60000)) {
-            process->kill();
-            process->waitForFinished();
-            ADD_FAILURE() << "vestry-helper did not finish";
-        } else if (process->exitStatus() == QProcess::NormalExit) {
-            result.exitCode = process->exitCode();
-        }
-        result.out = QString::fromUtf8(process->readAllStandardOutput());
-        result.err = QString::fromUtf8(process->readAllStandardError());
-        delete process;
-        return result;
+    Outcome run(const QStringList& arguments, const QString& timeLimitMs = QString(),
+                const QString& program = VESTRY_HELPER_PROGRAM) {
+        return runProgram(program, arguments, options(timeLimitMs));
     }
-    Outcome run(const QStringList& arguments) { return finish(start(arguments)); }
 
     // Relative path -> original path, of what the home's Trash holds with its record.
     QMap<QString, QString> trashed() const {
-        QMap<QString, QString> records;
-        const QString trash = home().home() + "/.local/share/Trash/";
-        for (const QString& name : QDir(trash + "files").entryList(QDir::AllEntries | QDir::NoDotAndDotDot))
-            records[name] =
-                LinuxPlatform::originalPathFromTrashRecord(readFile(trash + "info/" + name + ".trashinfo"))
-                    .mid(location.size() + 1);
+        QMap<QString, QString> records = trashRecords(home().home() + "/.local/share/Trash");
+        for (QString& path : records)
+            path = path.mid(location.size() + 1);
         return records;
     }
     QStringList left() const {
@@ -184,7 +162,7 @@ TEST_F(HelperProgram, AvidBinsKeepTheirNewestAndTheTimeLimitStopsBetweenFiles) {
     autosave("Film/Bins/Reel 1/Reel 1.2.avb", 50);
     autosave("Film/Bins/Reel 2/Reel 2.1.avb", 70); // alone in its bin: kept
 
-    const Outcome stopped = finish(start({"-clean", location + "/"}, "0"));
+    const Outcome stopped = run({"-clean", location + "/"}, "0");
     EXPECT_EQ(stopped.exitCode, 0) << stopped.err.toStdString();
     EXPECT_TRUE(trashed().isEmpty());
     EXPECT_EQ(lastRun("clean"), "ok: moved 0 autosaves (0 B) to the Trash; stopped at the time limit of "
@@ -259,13 +237,13 @@ TEST_F(HelperProgram, TwoRunsAtOnceMoveEachAutosaveOnce) {
     std::optional<LocationLock> other = LocationLock::acquire(
         HelperRun::runLockKey("clean", location), "another run", std::chrono::milliseconds(0), nullptr);
     ASSERT_TRUE(other);
-    QProcess* first = start({"-clean", location});
-    QProcess* second = start({"-clean", location});
+    const auto first = startProgram(VESTRY_HELPER_PROGRAM, {"-clean", location}, options());
+    const auto second = startProgram(VESTRY_HELPER_PROGRAM, {"-clean", location}, options());
     EXPECT_FALSE(first->waitForFinished(1000));
     EXPECT_FALSE(second->waitForFinished(100));
     other.reset();
-    const Outcome a = finish(first);
-    const Outcome b = finish(second);
+    const Outcome a = finishProgram(*first);
+    const Outcome b = finishProgram(*second);
     EXPECT_EQ(a.exitCode, 0) << a.err.toStdString();
     EXPECT_EQ(b.exitCode, 0) << b.err.toStdString();
     EXPECT_EQ(trashed().values(), old); // each once: a second copy would be "P1-1 2.prproj" in the Trash
@@ -296,16 +274,13 @@ TEST_F(HelperProgram, ARefusedMoveNamesTheFileAndTheCauseWithoutAsking) {
     set({{autoCleanUseCriteriaAge, true}, {autoCleanCriteriaAge, 1}});
     autosave("Edit/Edit-1.prproj", 3);
     autosave("Edit/Edit-2.prproj", 2);
-    QProcess chmod;
-    chmod.start("chmod", {"-R", "a+rwX", home().root()});
-    ASSERT_TRUE(chmod.waitForFinished() && chmod.exitCode() == 0);
+    ASSERT_EQ(runProgram("chmod", {"-R", "a+rwX", home().root()}).exitCode, 0);
     ASSERT_TRUE(QFile::setPermissions(location + "/Edit", QFile::ReadOwner | QFile::WriteOwner |
                                                               QFile::ExeOwner | QFile::ReadOther |
                                                               QFile::ExeOther));
     // Nobody may not take files out of Edit; without a window to ask in, nothing asks.
-    const Outcome result = finish(start(
-        {"--reuid=nobody", "--regid=nogroup", "--clear-groups", VESTRY_HELPER_PROGRAM, "-clean", location},
-        QString(), "/usr/bin/setpriv"));
+    const Outcome result = run(setprivAsNobody() + QStringList{VESTRY_HELPER_PROGRAM, "-clean", location},
+                               QString(), "/usr/bin/setpriv");
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_EQ(left(), (QStringList{"Edit/Edit-1.prproj", "Edit/Edit-2.prproj"}));
     EXPECT_TRUE(

@@ -13,12 +13,20 @@
 #include <thread>
 #include <unistd.h>
 
-// The messages of the application log, each entry without its date and " - ", that match
-// one of the expected lines, in the order written: equal to `expected` exactly when each of
-// them was written once, whole, in that order. A "*" in an expected line stands for any text
-// without "/" (a name the run makes up).
-inline QStringList loggedOf(const QStringList& expected) {
+// The message part of each line of a log (what follows the date and " - "); empty for a line
+// that is no entry.
+inline QStringList logMessages(const QString& text) {
     static const QRegularExpression entry(R"(^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d [+-]\d{4} - (.*)$)");
+    QStringList messages;
+    for (const QString& line : text.split(QLatin1Char('\n'), Qt::SkipEmptyParts))
+        messages << entry.match(line).captured(1);
+    return messages;
+}
+
+// The messages of the application log that match one of the expected lines, in the order
+// written: equal to `expected` exactly when each of them was written once, whole, in that
+// order. A "*" in an expected line stands for any text without "/" (a name the run makes up).
+inline QStringList loggedOf(const QStringList& expected) {
     QList<QRegularExpression> patterns;
     for (const QString& line : expected) {
         QStringList parts = line.split(QLatin1Char('*'));
@@ -28,8 +36,7 @@ inline QStringList loggedOf(const QStringList& expected) {
             QRegularExpression::anchoredPattern(parts.join(QStringLiteral("[^/]*"))));
     }
     QStringList found;
-    for (const QString& line : logText().split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
-        const QString message = entry.match(line).captured(1);
+    for (const QString& message : logMessages(logText())) {
         for (qsizetype i = 0; i < patterns.size(); ++i) {
             if (patterns[i].match(message).hasMatch()) {
                 found << expected[i];

@@ -51,7 +51,12 @@ QString TempHome::makeFolder(const QString& relative) const {
 }
 
 QString TempHome::writeFile(const QString& relative, const QByteArray& contents) const {
-    const QString path = m_dir.path() + QLatin1Char('/') + relative;
+    const QString path =
+        relative.startsWith(QLatin1Char('/')) ? relative : m_dir.path() + QLatin1Char('/') + relative;
+    if (!path.startsWith(m_dir.path() + QLatin1Char('/'))) {
+        ADD_FAILURE() << "a test writes outside its temporary folder: " << path.toStdString();
+        return path;
+    }
     QDir().mkpath(QFileInfo(path).path());
     QFile file(path);
     if (file.open(QIODevice::WriteOnly))

@@ -27,6 +27,7 @@ public:
 
     // A path under the temporary folder, its parent folders created.
     QString makeFolder(const QString& relative) const;
+    // A file under the temporary folder, by its path there or its full path.
     QString writeFile(const QString& relative, const QByteArray& contents = QByteArray()) const;
     // A file under the home; without contents it holds its own relative path, which tells
     // files apart after moves and restores.

@@ -1,3 +1,4 @@
+#include "Programs.h"
 #include "TempHome.h"
 #include "foundation/BMLocalPaths.h"
 #include "foundation/BMLog.h"
@@ -35,18 +36,10 @@ protected:
     // Runs the probe under a time-out; its process id, or 0 when it hung.
     qint64 runProbe(const char* mode, QProcess::ExitStatus expected,
                     const QString& program = VESTRY_CRASH_REPORTER_PROBE) {
-        QProcess probe;
-        probe.start(program, {mode});
-        EXPECT_TRUE(probe.waitForStarted(10000));
-        const qint64 pid = probe.processId();
-        if (!probe.waitForFinished(20000)) {
-            probe.kill();
-            probe.waitForFinished();
-            ADD_FAILURE() << "the probe hung";
-            return 0;
-        }
-        EXPECT_EQ(probe.exitStatus(), expected) << probe.readAllStandardError().toStdString();
-        return pid;
+        const ProgramRun run =
+            runProgram(program, {mode}, {QProcessEnvironment::systemEnvironment(), QString(), 20000});
+        EXPECT_EQ(run.exitCode < 0, expected == QProcess::CrashExit) << run.err.toStdString();
+        return run.finished ? run.pid : 0;
     }
     QStringList reportNames() const { return QDir(reports).entryList(QDir::Files, QDir::Name); }
     void writeGlobal(const QVariant& disable) {
@@ -138,7 +131,7 @@ TEST_F(BugReporter, ANormalStopOrAFirstLaunchReportsNothing) {
     EXPECT_TRUE(BMBugReporter::marker("launch").isValid());
     EXPECT_GE(BMBugReporter::marker("exit"), BMBugReporter::marker("launch"));
     // Even a report newer than the launch does not count after a normal stop.
-    home().writeFile(reports.mid(home().root().size() + 1) + "/Vestry_2099-01-01-000000-1.crash", "x");
+    home().writeFile(reports + "/Vestry_2099-01-01-000000-1.crash", "x");
     EXPECT_TRUE(BMBugReporter::checkForCrashes().isEmpty());
     EXPECT_TRUE(reportNames().size() == 1 && !logText().contains("crashed"));
 }
@@ -148,7 +141,7 @@ TEST_F(BugReporter, OnlyTheNewestMatchingReportOfTheFirstFolderWithOneCounts) {
     const QString markers = home().root() + "/markers.plist";
     const QDateTime launch = QDateTime::currentDateTimeUtc().addSecs(-3600);
     ASSERT_TRUE(PlistFile::writeXml(markers, QVariantMap{{"launch", launch}}));
-    const QString logs = BMLocalPaths::logDirectory(true).mid(home().root().size() + 1);
+    const QString logs = BMLocalPaths::logDirectory(true);
     auto report = [&](const QString& relative, qint64 ageSeconds) {
         const QString path = home().writeFile(logs + "/" + relative, "x");
         QFile file(path);

@@ -25,7 +25,7 @@ protected:
         TempHomeTest::TearDown();
     }
     QString write(const QString& absolute) {
-        return home().writeFile(absolute.mid(home().root().size() + 1), "x");
+        return home().writeFile(absolute, "x");
     }
     // The files in an archive, each under "BM_App_Logs" and its source folder's path.
     QStringList filesIn(const QString& zip) const {

@@ -61,7 +61,7 @@ TEST_F(SoftwareUpdate, TheNewerOfInstalledAndInnerUpdaterIsChosen) {
 
     // Only the inner one: a fresh working copy, replacing what an earlier run left.
     makeUpdater(inner, 12);
-    home().writeFile(copy.mid(home().root().size() + 1) + "/Contents/stale", "old");
+    home().writeFile(copy + "/Contents/stale", "old");
     EXPECT_EQ(BMSoftwareUpdate::updaterPath(), copy);
     EXPECT_EQ(BMSoftwareUpdate::bundleVersion(copy), 12);
     EXPECT_FALSE(QFileInfo::exists(copy + "/Contents/stale"));
