@@ -3,6 +3,7 @@
 #include "app/BusySpinner.h"
 #include "app/PreferencesWindow.h"
 #include "catalogue/AutosaveType.h"
+#include "catalogue/CatalogueLocations.h"
 #include "catalogue/OutlineText.h"
 #include "foundation/BMLocalPaths.h"
 #include "foundation/BMSettings.h"
@@ -145,8 +146,8 @@ TEST_F(Controller, AddedFoldersAreStoredOnceWithTheirVaultAndRemovedOnesForgotte
     const QString expected = project + "/Autosave Vault";
     chosenFolder = project;
     expectRebuild([&] { controller->prefsAddManualPath(); });
-    EXPECT_EQ(settings().stringListValue(SettingsKey::manualPaths), QStringList{expected});
-    EXPECT_EQ(settings().stringListValue(SettingsKey::autosavePaths),
+    EXPECT_EQ(CatalogueLocations::storedPaths(settings(), SettingsKey::manualPaths), QStringList{expected});
+    EXPECT_EQ(CatalogueLocations::storedPaths(settings(), SettingsKey::autosavePaths),
               (QStringList{premiere, vault, expected}));
     EXPECT_TRUE(projectNames().contains("Spot"));
     EXPECT_EQ(controller->preferencesWindow()->manualPathList()->count(), 1);
@@ -156,17 +157,19 @@ TEST_F(Controller, AddedFoldersAreStoredOnceWithTheirVaultAndRemovedOnesForgotte
     expectRebuild([&] { controller->prefsAddManualPath(); });
     chosenFolder.clear();
     expectRebuild([&] { controller->prefsAddManualPath(); }); // cancelling the panel still rebuilds
-    EXPECT_EQ(settings().stringListValue(SettingsKey::manualPaths), (QStringList{expected, vault}));
-    EXPECT_EQ(settings().stringListValue(SettingsKey::autosavePaths),
+    EXPECT_EQ(CatalogueLocations::storedPaths(settings(), SettingsKey::manualPaths),
+              (QStringList{expected, vault}));
+    EXPECT_EQ(CatalogueLocations::storedPaths(settings(), SettingsKey::autosavePaths),
               (QStringList{premiere, vault, expected}));
 
     controller->preferencesWindow()->manualPathList()->setCurrentRow(0);
     expectNoRebuild([&] { controller->prefsRemoveManualPath(); });
-    EXPECT_EQ(settings().stringListValue(SettingsKey::manualPaths), QStringList{vault});
-    EXPECT_EQ(settings().stringListValue(SettingsKey::autosavePaths), (QStringList{premiere, vault}));
+    EXPECT_EQ(CatalogueLocations::storedPaths(settings(), SettingsKey::manualPaths), QStringList{vault});
+    EXPECT_EQ(CatalogueLocations::storedPaths(settings(), SettingsKey::autosavePaths),
+              (QStringList{premiere, vault}));
     controller->preferencesWindow()->manualPathList()->setCurrentRow(-1);
     controller->prefsRemoveManualPath(); // nothing selected: nothing happens
-    EXPECT_EQ(settings().stringListValue(SettingsKey::manualPaths), QStringList{vault});
+    EXPECT_EQ(CatalogueLocations::storedPaths(settings(), SettingsKey::manualPaths), QStringList{vault});
 }
 
 TEST_F(Controller, TurningTheAdminPasswordOffNeedsAuthorisationAndAnalyticsHaveTheirOwnFile) {
@@ -343,7 +346,9 @@ TEST_F(Controller, AFolderFoundByTheNameSearchIsStoredAndShown) {
     EXPECT_TRUE(projectNames().contains("Trailer") || rebuilt.wait(10000));
     controller->waitForWorkers();
     EXPECT_TRUE(projectNames().contains("Trailer"));
-    EXPECT_EQ(settings().stringListValue(SettingsKey::autosavePaths), (QStringList{premiere, vault, found}));
+    // Folders inside the home are stored as "~/...", the others as they are.
+    EXPECT_EQ(settings().stringListValue(SettingsKey::autosavePaths),
+              (QStringList{"~/Documents/Adobe Premiere Pro Auto-Save", "~/Movies/Autosave Vault", found}));
 }
 
 TEST_F(Controller, UntickingPremiereGroupingRebuildsWithTheLastDashRule) {
