@@ -50,14 +50,12 @@ TEST_F(Cancel, CopyAndMoveFinishTheFileUnderWayAndLeaveTheRestWithNothingHalfWri
             stopAt(copy ? ActionProgress::Stage::Copying : ActionProgress::Stage::Moving, 3), &flag);
         EXPECT_TRUE(report.cancelled);
         EXPECT_EQ(report.done.size(), 3);
+        // Three whole copies and, in the source, the other three (a move) or all six (a copy).
         const QMap<QString, QByteArray> written = listing(target);
         QMap<QString, QByteArray> together = listing(premiere("Gamma"));
-        EXPECT_EQ(together.size(), copy ? 6 : 3);
         EXPECT_EQ(written.size(), 3);
-        if (!copy)
-            together.insert(written);
-        for (auto it = written.cbegin(); it != written.cend(); ++it)
-            EXPECT_EQ(before.value(it.key()), it.value()) << it.key().toStdString();
+        EXPECT_EQ(together.size(), copy ? 6 : 3);
+        together.insert(written);
         EXPECT_EQ(together, before);
     }
 }
