@@ -2,6 +2,7 @@
 
 #include <QString>
 
+#include <atomic>
 #include <functional>
 
 // How far a long action has come. Actions report on the thread they run on; whoever shows
@@ -25,6 +26,14 @@ struct ActionProgress {
 };
 
 using ProgressCallback = std::function<void(const ActionProgress&)>;
+
+// Set from any thread (a Cancel button, an interrupt) to stop a long action. Actions look at
+// it only between two files, so that each file is either wholly handled or left untouched.
+using CancelFlag = std::atomic<bool>;
+
+inline bool isCancelled(const CancelFlag* flag) {
+    return flag && flag->load();
+}
 
 // Calls the callback when there is one.
 inline void reportProgress(const ProgressCallback& callback, ActionProgress::Stage stage, qint64 done,

@@ -29,4 +29,12 @@ ActionQuestion removeQuestion(qsizetype count);
 // "Are you sure you wish to open 2 items?", "... open 1 item?".
 ActionQuestion openQuestion(qsizetype count);
 
+// What a stopped action did, for the window and the command line: "Cancelled: 12 of 40
+// autosaves were moved to the Trash; the other 28 are untouched." The verb is "moved to the
+// Trash", "copied" or "moved".
+QString cancelled(const QString& verb, qint64 done, qint64 total);
+// An archive stopped before it was complete: "Cancelled: no archive was made and no
+// autosaves were moved to the Trash."
+QString cancelledArchive();
+
 } // namespace ActionTexts

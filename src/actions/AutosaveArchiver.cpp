@@ -12,9 +12,14 @@
 #include "foundation/ScratchFolder.h"
 #include "foundation/platform/Platform.h"
 
+#include <QFile>
+#include <QFileInfo>
 #include <QSet>
 
 #include <cerrno>
+#include <cstring>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -57,8 +62,35 @@ QString entryFor(const BMAutoItemPtr& item) {
         PathText::lastComponent(item->path()));
 }
 
+Result cancelled() {
+    BMLog::appendLog(QStringLiteral("Archiving cancelled; nothing was moved to the Trash."));
+    Result result;
+    result.cancelled = true;
+    return result;
+}
+
+// Takes away the archive this run has just written, and only that: a plain file whose real
+// path is the destination itself, never a link or a folder found there.
+void removeOwnArchive(const QString& destination) {
+    const QByteArray path = QFile::encodeName(destination);
+    const QFileInfo info(destination);
+    const QString real =
+        PathText::appendingComponent(QFileInfo(info.absolutePath()).canonicalFilePath(), info.fileName());
+    struct stat status {};
+    if (::lstat(path.constData(), &status) != 0 || !S_ISREG(status.st_mode) ||
+        info.canonicalFilePath() != real) {
+        BMLog::appendLog(
+            QStringLiteral("Not removing %1: it is not the archive this run wrote.").arg(destination));
+        return;
+    }
+    if (::unlink(path.constData()) != 0) {
+        BMLog::appendLog(QStringLiteral("Unable to remove the unfinished archive %1: %2")
+                             .arg(destination, QString::fromLocal8Bit(std::strerror(errno))));
+    }
+}
+
 Result gatherAndCompress(const BMAutoItemList& autosaves, const QString& temp, const QString& destination,
-                         const ProgressCallback& progress) {
+                         const ProgressCallback& progress, const CancelFlag* cancel) {
     QString error;
     qint64 totalBytes = 0;
     for (const BMAutoItemPtr& item : autosaves)
@@ -66,6 +98,8 @@ Result gatherAndCompress(const BMAutoItemList& autosaves, const QString& temp, c
     qint64 doneBytes = 0;
     reportProgress(progress, ActionProgress::Stage::Gathering, 0, totalBytes);
     FileTree::CopyControl control;
+    // The copies are this run's own, so a stop may cut one short: it goes with the scratch folder.
+    control.cancelled = cancel;
     if (progress) {
         control.progress = [&](quint64 copied) {
             reportProgress(progress, ActionProgress::Stage::Gathering, doneBytes + qint64(copied),
@@ -73,6 +107,8 @@ Result gatherAndCompress(const BMAutoItemList& autosaves, const QString& temp, c
         };
     }
     for (const BMAutoItemPtr& item : autosaves) {
+        if (isCancelled(cancel))
+            return cancelled();
         const QString folderName = PathText::lastComponent(AutosaveSelection::containingFolder(item->path()));
         const QString target = QStringLiteral("%1/%2").arg(temp, folderName);
         if (!BMFileManager::isDirectoryAtPath(target) && !FileTree::createDirectories(target, &error)) {
@@ -81,6 +117,8 @@ Result gatherAndCompress(const BMAutoItemList& autosaves, const QString& temp, c
         }
         const QString copy = PathText::appendingComponent(target, PathText::lastComponent(item->path()));
         if (!FileTree::copyItem(item->path(), copy, &error, &control)) {
+            if (isCancelled(cancel))
+                return cancelled();
             BMLog::appendLog(QStringLiteral("Unable to copy %1 to %2: %3").arg(item->path(), copy, error));
             // The copy's error names the file and the cause (a full disk, a file that cannot
             // be read), which is what the user can act on.
@@ -97,6 +135,8 @@ Result gatherAndCompress(const BMAutoItemList& autosaves, const QString& temp, c
                       QStringLiteral("Error: no files to archive."), QStringLiteral("Archiving aborted."));
     }
 
+    if (isCancelled(cancel))
+        return cancelled();
     reportProgress(progress, ActionProgress::Stage::Compressing, 0, 0);
     const bool replaced = !FileTree::exists(destination) || BMFileManager::trashFile(destination);
     QString cause;
@@ -108,6 +148,10 @@ Result gatherAndCompress(const BMAutoItemList& autosaves, const QString& temp, c
         return failed(QStringLiteral("Error: unable to create archive."),
                       QStringLiteral("Error: unable to create archive."),
                       cause.isEmpty() ? QStringLiteral("Please report this error to Brightmoor.") : cause);
+    }
+    if (isCancelled(cancel)) {
+        removeOwnArchive(destination);
+        return cancelled();
     }
     Result result;
     result.archived = true;
@@ -175,7 +219,8 @@ QString AutosaveArchiver::proposedFileName(const SelectedRows& rows) {
 
 AutosaveArchiver::Result AutosaveArchiver::archiveSelectionToFile(const SelectedRows& rows,
                                                                   const QString& destination,
-                                                                  const ProgressCallback& progress) {
+                                                                  const ProgressCallback& progress,
+                                                                  const CancelFlag* cancel) {
     Result result;
     try {
         BMLog::appendLog(QStringLiteral("Archiving autosaves to file..."));
@@ -193,7 +238,7 @@ AutosaveArchiver::Result AutosaveArchiver::archiveSelectionToFile(const Selected
             return failed(QStringLiteral("Error: Unable to create temporary directory. %1").arg(error),
                           QStringLiteral("Error: Unable to create temporary directory"), error);
         }
-        result = gatherAndCompress(autosaves, temp->path(), destination, progress);
+        result = gatherAndCompress(autosaves, temp->path(), destination, progress, cancel);
         // The copies have done their work; a gigabyte of them should not stay behind.
         if (!temp->remove(&error))
             BMLog::appendLog(QStringLiteral("Unable to remove the temporary folder: %1").arg(error));
@@ -206,8 +251,8 @@ AutosaveArchiver::Result AutosaveArchiver::archiveSelectionToFile(const Selected
             QSet<QString> archived;
             for (const BMAutoItemPtr& item : autosaves)
                 archived.insert(item->path());
-            result.removal = AutosaveRemoval::removeIndexSet(rows, progress,
-                                                             AutosaveRemoval::OnFailure::Continue, &archived);
+            result.removal = AutosaveRemoval::removeIndexSet(
+                rows, progress, AutosaveRemoval::OnFailure::Continue, &archived, cancel);
         }
     } catch (const std::exception& e) {
         BMException::logException(e, "-[AppController archiveSelectionToFile:]");

@@ -27,10 +27,16 @@ public:
         ActionError error;     // what the user is told when it stopped; nothing was removed then
                                // (an archive that failed its check is left at the destination)
         RemovalReport removal; // what went to the Trash once the archive existed
+        bool cancelled = false; // stopped before the archive was complete: no archive and nothing
+                                // removed (a stop while trashing shows in removal instead)
     };
 
     // An archive already at the destination goes to the Trash first (the user agreed to
-    // replace it), so that a failed run can never pass it off as the new one.
+    // replace it), so that a failed run can never pass it off as the new one. A set cancel flag
+    // before the archive is complete and checked takes away what this run wrote (its scratch
+    // folder, its unfinished archive) and trashes nothing; once the archive is checked, it
+    // stays and the trashing stops between files.
     static Result archiveSelectionToFile(const SelectedRows& rows, const QString& destination,
-                                         const ProgressCallback& progress = {});
+                                         const ProgressCallback& progress = {},
+                                         const CancelFlag* cancel = nullptr);
 };

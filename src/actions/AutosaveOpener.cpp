@@ -85,7 +85,7 @@ AutosaveOpener::Plan AutosaveOpener::planFor(const SelectedRows& rows, const QSt
     return plan;
 }
 
-QStringList AutosaveOpener::open(const Plan& plan) {
+QStringList AutosaveOpener::open(const Plan& plan, bool* notLaunched) {
     const Platform& platform = Platform::current();
     const std::pair<const QStringList*, QString> lists[] = {{&plan.finalCut, plan.finalCutIdentifier},
                                                             {&plan.motion, text(motion)},
@@ -103,17 +103,23 @@ QStringList AutosaveOpener::open(const Plan& plan) {
         return failed;
     for (const QString& backup : plan.eventBackups)
         restoreFCPXEvent(backup);
-    if (!platform.launchApplication(text(finalCutX)))
+    if (!platform.launchApplication(text(finalCutX))) {
         BMLog::appendLog(QStringLiteral("Unable to launch %1").arg(text(finalCutX)));
+        if (notLaunched)
+            *notLaunched = true;
+    }
     return failed;
 }
 
-bool AutosaveOpener::openItem(const BMAutoItem& item, const QString& finalCutIdentifier) {
+bool AutosaveOpener::openItem(const BMAutoItem& item, const QString& finalCutIdentifier, bool* notLaunched) {
     const Platform& platform = Platform::current();
     if (AutosaveType::normalized(item.type()) == AutosaveType::FinalCutX) {
         restoreFCPXEvent(item.path());
-        if (!platform.launchApplication(text(finalCutX)))
+        if (!platform.launchApplication(text(finalCutX))) {
             BMLog::appendLog(QStringLiteral("Unable to launch %1").arg(text(finalCutX)));
+            if (notLaunched)
+                *notLaunched = true;
+        }
         return true;
     }
     const QString identifier = bundleIdentifierForType(item.type(), finalCutIdentifier);
@@ -158,8 +164,8 @@ bool AutosaveOpener::showInFinder(const SelectedRows& rows) {
 }
 
 AutosaveOpener::TransferReport AutosaveOpener::copyFiles(const SelectedRows& rows, const QString& folder,
-                                                         Transfer transfer,
-                                                         const ProgressCallback& progress) {
+                                                         Transfer transfer, const ProgressCallback& progress,
+                                                         const CancelFlag* cancel) {
     TransferReport report;
     std::optional<LocationLocks> locks;
     if (transfer == Transfer::Move) {
@@ -173,10 +179,15 @@ AutosaveOpener::TransferReport AutosaveOpener::copyFiles(const SelectedRows& row
     const ActionProgress::Stage stage =
         transfer == Transfer::Copy ? ActionProgress::Stage::Copying : ActionProgress::Stage::Moving;
     const qint64 total = AutosaveSelection::autosavesOf(rows).size();
+    report.total = total;
     qint64 done = 0;
     reportProgress(progress, stage, done, total);
     for (const SelectedRow& row : rows) {
         for (const BMAutoItemPtr& item : row.autosaves()) {
+            if (isCancelled(cancel)) {
+                report.cancelled = true;
+                break;
+            }
             reportProgress(progress, stage, ++done, total);
             const QString& source = item->path();
             if (!FileTree::exists(source))
@@ -205,6 +216,11 @@ AutosaveOpener::TransferReport AutosaveOpener::copyFiles(const SelectedRows& row
         const QString projectFolder =
             row.isProject() ? row.project->path() : AutosaveSelection::containingFolder(row.item->path());
         AutosaveRemoval::removeFolderIfEmpty(projectFolder, nullptr, AutosaveSelection::locationOf(row));
+        if (report.cancelled) {
+            BMLog::appendLog(
+                QStringLiteral("Cancelled after %1 of %2 autosaves.").arg(report.done.size()).arg(total));
+            break;
+        }
     }
     return report;
 }

@@ -41,11 +41,13 @@ public:
 
     // Hands each non-empty list to its application in one call; then restores each event
     // backup in turn and launches Final Cut Pro X once when there was any. Returns the files
-    // the desktop could not open.
-    static QStringList open(const Plan& plan);
+    // the desktop could not open; notLaunched tells whether Final Cut Pro X was due and could
+    // not be started.
+    static QStringList open(const Plan& plan, bool* notLaunched = nullptr);
     // One autosave: an event backup is restored and Final Cut Pro X launched; anything else
     // is opened with its editor. False when the desktop could not open it.
-    static bool openItem(const BMAutoItem& item, const QString& finalCutIdentifier);
+    static bool openItem(const BMAutoItem& item, const QString& finalCutIdentifier,
+                         bool* notLaunched = nullptr);
 
     // Puts an event backup in place of its event's current version ("CurrentVersion.fcpevent"
     // in the folder above the backup's folder), which is kept aside under a free name
@@ -61,10 +63,14 @@ public:
         QStringList done;   // destinations written
         QStringList failed; // sources that could not be copied or moved
         QString error;      // a move that did not start: another run holds a location
+        qint64 total = 0;   // the autosaves it set out to copy or move
+        bool cancelled = false; // stopped between two files; those not reached are untouched
     };
     // Copies or moves every autosave of the rows that still exists into the folder (under
     // its own name, or a free one beside an existing file), then removes the folders a move
-    // left empty. A move holds the locks of the locations it empties (LocationLocks).
+    // left empty. A move holds the locks of the locations it empties (LocationLocks). A set
+    // cancel flag stops it before the next file; the one under way is finished.
     static TransferReport copyFiles(const SelectedRows& rows, const QString& folder, Transfer transfer,
-                                    const ProgressCallback& progress = {});
+                                    const ProgressCallback& progress = {},
+                                    const CancelFlag* cancel = nullptr);
 };

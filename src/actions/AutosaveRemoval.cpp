@@ -80,7 +80,8 @@ bool AutosaveRemoval::removeFolderIfEmpty(const QString& path, RemovalReport* re
 }
 
 RemovalReport AutosaveRemoval::removeIndexSet(const SelectedRows& rows, const ProgressCallback& progress,
-                                              OnFailure onFailure, const QSet<QString>* onlyThese) {
+                                              OnFailure onFailure, const QSet<QString>* onlyThese,
+                                              const CancelFlag* cancel) {
     RemovalReport report;
     try {
         BMLog::appendLog(QStringLiteral("Removing autosaves manually..."));
@@ -88,6 +89,7 @@ RemovalReport AutosaveRemoval::removeIndexSet(const SelectedRows& rows, const Pr
         if (!locks)
             return report;
         const qint64 total = AutosaveSelection::autosavesOf(rows).size();
+        report.total = onlyThese ? qint64(onlyThese->size()) : total;
         qint64 done = 0;
         reportProgress(progress, ActionProgress::Stage::Trashing, done, total);
         for (const SelectedRow& row : rows) {
@@ -95,6 +97,10 @@ RemovalReport AutosaveRemoval::removeIndexSet(const SelectedRows& rows, const Pr
                 if (onlyThese && !onlyThese->contains(item->path())) {
                     reportProgress(progress, ActionProgress::Stage::Trashing, ++done, total);
                     continue;
+                }
+                if (isCancelled(cancel)) {
+                    report.cancelled = true;
+                    break;
                 }
                 const Outcome outcome = trashAutosave(item, report);
                 reportProgress(progress, ActionProgress::Stage::Trashing, ++done, total);
@@ -104,6 +110,11 @@ RemovalReport AutosaveRemoval::removeIndexSet(const SelectedRows& rows, const Pr
             const QString folder =
                 row.isProject() ? row.project->path() : AutosaveSelection::containingFolder(row.item->path());
             removeFolderIfEmpty(folder, &report, AutosaveSelection::locationOf(row));
+            if (report.cancelled) {
+                BMLog::appendLog(
+                    QStringLiteral("Removal cancelled after %1 autosaves.").arg(report.removed.size()));
+                return report;
+            }
         }
     } catch (const std::exception& e) {
         BMException::logException(e, "-[AppController removeIndexSet:]");
@@ -112,7 +123,7 @@ RemovalReport AutosaveRemoval::removeIndexSet(const SelectedRows& rows, const Pr
 }
 
 RemovalReport AutosaveRemoval::removeChildren(const BMAutoItemList& items, const ProgressCallback& progress,
-                                              OnFailure onFailure) {
+                                              OnFailure onFailure, const CancelFlag* cancel) {
     RemovalReport report;
     try {
         BMLog::appendLog(QStringLiteral("Removing children manually..."));
@@ -120,12 +131,19 @@ RemovalReport AutosaveRemoval::removeChildren(const BMAutoItemList& items, const
         if (!locks)
             return report;
         const qint64 total = items.size();
+        report.total = total;
         qint64 done = 0;
         reportProgress(progress, ActionProgress::Stage::Trashing, done, total);
         for (const BMAutoItemPtr& item : items) {
             ++done;
             if (!item)
                 continue;
+            if (isCancelled(cancel)) {
+                report.cancelled = true;
+                BMLog::appendLog(
+                    QStringLiteral("Removal cancelled after %1 autosaves.").arg(report.removed.size()));
+                return report;
+            }
             const Outcome outcome = trashAutosave(item, report);
             reportProgress(progress, ActionProgress::Stage::Trashing, done, total);
             if (outcome == Outcome::Failed && onFailure == OnFailure::Stop)

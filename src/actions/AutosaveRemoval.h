@@ -24,6 +24,8 @@ struct RemovalReport {
     QHash<QString, QString> reasons; // why, for those of failed where it is known
     QStringList foldersRemoved;      // folders left empty and removed
     QString error;                   // why nothing was touched at all (another run holds a location)
+    qint64 total = 0;                // the autosaves it set out to remove
+    bool cancelled = false;          // stopped between two files; those not reached are untouched
 
     double bytes() const;
     bool ok() const { return failed.isEmpty() && error.isEmpty(); }
@@ -34,7 +36,7 @@ struct RemovalReport {
 // skipped. Both forms run on the calling thread (a worker in the window); neither rebuilds
 // the catalogue, which is the caller's next step. Both hold the locks of the locations
 // involved (LocationLocks) while they work; when one stays taken, nothing is touched and
-// the report's error says who holds it.
+// the report's error says who holds it. A set cancel flag stops either before the next file.
 class AutosaveRemoval {
 public:
     enum class OnFailure {
@@ -48,11 +50,13 @@ public:
     // its zip was shown to hold).
     static RemovalReport removeIndexSet(const SelectedRows& rows, const ProgressCallback& progress = {},
                                         OnFailure onFailure = OnFailure::Continue,
-                                        const QSet<QString>* onlyThese = nullptr);
+                                        const QSet<QString>* onlyThese = nullptr,
+                                        const CancelFlag* cancel = nullptr);
     // Exactly these autosaves, each followed by its project's folder if left empty. An
     // autosave listed twice is removed once and then found missing.
     static RemovalReport removeChildren(const BMAutoItemList& items, const ProgressCallback& progress = {},
-                                        OnFailure onFailure = OnFailure::Continue);
+                                        OnFailure onFailure = OnFailure::Continue,
+                                        const CancelFlag* cancel = nullptr);
 
     // Removes the folder when it is one and holds nothing that counts (BMFileManager's
     // rule). A project's path that is a file (a loose Premiere autosave, an event's current

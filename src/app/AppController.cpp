@@ -634,9 +634,9 @@ void AppController::prefsAddManualPath() {
         QStringList known = CatalogueLocations::storedPaths(settings(), SettingsKey::autosavePaths);
         if (!known.contains(chosen)) {
             known << chosen;
-            settings().setValue(SettingsKey::autosavePaths, known);
+            settings().setValue(SettingsKey::autosavePaths, CatalogueLocations::storablePaths(known));
         }
-        settings().setValue(SettingsKey::manualPaths, m_manualPathArray);
+        settings().setValue(SettingsKey::manualPaths, CatalogueLocations::storablePaths(m_manualPathArray));
         settings().synchronize();
         m_preferences->setManualPaths(m_manualPathArray);
     }
@@ -650,8 +650,8 @@ void AppController::prefsRemoveManualPath() {
     const QString path = m_manualPathArray.takeAt(row);
     QStringList known = CatalogueLocations::storedPaths(settings(), SettingsKey::autosavePaths);
     if (known.removeAll(path) > 0)
-        settings().setValue(SettingsKey::autosavePaths, known);
-    settings().setValue(SettingsKey::manualPaths, m_manualPathArray);
+        settings().setValue(SettingsKey::autosavePaths, CatalogueLocations::storablePaths(known));
+    settings().setValue(SettingsKey::manualPaths, CatalogueLocations::storablePaths(m_manualPathArray));
     settings().synchronize();
     m_preferences->setManualPaths(m_manualPathArray);
 }

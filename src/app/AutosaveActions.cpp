@@ -33,30 +33,51 @@ namespace {
 
 // Brings a worker's progress to the window: the spinner at once, the progress sheet once
 // the work has gone on for a moment (at once for archiving), updated at most every 50 ms.
-// Constructed on the worker; every member is the worker's alone.
+// The sheet's Cancel sets the flag the work looks at between files. Constructed on the
+// worker; apart from that flag every member is the worker's alone.
 class ProgressRelay {
 public:
     enum class Sheet { AtOnce, WhenSlow };
 
-    ProgressRelay(AppController* controller, Sheet sheet)
+    ProgressRelay(AppController* controller, Sheet sheet, ProgressCallback watch)
         : m_controller(controller), m_sheet(controller->mainWindow()->progressSheet()),
-          m_showAtOnce(sheet == Sheet::AtOnce) {
+          m_showAtOnce(sheet == Sheet::AtOnce), m_watch(std::move(watch)) {
         m_clock.start();
-        MainThread::runAndWait([controller] { controller->startProgressSpinner(); });
+        MainThread::runAndWait([this, controller] {
+            controller->startProgressSpinner();
+            if (!m_sheet)
+                return;
+            m_sheet->setCancellable(true);
+            CancelFlag* flag = &m_cancel;
+            m_cancelConnection =
+                QObject::connect(m_sheet, &ProgressSheet::cancelRequested, m_sheet, [flag] { *flag = true; });
+        });
     }
+    ~ProgressRelay() { finish(); }
+    ProgressRelay(const ProgressRelay&) = delete;
+    ProgressRelay& operator=(const ProgressRelay&) = delete;
 
     ProgressCallback callback() {
-        return [this](const ActionProgress& progress) { update(progress); };
+        return [this](const ActionProgress& progress) {
+            if (m_watch)
+                m_watch(progress);
+            update(progress);
+        };
     }
+    const CancelFlag* cancelFlag() const { return &m_cancel; }
 
     // Hides the sheet and stops the spinner, waiting until the window has done so.
     void finish() {
-        QPointer<ProgressSheet> sheet = m_sheet;
-        AppController* controller = m_controller;
-        MainThread::runAndWait([sheet, controller] {
-            if (sheet)
-                sheet->endProgress();
-            controller->stopProgressSpinner();
+        if (m_finished)
+            return;
+        m_finished = true;
+        MainThread::runAndWait([this] {
+            QObject::disconnect(m_cancelConnection);
+            if (m_sheet) {
+                m_sheet->setCancellable(false);
+                m_sheet->endProgress();
+            }
+            m_controller->stopProgressSpinner();
         });
     }
 
@@ -86,10 +107,25 @@ private:
     AppController* m_controller;
     QPointer<ProgressSheet> m_sheet;
     bool m_showAtOnce;
+    ProgressCallback m_watch;
     QElapsedTimer m_clock;
     qint64 m_posted = -1;
     ActionProgress m_last;
+    CancelFlag m_cancel{false};
+    QMetaObject::Connection m_cancelConnection;
+    bool m_finished = false;
 };
+
+// What a stopped action did, without waiting for an answer.
+void reportCancelled(const QString& message, const QString& informative = QString()) {
+    BMAlert::alertSheetWithButtons({message, {}, {}, {}, informative}, nullptr, false);
+}
+
+void reportCancelledRemoval(const RemovalReport& report) {
+    if (report.cancelled)
+        reportCancelled(ActionTexts::cancelled(QStringLiteral("moved to the Trash"), report.removed.size(),
+                                               report.total));
+}
 
 // Tells the user about files an action could not handle, without waiting for an answer.
 // Where the cause is known, the line names it.
@@ -121,6 +157,13 @@ void reportNotShown(const QString& path, QWidget* parent) {
                                        AutosaveActions::tr("No file manager could be started. It is in %1.")
                                            .arg(FileName::displayText(PathText::deletingLastComponent(path))),
                                        parent);
+}
+
+// Restoring is done; only the editor to look at the events did not start. From a worker.
+void reportNotLaunched() {
+    BMAlert::alertSheetWithMessageText(
+        AutosaveActions::tr("Final Cut Pro X could not be started."),
+        AutosaveActions::tr("No application that opens Final Cut Pro X events could be started."), nullptr);
 }
 
 // Most often nothing on the computer opens the files' kind; the file manager can still show
@@ -296,19 +339,23 @@ void AutosaveActions::removeAllExceptMostRecent(int keep) {
 }
 
 void AutosaveActions::removeIndexSet(const SelectedRows& rows) {
-    ProgressRelay relay(m_controller, ProgressRelay::Sheet::WhenSlow);
-    const RemovalReport report = AutosaveRemoval::removeIndexSet(rows, relay.callback());
+    ProgressRelay relay(m_controller, ProgressRelay::Sheet::WhenSlow, m_env.watchProgress);
+    const RemovalReport report = AutosaveRemoval::removeIndexSet(
+        rows, relay.callback(), AutosaveRemoval::OnFailure::Continue, nullptr, relay.cancelFlag());
     relay.finish();
     reportBusy(report);
+    reportCancelledRemoval(report);
     reportFailures(tr("Some autosaves could not be moved to the Trash."), report.failed, report.reasons);
     m_controller->populateData();
 }
 
 void AutosaveActions::removeChildren(const BMAutoItemList& items) {
-    ProgressRelay relay(m_controller, ProgressRelay::Sheet::WhenSlow);
-    const RemovalReport report = AutosaveRemoval::removeChildren(items, relay.callback());
+    ProgressRelay relay(m_controller, ProgressRelay::Sheet::WhenSlow, m_env.watchProgress);
+    const RemovalReport report = AutosaveRemoval::removeChildren(
+        items, relay.callback(), AutosaveRemoval::OnFailure::Continue, relay.cancelFlag());
     relay.finish();
     reportBusy(report);
+    reportCancelledRemoval(report);
     reportFailures(tr("Some autosaves could not be moved to the Trash."), report.failed, report.reasons);
     m_controller->populateData();
 }
@@ -326,15 +373,23 @@ void AutosaveActions::sendToApp() {
         if (const BMAutoItemPtr item = AutosaveOpener::singleItem(rows, &single); single) {
             if (item)
                 runWork([item, finalCut] {
-                    if (!AutosaveOpener::openItem(*item, finalCut))
+                    bool notLaunched = false;
+                    if (!AutosaveOpener::openItem(*item, finalCut, &notLaunched))
                         offerToReveal({item->path()});
+                    if (notLaunched)
+                        reportNotLaunched();
                 });
             return;
         }
         const AutosaveOpener::Plan plan = AutosaveOpener::planFor(rows, finalCut);
         const ActionQuestion question = ActionTexts::openQuestion(plan.total());
         if (ask(question.message, question.defaultButton, question.alternateButton, question.informative))
-            runWork([plan] { offerToReveal(AutosaveOpener::open(plan)); });
+            runWork([plan] {
+                bool notLaunched = false;
+                offerToReveal(AutosaveOpener::open(plan, &notLaunched));
+                if (notLaunched)
+                    reportNotLaunched();
+            });
     } catch (const std::exception& e) {
         BMException::logException(e, "-[AppController sendToApp:]");
     }
@@ -355,9 +410,12 @@ void AutosaveActions::restoreEvents() {
             if (!AutosaveOpener::restoreFCPXEvent(backup))
                 failed << backup;
         }
-        Platform::current().launchApplication(QString::fromLatin1(AutosaveOpener::finalCutX));
+        const bool launched =
+            Platform::current().launchApplication(QString::fromLatin1(AutosaveOpener::finalCutX));
         reportFailures(tr("Some events could not be restored; their current versions stay in place."),
                        failed);
+        if (!launched)
+            reportNotLaunched();
     });
 }
 
@@ -383,11 +441,16 @@ void AutosaveActions::transfer(bool copy) {
     if (folder.isEmpty() || rows.isEmpty())
         return;
     runWork([this, rows, folder, copy] {
-        ProgressRelay relay(m_controller, ProgressRelay::Sheet::WhenSlow);
+        ProgressRelay relay(m_controller, ProgressRelay::Sheet::WhenSlow, m_env.watchProgress);
         const AutosaveOpener::TransferReport report = AutosaveOpener::copyFiles(
             rows, folder, copy ? AutosaveOpener::Transfer::Copy : AutosaveOpener::Transfer::Move,
-            relay.callback());
+            relay.callback(), relay.cancelFlag());
         relay.finish();
+        if (report.cancelled) {
+            reportCancelled(
+                ActionTexts::cancelled(copy ? tr("copied") : tr("moved"), report.done.size(), report.total),
+                tr("The folder is %1.").arg(FileName::displayText(folder)));
+        }
         if (!report.error.isEmpty())
             BMAlert::alertSheetWithMessageText(tr("No autosaves were moved."), report.error, nullptr);
         reportFailures(copy ? tr("Some autosaves could not be copied.")
@@ -414,10 +477,17 @@ void AutosaveActions::archiveSave() {
 }
 
 void AutosaveActions::archiveSelectionToFile(const SelectedRows& rows, const QString& destination) {
-    ProgressRelay relay(m_controller, ProgressRelay::Sheet::AtOnce);
+    ProgressRelay relay(m_controller, ProgressRelay::Sheet::AtOnce, m_env.watchProgress);
     const AutosaveArchiver::Result result =
-        AutosaveArchiver::archiveSelectionToFile(rows, destination, relay.callback());
+        AutosaveArchiver::archiveSelectionToFile(rows, destination, relay.callback(), relay.cancelFlag());
     relay.finish();
+    if (result.cancelled)
+        reportCancelled(ActionTexts::cancelledArchive());
+    if (result.removal.cancelled) {
+        reportCancelled(ActionTexts::cancelled(QStringLiteral("moved to the Trash"),
+                                               result.removal.removed.size(), result.removal.total),
+                        tr("The archive %1 is complete.").arg(FileName::displayText(destination)));
+    }
     // Application-modal panels rather than sheets, shown from this worker, which waits.
     if (result.error.isError())
         BMAlert::alertSheetWithMessageText(result.error.message, result.error.informative, nullptr);

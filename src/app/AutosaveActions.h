@@ -1,5 +1,6 @@
 #pragma once
 
+#include "actions/ActionProgress.h"
 #include "actions/AutosaveSelection.h"
 
 #include <QDateTime>
@@ -19,6 +20,8 @@ struct AutosaveActionsEnvironment {
     std::function<QString(QWidget* parent, const QString& proposedName)> chooseArchiveFile;
     // The moment the age rule measures from.
     std::function<QDateTime()> now;
+    // Sees each progress report of long work on the worker doing it; none by default.
+    ProgressCallback watchProgress;
 };
 
 // The window's side of the autosave actions: removal, the two retention rules, opening,

@@ -1,7 +1,9 @@
 #include "ProgressSheet.h"
 
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QProgressBar>
+#include <QPushButton>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -17,6 +19,37 @@ ProgressSheet::ProgressSheet(QWidget* parent) : QDialog(parent, Qt::Sheet) {
     m_bar->setMinimumWidth(320);
     layout->addWidget(m_message);
     layout->addWidget(m_bar);
+    m_cancel = new QPushButton(tr("Cancel"));
+    m_cancel->setAutoDefault(false);
+    m_cancel->hide();
+    connect(m_cancel, &QPushButton::clicked, this, &ProgressSheet::requestCancel);
+    auto* buttons = new QHBoxLayout;
+    buttons->addStretch();
+    buttons->addWidget(m_cancel);
+    layout->addLayout(buttons);
+}
+
+void ProgressSheet::setCancellable(bool cancellable) {
+    m_cancel->setText(tr("Cancel"));
+    m_cancel->setEnabled(cancellable);
+    m_cancel->setVisible(cancellable);
+}
+
+void ProgressSheet::requestCancel() {
+    if (m_cancel->isHidden() || !m_cancel->isEnabled())
+        return;
+    m_cancel->setText(tr("Cancelling…"));
+    m_cancel->setEnabled(false);
+    Q_EMIT cancelRequested();
+}
+
+void ProgressSheet::reject() {
+    // Esc stops work that can stop, and never hides the sheet while the work goes on.
+    if (!m_cancel->isHidden()) {
+        requestCancel();
+        return;
+    }
+    QDialog::reject();
 }
 
 void ProgressSheet::showProgress(const QString& message) {

@@ -86,6 +86,14 @@ QStringList CatalogueLocations::storedPaths(const BMSettings& settings, const QS
     return paths;
 }
 
+QStringList CatalogueLocations::storablePaths(const QStringList& paths) {
+    const QString home = Platform::current().homeDirectory();
+    QStringList storable;
+    for (const QString& path : paths)
+        storable << PathText::abbreviatingHome(path, home);
+    return storable;
+}
+
 QStringList CatalogueLocations::storedLocations(const BMSettings& settings) {
     QStringList locations = storedPaths(settings, QLatin1String(SettingsKey::autosavePaths));
     for (const QString& path : storedPaths(settings, QLatin1String(SettingsKey::manualPaths))) {

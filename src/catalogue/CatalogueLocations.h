@@ -21,6 +21,9 @@ public:
     // not text, or not an absolute path, is skipped with a warning naming it and the list
     // (once per run); the other entries still count.
     static QStringList storedPaths(const BMSettings& settings, const QString& key);
+    // The paths as they are written there: a folder inside the home as "~/...", so that the
+    // settings travel with a home that is copied or moved.
+    static QStringList storablePaths(const QStringList& paths);
     // "autosavePaths", then the "manualPaths" not already in the list.
     static QStringList storedLocations(const BMSettings& settings);
     // The locations of a list that are not folders now: on a volume that is not mounted, or

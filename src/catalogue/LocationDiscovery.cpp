@@ -225,8 +225,8 @@ LocationDiscovery::Outcome LocationDiscovery::searchForNewPaths() {
             }
             // Only here: without the name search nothing is remembered.
             if (!outcome.found.isEmpty()) {
-                outcome.stored =
-                    m_settings.setValue(QLatin1String(SettingsKey::autosavePaths), outcome.locations);
+                outcome.stored = m_settings.setValue(QLatin1String(SettingsKey::autosavePaths),
+                                                     CatalogueLocations::storablePaths(outcome.locations));
                 m_settings.synchronize();
                 if (hooks.populateDataNoSave)
                     hooks.populateDataNoSave();

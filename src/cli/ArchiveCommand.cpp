@@ -2,8 +2,10 @@
 
 #include "ArgumentChecks.h"
 #include "CatalogueArguments.h"
+#include "Interruption.h"
 #include "StandardOutput.h"
 #include "TerminalProgress.h"
+#include "actions/ActionTexts.h"
 #include "actions/AutosaveArchiver.h"
 #include "catalogue/AutosaveFolderScanner.h"
 #include "catalogue/AutosaveType.h"
@@ -141,9 +143,14 @@ int ArchiveCommand::run() {
         return 1;
 
     TerminalProgress progress;
+    const Interruption interruption;
     const AutosaveArchiver::Result result =
-        AutosaveArchiver::archiveSelectionToFile(rows, destination, progress.callback());
+        AutosaveArchiver::archiveSelectionToFile(rows, destination, progress.callback(), interruption.flag());
     progress.clear();
+    if (result.cancelled) {
+        CatalogueArguments::warn(kCommand, ActionTexts::cancelledArchive());
+        return Interruption::exitStatus;
+    }
     if (result.error.isError()) {
         CatalogueArguments::warn(kCommand,
                                  QStringLiteral("%1 %2").arg(result.error.message, result.error.informative));
@@ -157,6 +164,14 @@ int ArchiveCommand::run() {
     for (const QString& path : result.removal.failed) {
         CatalogueArguments::warn(
             kCommand, QStringLiteral("%1: archived, but could not be moved to the Trash").arg(path));
+    }
+    if (result.removal.cancelled) {
+        CatalogueArguments::warn(
+            kCommand, QStringLiteral("%1 is complete. %2")
+                          .arg(destination,
+                               ActionTexts::cancelled(QStringLiteral("moved to the Trash"),
+                                                      result.removal.removed.size(), result.removal.total)));
+        return Interruption::exitStatus;
     }
     writeStandardOutput(
         QStringLiteral("Archived %1 %2 to %3 (%4); moved %5 to the Trash\n")

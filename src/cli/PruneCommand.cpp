@@ -2,8 +2,10 @@
 
 #include "ArgumentChecks.h"
 #include "CatalogueArguments.h"
+#include "Interruption.h"
 #include "StandardOutput.h"
 #include "TerminalProgress.h"
+#include "actions/ActionTexts.h"
 #include "actions/AutosaveRemoval.h"
 #include "actions/RetentionRules.h"
 #include "catalogue/OutlineText.h"
@@ -124,9 +126,15 @@ int PruneCommand::run() {
         autosaves = listed(choice.autosaves);
     } else {
         TerminalProgress progress;
-        const RemovalReport report = AutosaveRemoval::removeChildren(choice.autosaves, progress.callback(),
-                                                                     AutosaveRemoval::OnFailure::Stop);
+        const Interruption interruption;
+        const RemovalReport report = AutosaveRemoval::removeChildren(
+            choice.autosaves, progress.callback(), AutosaveRemoval::OnFailure::Stop, interruption.flag());
         progress.clear();
+        if (report.cancelled) {
+            CatalogueArguments::warn(kCommand, ActionTexts::cancelled(QStringLiteral("moved to the Trash"),
+                                                                      report.removed.size(), report.total));
+            status = Interruption::exitStatus;
+        }
         autosaves = report.removed;
         if (!report.error.isEmpty()) {
             CatalogueArguments::warn(kCommand, QStringLiteral("%1 Nothing was moved.").arg(report.error));

@@ -143,11 +143,12 @@ TEST_F(Controller, AddedFoldersAreStoredOnceWithTheirVaultAndRemovedOnesForgotte
     const QString project = home().makeFolder("Volumes/Edit/Project");
     home().writeFile("Volumes/Edit/Project/Autosave Vault/Spot/Spot_2026-11-01_0900.motn", "m");
     const QString expected = project + "/Autosave Vault";
+    // Folders inside the home are stored as "~/...", the others as they are.
+    const QStringList inHome{"~/Documents/Adobe Premiere Pro Auto-Save", "~/Movies/Autosave Vault"};
     chosenFolder = project;
     expectRebuild([&] { controller->prefsAddManualPath(); });
     EXPECT_EQ(settings().stringListValue(SettingsKey::manualPaths), QStringList{expected});
-    EXPECT_EQ(settings().stringListValue(SettingsKey::autosavePaths),
-              (QStringList{premiere, vault, expected}));
+    EXPECT_EQ(settings().stringListValue(SettingsKey::autosavePaths), inHome + QStringList{expected});
     EXPECT_TRUE(projectNames().contains("Spot"));
     EXPECT_EQ(controller->preferencesWindow()->manualPathList()->count(), 1);
 
@@ -156,17 +157,16 @@ TEST_F(Controller, AddedFoldersAreStoredOnceWithTheirVaultAndRemovedOnesForgotte
     expectRebuild([&] { controller->prefsAddManualPath(); });
     chosenFolder.clear();
     expectRebuild([&] { controller->prefsAddManualPath(); }); // cancelling the panel still rebuilds
-    EXPECT_EQ(settings().stringListValue(SettingsKey::manualPaths), (QStringList{expected, vault}));
-    EXPECT_EQ(settings().stringListValue(SettingsKey::autosavePaths),
-              (QStringList{premiere, vault, expected}));
+    EXPECT_EQ(settings().stringListValue(SettingsKey::manualPaths), (QStringList{expected, inHome[1]}));
+    EXPECT_EQ(settings().stringListValue(SettingsKey::autosavePaths), inHome + QStringList{expected});
 
     controller->preferencesWindow()->manualPathList()->setCurrentRow(0);
     expectNoRebuild([&] { controller->prefsRemoveManualPath(); });
-    EXPECT_EQ(settings().stringListValue(SettingsKey::manualPaths), QStringList{vault});
-    EXPECT_EQ(settings().stringListValue(SettingsKey::autosavePaths), (QStringList{premiere, vault}));
+    EXPECT_EQ(settings().stringListValue(SettingsKey::manualPaths), QStringList{inHome[1]});
+    EXPECT_EQ(settings().stringListValue(SettingsKey::autosavePaths), inHome);
     controller->preferencesWindow()->manualPathList()->setCurrentRow(-1);
     controller->prefsRemoveManualPath(); // nothing selected: nothing happens
-    EXPECT_EQ(settings().stringListValue(SettingsKey::manualPaths), QStringList{vault});
+    EXPECT_EQ(settings().stringListValue(SettingsKey::manualPaths), QStringList{inHome[1]});
 }
 
 TEST_F(Controller, TurningTheAdminPasswordOffNeedsAuthorisationAndAnalyticsHaveTheirOwnFile) {
@@ -343,7 +343,8 @@ TEST_F(Controller, AFolderFoundByTheNameSearchIsStoredAndShown) {
     EXPECT_TRUE(projectNames().contains("Trailer") || rebuilt.wait(10000));
     controller->waitForWorkers();
     EXPECT_TRUE(projectNames().contains("Trailer"));
-    EXPECT_EQ(settings().stringListValue(SettingsKey::autosavePaths), (QStringList{premiere, vault, found}));
+    EXPECT_EQ(settings().stringListValue(SettingsKey::autosavePaths),
+              (QStringList{"~/Documents/Adobe Premiere Pro Auto-Save", "~/Movies/Autosave Vault", found}));
 }
 
 TEST_F(Controller, UntickingPremiereGroupingRebuildsWithTheLastDashRule) {

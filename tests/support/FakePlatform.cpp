@@ -33,7 +33,7 @@ bool FakePlatform::openFiles(const QStringList& paths, const QString& bundleIden
 bool FakePlatform::launchApplication(const QString& bundleIdentifier) const {
     const std::lock_guard lock(m_desktopMutex);
     m_launched << bundleIdentifier;
-    return true;
+    return canLaunch;
 }
 
 bool FakePlatform::revealInFileManager(const QString& path, const QString& rootFolder) const {

@@ -61,6 +61,7 @@ public:
     // False: the desktop has nothing to open files or show them with (still recorded).
     std::atomic<bool> canOpen{true};
     std::atomic<bool> canReveal{true};
+    std::atomic<bool> canLaunch{true};
 
 protected:
     QString locateDatabase() const override { return locateDatabasePath; }
