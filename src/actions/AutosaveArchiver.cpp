@@ -45,14 +45,14 @@ BMAutoItemList existingAutosaves(const SelectedRows& rows) {
     return autosaves;
 }
 
-bool compress(const QString& folder, const QString& destination, QString* failure) {
+bool compress(const QString& folder, const QString& destination, QString* failure, const CancelFlag* cancel) {
     const QString ditto = Platform::current().toolPath(Tool::Ditto);
     if (BMTaskEx::isExecutable(ditto)) {
         BMTaskEx::runTask(ditto, {QStringLiteral("-c"), QStringLiteral("-k"),
                                   QStringLiteral("--sequesterRsrc"), folder, destination});
         return BMFileManager::fileExistsAtPath(destination);
     }
-    return BMFileManager::compressFile(folder, destination, false, failure);
+    return BMFileManager::compressFile(folder, destination, false, failure, cancel);
 }
 
 // The entry an autosave has in the archive: the folder that held it, then its own name.
@@ -142,7 +142,9 @@ Result gatherAndCompress(const BMAutoItemList& autosaves, const QString& temp, c
     QString cause;
     if (!replaced)
         cause = QStringLiteral("%1 is in the way and could not be moved to the Trash.").arg(destination);
-    if (!replaced || !compress(temp, destination, &cause)) {
+    if (!replaced || !compress(temp, destination, &cause, cancel)) {
+        if (isCancelled(cancel))
+            return cancelled(); // the unfinished archive was never put in place
         // A full disk or a folder the user may not write is theirs to fix; only an archive that
         // failed for no reason given is the program's fault.
         return failed(QStringLiteral("Error: unable to create archive."),

@@ -9,6 +9,7 @@
 #include <QVariant>
 #include <QVariantMap>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -153,9 +154,10 @@ public:
     // A zip archive of the item; an existing archive is trashed first. includeParent keeps
     // the item's own folder as the top of the archive (the default).
     static bool compressFile(const QString& source, const QString& destinationFile);
-    // *failure (when given) names the file and the cause when it fails.
+    // *failure (when given) names the file and the cause when it fails. A set *cancelled stops
+    // the writing between blocks and leaves no archive (ditto, where used, runs to its end).
     static bool compressFile(const QString& source, const QString& destinationFile, bool includeParent,
-                             QString* failure = nullptr);
+                             QString* failure = nullptr, const std::atomic<bool>* cancelled = nullptr);
     // Extracts into the folder (an existing one is trashed first); never writes outside it.
     static bool decompressFile(const QString& archive, const QString& destinationFolder);
     // What a zip archive holds, read with the reader the extraction uses (Mac metadata left

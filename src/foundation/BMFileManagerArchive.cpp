@@ -69,7 +69,8 @@ bool renameIntoPlace(const QString& from, const QString& to) {
 
 class ZipWriter {
 public:
-    explicit ZipWriter(const QString& file) : m_archive(archive_write_new()) {
+    ZipWriter(const QString& file, const std::atomic<bool>* cancelled)
+        : m_archive(archive_write_new()), m_cancelled(cancelled) {
         archive_write_set_format_zip(m_archive.get());
         archive_write_zip_set_compression_deflate(m_archive.get());
         m_open =
@@ -81,6 +82,8 @@ public:
 
     // The item under the name it has in the archive, folders with everything inside.
     bool add(const QString& path, const QString& name) {
+        if (stopped())
+            return false;
         struct stat info {};
         const QByteArray encoded = FileName::encode(path);
         if (::lstat(encoded.constData(), &info) != 0) {
@@ -115,7 +118,7 @@ public:
         }
         bool ok = writeHeader(entry.get());
         std::vector<char> buffer(1 << 16);
-        while (ok) {
+        while (ok && !stopped()) {
             const ssize_t n = ::read(fd, buffer.data(), buffer.size());
             if (n < 0 && errno == EINTR)
                 continue;
@@ -128,7 +131,7 @@ public:
             ok = archive_write_data(m_archive.get(), buffer.data(), size_t(n)) == n;
         }
         ::close(fd);
-        return ok;
+        return ok && !stopped();
     }
 
     bool close() { return archive_write_close(m_archive.get()) == ARCHIVE_OK; }
@@ -144,16 +147,25 @@ private:
         return archive_write_header(m_archive.get(), entry) == ARCHIVE_OK;
     }
 
+    bool stopped() {
+        if (!m_cancelled || !m_cancelled->load())
+            return false;
+        m_error = QStringLiteral("Cancelled");
+        return true;
+    }
+
     ArchivePtr m_archive;
+    const std::atomic<bool>* m_cancelled = nullptr;
     bool m_open = false;
     QString m_error;
 };
 
-bool writeZip(const QString& source, const QString& destination, bool includeParent, QString* error) {
+bool writeZip(const QString& source, const QString& destination, bool includeParent, QString* error,
+              const std::atomic<bool>* cancelled) {
     const QString partial = partialPathFor(destination);
     bool ok = false;
     {
-        ZipWriter writer(partial);
+        ZipWriter writer(partial, cancelled);
         if (!writer.isOpen()) {
             *error = writer.error();
             return false;
@@ -336,7 +348,7 @@ bool BMFileManager::compressFile(const QString& source, const QString& destinati
 }
 
 bool BMFileManager::compressFile(const QString& source, const QString& destinationFile, bool includeParent,
-                                 QString* failure) {
+                                 QString* failure, const std::atomic<bool>* cancelled) {
     auto fail = [&](const QString& cause) {
         BMLog::appendLog(QStringLiteral("Unable to compress %1: %2").arg(source, cause));
         if (failure)
@@ -359,7 +371,13 @@ bool BMFileManager::compressFile(const QString& source, const QString& destinati
         BMTaskEx::runTask(ditto, arguments);
     } else if (!fileExistsAtPath(source)) {
         fail(FileTree::errorDescription(source, ENOENT));
-    } else if (QString error; !writeZip(source, destinationFile, includeParent, &error)) {
+    } else if (QString error; !writeZip(source, destinationFile, includeParent, &error, cancelled)) {
+        if (cancelled && cancelled->load()) {
+            BMLog::appendLog(QStringLiteral("Compressing %1 was cancelled").arg(source));
+            if (failure)
+                *failure = error;
+            return false;
+        }
         fail(error.contains(destinationFile) || error.contains(source)
                  ? error
                  : QStringLiteral("%1: %2").arg(destinationFile, error));

@@ -91,6 +91,10 @@ TEST_F(Archives, TheFolderIsAtTheTopUnlessOnlyItsContentsAreWantedAndAnOldArchiv
 
     EXPECT_FALSE(BMFileManager::compressFile(work("missing"), work("none.zip")));
     EXPECT_FALSE(FileTree::exists(work("none.zip")));
+    const std::atomic<bool> stop{true};
+    QString cause;
+    EXPECT_FALSE(BMFileManager::compressFile(m_source, work("stopped.zip"), false, &cause, &stop));
+    EXPECT_EQ(cause, "Cancelled");
     // No half-written archive is left beside the results.
     EXPECT_EQ(QDir(work()).entryList(QDir::Files | QDir::Hidden, QDir::Name),
               (QStringList{"Cut 1.zip", "contents.zip", "one.zip"}));
