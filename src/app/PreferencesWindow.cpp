@@ -1,6 +1,7 @@
 #include "PreferencesWindow.h"
 
 #include "ShortcutKeyPane.h"
+#include "catalogue/CatalogueLocations.h"
 #include "foundation/BMSettings.h"
 #include "foundation/SettingsKeys.h"
 
@@ -305,7 +306,12 @@ void PreferencesWindow::updateCleanSelection() {
 void PreferencesWindow::setManualPaths(const QStringList& paths) {
     m_manualPaths = paths;
     m_manualPathList->clear();
-    m_manualPathList->addItems(paths);
+    // Shown as stored: "~/..." for a folder in the home, which is also shorter to read.
+    const QStringList shown = CatalogueLocations::storablePaths(paths);
+    for (qsizetype i = 0; i < paths.size(); ++i) {
+        auto* item = new QListWidgetItem(shown.value(i, paths[i]), m_manualPathList);
+        item->setToolTip(paths[i]);
+    }
 }
 
 int PreferencesWindow::selectedManualPathRow() const {

@@ -158,6 +158,7 @@ TEST_F(Controller, AddedFoldersAreStoredOnceWithTheirVaultAndRemovedOnesForgotte
     chosenFolder.clear();
     expectRebuild([&] { controller->prefsAddManualPath(); }); // cancelling the panel still rebuilds
     EXPECT_EQ(settings().stringListValue(SettingsKey::manualPaths), (QStringList{expected, inHome[1]}));
+    EXPECT_EQ(controller->preferencesWindow()->manualPathList()->item(1)->text(), inHome[1]);
     EXPECT_EQ(settings().stringListValue(SettingsKey::autosavePaths), inHome + QStringList{expected});
 
     controller->preferencesWindow()->manualPathList()->setCurrentRow(0);
