@@ -209,6 +209,10 @@ bool AppController::awakeFromNib() {
         reinstallHelpers();
 
         startProgressSpinner();
+        // The window never shows an empty outline with nothing said about it, not even for the
+        // moment before the first rebuild starts.
+        m_window->outlineView()->setPlaceholderText(scanProgressText(
+            int(CatalogueLocations(m_env.sharedAvidAttics).locations(settings()).size()), 0));
         m_window->show();
         m_window->raise();
         m_window->activateWindow();
@@ -323,7 +327,7 @@ void AppController::setDataArray(BMProjectList projects) {
     outlineViewSelectionDidChange();
 }
 
-void AppController::showScanProgress(int locations, int projectsFound) {
+QString AppController::scanProgressText(int locations, int projectsFound) {
     const QLocale locale;
     QString text = locations == 1 ? tr("Scanning 1 location...")
                                   : tr("Scanning %1 locations...").arg(locale.toString(locations));
@@ -332,6 +336,11 @@ void AppController::showScanProgress(int locations, int projectsFound) {
                                         ? tr("1 project found so far")
                                         : tr("%1 projects found so far").arg(locale.toString(projectsFound)));
     }
+    return text;
+}
+
+void AppController::showScanProgress(int locations, int projectsFound) {
+    const QString text = scanProgressText(locations, projectsFound);
     m_window->statusLabel()->setText(text);
     // The list of the last rebuild stays until the new one is ready; an empty one says why.
     m_window->outlineView()->setPlaceholderText(text);

@@ -163,6 +163,7 @@ Q_SIGNALS:
 private:
     void connectWindow();
     void updateStatusLine();
+    static QString scanProgressText(int locations, int projectsFound);
     void showScanProgress(int locations, int projectsFound);
     void refillAutosaveFolderChoices(const QStringList& abbreviated);
     // False with the reason in *problem when it could not be stored.

@@ -379,6 +379,7 @@ TEST_F(Controller, AStoredLocationOnADriveThatIsNotMountedIsShownOfflineAndKeptU
 TEST_F(Controller, WhileTheCatalogueIsBuiltTheWindowSaysSoAndCountsWhatItFound) {
     controller = std::make_unique<AppController>(environment());
     ASSERT_TRUE(controller->awakeFromNib());
+    EXPECT_EQ(outline()->placeholderText(), "Scanning 2 locations..."); // shown before the scan starts
     QStringList shown;
     QObject::connect(controller.get(), &AppController::catalogueScanning, controller.get(), [&] {
         shown << controller->mainWindow()->statusLabel()->text() + " | " + outline()->placeholderText();
