@@ -85,21 +85,28 @@ bool scanNamedFolder(const char* command, const AutosaveFolderScanner& scanner, 
 }
 
 BMProjectList catalogue(const char* command, const std::vector<std::string>& paths, bool* ok) {
+    BMProjectList projects;
+    catalogue(command, paths, ok, [&projects](BMProjectList found) { projects += std::move(found); });
+    return projects;
+}
+
+void catalogue(const char* command, const std::vector<std::string>& paths, bool* ok,
+               const std::function<void(BMProjectList)>& sink) {
     AutosaveFolderScanner scanner;
     scanner.setWarningHook([command](const QString& warning) { warn(command, warning); });
-    BMProjectList projects;
     *ok = true;
     if (paths.empty()) {
         const CatalogueLocations locations;
         for (const QString& location : locations.locations(BMSettings::standard()))
-            projects += scanner.projectsFromFolder(location).value_or(BMProjectList());
-        return projects;
+            sink(scanner.projectsFromFolder(location).value_or(BMProjectList()));
+        return;
     }
     for (const std::string& argument : paths) {
+        BMProjectList projects;
         if (!scanNamedFolder(command, scanner, absolutePath(argument), projects))
             *ok = false;
+        sink(std::move(projects));
     }
-    return projects;
 }
 
 } // namespace CatalogueArguments

@@ -5,6 +5,7 @@
 
 #include <QString>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,10 @@ bool scanNamedFolder(const char* command, const AutosaveFolderScanner& scanner, 
 // The catalogue of the named locations, or of every location Vestry knows when none is
 // named. ok turns false when a named one could not be scanned.
 BMProjectList catalogue(const char* command, const std::vector<std::string>& paths, bool* ok);
+// The same handed over location by location, in the same order, so that a caller that
+// prints as it goes never holds the whole catalogue.
+void catalogue(const char* command, const std::vector<std::string>& paths, bool* ok,
+               const std::function<void(BMProjectList)>& sink);
 
 // Standard error, prefixed with the command's name.
 void warn(const char* command, const QString& text);

@@ -2,6 +2,7 @@
 
 #include "ArgumentChecks.h"
 #include "CatalogueArguments.h"
+#include "ListWriter.h"
 #include "StandardOutput.h"
 #include "catalogue/CatalogueLocations.h"
 #include "catalogue/OutlineSorting.h"
@@ -9,51 +10,18 @@
 #include "foundation/BMSettings.h"
 #include "foundation/FileName.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-
 #include <cmath>
+#include <cstdio>
 
 namespace {
-
-QJsonValue isoDate(const QDateTime& date) {
-    if (!date.isValid())
-        return QJsonValue(QJsonValue::Null);
-    return date.toUTC().toString(Qt::ISODate);
-}
-
-QByteArray catalogueJson(const BMProjectList& projects, const QStringList& offline) {
-    QJsonArray projectArray;
-    for (const BMProjectPtr& project : projects) {
-        QJsonArray items;
-        for (const BMAutoItemPtr& item : project->children()) {
-            items.append(QJsonObject{{QStringLiteral("name"), item->name()},
-                                     {QStringLiteral("path"), item->path()},
-                                     {QStringLiteral("type"), item->type()},
-                                     {QStringLiteral("size"), item->fileSize()},
-                                     {QStringLiteral("createdDate"), isoDate(item->createdDate())}});
-        }
-        projectArray.append(QJsonObject{{QStringLiteral("name"), project->name()},
-                                        {QStringLiteral("path"), project->path()},
-                                        {QStringLiteral("type"), project->type()},
-                                        {QStringLiteral("size"), project->fileSize()},
-                                        {QStringLiteral("startDate"), isoDate(project->startDate())},
-                                        {QStringLiteral("endDate"), isoDate(project->endDate())},
-                                        {QStringLiteral("items"), items}});
-    }
-    QJsonObject document{{QStringLiteral("projects"), projectArray}};
-    // Only when there is something to say, so that the usual document keeps its one key.
-    if (!offline.isEmpty())
-        document.insert(QStringLiteral("offline"), QJsonArray::fromStringList(offline));
-    return QJsonDocument(document).toJson(QJsonDocument::Compact);
-}
 
 QString counted(qsizetype count, const QString& one, const QString& many, const QLocale& locale) {
     return QStringLiteral("%1 %2").arg(locale.toString(qint64(count)), count == 1 ? one : many);
 }
 
-QString catalogueText(const BMProjectList& projects, const QStringList& offline, const OutlineText& text) {
+// Every row is known before the first is printed (the columns are as wide as their widest
+// cell); the lines themselves go out as they are made.
+void writeCatalogueText(const BMProjectList& projects, const QStringList& offline, const OutlineText& text) {
     struct Row {
         QString name;
         QString size;
@@ -82,26 +50,43 @@ QString catalogueText(const BMProjectList& projects, const QStringList& offline,
         nameWidth = std::max(nameWidth, row.name.size());
         sizeWidth = std::max(sizeWidth, row.size.size());
     }
-    QString out;
+    QByteArray out;
+    auto flush = [&out](qsizetype atLeast) {
+        if (out.size() < atLeast)
+            return;
+        std::fwrite(out.constData(), 1, size_t(out.size()), stdout);
+        out.clear();
+    };
+    QString line;
     for (const Row& row : rows) {
-        const QString line = row.name.leftJustified(nameWidth) + QStringLiteral("  ") +
-                             row.size.rightJustified(sizeWidth) + QStringLiteral("  ") + row.date;
-        out += line;
-        while (out.endsWith(QLatin1Char(' ')))
-            out.chop(1);
-        out += QLatin1Char('\n');
+        line.clear();
+        line += row.name;
+        line.resize(std::max(nameWidth, row.name.size()), QLatin1Char(' '));
+        line += QStringLiteral("  ");
+        line.resize(line.size() + std::max<qsizetype>(0, sizeWidth - row.size.size()), QLatin1Char(' '));
+        line += row.size;
+        line += QStringLiteral("  ");
+        line += row.date;
+        while (line.endsWith(QLatin1Char(' ')))
+            line.chop(1);
+        out += line.toUtf8();
+        out += '\n';
+        flush(1 << 16);
     }
     QLocale grouped = text.locale();
     grouped.setNumberOptions(grouped.numberOptions() & ~QLocale::OmitGroupSeparator);
-    out += QStringLiteral("Total: %1, %2, %3 (%4)\n")
-               .arg(counted(projects.size(), QStringLiteral("project"), QStringLiteral("projects"), grouped),
-                    counted(itemCount, QStringLiteral("autosave"), QStringLiteral("autosaves"), grouped),
-                    counted(qsizetype(std::llround(totalBytes)), QStringLiteral("byte"),
-                            QStringLiteral("bytes"), grouped),
-                    text.formatFileSize(totalBytes));
+    QString tail =
+        QStringLiteral("Total: %1, %2, %3 (%4)\n")
+            .arg(counted(projects.size(), QStringLiteral("project"), QStringLiteral("projects"), grouped),
+                 counted(itemCount, QStringLiteral("autosave"), QStringLiteral("autosaves"), grouped),
+                 counted(qsizetype(std::llround(totalBytes)), QStringLiteral("byte"), QStringLiteral("bytes"),
+                         grouped),
+                 text.formatFileSize(totalBytes));
     for (const QString& location : offline)
-        out += FileName::displayText(location) + QStringLiteral(" (offline)\n");
-    return out;
+        tail += FileName::displayText(location) + QStringLiteral(" (offline)\n");
+    out += tail.toUtf8();
+    flush(0);
+    std::fflush(stdout);
 }
 
 } // namespace
@@ -123,25 +108,35 @@ CLI::App* ListCommand::define(CLI::App& parent) {
 }
 
 int ListCommand::run() {
+    // Stored locations that are not there now (a drive not plugged in) are said, not dropped.
+    // A scan only ever stores a folder it found, so asking first gives the same answer.
+    const QStringList offline = m_paths.empty()
+                                    ? CatalogueLocations::offlineLocations(
+                                          CatalogueLocations::storedLocations(BMSettings::standard()))
+                                    : QStringList();
     bool ok = true;
-    BMProjectList projects = CatalogueArguments::catalogue("list", m_paths, &ok);
-    const int status = ok ? 0 : 1;
+    if (m_json && m_sort.empty()) {
+        // Each location printed as soon as it is scanned, then let go.
+        JsonListWriter writer(stdout, offline);
+        CatalogueArguments::catalogue("list", m_paths, &ok,
+                                      [&writer](BMProjectList projects) { writer.write(projects); });
+        writer.finish();
+        return ok ? 0 : 1;
+    }
 
+    BMProjectList projects = CatalogueArguments::catalogue("list", m_paths, &ok);
     if (!m_sort.empty()) {
         const char* column = m_sort == "name"   ? OutlineColumn::name
                              : m_sort == "date" ? OutlineColumn::date
                                                 : OutlineColumn::size;
         projects = OutlineSorting::sortProjects(projects, QString::fromLatin1(column), m_descending);
     }
-
-    // Stored locations that are not there now (a drive not plugged in) are said, not dropped.
-    const QStringList offline = m_paths.empty()
-                                    ? CatalogueLocations::offlineLocations(
-                                          CatalogueLocations::storedLocations(BMSettings::standard()))
-                                    : QStringList();
-    if (m_json)
-        writeStandardOutput(QString::fromUtf8(catalogueJson(projects, offline)) + QLatin1Char('\n'));
-    else
-        writeStandardOutput(catalogueText(projects, offline, OutlineText()));
-    return status;
+    if (m_json) {
+        JsonListWriter writer(stdout, offline);
+        writer.write(projects);
+        writer.finish();
+    } else {
+        writeCatalogueText(projects, offline, OutlineText());
+    }
+    return ok ? 0 : 1;
 }

@@ -13,6 +13,7 @@
 #include <chrono>
 #include <cstring>
 #include <fcntl.h>
+#include <functional>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -279,14 +280,13 @@ bool mayHaveDosAttrib(const QByteArray& path) {
            lastListing.hasDosAttrib;
 }
 
-} // namespace
-
-std::optional<FileFacts> LinuxPlatform::fileFacts(const QString& path, bool followLinks) const {
+// One statx of name relative to folder (AT_FDCWD for a path); the Samba record, when it is
+// worth a read, by the item's whole path.
+std::optional<FileFacts> factsOf(int folder, const char* name, bool followLinks,
+                                 const std::function<QByteArray()>& wholePath) {
     struct statx info {};
-    const QByteArray encoded = FileName::encode(path);
     const int flags = AT_STATX_SYNC_AS_STAT | (followLinks ? 0 : AT_SYMLINK_NOFOLLOW);
-    if (path.isEmpty() ||
-        ::statx(AT_FDCWD, encoded.constData(), flags, STATX_BASIC_STATS | STATX_BTIME, &info) != 0)
+    if (::statx(folder, name, flags, STATX_BASIC_STATS | STATX_BTIME, &info) != 0)
         return std::nullopt;
     auto toDate = [](const statx_timestamp& t) {
         return QDateTime::fromMSecsSinceEpoch(qint64(t.tv_sec) * 1000 + t.tv_nsec / 1000000, Qt::UTC);
@@ -304,10 +304,14 @@ std::optional<FileFacts> LinuxPlatform::fileFacts(const QString& path, bool foll
         !(info.stx_mask & STATX_BTIME) || info.stx_btime.tv_sec > info.stx_mtime.tv_sec ||
         (info.stx_btime.tv_sec == info.stx_mtime.tv_sec && info.stx_btime.tv_nsec > info.stx_mtime.tv_nsec);
     char record[DosAttrib::maxSize];
-    const ssize_t recordSize =
-        !bornAfterModified || !mayHaveDosAttrib(encoded) ? -1
-        : followLinks ? ::getxattr(encoded.constData(), DosAttrib::attributeName, record, sizeof record)
-                      : ::lgetxattr(encoded.constData(), DosAttrib::attributeName, record, sizeof record);
+    ssize_t recordSize = -1;
+    if (bornAfterModified) {
+        const QByteArray path = wholePath();
+        if (mayHaveDosAttrib(path))
+            recordSize = followLinks
+                             ? ::getxattr(path.constData(), DosAttrib::attributeName, record, sizeof record)
+                             : ::lgetxattr(path.constData(), DosAttrib::attributeName, record, sizeof record);
+    }
     if (recordSize > 0) {
         if (auto created = DosAttrib::createTime(QByteArrayView(record, recordSize)))
             facts.created = *created;
@@ -315,6 +319,23 @@ std::optional<FileFacts> LinuxPlatform::fileFacts(const QString& path, bool foll
     if (!facts.created.isValid())
         facts.created = (info.stx_mask & STATX_BTIME) ? toDate(info.stx_btime) : facts.modified;
     return facts;
+}
+
+} // namespace
+
+std::optional<FileFacts> LinuxPlatform::fileFacts(const QString& path, bool followLinks) const {
+    if (path.isEmpty())
+        return std::nullopt;
+    const QByteArray encoded = FileName::encode(path);
+    return factsOf(AT_FDCWD, encoded.constData(), followLinks, [&encoded] { return encoded; });
+}
+
+std::optional<FileFacts> LinuxPlatform::fileFactsAt(int folder, const QString& folderPath,
+                                                    const QByteArray& name) const {
+    if (name.isEmpty())
+        return std::nullopt;
+    return factsOf(folder, name.constData(), false,
+                   [&] { return FileName::encode(folderPath) + '/' + name; });
 }
 
 namespace {
