@@ -151,32 +151,63 @@ BMAutoItemPtr makeItem(int type, const QString& name, const QString& path, const
 }
 
 // The projects of one scan, with the Premiere projects indexed by name so that a loose file
-// finds its project without walking the whole list.
+// finds its project without walking the whole list. With a sink, each project leaves in
+// order as soon as no loose file still to come is named like it.
 class Results {
 public:
-    Results(const WarningHook& hook, const OpenFolder& location, bool readsFinderTypes)
-        : m_hook(hook), m_location(location), m_readsFinderTypes(readsFinderTypes) {}
+    Results(const WarningHook& hook, const OpenFolder& location, bool readsFinderTypes,
+            const AutosaveFolderScanner::ProjectSink& sink)
+        : m_hook(hook), m_location(location), m_readsFinderTypes(readsFinderTypes), m_sink(sink) {}
     const WarningHook& hook() const { return m_hook; }
     const OpenFolder& location() const { return m_location; }
     // Only Final Cut's vault tells its autosaves by their Finder type; reading it costs an
     // extended-attribute query per file, which no other layout needs.
     bool readsFinderTypes() const { return m_readsFinderTypes; }
+    void expectLooseFile(const QString& projectName) { ++m_looseToCome[projectName]; }
+    void looseFileDone(const QString& projectName) {
+        auto it = m_looseToCome.find(projectName);
+        if (it != m_looseToCome.end() && --it.value() == 0)
+            m_looseToCome.erase(it);
+        handOver();
+    }
     void add(const BMProjectPtr& project) {
         m_projects.append(project);
-        if (project->type() == AutosaveType::Premiere)
+        if (project->type() == AutosaveType::Premiere && (!m_sink || m_looseToCome.contains(project->name())))
             m_premiereByName[project->name()].append(project);
+        handOver();
     }
     QList<BMProjectPtr> premiereProjectsNamed(const QString& name) const {
         return m_premiereByName.value(name);
     }
-    BMProjectList take() { return std::move(m_projects); }
+    BMProjectList take() {
+        m_looseToCome.clear();
+        handOver();
+        return std::move(m_projects);
+    }
 
 private:
+    bool isOpen(const BMProject& project) const {
+        return project.type() == AutosaveType::Premiere && m_looseToCome.contains(project.name());
+    }
+    void handOver() {
+        if (!m_sink)
+            return;
+        qsizetype done = 0;
+        while (done < m_projects.size() && !isOpen(*m_projects[done])) {
+            m_premiereByName.remove(m_projects[done]->name());
+            m_sink(m_projects[done]);
+            ++done;
+        }
+        m_projects.remove(0, done);
+    }
+
     const WarningHook& m_hook;
     const OpenFolder& m_location;
     bool m_readsFinderTypes;
+    const AutosaveFolderScanner::ProjectSink& m_sink;
     BMProjectList m_projects;
     QHash<QString, QList<BMProjectPtr>> m_premiereByName;
+    QHash<QString, int> m_looseToCome;
 };
 
 void scanAvidEntry(const QString& entryName, const QString& entryPath, Results& results) {
@@ -330,6 +361,16 @@ const NamePattern& AutosaveFolderScanner::motionNamePattern() {
 
 std::optional<BMProjectList> AutosaveFolderScanner::projectsFromFolder(const QString& folder,
                                                                        ScanStatus* status) const {
+    return scan(folder, nullptr, status);
+}
+
+bool AutosaveFolderScanner::scanFolder(const QString& folder, const ProjectSink& sink,
+                                       ScanStatus* status) const {
+    return scan(folder, sink, status).has_value();
+}
+
+std::optional<BMProjectList> AutosaveFolderScanner::scan(const QString& folder, const ProjectSink& sink,
+                                                         ScanStatus* status) const {
     auto report = [status](ScanStatus value) {
         if (status)
             *status = value;
@@ -377,7 +418,30 @@ std::optional<BMProjectList> AutosaveFolderScanner::projectsFromFolder(const QSt
         for (qsizetype i = 0; i < looseFiles.size() && i < names.size(); ++i)
             looseProjects.insert(looseFiles[i], names[i]);
 
-        Results results(m_warningHook, location, folder.endsWith(kVaultSuffix));
+        QSet<QString> warned; // a loose file is its project's path and its item's
+        auto checkName = [&](const QString& name, const QString& path) {
+            if (FileName::hasInvalidBytes(name) && !warned.contains(path)) {
+                warned.insert(path);
+                warnInvalidName(path, m_warningHook);
+            }
+        };
+        auto finish = [&](const BMProjectPtr& project) {
+            project->setLocation(folder);
+            checkName(project->name(), project->path());
+            for (const BMAutoItemPtr& item : project->children())
+                checkName(item->name(), item->path());
+        };
+        ProjectSink handOver;
+        if (sink) {
+            handOver = [&](const BMProjectPtr& project) {
+                finish(project);
+                warned.clear();
+                sink(project);
+            };
+        }
+        Results results(m_warningHook, location, folder.endsWith(kVaultSuffix), handOver);
+        for (const QString& entry : looseFiles)
+            results.expectLooseFile(looseProjects.value(entry, looseProjectName(entry)));
         for (const QString& entry : entries) {
             if (isAppleDouble(entry))
                 continue;
@@ -390,11 +454,13 @@ std::optional<BMProjectList> AutosaveFolderScanner::projectsFromFolder(const QSt
                 scanLibraryEntry(folder, entry, entryPath, results);
                 break;
             case Layout::Folder:
-                if (hasExtension(entry, QLatin1StringView("prproj")))
-                    scanLoosePremiereFile(entry, entryPath,
-                                          looseProjects.value(entry, looseProjectName(entry)), results);
-                else
+                if (hasExtension(entry, QLatin1StringView("prproj"))) {
+                    const QString projectName = looseProjects.value(entry, looseProjectName(entry));
+                    scanLoosePremiereFile(entry, entryPath, projectName, results);
+                    results.looseFileDone(projectName);
+                } else {
                     scanProjectFolder(entry, entryPath, results);
+                }
                 break;
             case Layout::None:
                 break;
@@ -402,19 +468,8 @@ std::optional<BMProjectList> AutosaveFolderScanner::projectsFromFolder(const QSt
         }
         report(ScanStatus::Scanned);
         BMProjectList projects = results.take();
-        QSet<QString> warned; // a loose file is its project's path and its item's
-        auto checkName = [&](const QString& name, const QString& path) {
-            if (FileName::hasInvalidBytes(name) && !warned.contains(path)) {
-                warned.insert(path);
-                warnInvalidName(path, m_warningHook);
-            }
-        };
-        for (const BMProjectPtr& project : projects) {
-            project->setLocation(folder);
-            checkName(project->name(), project->path());
-            for (const BMAutoItemPtr& item : project->children())
-                checkName(item->name(), item->path());
-        }
+        for (const BMProjectPtr& project : projects)
+            finish(project);
         return projects;
     } catch (const std::exception& e) {
         BMException::logException(e, "-[AppController projectsFromFolder:]");

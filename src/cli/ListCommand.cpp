@@ -116,10 +116,10 @@ int ListCommand::run() {
                                     : QStringList();
     bool ok = true;
     if (m_json && m_sort.empty()) {
-        // Each location printed as soon as it is scanned, then let go.
+        // Each project printed as soon as it is whole, then let go.
         JsonListWriter writer(stdout, offline);
         CatalogueArguments::catalogue("list", m_paths, &ok,
-                                      [&writer](BMProjectList projects) { writer.write(projects); });
+                                      [&writer](const BMProjectPtr& project) { writer.write(*project); });
         writer.finish();
         return ok ? 0 : 1;
     }
@@ -133,7 +133,8 @@ int ListCommand::run() {
     }
     if (m_json) {
         JsonListWriter writer(stdout, offline);
-        writer.write(projects);
+        for (const BMProjectPtr& project : projects)
+            writer.write(*project);
         writer.finish();
     } else {
         writeCatalogueText(projects, offline, OutlineText());

@@ -13,35 +13,51 @@ char hexDigit(unsigned value) {
     return char(value < 10 ? '0' + value : 'a' + value - 10);
 }
 
-void appendEscapedUnit(QByteArray& out, char16_t unit) {
-    out.append("\\u", 2);
-    out.append(hexDigit((unit >> 12) & 0xf));
-    out.append(hexDigit((unit >> 8) & 0xf));
-    out.append(hexDigit((unit >> 4) & 0xf));
-    out.append(hexDigit(unit & 0xf));
+char* escapedUnit(char* p, char16_t unit) {
+    *p++ = '\\';
+    *p++ = 'u';
+    *p++ = hexDigit((unit >> 12) & 0xf);
+    *p++ = hexDigit((unit >> 8) & 0xf);
+    *p++ = hexDigit((unit >> 4) & 0xf);
+    *p++ = hexDigit(unit & 0xf);
+    return p;
 }
 
-void appendUtf8(QByteArray& out, char32_t c) {
+char* utf8(char* p, char32_t c) {
     if (c < 0x800) {
-        out.append(char(0xc0 | (c >> 6)));
+        *p++ = char(0xc0 | (c >> 6));
     } else if (c < 0x10000) {
-        out.append(char(0xe0 | (c >> 12)));
-        out.append(char(0x80 | ((c >> 6) & 0x3f)));
+        *p++ = char(0xe0 | (c >> 12));
+        *p++ = char(0x80 | ((c >> 6) & 0x3f));
     } else {
-        out.append(char(0xf0 | (c >> 18)));
-        out.append(char(0x80 | ((c >> 12) & 0x3f)));
-        out.append(char(0x80 | ((c >> 6) & 0x3f)));
+        *p++ = char(0xf0 | (c >> 18));
+        *p++ = char(0x80 | ((c >> 12) & 0x3f));
+        *p++ = char(0x80 | ((c >> 6) & 0x3f));
     }
-    out.append(char(0x80 | (c & 0x3f)));
+    *p++ = char(0x80 | (c & 0x3f));
+    return p;
 }
 
-void appendDigits(QByteArray& out, unsigned value, int width) {
-    char digits[8];
+char* digits(char* p, unsigned value, int width) {
     for (int i = width - 1; i >= 0; --i) {
-        digits[i] = char('0' + value % 10);
+        p[i] = char('0' + value % 10);
         value /= 10;
     }
-    out.append(digits, width);
+    return p + width;
+}
+
+void appendInteger(QByteArray& out, qint64 value) {
+    char text[24];
+    char* end = text + sizeof text;
+    char* p = end;
+    quint64 magnitude = value < 0 ? 0 - quint64(value) : quint64(value);
+    do {
+        *--p = char('0' + magnitude % 10);
+        magnitude /= 10;
+    } while (magnitude);
+    if (value < 0)
+        *--p = '-';
+    out.append(p, end - p);
 }
 
 } // namespace
@@ -71,44 +87,42 @@ void JsonListWriter::flushIfFull() {
     if (m_buffer.size() < kFlushAt)
         return;
     std::fwrite(m_buffer.constData(), 1, size_t(m_buffer.size()), m_out);
-    m_buffer.clear();
+    m_buffer.truncate(0); // keeps its room
 }
 
-void JsonListWriter::write(const BMProjectList& projects) {
-    for (const BMProjectPtr& project : projects) {
-        m_buffer.append(m_first ? "{\"endDate\":" : ",{\"endDate\":");
-        m_first = false;
-        appendDate(m_buffer, project->endMsecs());
-        m_buffer.append(",\"items\":[");
-        bool firstItem = true;
-        for (const BMAutoItemPtr& item : project->children()) {
-            m_buffer.append(firstItem ? "{\"createdDate\":" : ",{\"createdDate\":");
-            firstItem = false;
-            appendDate(m_buffer, item->createdMsecs());
-            m_buffer.append(",\"name\":");
-            appendString(m_buffer, item->name());
-            m_buffer.append(",\"path\":");
-            appendString(m_buffer, item->path());
-            m_buffer.append(",\"size\":");
-            appendNumber(m_buffer, item->fileSize());
-            m_buffer.append(",\"type\":");
-            m_buffer.append(QByteArray::number(item->type()));
-            m_buffer.append('}');
-            flushIfFull();
-        }
-        m_buffer.append("],\"name\":");
-        appendString(m_buffer, project->name());
+void JsonListWriter::write(const BMProject& project) {
+    m_buffer.append(m_first ? "{\"endDate\":" : ",{\"endDate\":");
+    m_first = false;
+    appendDate(m_buffer, project.endMsecs());
+    m_buffer.append(",\"items\":[");
+    bool firstItem = true;
+    for (const BMAutoItemPtr& item : project.children()) {
+        m_buffer.append(firstItem ? "{\"createdDate\":" : ",{\"createdDate\":");
+        firstItem = false;
+        appendDate(m_buffer, item->createdMsecs());
+        m_buffer.append(",\"name\":");
+        appendString(m_buffer, item->name());
         m_buffer.append(",\"path\":");
-        appendString(m_buffer, project->path());
+        appendString(m_buffer, item->path());
         m_buffer.append(",\"size\":");
-        appendNumber(m_buffer, project->fileSize());
-        m_buffer.append(",\"startDate\":");
-        appendDate(m_buffer, project->startMsecs());
+        appendNumber(m_buffer, item->fileSize());
         m_buffer.append(",\"type\":");
-        m_buffer.append(QByteArray::number(project->type()));
+        appendNumber(m_buffer, item->type());
         m_buffer.append('}');
         flushIfFull();
     }
+    m_buffer.append("],\"name\":");
+    appendString(m_buffer, project.name());
+    m_buffer.append(",\"path\":");
+    appendString(m_buffer, project.path());
+    m_buffer.append(",\"size\":");
+    appendNumber(m_buffer, project.fileSize());
+    m_buffer.append(",\"startDate\":");
+    appendDate(m_buffer, project.startMsecs());
+    m_buffer.append(",\"type\":");
+    appendNumber(m_buffer, project.type());
+    m_buffer.append('}');
+    flushIfFull();
 }
 
 void JsonListWriter::finish() {
@@ -122,53 +136,45 @@ void JsonListWriter::finish() {
 }
 
 void JsonListWriter::appendString(QByteArray& out, const QString& text) {
-    out.append('"');
     const char16_t* s = reinterpret_cast<const char16_t*>(text.constData());
     const qsizetype size = text.size();
+    const qsizetype start = out.size();
+    out.resize(start + 2 + 6 * size); // the most an escaped code unit can take
+    char* p = out.data() + start;
+    *p++ = '"';
     for (qsizetype i = 0; i < size; ++i) {
         const char16_t unit = s[i];
-        if (unit >= 0x80) {
+        if (unit >= 0x20 && unit < 0x80 && unit != u'"' && unit != u'\\') {
+            *p++ = char(unit);
+        } else if (unit >= 0x80) {
             if (QChar::isHighSurrogate(unit) && i + 1 < size && QChar::isLowSurrogate(s[i + 1])) {
-                appendUtf8(out, QChar::surrogateToUcs4(unit, s[i + 1]));
+                p = utf8(p, QChar::surrogateToUcs4(unit, s[i + 1]));
                 ++i;
             } else if (QChar::isSurrogate(unit)) {
                 // Not a character: written as the code unit it is, as Qt does.
-                appendEscapedUnit(out, unit);
+                p = escapedUnit(p, unit);
             } else {
-                appendUtf8(out, unit);
+                p = utf8(p, unit);
             }
-            continue;
-        }
-        switch (unit) {
-        case u'"':
-            out.append("\\\"", 2);
-            break;
-        case u'\\':
-            out.append("\\\\", 2);
-            break;
-        case u'\b':
-            out.append("\\b", 2);
-            break;
-        case u'\f':
-            out.append("\\f", 2);
-            break;
-        case u'\n':
-            out.append("\\n", 2);
-            break;
-        case u'\r':
-            out.append("\\r", 2);
-            break;
-        case u'\t':
-            out.append("\\t", 2);
-            break;
-        default:
-            if (unit < 0x20)
-                appendEscapedUnit(out, unit);
-            else
-                out.append(char(unit));
+        } else {
+            const char* escape = unit == u'"'    ? "\\\""
+                                 : unit == u'\\' ? "\\\\"
+                                 : unit == u'\b' ? "\\b"
+                                 : unit == u'\f' ? "\\f"
+                                 : unit == u'\n' ? "\\n"
+                                 : unit == u'\r' ? "\\r"
+                                 : unit == u'\t' ? "\\t"
+                                                 : nullptr;
+            if (escape) {
+                *p++ = escape[0];
+                *p++ = escape[1];
+            } else {
+                p = escapedUnit(p, unit);
+            }
         }
     }
-    out.append('"');
+    *p++ = '"';
+    out.truncate(p - out.constData());
 }
 
 void JsonListWriter::appendNumber(QByteArray& out, double value) {
@@ -176,7 +182,7 @@ void JsonListWriter::appendNumber(QByteArray& out, double value) {
     // it so; anything else in the shortest form, with an exponent where that is shorter.
     constexpr double exact = 9007199254740992.0; // 2^53
     if (value >= -exact && value <= exact && value == std::trunc(value)) {
-        out.append(QByteArray::number(qint64(value)));
+        appendInteger(out, qint64(value));
         return;
     }
     if (!std::isfinite(value)) {
@@ -210,17 +216,21 @@ void JsonListWriter::appendDate(QByteArray& out, qint64 msecs) {
         out.append('"');
         return;
     }
-    out.append('"');
-    appendDigits(out, unsigned(year), 4);
-    out.append('-');
-    appendDigits(out, month, 2);
-    out.append('-');
-    appendDigits(out, day, 2);
-    out.append('T');
-    appendDigits(out, secondOfDay / 3600, 2);
-    out.append(':');
-    appendDigits(out, secondOfDay / 60 % 60, 2);
-    out.append(':');
-    appendDigits(out, secondOfDay % 60, 2);
-    out.append("Z\"", 2);
+    char text[22];
+    char* p = text;
+    *p++ = '"';
+    p = digits(p, unsigned(year), 4);
+    *p++ = '-';
+    p = digits(p, month, 2);
+    *p++ = '-';
+    p = digits(p, day, 2);
+    *p++ = 'T';
+    p = digits(p, secondOfDay / 3600, 2);
+    *p++ = ':';
+    p = digits(p, secondOfDay / 60 % 60, 2);
+    *p++ = ':';
+    p = digits(p, secondOfDay % 60, 2);
+    *p++ = 'Z';
+    *p++ = '"';
+    out.append(text, p - text);
 }

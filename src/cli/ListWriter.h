@@ -18,7 +18,7 @@ public:
     JsonListWriter(const JsonListWriter&) = delete;
     JsonListWriter& operator=(const JsonListWriter&) = delete;
 
-    void write(const BMProjectList& projects);
+    void write(const BMProject& project);
     // Closes the document and flushes; the destructor does it when nobody did.
     void finish();
 
