@@ -48,6 +48,12 @@ TEST_P(ScannerLayouts, BuildProjects) {
     const QString console = QString::fromStdString(testing::internal::GetCapturedStdout());
     EXPECT_EQ(describe(projects, location), row.expected);
     EXPECT_EQ(status, row.status);
+    // Handed over one by one, each project whole when it goes, in the same order.
+    QStringList handed;
+    scanner.scanFolder(path(row.location), [&](const BMProjectPtr& project) {
+        handed << describe({project}, location);
+    });
+    EXPECT_EQ(handed.join("; "), row.expected);
     for (QString line : row.logged) {
         line.replace("@", location);
         EXPECT_TRUE(logText().contains(line)) << line.toStdString();
