@@ -92,8 +92,8 @@ bool hasExtension(QStringView name, QLatin1StringView extension) {
     return dot > 0 && name[dot] == u'.' && name.endsWith(extension, Qt::CaseInsensitive);
 }
 
-bool hasFinalCutFileType(const QString& path) {
-    const std::optional<QByteArray> info = Platform::current().finderInfo(path);
+bool hasFinalCutFileType(const OpenFolder& folder, const QString& name) {
+    const std::optional<QByteArray> info = folder.finderInfo(name);
     return info && info->size() >= 4 && std::memcmp(info->constData(), "FCPF", 4) == 0;
 }
 
@@ -292,7 +292,7 @@ void scanProjectFolder(const QString& entryName, const QString& entryPath, Resul
     for (const QString& name : names) {
         const QString path = childPath(entryPath, name);
         int itemType = -1;
-        if (results.readsFinderTypes() && hasFinalCutFileType(path)) {
+        if (results.readsFinderTypes() && hasFinalCutFileType(folder, name)) {
             projectType = AutosaveType::FinalCut;
             if (vaultPattern.matches(name))
                 itemType = AutosaveType::FinalCut;

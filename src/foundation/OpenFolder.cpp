@@ -65,3 +65,9 @@ std::optional<FileFacts> OpenFolder::facts(const QString& name) const {
         return std::nullopt;
     return Platform::current().fileFactsAt(m_fd, m_path, FileName::encode(name));
 }
+
+std::optional<QByteArray> OpenFolder::finderInfo(const QString& name) const {
+    if (m_fd < 0)
+        return Platform::current().finderInfo(m_path + QLatin1Char('/') + name);
+    return Platform::current().finderInfoAt(m_fd, m_path, FileName::encode(name));
+}

@@ -28,6 +28,7 @@ public:
     // (in the same order) when asked for; false, with error() set, when it cannot be read.
     bool list(QStringList* names, QStringList* links = nullptr);
     std::optional<FileFacts> facts(const QString& name) const;
+    std::optional<QByteArray> finderInfo(const QString& name) const;
 
 private:
     QString m_path;

@@ -20,6 +20,11 @@ std::optional<FileFacts> Platform::fileFactsAt(int, const QString& folderPath, c
     return fileFacts(folderPath + QLatin1Char('/') + FileName::decode(name), false);
 }
 
+std::optional<QByteArray> Platform::finderInfoAt(int, const QString& folderPath,
+                                                 const QByteArray& name) const {
+    return finderInfo(folderPath + QLatin1Char('/') + FileName::decode(name));
+}
+
 Platform& Platform::current() {
     if (Platform* platform = g_current.load(std::memory_order_acquire))
         return *platform;

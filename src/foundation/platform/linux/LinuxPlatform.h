@@ -24,6 +24,8 @@ public:
     // Netatalk's AfpInfo record first (what a Mac leaves on a netatalk or Samba share),
     // then the attribute under the Mac's own name.
     std::optional<QByteArray> finderInfo(const QString& path) const override;
+    std::optional<QByteArray> finderInfoAt(int folder, const QString& folderPath,
+                                           const QByteArray& name) const override;
     bool setFinderInfo(const QString& path, const QByteArray& info) const override;
 
     // ---- File operations (LinuxPlatformFiles.cpp) ---------------------------------------
