@@ -12,6 +12,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <optional>
 
 namespace {
 
@@ -19,75 +20,98 @@ QString counted(qsizetype count, const QString& one, const QString& many, const 
     return QStringLiteral("%1 %2").arg(locale.toString(qint64(count)), count == 1 ? one : many);
 }
 
-// Every row is known before the first is printed (the columns are as wide as their widest
-// cell); the lines themselves go out as they are made.
-void writeCatalogueText(const BMProjectList& projects, const QStringList& offline, const OutlineText& text) {
+// The text listing, made as projects come: every row is known before the first is printed
+// (the columns are as wide as their widest cell), but the catalogue itself need not be kept.
+class TextListing {
+public:
+    explicit TextListing(const OutlineText& text) : m_text(text) {}
+
+    void add(const BMProject& project) {
+        // A name's odd bytes and control characters escaped: one line per row, readable.
+        m_rows.append({FileName::displayText(project.name()), m_text.formatFileSize(project.fileSize()),
+                       m_text.projectDateText(project.startDate(), project.endDate())});
+        for (const BMAutoItemPtr& item : project.children()) {
+            m_rows.append({QStringLiteral("  ") + FileName::displayText(item->name()),
+                           m_text.formatFileSize(item->fileSize()), dateText(item->createdMsecs())});
+            ++m_itemCount;
+        }
+        m_totalBytes += project.fileSize();
+        ++m_projectCount;
+    }
+
+    void write(const QStringList& offline) {
+        qsizetype nameWidth = 0;
+        qsizetype sizeWidth = 0;
+        for (const Row& row : m_rows) {
+            nameWidth = std::max(nameWidth, row.name.size());
+            sizeWidth = std::max(sizeWidth, row.size.size());
+        }
+        QByteArray out;
+        auto flush = [&out](qsizetype atLeast) {
+            if (out.size() < atLeast)
+                return;
+            std::fwrite(out.constData(), 1, size_t(out.size()), stdout);
+            out.truncate(0);
+        };
+        QString line;
+        for (const Row& row : m_rows) {
+            line.truncate(0);
+            line += row.name;
+            line.resize(std::max(nameWidth, row.name.size()), QLatin1Char(' '));
+            line += QStringLiteral("  ");
+            line.resize(line.size() + std::max<qsizetype>(0, sizeWidth - row.size.size()), QLatin1Char(' '));
+            line += row.size;
+            line += QStringLiteral("  ");
+            line += row.date;
+            while (line.endsWith(QLatin1Char(' ')))
+                line.chop(1);
+            out += line.toUtf8();
+            out += '\n';
+            flush(1 << 16);
+        }
+        QLocale grouped = m_text.locale();
+        grouped.setNumberOptions(grouped.numberOptions() & ~QLocale::OmitGroupSeparator);
+        QString tail =
+            QStringLiteral("Total: %1, %2, %3 (%4)\n")
+                .arg(counted(m_projectCount, QStringLiteral("project"), QStringLiteral("projects"), grouped),
+                     counted(m_itemCount, QStringLiteral("autosave"), QStringLiteral("autosaves"), grouped),
+                     counted(qsizetype(std::llround(m_totalBytes)), QStringLiteral("byte"),
+                             QStringLiteral("bytes"), grouped),
+                     m_text.formatFileSize(m_totalBytes));
+        for (const QString& location : offline)
+            tail += FileName::displayText(location) + QStringLiteral(" (offline)\n");
+        out += tail.toUtf8();
+        flush(0);
+        std::fflush(stdout);
+    }
+
+private:
     struct Row {
         QString name;
         QString size;
         QString date;
     };
-    const QString name = QLatin1String(OutlineColumn::name);
-    const QString size = QLatin1String(OutlineColumn::size);
-    const QString date = QLatin1String(OutlineColumn::date);
-    QList<Row> rows;
-    qsizetype itemCount = 0;
-    double totalBytes = 0.0;
-    for (const BMProjectPtr& project : projects) {
-        // A name's odd bytes and control characters escaped: one line per row, readable.
-        rows.append({FileName::displayText(text.cellText(*project, name)), text.cellText(*project, size),
-                     text.cellText(*project, date)});
-        for (const BMAutoItemPtr& item : project->children()) {
-            rows.append({QStringLiteral("  ") + FileName::displayText(text.cellText(*item, name)),
-                         text.cellText(*item, size), text.cellText(*item, date)});
-            ++itemCount;
+
+    // Autosaves of one second share their text, made once.
+    const QString& dateText(qint64 msecs) {
+        const qint64 second = msecs == BMAutoItem::noDate ? msecs : (msecs - (msecs < 0 ? 999 : 0)) / 1000;
+        if (!m_lastDate || second != m_lastSecond) {
+            m_lastDate = true;
+            m_lastSecond = second;
+            m_lastDateText = m_text.itemDateText(BMAutoItem::dateOf(msecs));
         }
-        totalBytes += project->fileSize();
+        return m_lastDateText;
     }
-    qsizetype nameWidth = 0;
-    qsizetype sizeWidth = 0;
-    for (const Row& row : rows) {
-        nameWidth = std::max(nameWidth, row.name.size());
-        sizeWidth = std::max(sizeWidth, row.size.size());
-    }
-    QByteArray out;
-    auto flush = [&out](qsizetype atLeast) {
-        if (out.size() < atLeast)
-            return;
-        std::fwrite(out.constData(), 1, size_t(out.size()), stdout);
-        out.clear();
-    };
-    QString line;
-    for (const Row& row : rows) {
-        line.clear();
-        line += row.name;
-        line.resize(std::max(nameWidth, row.name.size()), QLatin1Char(' '));
-        line += QStringLiteral("  ");
-        line.resize(line.size() + std::max<qsizetype>(0, sizeWidth - row.size.size()), QLatin1Char(' '));
-        line += row.size;
-        line += QStringLiteral("  ");
-        line += row.date;
-        while (line.endsWith(QLatin1Char(' ')))
-            line.chop(1);
-        out += line.toUtf8();
-        out += '\n';
-        flush(1 << 16);
-    }
-    QLocale grouped = text.locale();
-    grouped.setNumberOptions(grouped.numberOptions() & ~QLocale::OmitGroupSeparator);
-    QString tail =
-        QStringLiteral("Total: %1, %2, %3 (%4)\n")
-            .arg(counted(projects.size(), QStringLiteral("project"), QStringLiteral("projects"), grouped),
-                 counted(itemCount, QStringLiteral("autosave"), QStringLiteral("autosaves"), grouped),
-                 counted(qsizetype(std::llround(totalBytes)), QStringLiteral("byte"), QStringLiteral("bytes"),
-                         grouped),
-                 text.formatFileSize(totalBytes));
-    for (const QString& location : offline)
-        tail += FileName::displayText(location) + QStringLiteral(" (offline)\n");
-    out += tail.toUtf8();
-    flush(0);
-    std::fflush(stdout);
-}
+
+    const OutlineText& m_text;
+    QList<Row> m_rows;
+    qsizetype m_projectCount = 0;
+    qsizetype m_itemCount = 0;
+    double m_totalBytes = 0.0;
+    bool m_lastDate = false;
+    qint64 m_lastSecond = 0;
+    QString m_lastDateText;
+};
 
 } // namespace
 
@@ -115,29 +139,40 @@ int ListCommand::run() {
                                           CatalogueLocations::storedLocations(BMSettings::standard()))
                                     : QStringList();
     bool ok = true;
-    if (m_json && m_sort.empty()) {
-        // Each project printed as soon as it is whole, then let go.
-        JsonListWriter writer(stdout, offline);
-        CatalogueArguments::catalogue("list", m_paths, &ok,
-                                      [&writer](const BMProjectPtr& project) { writer.write(*project); });
-        writer.finish();
+    const OutlineText text;
+    TextListing listing(text);
+    if (m_sort.empty()) {
+        // Each project taken as soon as it is whole, then let go.
+        std::optional<JsonListWriter> writer;
+        if (m_json)
+            writer.emplace(stdout, offline);
+        CatalogueArguments::catalogue("list", m_paths, &ok, [&](const BMProjectPtr& project) {
+            if (writer)
+                writer->write(*project);
+            else
+                listing.add(*project);
+        });
+        if (writer)
+            writer->finish();
+        else
+            listing.write(offline);
         return ok ? 0 : 1;
     }
 
-    BMProjectList projects = CatalogueArguments::catalogue("list", m_paths, &ok);
-    if (!m_sort.empty()) {
-        const char* column = m_sort == "name"   ? OutlineColumn::name
-                             : m_sort == "date" ? OutlineColumn::date
-                                                : OutlineColumn::size;
-        projects = OutlineSorting::sortProjects(projects, QString::fromLatin1(column), m_descending);
-    }
+    const char* column = m_sort == "name"   ? OutlineColumn::name
+                         : m_sort == "date" ? OutlineColumn::date
+                                            : OutlineColumn::size;
+    const BMProjectList projects = OutlineSorting::sortProjects(
+        CatalogueArguments::catalogue("list", m_paths, &ok), QString::fromLatin1(column), m_descending);
     if (m_json) {
         JsonListWriter writer(stdout, offline);
         for (const BMProjectPtr& project : projects)
             writer.write(*project);
         writer.finish();
     } else {
-        writeCatalogueText(projects, offline, OutlineText());
+        for (const BMProjectPtr& project : projects)
+            listing.add(*project);
+        listing.write(offline);
     }
     return ok ? 0 : 1;
 }
