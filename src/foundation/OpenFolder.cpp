@@ -39,7 +39,6 @@ bool OpenFolder::list(QStringList* names, QStringList* links) {
             ::close(copy);
         return false;
     }
-    errno = 0;
     while (dirent* entry = ::readdir(dir)) {
         const char* name = entry->d_name;
         if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))
