@@ -8,6 +8,7 @@
 #include "foundation/BMLog.h"
 #include "foundation/BMSettings.h"
 #include "foundation/FileName.h"
+#include "foundation/OpenFolder.h"
 #include "foundation/PathText.h"
 #include "foundation/SettingsKeys.h"
 #include "foundation/platform/Platform.h"
@@ -60,17 +61,17 @@ bool isLinkWarned(const QString& path, const WarningHook& hook) {
 
 // A folder's entries that are not links, each link named in a warning. A folder that is
 // there but cannot be read is reported, not taken for empty in silence.
-QStringList entriesWithoutLinks(const QString& folder, const WarningHook& hook, bool* listed = nullptr,
+QStringList entriesWithoutLinks(OpenFolder& folder, const WarningHook& hook, bool* listed = nullptr,
                                 QString* error = nullptr) {
-    bool ok = false;
-    QString reason;
+    QStringList names;
     QStringList links;
-    const QStringList names = BMFileManager::contentsOfDirectory(folder, &ok, &reason, &links);
-    if (!ok && !listed && BMFileManager::isDirectoryAtPath(folder))
+    const bool ok = folder.list(&names, &links);
+    const QString reason = ok ? QString() : QString::fromLocal8Bit(std::strerror(folder.error()));
+    if (!ok && !listed && BMFileManager::isDirectoryAtPath(folder.path()))
         warn(hook, QStringLiteral("%1: the folder could not be read (%2)")
-                       .arg(FileName::displayText(folder), reason));
+                       .arg(FileName::displayText(folder.path()), reason));
     for (const QString& link : links)
-        warnLink(PathText::appendingComponent(folder, link), hook);
+        warnLink(PathText::appendingComponent(folder.path(), link), hook);
     if (listed)
         *listed = ok;
     if (error)
@@ -78,7 +79,7 @@ QStringList entriesWithoutLinks(const QString& folder, const WarningHook& hook, 
     return names;
 }
 
-QStringList visibleEntries(const QString& folder, const WarningHook& hook) {
+QStringList visibleEntries(OpenFolder& folder, const WarningHook& hook) {
     QStringList names = entriesWithoutLinks(folder, hook);
     names.removeIf([](const QString& name) { return isHidden(name); });
     return names;
@@ -91,8 +92,8 @@ bool hasExtension(QStringView name, QLatin1StringView extension) {
     return dot > 0 && name[dot] == u'.' && name.endsWith(extension, Qt::CaseInsensitive);
 }
 
-bool hasFinalCutFileType(const QString& path) {
-    const std::optional<QByteArray> info = Platform::current().finderInfo(path);
+bool hasFinalCutFileType(const OpenFolder& folder, const QString& name) {
+    const std::optional<QByteArray> info = folder.finderInfo(name);
     return info && info->size() >= 4 && std::memcmp(info->constData(), "FCPF", 4) == 0;
 }
 
@@ -102,9 +103,10 @@ struct Attributes {
 };
 
 // The seam answers "nothing" on failure; the reason is the errno of its status call.
-std::optional<Attributes> attributesOf(const QString& path, QString* error = nullptr) {
+std::optional<Attributes> attributesOf(const OpenFolder& folder, const QString& name,
+                                       QString* error = nullptr) {
     errno = 0;
-    const std::optional<FileFacts> facts = Platform::current().fileFacts(path);
+    const std::optional<FileFacts> facts = folder.facts(name);
     if (!facts) {
         const int code = errno;
         if (error)
@@ -116,13 +118,14 @@ std::optional<Attributes> attributesOf(const QString& path, QString* error = nul
 }
 
 // Attributes for the layouts that list a file even when its attributes cannot be read.
-Attributes attributesOrEmpty(const QString& path) {
-    return attributesOf(path).value_or(Attributes{QDateTime(), 0.0});
+Attributes attributesOrEmpty(const OpenFolder& folder, const QString& name) {
+    return attributesOf(folder, name).value_or(Attributes{QDateTime(), 0.0});
 }
 
-std::optional<Attributes> attributesOrLog(const QString& path) {
+std::optional<Attributes> attributesOrLog(const OpenFolder& folder, const QString& name,
+                                          const QString& path) {
     QString error;
-    std::optional<Attributes> attributes = attributesOf(path, &error);
+    std::optional<Attributes> attributes = attributesOf(folder, name, &error);
     if (!attributes)
         BMLog::appendLogAndPrint(QStringLiteral("Error getting attributes of file %1 - %2").arg(path, error));
     return attributes;
@@ -148,25 +151,63 @@ BMAutoItemPtr makeItem(int type, const QString& name, const QString& path, const
 }
 
 // The projects of one scan, with the Premiere projects indexed by name so that a loose file
-// finds its project without walking the whole list.
+// finds its project without walking the whole list. With a sink, each project leaves in
+// order as soon as no loose file still to come is named like it.
 class Results {
 public:
-    explicit Results(const WarningHook& hook) : m_hook(hook) {}
+    Results(const WarningHook& hook, const OpenFolder& location, bool readsFinderTypes,
+            const AutosaveFolderScanner::ProjectSink& sink)
+        : m_hook(hook), m_location(location), m_readsFinderTypes(readsFinderTypes), m_sink(sink) {}
     const WarningHook& hook() const { return m_hook; }
+    const OpenFolder& location() const { return m_location; }
+    // Only Final Cut's vault tells its autosaves by their Finder type; reading it costs an
+    // extended-attribute query per file, which no other layout needs.
+    bool readsFinderTypes() const { return m_readsFinderTypes; }
+    void expectLooseFile(const QString& projectName) { ++m_looseToCome[projectName]; }
+    void looseFileDone(const QString& projectName) {
+        auto it = m_looseToCome.find(projectName);
+        if (it != m_looseToCome.end() && --it.value() == 0)
+            m_looseToCome.erase(it);
+        handOver();
+    }
     void add(const BMProjectPtr& project) {
         m_projects.append(project);
-        if (project->type() == AutosaveType::Premiere)
+        if (project->type() == AutosaveType::Premiere && (!m_sink || m_looseToCome.contains(project->name())))
             m_premiereByName[project->name()].append(project);
+        handOver();
     }
     QList<BMProjectPtr> premiereProjectsNamed(const QString& name) const {
         return m_premiereByName.value(name);
     }
-    BMProjectList take() { return std::move(m_projects); }
+    BMProjectList take() {
+        m_looseToCome.clear();
+        handOver();
+        return std::move(m_projects);
+    }
 
 private:
+    bool isOpen(const BMProject& project) const {
+        return project.type() == AutosaveType::Premiere && m_looseToCome.contains(project.name());
+    }
+    void handOver() {
+        if (!m_sink)
+            return;
+        qsizetype done = 0;
+        while (done < m_projects.size() && !isOpen(*m_projects[done])) {
+            m_premiereByName.remove(m_projects[done]->name());
+            m_sink(m_projects[done]);
+            ++done;
+        }
+        m_projects.remove(0, done);
+    }
+
     const WarningHook& m_hook;
+    const OpenFolder& m_location;
+    bool m_readsFinderTypes;
+    const AutosaveFolderScanner::ProjectSink& m_sink;
     BMProjectList m_projects;
     QHash<QString, QList<BMProjectPtr>> m_premiereByName;
+    QHash<QString, int> m_looseToCome;
 };
 
 void scanAvidEntry(const QString& entryName, const QString& entryPath, Results& results) {
@@ -175,11 +216,13 @@ void scanAvidEntry(const QString& entryName, const QString& entryPath, Results& 
     BMAutoItemList items;
     if (isLinkWarned(bins, results.hook()))
         return;
-    for (const QString& bin : visibleEntries(bins, results.hook())) {
+    OpenFolder binsFolder(bins);
+    for (const QString& bin : visibleEntries(binsFolder, results.hook())) {
         const QString binPath = childPath(bins, bin);
-        for (const QString& file : visibleEntries(binPath, results.hook())) {
+        OpenFolder binFolder(binsFolder, bin, binPath);
+        for (const QString& file : visibleEntries(binFolder, results.hook())) {
             const QString path = childPath(binPath, file);
-            items.append(makeItem(AutosaveType::Avid, file, path, attributesOrEmpty(path)));
+            items.append(makeItem(AutosaveType::Avid, file, path, attributesOrEmpty(binFolder, file)));
         }
     }
     project->setChildren(std::move(items));
@@ -199,11 +242,12 @@ void scanLibraryEntry(const QString& folder, const QString& entryName, const QSt
     if (!backupLibrary && isLinkWarned(backups, results.hook()))
         return;
     BMAutoItemList items;
-    for (const QString& name : entriesWithoutLinks(backups, results.hook())) {
+    OpenFolder backupsFolder(backups);
+    for (const QString& name : entriesWithoutLinks(backupsFolder, results.hook())) {
         if (!BMFileManager::matchesLikePattern(name, QStringLiteral("*.fcpevent")))
             continue;
         const QString path = childPath(backups, name);
-        items.append(makeItem(AutosaveType::FinalCutX, name, path, attributesOrEmpty(path)));
+        items.append(makeItem(AutosaveType::FinalCutX, name, path, attributesOrEmpty(backupsFolder, name)));
     }
     project->setChildren(std::move(items));
     if (project->childCount() > 0)
@@ -214,7 +258,8 @@ void scanLoosePremiereFile(const QString& entryName, const QString& entryPath, c
                            Results& results) {
     bool failed = false;
     for (const BMProjectPtr& project : results.premiereProjectsNamed(projectName)) {
-        if (std::optional<Attributes> attributes = attributesOrLog(entryPath)) {
+        if (std::optional<Attributes> attributes =
+                attributesOrLog(results.location(), entryName, entryPath)) {
             project->addChild(makeItem(AutosaveType::Premiere, entryName, entryPath, *attributes));
             return;
         }
@@ -224,17 +269,16 @@ void scanLoosePremiereFile(const QString& entryName, const QString& entryPath, c
         return;
     // A project of its own, standing for the file itself.
     BMProjectPtr project = BMProject::projectType(AutosaveType::Premiere, projectName, entryPath);
-    if (std::optional<Attributes> attributes = attributesOrLog(entryPath)) {
+    if (std::optional<Attributes> attributes = attributesOrLog(results.location(), entryName, entryPath)) {
         project->addChild(makeItem(AutosaveType::Premiere, entryName, entryPath, *attributes));
         results.add(project);
     }
 }
 
 void scanProjectFolder(const QString& entryName, const QString& entryPath, Results& results) {
-    const std::optional<FileFacts> facts = Platform::current().fileFacts(entryPath);
-    if (!facts || !facts->isDirectory)
-        return;
-    const QStringList names = visibleEntries(entryPath, results.hook());
+    // Anything but a folder is no project; a folder that cannot be read is said.
+    OpenFolder folder(results.location(), entryName, entryPath);
+    const QStringList names = visibleEntries(folder, results.hook());
     if (names.isEmpty())
         return;
 
@@ -248,7 +292,7 @@ void scanProjectFolder(const QString& entryName, const QString& entryPath, Resul
     for (const QString& name : names) {
         const QString path = childPath(entryPath, name);
         int itemType = -1;
-        if (hasFinalCutFileType(path)) {
+        if (results.readsFinderTypes() && hasFinalCutFileType(folder, name)) {
             projectType = AutosaveType::FinalCut;
             if (vaultPattern.matches(name))
                 itemType = AutosaveType::FinalCut;
@@ -262,7 +306,7 @@ void scanProjectFolder(const QString& entryName, const QString& entryPath, Resul
         }
         if (itemType < 0)
             continue;
-        if (std::optional<Attributes> attributes = attributesOrLog(path))
+        if (std::optional<Attributes> attributes = attributesOrLog(folder, name, path))
             items.append(makeItem(itemType, name, path, *attributes));
     }
     BMProjectPtr project = BMProject::projectType(projectType, entryName, entryPath);
@@ -317,6 +361,16 @@ const NamePattern& AutosaveFolderScanner::motionNamePattern() {
 
 std::optional<BMProjectList> AutosaveFolderScanner::projectsFromFolder(const QString& folder,
                                                                        ScanStatus* status) const {
+    return scan(folder, nullptr, status);
+}
+
+bool AutosaveFolderScanner::scanFolder(const QString& folder, const ProjectSink& sink,
+                                       ScanStatus* status) const {
+    return scan(folder, sink, status).has_value();
+}
+
+std::optional<BMProjectList> AutosaveFolderScanner::scan(const QString& folder, const ProjectSink& sink,
+                                                         ScanStatus* status) const {
     auto report = [status](ScanStatus value) {
         if (status)
             *status = value;
@@ -335,7 +389,8 @@ std::optional<BMProjectList> AutosaveFolderScanner::projectsFromFolder(const QSt
         }
         bool listed = false;
         QString error;
-        const QStringList entries = entriesWithoutLinks(folder, m_warningHook, &listed, &error);
+        OpenFolder location(folder, true);
+        const QStringList entries = entriesWithoutLinks(location, m_warningHook, &listed, &error);
         if (!listed) {
             BMLog::appendLogAndPrint(
                 QStringLiteral("Error getting contents of folder %1 - %2").arg(folder, error));
@@ -363,7 +418,30 @@ std::optional<BMProjectList> AutosaveFolderScanner::projectsFromFolder(const QSt
         for (qsizetype i = 0; i < looseFiles.size() && i < names.size(); ++i)
             looseProjects.insert(looseFiles[i], names[i]);
 
-        Results results(m_warningHook);
+        QSet<QString> warned; // a loose file is its project's path and its item's
+        auto checkName = [&](const QString& name, const QString& path) {
+            if (FileName::hasInvalidBytes(name) && !warned.contains(path)) {
+                warned.insert(path);
+                warnInvalidName(path, m_warningHook);
+            }
+        };
+        auto finish = [&](const BMProjectPtr& project) {
+            project->setLocation(folder);
+            checkName(project->name(), project->path());
+            for (const BMAutoItemPtr& item : project->children())
+                checkName(item->name(), item->path());
+        };
+        ProjectSink handOver;
+        if (sink) {
+            handOver = [&](const BMProjectPtr& project) {
+                finish(project);
+                warned.clear();
+                sink(project);
+            };
+        }
+        Results results(m_warningHook, location, folder.endsWith(kVaultSuffix), handOver);
+        for (const QString& entry : looseFiles)
+            results.expectLooseFile(looseProjects.value(entry, looseProjectName(entry)));
         for (const QString& entry : entries) {
             if (isAppleDouble(entry))
                 continue;
@@ -376,11 +454,13 @@ std::optional<BMProjectList> AutosaveFolderScanner::projectsFromFolder(const QSt
                 scanLibraryEntry(folder, entry, entryPath, results);
                 break;
             case Layout::Folder:
-                if (hasExtension(entry, QLatin1StringView("prproj")))
-                    scanLoosePremiereFile(entry, entryPath,
-                                          looseProjects.value(entry, looseProjectName(entry)), results);
-                else
+                if (hasExtension(entry, QLatin1StringView("prproj"))) {
+                    const QString projectName = looseProjects.value(entry, looseProjectName(entry));
+                    scanLoosePremiereFile(entry, entryPath, projectName, results);
+                    results.looseFileDone(projectName);
+                } else {
                     scanProjectFolder(entry, entryPath, results);
+                }
                 break;
             case Layout::None:
                 break;
@@ -388,19 +468,8 @@ std::optional<BMProjectList> AutosaveFolderScanner::projectsFromFolder(const QSt
         }
         report(ScanStatus::Scanned);
         BMProjectList projects = results.take();
-        QSet<QString> warned; // a loose file is its project's path and its item's
-        auto checkName = [&](const QString& name, const QString& path) {
-            if (FileName::hasInvalidBytes(name) && !warned.contains(path)) {
-                warned.insert(path);
-                warnInvalidName(path, m_warningHook);
-            }
-        };
-        for (const BMProjectPtr& project : projects) {
-            project->setLocation(folder);
-            checkName(project->name(), project->path());
-            for (const BMAutoItemPtr& item : project->children())
-                checkName(item->name(), item->path());
-        }
+        for (const BMProjectPtr& project : projects)
+            finish(project);
         return projects;
     } catch (const std::exception& e) {
         BMException::logException(e, "-[AppController projectsFromFolder:]");

@@ -56,6 +56,12 @@ public:
     // or cannot be listed. Nothing only when an exception ended the scan (it is logged).
     std::optional<BMProjectList> projectsFromFolder(const QString& folder,
                                                     ScanStatus* status = nullptr) const;
+    // The same projects in the same order, each handed over as soon as nothing later in the
+    // folder can add to it, so that a caller that prints as it goes never holds the folder's
+    // whole catalogue. A name that is not valid UTF-8 is warned about as its project goes.
+    // False only when an exception ended the scan (the projects so far were handed over).
+    using ProjectSink = std::function<void(const BMProjectPtr& project)>;
+    bool scanFolder(const QString& folder, const ProjectSink& sink, ScanStatus* status = nullptr) const;
 
     enum class Layout { None, Avid, Library, Folder };
     static Layout layoutForFolder(const QString& folder);
@@ -74,6 +80,9 @@ public:
     static const NamePattern& motionNamePattern();
 
 private:
+    std::optional<BMProjectList> scan(const QString& folder, const ProjectSink& sink,
+                                      ScanStatus* status) const;
+
     BMSettings& m_settings;
     AutosaveFolderHook m_hook;
     WarningHook m_warningHook;

@@ -40,8 +40,11 @@ QString absolutePath(const std::string& argument) {
     return absolutePath(FileName::decode(QByteArray::fromStdString(argument)));
 }
 
-bool scanNamedFolder(const char* command, const AutosaveFolderScanner& scanner, const QString& path,
-                     BMProjectList& projects) {
+namespace {
+
+// Scans with the scan given, then explains a folder it could not take.
+template <typename Scan>
+bool scanExplained(const char* command, const QString& path, const Scan& scan) {
     auto fail = [&](const QString& problem) {
         warn(command, QStringLiteral("%1: %2").arg(path, problem));
         return false;
@@ -51,10 +54,9 @@ bool scanNamedFolder(const char* command, const AutosaveFolderScanner& scanner, 
     if (!BMFileManager::isDirectoryAtPath(path))
         return fail(QStringLiteral("not a folder"));
     ScanStatus status = ScanStatus::Failed;
-    const std::optional<BMProjectList> found = scanner.projectsFromFolder(path, &status);
+    scan(&status);
     switch (status) {
     case ScanStatus::Scanned:
-        projects += found.value_or(BMProjectList());
         return true;
     case ScanStatus::UnknownSuffix: {
         QString problem =
@@ -84,22 +86,67 @@ bool scanNamedFolder(const char* command, const AutosaveFolderScanner& scanner, 
     return false;
 }
 
-BMProjectList catalogue(const char* command, const std::vector<std::string>& paths, bool* ok) {
+} // namespace
+
+bool scanNamedFolder(const char* command, const AutosaveFolderScanner& scanner, const QString& path,
+                     BMProjectList& projects) {
+    return scanExplained(command, path, [&](ScanStatus* status) {
+        const std::optional<BMProjectList> found = scanner.projectsFromFolder(path, status);
+        if (*status == ScanStatus::Scanned)
+            projects += found.value_or(BMProjectList());
+    });
+}
+
+bool scanNamedFolder(const char* command, const AutosaveFolderScanner& scanner, const QString& path,
+                     const AutosaveFolderScanner::ProjectSink& sink) {
+    return scanExplained(command, path, [&](ScanStatus* status) { scanner.scanFolder(path, sink, status); });
+}
+
+namespace {
+
+template <typename ScanLocation, typename ScanNamed>
+void catalogueOf(const char* command, const std::vector<std::string>& paths, bool* ok,
+                 const ScanLocation& scanLocation, const ScanNamed& scanNamed) {
     AutosaveFolderScanner scanner;
     scanner.setWarningHook([command](const QString& warning) { warn(command, warning); });
-    BMProjectList projects;
     *ok = true;
     if (paths.empty()) {
         const CatalogueLocations locations;
         for (const QString& location : locations.locations(BMSettings::standard()))
-            projects += scanner.projectsFromFolder(location).value_or(BMProjectList());
-        return projects;
+            scanLocation(scanner, location);
+        return;
     }
     for (const std::string& argument : paths) {
-        if (!scanNamedFolder(command, scanner, absolutePath(argument), projects))
+        if (!scanNamed(scanner, absolutePath(argument)))
             *ok = false;
     }
+}
+
+} // namespace
+
+BMProjectList catalogue(const char* command, const std::vector<std::string>& paths, bool* ok) {
+    BMProjectList projects;
+    catalogueOf(
+        command, paths, ok,
+        [&](const AutosaveFolderScanner& scanner, const QString& location) {
+            projects += scanner.projectsFromFolder(location).value_or(BMProjectList());
+        },
+        [&](const AutosaveFolderScanner& scanner, const QString& path) {
+            return scanNamedFolder(command, scanner, path, projects);
+        });
     return projects;
+}
+
+void catalogue(const char* command, const std::vector<std::string>& paths, bool* ok,
+               const AutosaveFolderScanner::ProjectSink& sink) {
+    catalogueOf(
+        command, paths, ok,
+        [&](const AutosaveFolderScanner& scanner, const QString& location) {
+            scanner.scanFolder(location, sink);
+        },
+        [&](const AutosaveFolderScanner& scanner, const QString& path) {
+            return scanNamedFolder(command, scanner, path, sink);
+        });
 }
 
 } // namespace CatalogueArguments

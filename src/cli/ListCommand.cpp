@@ -2,6 +2,7 @@
 
 #include "ArgumentChecks.h"
 #include "CatalogueArguments.h"
+#include "ListWriter.h"
 #include "StandardOutput.h"
 #include "catalogue/CatalogueLocations.h"
 #include "catalogue/OutlineSorting.h"
@@ -9,100 +10,108 @@
 #include "foundation/BMSettings.h"
 #include "foundation/FileName.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-
 #include <cmath>
+#include <cstdio>
+#include <optional>
 
 namespace {
-
-QJsonValue isoDate(const QDateTime& date) {
-    if (!date.isValid())
-        return QJsonValue(QJsonValue::Null);
-    return date.toUTC().toString(Qt::ISODate);
-}
-
-QByteArray catalogueJson(const BMProjectList& projects, const QStringList& offline) {
-    QJsonArray projectArray;
-    for (const BMProjectPtr& project : projects) {
-        QJsonArray items;
-        for (const BMAutoItemPtr& item : project->children()) {
-            items.append(QJsonObject{{QStringLiteral("name"), item->name()},
-                                     {QStringLiteral("path"), item->path()},
-                                     {QStringLiteral("type"), item->type()},
-                                     {QStringLiteral("size"), item->fileSize()},
-                                     {QStringLiteral("createdDate"), isoDate(item->createdDate())}});
-        }
-        projectArray.append(QJsonObject{{QStringLiteral("name"), project->name()},
-                                        {QStringLiteral("path"), project->path()},
-                                        {QStringLiteral("type"), project->type()},
-                                        {QStringLiteral("size"), project->fileSize()},
-                                        {QStringLiteral("startDate"), isoDate(project->startDate())},
-                                        {QStringLiteral("endDate"), isoDate(project->endDate())},
-                                        {QStringLiteral("items"), items}});
-    }
-    QJsonObject document{{QStringLiteral("projects"), projectArray}};
-    // Only when there is something to say, so that the usual document keeps its one key.
-    if (!offline.isEmpty())
-        document.insert(QStringLiteral("offline"), QJsonArray::fromStringList(offline));
-    return QJsonDocument(document).toJson(QJsonDocument::Compact);
-}
 
 QString counted(qsizetype count, const QString& one, const QString& many, const QLocale& locale) {
     return QStringLiteral("%1 %2").arg(locale.toString(qint64(count)), count == 1 ? one : many);
 }
 
-QString catalogueText(const BMProjectList& projects, const QStringList& offline, const OutlineText& text) {
+// The text listing, made as projects come: every row is known before the first is printed
+// (the columns are as wide as their widest cell), but the catalogue itself need not be kept.
+class TextListing {
+public:
+    explicit TextListing(const OutlineText& text) : m_text(text) {}
+
+    void add(const BMProject& project) {
+        // A name's odd bytes and control characters escaped: one line per row, readable.
+        m_rows.append({FileName::displayText(project.name()), m_text.formatFileSize(project.fileSize()),
+                       m_text.projectDateText(project.startDate(), project.endDate())});
+        for (const BMAutoItemPtr& item : project.children()) {
+            m_rows.append({QStringLiteral("  ") + FileName::displayText(item->name()),
+                           m_text.formatFileSize(item->fileSize()), dateText(item->createdMsecs())});
+            ++m_itemCount;
+        }
+        m_totalBytes += project.fileSize();
+        ++m_projectCount;
+    }
+
+    void write(const QStringList& offline) {
+        qsizetype nameWidth = 0;
+        qsizetype sizeWidth = 0;
+        for (const Row& row : m_rows) {
+            nameWidth = std::max(nameWidth, row.name.size());
+            sizeWidth = std::max(sizeWidth, row.size.size());
+        }
+        QByteArray out;
+        auto flush = [&out](qsizetype atLeast) {
+            if (out.size() < atLeast)
+                return;
+            std::fwrite(out.constData(), 1, size_t(out.size()), stdout);
+            out.truncate(0);
+        };
+        QString line;
+        for (const Row& row : m_rows) {
+            line.truncate(0);
+            line += row.name;
+            line.resize(std::max(nameWidth, row.name.size()), QLatin1Char(' '));
+            line += QStringLiteral("  ");
+            line.resize(line.size() + std::max<qsizetype>(0, sizeWidth - row.size.size()), QLatin1Char(' '));
+            line += row.size;
+            line += QStringLiteral("  ");
+            line += row.date;
+            while (line.endsWith(QLatin1Char(' ')))
+                line.chop(1);
+            out += line.toUtf8();
+            out += '\n';
+            flush(1 << 16);
+        }
+        QLocale grouped = m_text.locale();
+        grouped.setNumberOptions(grouped.numberOptions() & ~QLocale::OmitGroupSeparator);
+        QString tail =
+            QStringLiteral("Total: %1, %2, %3 (%4)\n")
+                .arg(counted(m_projectCount, QStringLiteral("project"), QStringLiteral("projects"), grouped),
+                     counted(m_itemCount, QStringLiteral("autosave"), QStringLiteral("autosaves"), grouped),
+                     counted(qsizetype(std::llround(m_totalBytes)), QStringLiteral("byte"),
+                             QStringLiteral("bytes"), grouped),
+                     m_text.formatFileSize(m_totalBytes));
+        for (const QString& location : offline)
+            tail += FileName::displayText(location) + QStringLiteral(" (offline)\n");
+        out += tail.toUtf8();
+        flush(0);
+        std::fflush(stdout);
+    }
+
+private:
     struct Row {
         QString name;
         QString size;
         QString date;
     };
-    const QString name = QLatin1String(OutlineColumn::name);
-    const QString size = QLatin1String(OutlineColumn::size);
-    const QString date = QLatin1String(OutlineColumn::date);
-    QList<Row> rows;
-    qsizetype itemCount = 0;
-    double totalBytes = 0.0;
-    for (const BMProjectPtr& project : projects) {
-        // A name's odd bytes and control characters escaped: one line per row, readable.
-        rows.append({FileName::displayText(text.cellText(*project, name)), text.cellText(*project, size),
-                     text.cellText(*project, date)});
-        for (const BMAutoItemPtr& item : project->children()) {
-            rows.append({QStringLiteral("  ") + FileName::displayText(text.cellText(*item, name)),
-                         text.cellText(*item, size), text.cellText(*item, date)});
-            ++itemCount;
+
+    // Autosaves of one second share their text, made once.
+    const QString& dateText(qint64 msecs) {
+        const qint64 second = msecs == BMAutoItem::noDate ? msecs : (msecs - (msecs < 0 ? 999 : 0)) / 1000;
+        if (!m_lastDate || second != m_lastSecond) {
+            m_lastDate = true;
+            m_lastSecond = second;
+            m_lastDateText = m_text.itemDateText(BMAutoItem::dateOf(msecs));
         }
-        totalBytes += project->fileSize();
+        return m_lastDateText;
     }
-    qsizetype nameWidth = 0;
-    qsizetype sizeWidth = 0;
-    for (const Row& row : rows) {
-        nameWidth = std::max(nameWidth, row.name.size());
-        sizeWidth = std::max(sizeWidth, row.size.size());
-    }
-    QString out;
-    for (const Row& row : rows) {
-        const QString line = row.name.leftJustified(nameWidth) + QStringLiteral("  ") +
-                             row.size.rightJustified(sizeWidth) + QStringLiteral("  ") + row.date;
-        out += line;
-        while (out.endsWith(QLatin1Char(' ')))
-            out.chop(1);
-        out += QLatin1Char('\n');
-    }
-    QLocale grouped = text.locale();
-    grouped.setNumberOptions(grouped.numberOptions() & ~QLocale::OmitGroupSeparator);
-    out += QStringLiteral("Total: %1, %2, %3 (%4)\n")
-               .arg(counted(projects.size(), QStringLiteral("project"), QStringLiteral("projects"), grouped),
-                    counted(itemCount, QStringLiteral("autosave"), QStringLiteral("autosaves"), grouped),
-                    counted(qsizetype(std::llround(totalBytes)), QStringLiteral("byte"),
-                            QStringLiteral("bytes"), grouped),
-                    text.formatFileSize(totalBytes));
-    for (const QString& location : offline)
-        out += FileName::displayText(location) + QStringLiteral(" (offline)\n");
-    return out;
-}
+
+    const OutlineText& m_text;
+    QList<Row> m_rows;
+    qsizetype m_projectCount = 0;
+    qsizetype m_itemCount = 0;
+    double m_totalBytes = 0.0;
+    bool m_lastDate = false;
+    qint64 m_lastSecond = 0;
+    QString m_lastDateText;
+};
 
 } // namespace
 
@@ -123,25 +132,47 @@ CLI::App* ListCommand::define(CLI::App& parent) {
 }
 
 int ListCommand::run() {
-    bool ok = true;
-    BMProjectList projects = CatalogueArguments::catalogue("list", m_paths, &ok);
-    const int status = ok ? 0 : 1;
-
-    if (!m_sort.empty()) {
-        const char* column = m_sort == "name"   ? OutlineColumn::name
-                             : m_sort == "date" ? OutlineColumn::date
-                                                : OutlineColumn::size;
-        projects = OutlineSorting::sortProjects(projects, QString::fromLatin1(column), m_descending);
-    }
-
     // Stored locations that are not there now (a drive not plugged in) are said, not dropped.
+    // A scan only ever stores a folder it found, so asking first gives the same answer.
     const QStringList offline = m_paths.empty()
                                     ? CatalogueLocations::offlineLocations(
                                           CatalogueLocations::storedLocations(BMSettings::standard()))
                                     : QStringList();
-    if (m_json)
-        writeStandardOutput(QString::fromUtf8(catalogueJson(projects, offline)) + QLatin1Char('\n'));
-    else
-        writeStandardOutput(catalogueText(projects, offline, OutlineText()));
-    return status;
+    bool ok = true;
+    const OutlineText text;
+    TextListing listing(text);
+    if (m_sort.empty()) {
+        // Each project taken as soon as it is whole, then let go.
+        std::optional<JsonListWriter> writer;
+        if (m_json)
+            writer.emplace(stdout, offline);
+        CatalogueArguments::catalogue("list", m_paths, &ok, [&](const BMProjectPtr& project) {
+            if (writer)
+                writer->write(*project);
+            else
+                listing.add(*project);
+        });
+        if (writer)
+            writer->finish();
+        else
+            listing.write(offline);
+        return ok ? 0 : 1;
+    }
+
+    const char* column = m_sort == "name"   ? OutlineColumn::name
+                         : m_sort == "date" ? OutlineColumn::date
+                                            : OutlineColumn::size;
+    const BMProjectList projects = OutlineSorting::sortProjects(
+        CatalogueArguments::catalogue("list", m_paths, &ok), QString::fromLatin1(column), m_descending);
+    if (m_json) {
+        JsonListWriter writer(stdout, offline);
+        for (const BMProjectPtr& project : projects)
+            writer.write(*project);
+        writer.finish();
+    } else {
+        for (const BMProjectPtr& project : projects)
+            listing.add(*project);
+        listing.write(offline);
+    }
+    return ok ? 0 : 1;
 }

@@ -1,5 +1,6 @@
 #include "Platform.h"
 
+#include "foundation/FileName.h"
 #include "foundation/PlistFile.h"
 
 #include <atomic>
@@ -14,6 +15,15 @@ std::mutex g_installMutex;
 } // namespace
 
 Platform::~Platform() = default;
+
+std::optional<FileFacts> Platform::fileFactsAt(int, const QString& folderPath, const QByteArray& name) const {
+    return fileFacts(folderPath + QLatin1Char('/') + FileName::decode(name), false);
+}
+
+std::optional<QByteArray> Platform::finderInfoAt(int, const QString& folderPath,
+                                                 const QByteArray& name) const {
+    return finderInfo(folderPath + QLatin1Char('/') + FileName::decode(name));
+}
 
 Platform& Platform::current() {
     if (Platform* platform = g_current.load(std::memory_order_acquire))

@@ -125,9 +125,16 @@ public:
 
     // One status query; nothing when the item cannot be examined.
     virtual std::optional<FileFacts> fileFacts(const QString& path, bool followLinks = true) const = 0;
+    // The same for the entry name of an open folder (folderPath is where it is), never
+    // following a link: one query, however deep the folder.
+    virtual std::optional<FileFacts> fileFactsAt(int folder, const QString& folderPath,
+                                                 const QByteArray& name) const;
     // The 32-byte Finder information of an item (type, creator, flags, ...), from the item
     // itself or from the AppleDouble file a Mac left beside it; nothing when it has none.
     virtual std::optional<QByteArray> finderInfo(const QString& path) const = 0;
+    // The same for the entry name of an open folder, not following a link.
+    virtual std::optional<QByteArray> finderInfoAt(int folder, const QString& folderPath,
+                                                   const QByteArray& name) const;
     virtual bool setFinderInfo(const QString& path, const QByteArray& info) const = 0;
 
     // ---- File operations: Trash, privileged tools, volumes, flags -----------------------

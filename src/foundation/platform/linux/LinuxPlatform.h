@@ -19,9 +19,13 @@ public:
     QStringList standardFolders(StandardFolder kind, Domain domain) const override;
     QString temporaryDirectory() const override;
     std::optional<FileFacts> fileFacts(const QString& path, bool followLinks = true) const override;
+    std::optional<FileFacts> fileFactsAt(int folder, const QString& folderPath,
+                                         const QByteArray& name) const override;
     // Netatalk's AfpInfo record first (what a Mac leaves on a netatalk or Samba share),
     // then the attribute under the Mac's own name.
     std::optional<QByteArray> finderInfo(const QString& path) const override;
+    std::optional<QByteArray> finderInfoAt(int folder, const QString& folderPath,
+                                           const QByteArray& name) const override;
     bool setFinderInfo(const QString& path, const QByteArray& info) const override;
 
     // ---- File operations (LinuxPlatformFiles.cpp) ---------------------------------------

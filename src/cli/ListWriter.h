@@ -1,0 +1,37 @@
+#pragma once
+
+#include "catalogue/BMProject.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+#include <cstdio>
+
+// Writes `vestry list --json` as the catalogue comes, project by project, in the very bytes a
+// compact QJsonDocument of the whole catalogue would have: keys in sorted order, doubles in
+// their shortest form, strings escaped as Qt escapes them. Nothing of the document is kept.
+class JsonListWriter {
+public:
+    explicit JsonListWriter(std::FILE* out, const QStringList& offline);
+    ~JsonListWriter();
+    JsonListWriter(const JsonListWriter&) = delete;
+    JsonListWriter& operator=(const JsonListWriter&) = delete;
+
+    void write(const BMProject& project);
+    // Closes the document and flushes; the destructor does it when nobody did.
+    void finish();
+
+    static void appendString(QByteArray& out, const QString& text);
+    static void appendNumber(QByteArray& out, double value);
+    // "yyyy-MM-ddTHH:mm:ssZ", or null for no date.
+    static void appendDate(QByteArray& out, qint64 msecs);
+
+private:
+    void flushIfFull();
+
+    std::FILE* m_out;
+    QByteArray m_buffer;
+    bool m_first = true;
+    bool m_finished = false;
+};
