@@ -6,6 +6,7 @@
 #include "foundation/BMLog.h"
 #include "foundation/DestructiveGuard.h"
 #include "foundation/FileTree.h"
+#include "foundation/TrashBatch.h"
 
 namespace {
 
@@ -52,6 +53,16 @@ std::optional<LocationLocks> lockLocations(const BMAutoItemList& autosaves, Remo
     return locks;
 }
 
+QStringList pathsOf(const BMAutoItemList& items) {
+    QStringList paths;
+    paths.reserve(items.size());
+    for (const BMAutoItemPtr& item : items) {
+        if (item)
+            paths << item->path();
+    }
+    return paths;
+}
+
 } // namespace
 
 double RemovalReport::bytes() const {
@@ -87,7 +98,12 @@ RemovalReport AutosaveRemoval::removeIndexSet(const SelectedRows& rows, const Pr
         const auto locks = lockLocations(AutosaveSelection::autosavesOf(rows), report);
         if (!locks)
             return report;
-        const qint64 total = AutosaveSelection::autosavesOf(rows).size();
+        const BMAutoItemList autosaves = AutosaveSelection::autosavesOf(rows);
+        const qint64 total = autosaves.size();
+        QStringList paths = pathsOf(autosaves);
+        if (onlyThese)
+            paths.removeIf([onlyThese](const QString& path) { return !onlyThese->contains(path); });
+        TrashBatch batch(paths);
         qint64 done = 0;
         reportProgress(progress, ActionProgress::Stage::Trashing, done, total);
         for (const SelectedRow& row : rows) {
@@ -120,6 +136,7 @@ RemovalReport AutosaveRemoval::removeChildren(const BMAutoItemList& items, const
         if (!locks)
             return report;
         const qint64 total = items.size();
+        TrashBatch batch(pathsOf(items));
         qint64 done = 0;
         reportProgress(progress, ActionProgress::Stage::Trashing, done, total);
         for (const BMAutoItemPtr& item : items) {
