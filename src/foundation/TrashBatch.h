@@ -59,6 +59,9 @@ public:
         QString trash;
     };
     Folders folders;
+    // For a Trash folder and an item's name, how many of the names it takes there this batch
+    // has already found taken.
+    QHash<QByteArray, int> namesTaken;
 
 private:
     QStringList m_paths;

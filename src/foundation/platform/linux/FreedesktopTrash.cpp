@@ -156,7 +156,12 @@ QByteArray recordOf(const QByteArray& trash, const QByteArray& nameInTrash) {
 std::optional<QByteArray> reserveName(const QByteArray& trash, const QString& name,
                                       const QByteArray& contents, const Owner& owner, QString* error,
                                       bool sync = true) {
-    for (int attempt = 0; attempt < FreedesktopTrash::maxNameAttempts; ++attempt) {
+    // In a batch, the names this run took are not tried again: items of the same name, one
+    // from each project, would otherwise try every name taken before theirs.
+    TrashBatch* batch = TrashBatch::current();
+    const QByteArray taken = trash + '/' + FileName::encode(name);
+    for (int attempt = batch ? batch->namesTaken.value(taken) : 0; attempt < FreedesktopTrash::maxNameAttempts;
+         ++attempt) {
         const QByteArray candidate = FileName::encode(FreedesktopTrash::nameInTrash(name, attempt));
         const QByteArray record = recordOf(trash, candidate);
         const int failure = createRecord(record, contents, owner, sync);
@@ -173,6 +178,8 @@ std::optional<QByteArray> reserveName(const QByteArray& trash, const QString& na
             ::unlink(record.constData());
             continue;
         }
+        if (batch)
+            batch->namesTaken.insert(taken, attempt + 1);
         return candidate;
     }
     *error = QStringLiteral("the Trash %1 already holds %2 items of that name")
