@@ -9,7 +9,9 @@ cd "$(dirname "$0")/.."
 build=${1:-build-release}
 rounds=${2:-5}
 if [ ! -f "$build/CMakeCache.txt" ]; then
-    cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DVESTRY_BUILD_TESTS=OFF >/dev/null
+    launcher=()
+    command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+    cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DVESTRY_BUILD_TESTS=OFF "${launcher[@]}" >/dev/null
 fi
 cmake --build "$build" -j2 --target vestry_copy_bench >/dev/null
 mkdir -p "$build/bench-data"

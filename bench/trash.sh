@@ -11,7 +11,9 @@ build=${1:-build-release}
 rounds=${2:-5}
 command -v gio >/dev/null || { echo "trash.sh: gio is missing (apt-get install libglib2.0-bin)" >&2; exit 2; }
 if [ ! -f "$build/CMakeCache.txt" ]; then
-    cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DVESTRY_BUILD_TESTS=OFF >/dev/null
+    launcher=()
+    command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+    cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DVESTRY_BUILD_TESTS=OFF "${launcher[@]}" >/dev/null
 fi
 cmake --build "$build" -j2 --target vestry catalogue_make_tree >/dev/null
 # VESTRY: another build of the program to measure instead (an older one, to compare).

@@ -490,9 +490,9 @@ private:
     std::thread m_thread;
 };
 
-// The copy without a checksum, done by the kernel: for each stretch of the source, every
-// destination in turn, so that a source read from the disk is read there once and the
-// others find it in the cache.
+// The copy without a checksum to one destination, done by the kernel (which may also share
+// the blocks, or have a server copy them, where the file system can). With several
+// destinations, each stretch of the source goes to every one in turn.
 enum class KernelCopy {
     Done,
     NotHere,   // the file systems cannot: nothing was written, the copy goes through memory
@@ -640,7 +640,9 @@ bool BMFileManager::copyFileWithProgress(const QString& source, const QStringLis
     }
     quint64 total = 0;
     bool cancelled = false;
-    if (!verifying && !input->hasFaults() && sourceSize > 0) {
+    // Several destinations go through memory: the source is read once, and each is written
+    // by a thread of its own at the same time, which the kernel's copy cannot do.
+    if (!verifying && outputs.size() == 1 && !input->hasFaults() && sourceSize > 0) {
         switch (copyInKernel(*input, outputs, delegate, settings, &total)) {
         case KernelCopy::Done:
             outputs.clear();

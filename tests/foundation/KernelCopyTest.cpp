@@ -1,5 +1,5 @@
-// The copy without a checksum: done by the kernel within a volume, through memory between
-// volumes, to one destination or several; a full volume keeps no partial copy.
+// The copy without a checksum: done by the kernel within a volume to one destination, through
+// memory between volumes or to several; a full volume keeps no partial copy.
 #include "FileOpsFixture.h"
 #include "Tmpfs.h"
 #include "foundation/BMFileManager.h"
@@ -41,21 +41,22 @@ TEST_F(KernelCopy, WithinAVolumeAndAcrossVolumesEveryDestinationGetsEveryByte) {
     Tmpfs volume(work("volume"), "size=320m");
     if (!volume.mounted())
         GTEST_SKIP() << volume.why().toStdString();
-    // Two reports' worth and a bit, so that reports fall where the copy through memory puts
-    // them; a source of whole chunks, the end of which a read finds empty.
+    // Two reports' worth and a bit: the kernel's copy reports where the copy through memory
+    // does.
     const qint64 size = 2 * qint64(BMFileManager::progressStep) + 12345;
     const QByteArray contents = pattern(size);
-    for (const QString& source : {writeWork("Cut.mov", contents), writeWork("volume/Cut.mov", contents)}) {
-        const QStringList destinations{work("volume/a/Cut.mov"), work("volume/b/Cut.mov")};
-        const Copied c = copy(source, destinations);
-        EXPECT_TRUE(c.result) << source.toStdString();
-        EXPECT_EQ(c.progress, (QList<quint64>{BMFileManager::progressStep, 2 * BMFileManager::progressStep,
-                                              quint64(size)}));
-        for (const QString& destination : destinations) {
-            EXPECT_TRUE(readFile(destination) == contents) << destination.toStdString();
-            QFile::remove(destination);
+    const QStringList one{work("volume/a/Cut.mov")}, two{work("volume/a/Cut.mov"), work("volume/b/Cut.mov")};
+    for (const QString& source : {writeWork("Cut.mov", contents), writeWork("volume/Cut.mov", contents)})
+        for (const QStringList& destinations : {one, two}) {
+            const Copied c = copy(source, destinations);
+            EXPECT_TRUE(c.result) << source.toStdString();
+            EXPECT_EQ(c.progress, (QList<quint64>{BMFileManager::progressStep,
+                                                  2 * BMFileManager::progressStep, quint64(size)}));
+            for (const QString& destination : destinations) {
+                EXPECT_TRUE(readFile(destination) == contents) << destination.toStdString();
+                QFile::remove(destination);
+            }
         }
-    }
 }
 
 TEST_F(KernelCopy, AFullVolumeKeepsNoPartialCopyAndSaysWhichFile) {
