@@ -3,9 +3,9 @@
 //   one destination           against  cp --reflink=never                      (target <= 1.05x)
 //   two destinations          against  two cp runs                             (target <= 0.60x)
 //   one destination with MD5  against  cp, then md5sum of the source and copy  (target <= 1.10x)
-// Usage: vestry_copy_bench [folder] [rounds]   (folder: where the 3 GiB of files go, default
-// the temporary folder; rounds: timings of each case, default 5). The copy's own console
-// lines ("... returned 0 bytes" for a source whose size is a multiple of the chunk) go to
+// Usage: vestry_copy_bench [folder] [rounds], or vestry_copy_bench --once SOURCE DESTINATION...   (folder:
+// where the 3 GiB of files go, default the temporary folder; rounds: timings of each case, default 5). The
+// copy's own console lines ("... returned 0 bytes" for a source whose size is a multiple of the chunk) go to
 // standard output with the results; 2>/dev/null does not hide them, grep -v does. Each case
 // also prints a ROW line for bench/run.
 #include "foundation/BMFileManager.h"
@@ -21,6 +21,7 @@
 #include <cstdio>
 #include <functional>
 #include <random>
+#include <string_view>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -141,6 +142,17 @@ bool report(const char* name, const char* referenceName, const std::pair<Timing,
 
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
+    // One copy without a checksum and nothing else, for timing whole runs side by side with cp:
+    // vestry_copy_bench --once SOURCE DESTINATION...
+    if (argc > 3 && std::string_view(argv[1]) == "--once") {
+        QStringList destinations;
+        for (int i = 3; i < argc; ++i)
+            destinations << QString::fromLocal8Bit(argv[i]);
+        return BMFileManager::copyFileWithProgress(QString::fromLocal8Bit(argv[2]), destinations,
+                                                   BMFileManager::Verification::None, nullptr)
+                   ? 0
+                   : 1;
+    }
     const QString base = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QDir::tempPath();
     const int rounds = argc > 2 ? std::max(1, std::atoi(argv[2])) : 5;
     QTemporaryDir folder(base + QStringLiteral("/vestry-copy-bench-XXXXXX"));
