@@ -761,6 +761,12 @@ bool BMFileManager::copyFileWithProgress(const QString& source, const QStringLis
     writers.clear();
     unprinted.clear();
     input.reset();
+    std::vector<QByteArray> failedHere; // destinations of this copy whose writing failed
+    for (const auto& output : outputs) {
+        const QByteArray path = FileName::encode(output->path());
+        if (output->error() && std::find(madeHere.begin(), madeHere.end(), path) != madeHere.end())
+            failedHere.push_back(path);
+    }
     const bool writeFailed =
         std::any_of(outputs.begin(), outputs.end(), [](const auto& output) { return output->error() != 0; });
     outputs.clear();
@@ -773,7 +779,7 @@ bool BMFileManager::copyFileWithProgress(const QString& source, const QStringLis
 
     if (writeFailed && !verifying) {
         // Without a checksum nothing would tell a copy with a gap from a whole one.
-        for (const QByteArray& destination : madeHere)
+        for (const QByteArray& destination : failedHere)
             ::unlink(destination.constData());
         return false;
     }

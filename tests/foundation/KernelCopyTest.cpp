@@ -74,6 +74,11 @@ TEST_F(KernelCopy, AFullVolumeKeepsNoPartialCopyAndSaysWhichFile) {
             << c.console.join('\n').toStdString();
         EXPECT_EQ(readFile(source), contents);
     }
+    // Of two destinations, only the one that filled up goes; the whole copy stays.
+    const QString whole = work("whole.mov"), partial = work("small/copy.mov");
+    EXPECT_FALSE(copy(work("Cut.mov"), {whole, partial}).result);
+    EXPECT_FALSE(QFileInfo::exists(partial));
+    EXPECT_EQ(readFile(whole), contents);
 }
 
 } // namespace
