@@ -6,6 +6,7 @@
 #include "foundation/BMLog.h"
 #include "foundation/DestructiveGuard.h"
 #include "foundation/FileTree.h"
+#include "foundation/TrashBatch.h"
 
 namespace {
 
@@ -52,6 +53,16 @@ std::optional<LocationLocks> lockLocations(const BMAutoItemList& autosaves, Remo
     return locks;
 }
 
+QStringList pathsOf(const BMAutoItemList& items) {
+    QStringList paths;
+    paths.reserve(items.size());
+    for (const BMAutoItemPtr& item : items) {
+        if (item)
+            paths << item->path();
+    }
+    return paths;
+}
+
 } // namespace
 
 double RemovalReport::bytes() const {
@@ -88,8 +99,13 @@ RemovalReport AutosaveRemoval::removeIndexSet(const SelectedRows& rows, const Pr
         const auto locks = lockLocations(AutosaveSelection::autosavesOf(rows), report);
         if (!locks)
             return report;
-        const qint64 total = AutosaveSelection::autosavesOf(rows).size();
+        const BMAutoItemList autosaves = AutosaveSelection::autosavesOf(rows);
+        const qint64 total = autosaves.size();
         report.total = onlyThese ? qint64(onlyThese->size()) : total;
+        QStringList paths = pathsOf(autosaves);
+        if (onlyThese)
+            paths.removeIf([onlyThese](const QString& path) { return !onlyThese->contains(path); });
+        TrashBatch batch(paths);
         qint64 done = 0;
         reportProgress(progress, ActionProgress::Stage::Trashing, done, total);
         for (const SelectedRow& row : rows) {
@@ -132,6 +148,7 @@ RemovalReport AutosaveRemoval::removeChildren(const BMAutoItemList& items, const
             return report;
         const qint64 total = items.size();
         report.total = total;
+        TrashBatch batch(pathsOf(items));
         qint64 done = 0;
         reportProgress(progress, ActionProgress::Stage::Trashing, done, total);
         for (const BMAutoItemPtr& item : items) {

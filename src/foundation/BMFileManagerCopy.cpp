@@ -16,6 +16,7 @@
 #include <atomic>
 #include <cerrno>
 #include <condition_variable>
+#include <cstring>
 #include <deque>
 #include <fcntl.h>
 #include <mutex>
@@ -353,6 +354,18 @@ bool copyMetadata(const struct stat& info, const QString& destination) {
     return ok;
 }
 
+void copySourceMetadata(const QString& source, const QStringList& destinations) {
+    struct stat metadata {};
+    if (::stat(FileName::encode(source).constData(), &metadata) != 0) {
+        say(QStringLiteral("Error getting metadata for file %1").arg(source));
+        return;
+    }
+    for (const QString& destination : destinations) {
+        if (!copyMetadata(metadata, destination))
+            say(QStringLiteral("Error setting metadata for file %1").arg(destination));
+    }
+}
+
 // A batch on its way to every destination. When the last destination is done with it, its
 // chunks go on into the source's digest: destinations take batches in order, so batches
 // are let go of in order too.
@@ -477,6 +490,77 @@ private:
     std::thread m_thread;
 };
 
+// The copy without a checksum to one destination, done by the kernel (which may also share
+// the blocks, or have a server copy them, where the file system can). With several
+// destinations, each stretch of the source goes to every one in turn.
+enum class KernelCopy {
+    Done,
+    NotHere,   // the file systems cannot: nothing was written, the copy goes through memory
+    Failed,    // a destination could not be written (it is said which, and why)
+    Cancelled, // the delegate asked to stop
+};
+
+KernelCopy copyInKernel(CopyStream& input, const std::vector<std::unique_ptr<CopyStream>>& outputs,
+                        BMFileCopyDelegate* delegate, QVariantMap& settings, quint64* total) {
+    constexpr size_t kStretch = size_t(1) << 20;
+    quint64 lastReport = 0;
+    for (;;) {
+        // Each stretch ends where the next report is due, so that reports fall where the
+        // copy through memory puts them.
+        size_t wanted = kStretch;
+        if (delegate)
+            wanted = size_t(std::min<quint64>(wanted, lastReport + BMFileManager::progressStep - *total));
+        ssize_t stretch = -1;
+        for (size_t d = 0; d < outputs.size(); ++d) {
+            loff_t from = loff_t(*total);
+            size_t want = d == 0 ? wanted : size_t(stretch);
+            ssize_t moved = 0;
+            while (want > 0) {
+                const ssize_t n =
+                    ::copy_file_range(input.descriptor(), &from, outputs[d]->descriptor(), nullptr, want, 0);
+                if (n < 0 && errno == EINTR)
+                    continue;
+                if (n < 0 && *total == 0 && moved == 0 &&
+                    (errno == EXDEV || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP))
+                    return KernelCopy::NotHere;
+                if (n < 0) {
+                    const int failure = errno;
+                    say(QStringLiteral("Error writing file %1: %2")
+                            .arg(outputs[d]->path(), QString::fromLocal8Bit(std::strerror(failure))));
+                    return KernelCopy::Failed;
+                }
+                if (n == 0)
+                    break;
+                moved += n;
+                want -= size_t(n);
+                if (d > 0 && want > 0)
+                    continue;
+                if (d == 0)
+                    break; // the first destination sets the stretch; a short one is fine
+            }
+            if (d == 0) {
+                stretch = moved;
+            } else if (moved != stretch) {
+                say(QStringLiteral("Error writing file %1: %2")
+                        .arg(outputs[d]->path(), QString::fromLocal8Bit(std::strerror(EIO))));
+                return KernelCopy::Failed;
+            }
+        }
+        if (stretch == 0) {
+            // Some files (the kernel's own) show nothing to a kernel copy at all.
+            return *total == 0 ? KernelCopy::NotHere : KernelCopy::Done;
+        }
+        *total += quint64(stretch);
+        if (delegate && *total - lastReport >= BMFileManager::progressStep) {
+            lastReport = *total;
+            if (delegate->fileCopyBytesWritten)
+                delegate->fileCopyBytesWritten(*total, settings);
+            if (delegate->fileCopyShouldContinue && !delegate->fileCopyShouldContinue(settings))
+                return KernelCopy::Cancelled;
+        }
+    }
+}
+
 } // namespace
 
 bool BMFileManager::copyFileWithProgress(const QString& source, const QString& destination,
@@ -539,7 +623,10 @@ bool BMFileManager::copyFileWithProgress(const QString& source, const QStringLis
                                                      : BMDigestContext::Algorithm::MD5;
     std::vector<std::unique_ptr<CopyStream>> outputs;
     std::vector<BMDigestContext> destinationDigests;
+    std::vector<QByteArray> madeHere; // destinations that did not exist before this copy
     for (const QString& destination : destinations) {
+        if (!FileTree::exists(destination))
+            madeHere.push_back(FileName::encode(destination));
         std::unique_ptr<CopyStream> output =
             CopyStream::open(destination, CopyStream::Mode::ReadWriteTruncate);
         if (!output) {
@@ -551,6 +638,36 @@ bool BMFileManager::copyFileWithProgress(const QString& source, const QStringLis
         if (verifying)
             destinationDigests.emplace_back(algorithm);
     }
+    quint64 total = 0;
+    bool cancelled = false;
+    // Several destinations go through memory: the source is read once, and each is written
+    // by a thread of its own at the same time, which the kernel's copy cannot do.
+    if (!verifying && outputs.size() == 1 && !input->hasFaults() && sourceSize > 0) {
+        switch (copyInKernel(*input, outputs, delegate, settings, &total)) {
+        case KernelCopy::Done:
+            outputs.clear();
+            if (total < sourceSize) {
+                say(QStringLiteral("Error: copied file size does not match original source %1").arg(source));
+                return false;
+            }
+            if (delegate && delegate->fileCopyBytesWritten)
+                delegate->fileCopyBytesWritten(total, settings);
+            copySourceMetadata(source, destinations);
+            if (delegate && delegate->fileCopyFinished)
+                delegate->fileCopyFinished(settings);
+            return true;
+        case KernelCopy::NotHere:
+            break;
+        case KernelCopy::Failed:
+            // Nothing that is only part of the source is left behind as if it were a copy.
+            outputs.clear();
+            for (const QByteArray& destination : madeHere)
+                ::unlink(destination.constData());
+            return false;
+        case KernelCopy::Cancelled:
+            return false;
+        }
+    }
     BMDigestContext sourceDigest(algorithm);
     ChunkPool pool; // outlives every chunk and every digest worker below
     // The digests are computed beside the copy, each on a thread of its own.
@@ -560,9 +677,7 @@ bool BMFileManager::copyFileWithProgress(const QString& source, const QStringLis
     for (BMDigestContext& digest : destinationDigests)
         digestWorkers.push_back(std::make_unique<DigestWorker>(digest));
 
-    quint64 total = 0;
     quint64 lastReport = 0;
-    bool cancelled = false;
     // A source whose faults ask for it goes chunk by chunk, and so does one that failed.
     bool sourceChunkByChunk = input->oneChunkPerCall();
     std::deque<std::shared_ptr<Round>> unprinted;
@@ -646,6 +761,14 @@ bool BMFileManager::copyFileWithProgress(const QString& source, const QStringLis
     writers.clear();
     unprinted.clear();
     input.reset();
+    std::vector<QByteArray> failedHere; // destinations of this copy whose writing failed
+    for (const auto& output : outputs) {
+        const QByteArray path = FileName::encode(output->path());
+        if (output->error() && std::find(madeHere.begin(), madeHere.end(), path) != madeHere.end())
+            failedHere.push_back(path);
+    }
+    const bool writeFailed =
+        std::any_of(outputs.begin(), outputs.end(), [](const auto& output) { return output->error() != 0; });
     outputs.clear();
     sourceWorker.reset(); // every chunk and every read-back is in its digest
     digestWorkers.clear();
@@ -654,6 +777,12 @@ bool BMFileManager::copyFileWithProgress(const QString& source, const QStringLis
         return false;
     }
 
+    if (writeFailed && !verifying) {
+        // Without a checksum nothing would tell a copy with a gap from a whole one.
+        for (const QByteArray& destination : failedHere)
+            ::unlink(destination.constData());
+        return false;
+    }
     if (cancelled)
         return false;
     if (total < sourceSize) {
@@ -681,15 +810,7 @@ bool BMFileManager::copyFileWithProgress(const QString& source, const QStringLis
         settings.insert(QStringLiteral("destChecksums"), checksums);
     }
 
-    struct stat metadata {};
-    if (::stat(FileName::encode(source).constData(), &metadata) != 0) {
-        say(QStringLiteral("Error getting metadata for file %1").arg(source));
-    } else {
-        for (const QString& destination : destinations) {
-            if (!copyMetadata(metadata, destination))
-                say(QStringLiteral("Error setting metadata for file %1").arg(destination));
-        }
-    }
+    copySourceMetadata(source, destinations);
 
     if (delegate && delegate->fileCopyFinished)
         delegate->fileCopyFinished(settings);

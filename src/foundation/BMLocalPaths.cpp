@@ -2,6 +2,7 @@
 
 #include "Console.h"
 #include "PathText.h"
+#include "TrashBatch.h"
 
 #include <QUuid>
 
@@ -128,7 +129,14 @@ QString BMLocalPaths::systemLibraryDirectory() {
 }
 
 QString BMLocalPaths::trashDirectory() {
-    return pathForDirectory(StandardFolder::Trash, true);
+    TrashBatch* batch = TrashBatch::current();
+    if (!batch)
+        return pathForDirectory(StandardFolder::Trash, true);
+    if (!batch->folders.trashKnown) {
+        batch->folders.trash = pathForDirectory(StandardFolder::Trash, true);
+        batch->folders.trashKnown = true;
+    }
+    return batch->folders.trash;
 }
 
 QString BMLocalPaths::logDirectory(bool userDomain) {
@@ -179,18 +187,9 @@ bool BMLocalPaths::isPathSystemDirectory(const QString& path) {
     return isPathSystemDirectory(path, false);
 }
 
-bool BMLocalPaths::isPathSystemDirectory(const QString& path, bool exactMatch) {
-    if (path == QLatin1String("/"))
-        return true;
-    if (path.size() < 3)
-        return false;
-    // Two characters, not one: "/Library/" becomes "/Librar" and escapes the exact list.
-    // Long-standing behaviour that callers rely on; only the prefix rules catch such paths.
-    QString candidate = path;
-    if (candidate.endsWith(QLatin1Char('/')))
-        candidate.chop(2);
-
-    const QString exact[] = {
+// The folders that are refused as they are written.
+QStringList BMLocalPaths::systemFolders() {
+    return {
         applicationDirectory(true),
         applicationDirectory(false),
         adminApplicationDirectory(true),
@@ -224,6 +223,25 @@ bool BMLocalPaths::isPathSystemDirectory(const QString& path, bool exactMatch) {
         QStringLiteral("/lib"),
         QStringLiteral("/lib64"),
     };
+}
+
+bool BMLocalPaths::isPathSystemDirectory(const QString& path, bool exactMatch) {
+    if (path == QLatin1String("/"))
+        return true;
+    if (path.size() < 3)
+        return false;
+    // Two characters, not one: "/Library/" becomes "/Librar" and escapes the exact list.
+    // Long-standing behaviour that callers rely on; only the prefix rules catch such paths.
+    QString candidate = path;
+    if (candidate.endsWith(QLatin1Char('/')))
+        candidate.chop(2);
+
+    TrashBatch* batch = TrashBatch::current();
+    if (batch && !batch->folders.systemKnown) {
+        batch->folders.systemFolders = systemFolders();
+        batch->folders.systemKnown = true;
+    }
+    const QStringList exact = batch ? batch->folders.systemFolders : systemFolders();
     for (const QString& folder : exact) {
         if (!folder.isEmpty() && candidate == folder)
             return true;

@@ -42,6 +42,8 @@ public:
 
     static bool isPathSystemDirectory(const QString& path);
     static bool isPathSystemDirectory(const QString& path, bool exactMatch);
+    // The folders isPathSystemDirectory refuses as they are written.
+    static QStringList systemFolders();
     static bool isPathOnTimeMachineVolume(const QString& path);
 
     // The macOS root rule as text: the first folder the platform reported for root, re-based

@@ -63,6 +63,8 @@ public:
     // Streams whose faults ask for it take the chunk-by-chunk path of their users.
     bool oneChunkPerCall() const { return m_faults && m_faults->oneChunkPerCall(); }
     int descriptor() const { return m_fd; }
+    // Whether a test's faults apply to this stream (which then only moves through memory).
+    bool hasFaults() const { return m_faults != nullptr; }
 
     // The faults in force for streams opened from now on (none by default); returns the
     // previous ones.

@@ -2,6 +2,7 @@
 
 #include "BMLocalPaths.h"
 #include "FileName.h"
+#include "TrashBatch.h"
 #include "platform/Platform.h"
 
 #include <QDir>
@@ -108,15 +109,26 @@ DestructiveGuard::DestructiveGuard(const QString& location) : m_location(locatio
         if (m_canonicalLocation.isEmpty() && m_locationError.isEmpty())
             m_locationError = systemError(ENOENT);
     }
+    TrashBatch* batch = TrashBatch::current();
+    if (batch && batch->folders.guardKnown) {
+        m_home = batch->folders.home;
+        m_protected = batch->folders.protectedFolders;
+        return;
+    }
     m_home = resolvedFolder(Platform::current().homeDirectory());
     if (m_home.isEmpty())
         m_home = resolvedFolder(QDir::homePath());
-    if (m_home.isEmpty())
-        return;
-    for (const QString& folder : standardFoldersOf(m_home)) {
-        const QString resolved = resolvedFolder(folder);
-        if (!resolved.isEmpty() && !m_protected.contains(resolved))
-            m_protected << resolved;
+    if (!m_home.isEmpty()) {
+        for (const QString& folder : standardFoldersOf(m_home)) {
+            const QString resolved = resolvedFolder(folder);
+            if (!resolved.isEmpty() && !m_protected.contains(resolved))
+                m_protected << resolved;
+        }
+    }
+    if (batch) {
+        batch->folders.home = m_home;
+        batch->folders.protectedFolders = m_protected;
+        batch->folders.guardKnown = true;
     }
 }
 

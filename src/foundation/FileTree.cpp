@@ -66,6 +66,7 @@ void copyOwnerModeTimes(int to, const struct stat& info) {
 
 bool copyContents(int from, int to, CopyState& state) {
     bool kernelCopy = true;
+    bool copiedAny = false;
     std::vector<char> buffer;
     for (;;) {
         if (state.cancelled()) {
@@ -75,7 +76,10 @@ bool copyContents(int from, int to, CopyState& state) {
         ssize_t n = -1;
         if (kernelCopy) {
             n = ::copy_file_range(from, nullptr, to, nullptr, 1 << 20, 0);
-            if (n < 0 && (errno == EXDEV || errno == ENOSYS || errno == EINVAL || errno == EOPNOTSUPP)) {
+            // Files the kernel makes up as they are read show nothing to a kernel copy: an
+            // empty first answer is checked by reading.
+            if ((n < 0 && (errno == EXDEV || errno == ENOSYS || errno == EINVAL || errno == EOPNOTSUPP)) ||
+                (n == 0 && !copiedAny)) {
                 kernelCopy = false;
                 continue;
             }
@@ -99,6 +103,7 @@ bool copyContents(int from, int to, CopyState& state) {
             return false;
         if (n == 0)
             return true;
+        copiedAny = true;
         state.report(quint64(n));
     }
 }

@@ -4,6 +4,7 @@
 #include "foundation/CheckedCopy.h"
 #include "foundation/FileName.h"
 #include "foundation/FileTree.h"
+#include "foundation/TrashBatch.h"
 #include "foundation/UniqueFd.h"
 
 #include <QDateTime>
@@ -117,8 +118,10 @@ bool makeHomeTrash(const QByteArray& trash, const Owner& owner, QString* error) 
 }
 
 // Creates the record exclusively (that is what reserves the name) and puts it down
-// completely and synced. 0, or the errno of the step that failed; the record is then gone.
-int createRecord(const QByteArray& recordPath, const QByteArray& contents, const Owner& owner) {
+// completely, synced unless the caller syncs it with others. 0, or the errno of the step
+// that failed; the record is then gone.
+int createRecord(const QByteArray& recordPath, const QByteArray& contents, const Owner& owner,
+                 bool sync = true) {
     const int fd = ::open(recordPath.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (fd < 0)
         return errno;
@@ -136,7 +139,7 @@ int createRecord(const QByteArray& recordPath, const QByteArray& contents, const
     if (!failure && owner.giveAway && ::fchown(fd, owner.uid, owner.gid) != 0) {
         // The record stays root's; its user can still remove it from a folder of theirs.
     }
-    if (!failure && ::fsync(fd) != 0)
+    if (!failure && sync && ::fsync(fd) != 0)
         failure = errno;
     if (::close(fd) != 0 && !failure)
         failure = errno;
@@ -151,11 +154,17 @@ QByteArray recordOf(const QByteArray& trash, const QByteArray& nameInTrash) {
 
 // A name in the Trash with its record written; nothing, with the cause, when none could be had.
 std::optional<QByteArray> reserveName(const QByteArray& trash, const QString& name,
-                                      const QByteArray& contents, const Owner& owner, QString* error) {
-    for (int attempt = 0; attempt < FreedesktopTrash::maxNameAttempts; ++attempt) {
+                                      const QByteArray& contents, const Owner& owner, QString* error,
+                                      bool sync = true) {
+    // In a batch, the names this run took are not tried again: items of the same name, one
+    // from each project, would otherwise try every name taken before theirs.
+    TrashBatch* batch = TrashBatch::current();
+    const QByteArray taken = trash + '/' + FileName::encode(name);
+    for (int attempt = batch ? batch->namesTaken.value(taken) : 0; attempt < FreedesktopTrash::maxNameAttempts;
+         ++attempt) {
         const QByteArray candidate = FileName::encode(FreedesktopTrash::nameInTrash(name, attempt));
         const QByteArray record = recordOf(trash, candidate);
-        const int failure = createRecord(record, contents, owner);
+        const int failure = createRecord(record, contents, owner, sync);
         if (failure == EEXIST)
             continue;
         if (failure) {
@@ -169,6 +178,8 @@ std::optional<QByteArray> reserveName(const QByteArray& trash, const QString& na
             ::unlink(record.constData());
             continue;
         }
+        if (batch)
+            batch->namesTaken.insert(taken, attempt + 1);
         return candidate;
     }
     *error = QStringLiteral("the Trash %1 already holds %2 items of that name")
@@ -191,14 +202,36 @@ struct Outcome {
     int renameFailure = 0; // the rename's errno when the rename was the step that failed
 };
 
-// Renames the item into a Trash after its record is written.
-Outcome renameInto(const Item& item, const QByteArray& trash, const Owner& owner, bool mustBeReal) {
+// The record written ahead for the item, when it is still there as made and names the item
+// as it is now; nothing otherwise (a record that no longer fits is removed).
+std::optional<QByteArray> recordWrittenAhead(const Item& item, const QByteArray& trash,
+                                             std::optional<TrashBatch::Record> ahead) {
+    if (!ahead)
+        return std::nullopt;
+    struct stat info {};
+    if (ahead->trash == trash && ahead->original == item.source &&
+        ::lstat(ahead->file.constData(), &info) == 0 && S_ISREG(info.st_mode) &&
+        info.st_ino == ahead->inode && info.st_dev == ahead->device)
+        return ahead->name;
+    TrashBatch::removeRecord(*ahead);
+    return std::nullopt;
+}
+
+// Renames the item into a Trash after its record is written (or uses the one written ahead).
+Outcome renameInto(const Item& item, const QByteArray& trash, const Owner& owner, bool mustBeReal,
+                   std::optional<TrashBatch::Record> ahead = std::nullopt) {
     Outcome outcome;
     if (!makeTrashFolder(trash + "/files", owner, mustBeReal, &outcome.error) ||
-        !makeTrashFolder(trash + "/info", owner, mustBeReal, &outcome.error))
+        !makeTrashFolder(trash + "/info", owner, mustBeReal, &outcome.error)) {
+        if (ahead)
+            TrashBatch::removeRecord(*ahead);
         return outcome;
-    const QByteArray contents = LinuxPlatform::trashRecord(item.original, QDateTime::currentDateTime());
-    const std::optional<QByteArray> name = reserveName(trash, item.name, contents, owner, &outcome.error);
+    }
+    std::optional<QByteArray> name = recordWrittenAhead(item, trash, std::move(ahead));
+    if (!name) {
+        const QByteArray contents = LinuxPlatform::trashRecord(item.original, QDateTime::currentDateTime());
+        name = reserveName(trash, item.name, contents, owner, &outcome.error);
+    }
     if (!name)
         return outcome;
     const QByteArray target = trash + "/files/" + *name;
@@ -311,6 +344,87 @@ QByteArray volumeTrash(const QByteArray& topdir, const Owner& owner, QString* er
     return QByteArray();
 }
 
+// The item as found before anything is done to it: its folder resolved, the item itself not
+// followed. Nothing, with the cause, when it cannot be found.
+std::optional<Item> findItem(const QString& path, QString* error) {
+    const QString absolute = QDir::cleanPath(QDir::current().absoluteFilePath(path));
+    const qsizetype slash = absolute.lastIndexOf(QLatin1Char('/'));
+    Item item;
+    item.name = absolute.mid(slash + 1);
+    if (item.name.isEmpty() || item.name == QLatin1String("..")) {
+        *error = cause(EINVAL);
+        return std::nullopt;
+    }
+    char* real =
+        ::realpath(FileName::encode(absolute.left(std::max<qsizetype>(slash, 1))).constData(), nullptr);
+    if (!real) {
+        *error = cause(errno);
+        return std::nullopt;
+    }
+    item.source = join(QByteArray(real), FileName::encode(item.name));
+    std::free(real);
+    item.original = FileName::decode(item.source);
+    if (::lstat(item.source.constData(), &item.status) != 0) {
+        *error = cause(errno);
+        return std::nullopt;
+    }
+    return item;
+}
+
+// How many of a batch's items have their records written ahead at a time.
+constexpr qsizetype kRecordsAhead = 128;
+
+// Writes the records of the batch's next items bound for the home Trash, then syncs them:
+// the first sync puts them all on the disk, so the others cost next to nothing. Each is in
+// place and synced before its item is renamed, as when written one by one.
+void writeRecordsAhead(TrashBatch& batch, qsizetype from, const QByteArray& home, dev_t homeDevice,
+                       const Owner& owner) {
+    const qsizetype end = std::min(batch.paths().size(), from + kRecordsAhead);
+    batch.setRecordsThrough(end);
+    struct Written {
+        QString path;
+        TrashBatch::Record record;
+        int fd = -1;
+    };
+    std::vector<Written> written;
+    const QDateTime now = QDateTime::currentDateTime();
+    for (qsizetype i = from; i < end; ++i) {
+        QString ignored;
+        const std::optional<Item> item = findItem(batch.paths()[i], &ignored);
+        if (!item || item->status.st_dev != homeDevice || home == item->source ||
+            home.startsWith(item->source + '/'))
+            continue;
+        const std::optional<QByteArray> name = reserveName(
+            home, item->name, LinuxPlatform::trashRecord(item->original, now), owner, &ignored, false);
+        if (!name)
+            continue;
+        TrashBatch::Record record{home, *name, item->source, recordOf(home, *name), 0, 0};
+        const int fd = ::open(record.file.constData(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+        struct stat info {};
+        if (fd < 0 || ::fstat(fd, &info) != 0) {
+            if (fd >= 0)
+                ::close(fd);
+            ::unlink(record.file.constData());
+            continue;
+        }
+        record.device = info.st_dev;
+        record.inode = info.st_ino;
+        written.push_back({batch.paths()[i], std::move(record), fd});
+    }
+    // The records' contents start for the disk together; each sync then mostly waits for
+    // what is already on its way, and finds the blocks it shares with the others written.
+    for (const Written& each : written)
+        ::sync_file_range(each.fd, 0, 0, SYNC_FILE_RANGE_WRITE);
+    for (Written& each : written) {
+        const bool synced = ::fsync(each.fd) == 0;
+        ::close(each.fd);
+        if (synced)
+            batch.addRecord(each.path, std::move(each.record));
+        else
+            TrashBatch::removeRecord(each.record);
+    }
+}
+
 } // namespace
 
 FreedesktopTrash::FreedesktopTrash(QString homeTrash) : m_homeTrash(std::move(homeTrash)) {
@@ -324,23 +438,13 @@ std::optional<QString> FreedesktopTrash::moveToTrash(const QString& path, QStrin
     };
     if (m_homeTrash.isEmpty())
         return fail(QStringLiteral("there is no Trash folder"));
-    const QString absolute = QDir::cleanPath(QDir::current().absoluteFilePath(path));
-    const qsizetype slash = absolute.lastIndexOf(QLatin1Char('/'));
-    Item item;
-    item.name = absolute.mid(slash + 1);
-    if (item.name.isEmpty() || item.name == QLatin1String(".."))
-        return fail(cause(EINVAL));
     // The item's own folder resolved, so that the steps act on the real place and the record
     // names it; the item itself, a link perhaps, is not followed.
-    char* real =
-        ::realpath(FileName::encode(absolute.left(std::max<qsizetype>(slash, 1))).constData(), nullptr);
-    if (!real)
-        return fail(cause(errno));
-    item.source = join(QByteArray(real), FileName::encode(item.name));
-    std::free(real);
-    item.original = FileName::decode(item.source);
-    if (::lstat(item.source.constData(), &item.status) != 0)
-        return fail(cause(errno));
+    QString notFound;
+    const std::optional<Item> found = findItem(path, &notFound);
+    if (!found)
+        return fail(notFound);
+    const Item& item = *found;
 
     const QByteArray home = FileName::encode(QDir::cleanPath(m_homeTrash));
     if (home == item.source || home.startsWith(item.source + '/'))
@@ -352,7 +456,15 @@ std::optional<QString> FreedesktopTrash::moveToTrash(const QString& path, QStrin
         QString setupError;
         if (!makeHomeTrash(home, owner, &setupError))
             return fail(setupError);
-        Outcome outcome = renameInto(item, home, owner, false);
+        std::optional<TrashBatch::Record> ahead;
+        if (TrashBatch* batch = TrashBatch::current()) {
+            const qsizetype index = batch->indexOf(path);
+            if (index >= batch->recordsThrough())
+                writeRecordsAhead(*batch, index, home, homeStatus.st_dev, owner);
+            if (index >= 0)
+                ahead = batch->takeRecord(path);
+        }
+        Outcome outcome = renameInto(item, home, owner, false, std::move(ahead));
         if (outcome.inTrash || outcome.renameFailure != EXDEV)
             return outcome.inTrash ? outcome.inTrash : fail(outcome.error);
     }

@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# Copying 1 GiB against cp: one destination without a checksum (cp --reflink=never), two
+# destinations in one pass (two cp), and the MD5-verified copy (cp then md5sum of both).
+# The source's pages are in the cache; the destinations go and are synced before each
+# timing; ours and cp take turns. Prints one ROW line per case (see bench/run).
+# Usage: bench/copy.sh [BUILD_DIR [ROUNDS]]   (default build-release, 5 rounds; 3 GiB of disk)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+build=${1:-build-release}
+rounds=${2:-5}
+if [ ! -f "$build/CMakeCache.txt" ]; then
+    launcher=()
+    command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+    cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DVESTRY_BUILD_TESTS=OFF "${launcher[@]}" >/dev/null
+fi
+cmake --build "$build" -j2 --target vestry_copy_bench >/dev/null
+mkdir -p "$build/bench-data"
+# The table's lines on standard output; the per-run detail on standard error.
+"$build/bin/vestry_copy_bench" "$(cd "$build/bench-data" && pwd)" "$rounds" |
+    awk '/^ROW\t/ { print; next } { print > "/dev/stderr" }' || true
