@@ -7,10 +7,16 @@ namespace {
 thread_local TrashBatch* t_current = nullptr;
 } // namespace
 
-TrashBatch::TrashBatch(const QStringList& paths) : m_paths(paths), m_outer(t_current) {
+TrashBatch::TrashBatch(const QStringList& paths) : m_outer(t_current) {
+    // A selection can name an autosave twice (a project and one of its own rows): one record
+    // ahead per item, or the second would leave the first without an item.
     m_index.reserve(paths.size());
-    for (qsizetype i = 0; i < paths.size(); ++i)
-        m_index.insert(paths[i], i);
+    for (const QString& path : paths) {
+        if (m_index.contains(path))
+            continue;
+        m_index.insert(path, m_paths.size());
+        m_paths << path;
+    }
     t_current = this;
 }
 
@@ -25,6 +31,10 @@ TrashBatch* TrashBatch::current() {
 }
 
 void TrashBatch::addRecord(const QString& path, Record record) {
+    if (m_records.contains(path)) {
+        removeRecord(record);
+        return;
+    }
     m_records.insert(path, std::move(record));
 }
 
