@@ -232,7 +232,6 @@ INSTANTIATE_TEST_SUITE_P(
                   2,
                   "--max-size: a size with a unit is expected (\"500M\", \"1.5G\"; units B, K, M, G, T), not "
                   "\"500\""},
-        StatusRow{"MaxSizeInAnotherUnit", {"prune", "--max-size", "5 MB", "%"}, 2, "not \"5 MB\""},
         StatusRow{"MaxSizeOfNothing", {"prune", "--max-size", "0.0001K", "%"}, 2, "a size above zero"},
         StatusRow{"PruneKeepingNone",
                   {"prune", "--keep", "0", "%"},
