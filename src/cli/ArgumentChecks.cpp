@@ -71,7 +71,7 @@ CLI::Validator sizeWithUnit() {
             text = std::to_string(static_cast<long long>(bytes));
             return std::string();
         },
-        "SIZE");
+        "size with a unit");
 }
 
 CLI::Validator nonEmptyPath() {
