@@ -8,7 +8,7 @@ _vestry() {
     for ((i = 1; i < cword; i++)); do
         [[ ${words[i]} == -* ]] && continue
         case ${words[i - 1]} in
-            --sort | --to | --older-than | --keep | --project-size | --folder-size | --action) continue ;;
+            --sort | --to | --older-than | --keep | --max-size | --project-size | --folder-size | --action) continue ;;
         esac
         nonopt+=("${words[i]}")
     done
@@ -17,16 +17,17 @@ _vestry() {
         --sort) COMPREPLY=($(compgen -W 'name date size' -- "$cur")); return ;;
         --action) COMPREPLY=($(compgen -W 'trash archive' -- "$cur")); return ;;
         --to) _filedir zip; return ;;
-        --older-than | --keep | --project-size | --folder-size) return ;;
+        --older-than | --keep | --max-size | --project-size | --folder-size) return ;;
     esac
 
     local command=${nonopt[0]-} opts="" paths=""
     case $command in
         "") opts='--help --version'
-            [[ $cur != -* ]] && { COMPREPLY=($(compgen -W 'list discover prune archive helper gather-logs' -- "$cur")); return; } ;;
+            [[ $cur != -* ]] && { COMPREPLY=($(compgen -W 'list discover prune archive pin unpin helper gather-logs' -- "$cur")); return; } ;;
         list) opts='--json --sort --descending --help'; paths=1 ;;
         discover) opts='--json --volumes --help' ;;
-        prune) opts='--older-than --keep --dry-run --json --help'; paths=1 ;;
+        prune) opts='--older-than --keep --max-size --dry-run --json --help'; paths=1 ;;
+        pin | unpin) opts='--help'; paths=1 ;;
         archive) opts='--to --help'; paths=1 ;;
         gather-logs) opts='--help' ;;
         helper)
@@ -45,7 +46,7 @@ _vestry() {
         COMPREPLY=($(compgen -W "$opts" -- "$cur"))
     else
         _filedir -d
-        [[ $command == archive || $command == list ]] && _filedir
+        [[ $command == archive || $command == list || $command == pin || $command == unpin ]] && _filedir
     fi
 }
 complete -F _vestry vestry

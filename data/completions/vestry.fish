@@ -1,5 +1,5 @@
 # fish completion for vestry
-set -l commands list discover prune archive helper gather-logs
+set -l commands list discover prune archive pin unpin helper gather-logs
 complete -c vestry -f
 complete -c vestry -n "not __fish_seen_subcommand_from $commands" -l help -s h -d 'Print help'
 complete -c vestry -n "not __fish_seen_subcommand_from $commands" -l version -d 'Print the version'
@@ -7,6 +7,8 @@ complete -c vestry -n "not __fish_seen_subcommand_from $commands" -a list -d 'Li
 complete -c vestry -n "not __fish_seen_subcommand_from $commands" -a discover -d 'Find new autosave locations'
 complete -c vestry -n "not __fish_seen_subcommand_from $commands" -a prune -d 'Move autosaves to the Trash by a rule'
 complete -c vestry -n "not __fish_seen_subcommand_from $commands" -a archive -d 'Pack autosaves into a zip, then trash them'
+complete -c vestry -n "not __fish_seen_subcommand_from $commands" -a pin -d 'Keep projects or autosaves from every rule'
+complete -c vestry -n "not __fish_seen_subcommand_from $commands" -a unpin -d 'Take the pin off projects or autosaves'
 complete -c vestry -n "not __fish_seen_subcommand_from $commands" -a helper -d 'Show and switch the background jobs'
 complete -c vestry -n "not __fish_seen_subcommand_from $commands" -a gather-logs -d 'Collect the logs for support'
 
@@ -20,11 +22,13 @@ complete -c vestry -n '__fish_seen_subcommand_from discover' -l volumes -d 'Say 
 
 complete -c vestry -n '__fish_seen_subcommand_from prune' -l older-than -x -d 'Remove autosaves older than DAYS'
 complete -c vestry -n '__fish_seen_subcommand_from prune' -l keep -x -d 'Keep the N most recent of each project'
+complete -c vestry -n '__fish_seen_subcommand_from prune' -l max-size -x -d 'Keep each project within SIZE (500M, 1.5G)'
 complete -c vestry -n '__fish_seen_subcommand_from prune' -l dry-run -d 'List what would go, change nothing'
 complete -c vestry -n '__fish_seen_subcommand_from prune' -l json -d 'Print one JSON document'
 
 complete -c vestry -n '__fish_seen_subcommand_from archive' -l to -r -F -d 'The archive to write (.zip)'
 complete -c vestry -n '__fish_seen_subcommand_from archive' -F
+complete -c vestry -n '__fish_seen_subcommand_from pin unpin' -F
 
 set -l helper_seen '__fish_seen_subcommand_from helper'
 complete -c vestry -n "$helper_seen; and not __fish_seen_subcommand_from status enable disable" -a status -d 'Say how the jobs are'

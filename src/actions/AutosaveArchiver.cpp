@@ -222,7 +222,8 @@ QString AutosaveArchiver::proposedFileName(const SelectedRows& rows) {
 AutosaveArchiver::Result AutosaveArchiver::archiveSelectionToFile(const SelectedRows& rows,
                                                                   const QString& destination,
                                                                   const ProgressCallback& progress,
-                                                                  const CancelFlag* cancel) {
+                                                                  const CancelFlag* cancel,
+                                                                  const PinnedPaths& pins) {
     Result result;
     try {
         BMLog::appendLog(QStringLiteral("Archiving autosaves to file..."));
@@ -251,8 +252,16 @@ AutosaveArchiver::Result AutosaveArchiver::archiveSelectionToFile(const Selected
                 return result;
             }
             QSet<QString> archived;
-            for (const BMAutoItemPtr& item : autosaves)
-                archived.insert(item->path());
+            for (const BMAutoItemPtr& item : autosaves) {
+                if (pins.isPinned(*item))
+                    result.pinned << item->path();
+                else
+                    archived.insert(item->path());
+            }
+            if (!result.pinned.isEmpty()) {
+                BMLog::appendLog(QStringLiteral("Archived but not moved to the Trash, being pinned: %1")
+                                     .arg(result.pinned.join(QStringLiteral(", "))));
+            }
             result.removal = AutosaveRemoval::removeIndexSet(
                 rows, progress, AutosaveRemoval::OnFailure::Continue, &archived, cancel);
         }

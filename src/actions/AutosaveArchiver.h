@@ -4,6 +4,7 @@
 #include "ActionTexts.h"
 #include "AutosaveRemoval.h"
 #include "AutosaveSelection.h"
+#include "catalogue/PinnedPaths.h"
 
 // Packs the selected autosaves into one zip archive and then clears them away: they are
 // gathered in a temporary folder of the run's own, one sub-folder per folder that held them,
@@ -27,6 +28,7 @@ public:
         ActionError error;     // what the user is told when it stopped; nothing was removed then
                                // (an archive that failed its check is left at the destination)
         RemovalReport removal; // what went to the Trash once the archive existed
+        QStringList pinned;    // archived but left in place: a pin keeps an autosave where it is
         bool cancelled = false; // stopped before the archive was complete: no archive and nothing
                                 // removed (a stop while trashing shows in removal instead)
     };
@@ -35,8 +37,10 @@ public:
     // replace it), so that a failed run can never pass it off as the new one. A set cancel flag
     // before the archive is complete and checked takes away what this run wrote (its scratch
     // folder, its unfinished archive) and trashes nothing; once the archive is checked, it
-    // stays and the trashing stops between files.
+    // stays and the trashing stops between files. Pinned autosaves (pins, by default the stored
+    // ones) go into the archive like the rest but never to the Trash.
     static Result archiveSelectionToFile(const SelectedRows& rows, const QString& destination,
                                          const ProgressCallback& progress = {},
-                                         const CancelFlag* cancel = nullptr);
+                                         const CancelFlag* cancel = nullptr,
+                                         const PinnedPaths& pins = PinnedPaths::stored());
 };

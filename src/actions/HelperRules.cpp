@@ -38,12 +38,14 @@ QString sizeText(qint64 bytes, qint64 unit, const char* unitName) {
     return QStringLiteral("%1 %2").arg(double(bytes) / double(unit)).arg(QLatin1String(unitName));
 }
 
-// Chooses one autosave at most once, in the order the rules run.
+// Chooses one autosave at most once, in the order the rules run, and a pinned one never (it
+// still counts in what a size limit measures).
 class Chooser {
 public:
+    explicit Chooser(const PinnedPaths& pinned) : m_pinned(pinned) {}
     bool has(const BMAutoItemPtr& item) const { return m_chosen.contains(item.get()); }
     void choose(const BMAutoItemPtr& item, const QString& reason) {
-        if (m_chosen.contains(item.get()))
+        if (m_chosen.contains(item.get()) || m_pinned.isPinned(*item))
             return;
         m_chosen.insert(item.get());
         m_choices.append(RuleChoice{item, reason});
@@ -59,7 +61,7 @@ public:
         for (const BMAutoItemPtr& item : oldestFirst(all)) {
             if (left <= double(limit))
                 break;
-            if (has(item) || spared.contains(item.get()))
+            if (has(item) || spared.contains(item.get()) || m_pinned.isPinned(*item))
                 continue;
             choose(item, reason);
             left -= item->fileSize();
@@ -68,6 +70,7 @@ public:
     RuleChoices take() { return std::move(m_choices); }
 
 private:
+    const PinnedPaths& m_pinned;
     QSet<const BMAutoItem*> m_chosen;
     RuleChoices m_choices;
 };
@@ -82,6 +85,7 @@ CleanupLimits CleanupLimits::fromSettings(const BMSettings& settings) {
         limitIf<qint64>(settings, autoCleanUseCriteriaSize, autoCleanCriteriaSize, HelperRules::megabyte);
     limits.folderBytes = limitIf<qint64>(settings, autoCleanUseCriteriaTotalSize, autoCleanCriteriaTotalSize,
                                          HelperRules::gigabyte);
+    limits.pinned = PinnedPaths::fromSettings(settings);
     return limits;
 }
 
@@ -89,6 +93,7 @@ RemovalLimits RemovalLimits::fromSettings(const BMSettings& settings) {
     using namespace SettingsKey;
     RemovalLimits limits;
     limits.everything = settings.integerValue(QLatin1String(autoRemoveUseCriteria)) != 1;
+    limits.pinned = PinnedPaths::fromSettings(settings);
     if (limits.everything)
         return limits;
     limits.ageDays = limitIf<int>(settings, autoRemoveUseCriteriaAge, autoRemoveCriteriaAge);
@@ -131,7 +136,7 @@ RuleChoices HelperRules::cleanupChoices(const BMProjectList& projects, const Cle
             spared.insert(item.get());
         all += project->children();
     }
-    Chooser chooser;
+    Chooser chooser(limits.pinned);
     if (limits.ageDays) {
         const QString reason = QStringLiteral("older than %1 days").arg(*limits.ageDays);
         for (const BMAutoItemPtr& item : all) {
@@ -162,7 +167,7 @@ RuleChoices HelperRules::removalChoices(const BMProject& project, const RemovalL
         if (!trashedAt.isValid() || !created.isValid() || created <= trashedAt)
             eligible << item;
     }
-    Chooser chooser;
+    Chooser chooser(limits.pinned);
     if (limits.everything) {
         for (const BMAutoItemPtr& item : eligible)
             chooser.choose(item, QStringLiteral("its project file is in the Trash"));

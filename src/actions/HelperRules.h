@@ -1,6 +1,7 @@
 #pragma once
 
 #include "catalogue/BMProject.h"
+#include "catalogue/PinnedPaths.h"
 
 #include <QDateTime>
 #include <QList>
@@ -24,6 +25,7 @@ struct CleanupLimits {
     std::optional<int> ageDays;
     std::optional<qint64> projectBytes;
     std::optional<qint64> folderBytes;
+    PinnedPaths pinned; // never chosen, but counted in a size
 
     static CleanupLimits fromSettings(const BMSettings& settings);
     bool any() const { return ageDays || projectBytes || folderBytes; }
@@ -37,6 +39,7 @@ struct RemovalLimits {
     std::optional<qint64> autosaveBytes;
     std::optional<int> keepNewest;
     std::optional<qint64> projectBytes;
+    PinnedPaths pinned; // never chosen, but counted in a size
 
     static RemovalLimits fromSettings(const BMSettings& settings);
     bool any() const { return everything || ageDays || autosaveBytes || keepNewest || projectBytes; }

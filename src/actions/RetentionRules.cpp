@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-RetentionChoice RetentionRules::removeOlderAutosaves(const SelectedRows& rows, int days,
-                                                     const QDateTime& now) {
+RetentionChoice RetentionRules::removeOlderAutosaves(const SelectedRows& rows, int days, const QDateTime& now,
+                                                     const PinnedPaths& pins) {
     try {
         if (rows.isEmpty() || days < 1)
             return {};
@@ -24,16 +24,18 @@ RetentionChoice RetentionRules::removeOlderAutosaves(const SelectedRows& rows, i
                     list.removeAll(item);
             }
         }
-        if (list.items().isEmpty())
+        const BMAutoItemList chosen = pins.without(list.items());
+        if (chosen.isEmpty())
             return {};
-        return RetentionChoice{true, list.items()};
+        return RetentionChoice{true, chosen};
     } catch (const std::exception& e) {
         BMException::logException(e, "-[AppController removeOlderAutosaves:]");
         return {};
     }
 }
 
-RetentionChoice RetentionRules::removeAllExceptMostRecent(const SelectedRows& rows, int keep) {
+RetentionChoice RetentionRules::removeAllExceptMostRecent(const SelectedRows& rows, int keep,
+                                                          const PinnedPaths& pins) {
     try {
         if (rows.isEmpty() || keep < 1)
             return {};
@@ -54,7 +56,7 @@ RetentionChoice RetentionRules::removeAllExceptMostRecent(const SelectedRows& ro
                     list.removeAll(sorted[position]);
             }
         }
-        return RetentionChoice{true, list.items()};
+        return RetentionChoice{true, pins.without(list.items())};
     } catch (const std::exception& e) {
         BMException::logException(e, "-[AppController removeAllExceptMostRecent:]");
         return {};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AutosaveSelection.h"
+#include "catalogue/PinnedPaths.h"
 
 #include <QDateTime>
 
@@ -31,14 +32,17 @@ public:
 
     // The autosaves created strictly more than days whole days before now. Nothing is
     // asked with no row, a day count below 1, or nothing old enough. An autosave without a
-    // date is never old enough.
+    // date is never old enough. A pinned autosave is never chosen.
     static RetentionChoice removeOlderAutosaves(const SelectedRows& rows, int days,
-                                                const QDateTime& now = QDateTime::currentDateTimeUtc());
+                                                const QDateTime& now = QDateTime::currentDateTimeUtc(),
+                                                const PinnedPaths& pins = PinnedPaths::stored());
     // Of each selected project with more than keep autosaves, all but the keep newest (that
     // project's autosaves are left sorted newest first); a selected autosave row is always
     // taken, even when it is among its project's newest (its row comes after its project's).
-    // Unlike the age rule, an empty choice is still asked about.
-    static RetentionChoice removeAllExceptMostRecent(const SelectedRows& rows, int keep);
+    // Unlike the age rule, an empty choice is still asked about. A pinned autosave is never
+    // chosen, and is not one of the keep newest either unless it is among them by date.
+    static RetentionChoice removeAllExceptMostRecent(const SelectedRows& rows, int keep,
+                                                     const PinnedPaths& pins = PinnedPaths::stored());
 
     // Puts a project's own autosaves newest first, in the order the outline's date sort gives
     // them (equal dates in reverse of their current order), and returns them. The order stays

@@ -2,6 +2,7 @@
 
 #include "ArgumentChecks.h"
 #include "CatalogueArguments.h"
+#include "CatalogueRows.h"
 #include "Interruption.h"
 #include "StandardOutput.h"
 #include "TerminalProgress.h"
@@ -23,74 +24,6 @@
 namespace {
 
 constexpr char kCommand[] = "archive";
-
-QString withoutTrailingSlashes(QString path) {
-    while (path.size() > 1 && path.endsWith(QLatin1Char('/')))
-        path.chop(1);
-    return path;
-}
-
-// The nearest folder above the path that is an autosave location; null when none is.
-QString locationAbove(const QString& path) {
-    QString folder = PathText::deletingLastComponent(path);
-    while (!folder.isEmpty() && folder != QLatin1String("/")) {
-        if (AutosaveFolderScanner::layoutForFolder(folder) != AutosaveFolderScanner::Layout::None)
-            return folder;
-        folder = PathText::deletingLastComponent(folder);
-    }
-    return QString();
-}
-
-// The row a path stands for among the projects of its location: an autosave by its own
-// path first (a loose Premiere project's path is its first autosave's), then a project by
-// its path or, for an event, by its folder.
-std::optional<SelectedRow> rowFor(const QString& path, const BMProjectList& projects) {
-    for (const BMProjectPtr& project : projects) {
-        for (const BMAutoItemPtr& item : project->children()) {
-            if (item->path() == path)
-                return SelectedRow::ofItem(item);
-        }
-    }
-    for (const BMProjectPtr& project : projects) {
-        const bool eventFolder = AutosaveType::normalized(project->type()) == AutosaveType::FinalCutX &&
-                                 PathText::deletingLastComponent(project->path()) == path;
-        if (project->path() == path || eventFolder)
-            return SelectedRow::ofProject(project);
-    }
-    return std::nullopt;
-}
-
-class Resolver {
-public:
-    Resolver() {
-        m_scanner.setWarningHook([](const QString& warning) { CatalogueArguments::warn(kCommand, warning); });
-    }
-
-    // The row for a path the user typed; nothing, after saying why, when it is none.
-    std::optional<SelectedRow> resolve(const QString& typed) {
-        const QString path = withoutTrailingSlashes(QDir::cleanPath(CatalogueArguments::absolutePath(typed)));
-        auto fail = [&](const QString& problem) {
-            CatalogueArguments::warn(kCommand, QStringLiteral("%1: %2").arg(typed, problem));
-            return std::nullopt;
-        };
-        if (!FileTree::exists(path))
-            return fail(QStringLiteral("no such file or folder"));
-        if (AutosaveFolderScanner::layoutForFolder(path) != AutosaveFolderScanner::Layout::None)
-            return fail(QStringLiteral("is an autosave location; name the projects or autosaves in it"));
-        const QString location = locationAbove(path);
-        if (location.isEmpty())
-            return fail(QStringLiteral("not inside an autosave location (see vestry list)"));
-        if (!m_scanned.contains(location))
-            m_scanned.insert(location, m_scanner.projectsFromFolder(location).value_or(BMProjectList()));
-        if (std::optional<SelectedRow> row = rowFor(path, m_scanned.value(location)))
-            return row;
-        return fail(QStringLiteral("not a project or autosave that Vestry lists in %1").arg(location));
-    }
-
-private:
-    AutosaveFolderScanner m_scanner;
-    QMap<QString, BMProjectList> m_scanned;
-};
 
 // The destination's problem, or null when an archive can be written there.
 QString destinationProblem(const QString& destination) {
@@ -129,7 +62,7 @@ int ArchiveCommand::run() {
         CatalogueArguments::warn(kCommand, QStringLiteral("%1: %2").arg(destination, problem));
         return 1;
     }
-    Resolver resolver;
+    CatalogueRows resolver(kCommand);
     SelectedRows rows;
     bool resolved = true;
     for (const std::string& argument : m_paths) {
@@ -173,11 +106,15 @@ int ArchiveCommand::run() {
                                                       result.removal.removed.size(), result.removal.total)));
         return Interruption::exitStatus;
     }
+    const qsizetype pinned = result.pinned.size();
+    const QString moved =
+        pinned == 0 ? (result.autosaves == 1 ? QStringLiteral("it") : QStringLiteral("them"))
+                    : QStringLiteral("%1 (%2 pinned stayed)").arg(result.autosaves - pinned).arg(pinned);
     writeStandardOutput(
         QStringLiteral("Archived %1 %2 to %3 (%4); moved %5 to the Trash\n")
             .arg(result.autosaves)
             .arg(result.autosaves == 1 ? QStringLiteral("autosave") : QStringLiteral("autosaves"),
                  destination, OutlineText().formatFileSize(double(BMFileManager::fileSize(destination))),
-                 result.autosaves == 1 ? QStringLiteral("it") : QStringLiteral("them")));
+                 moved));
     return result.removal.ok() ? 0 : 1;
 }

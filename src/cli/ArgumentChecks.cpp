@@ -1,6 +1,8 @@
 #include "ArgumentChecks.h"
 
 #include <algorithm>
+#include <cctype>
+#include <cmath>
 
 namespace ArgumentChecks {
 
@@ -24,6 +26,52 @@ CLI::Validator wholeNumber(long long minimum, long long maximum) {
             return std::string();
         },
         "whole number " + range);
+}
+
+CLI::Validator sizeWithUnit() {
+    return CLI::Validator(
+        [](std::string& text) -> std::string {
+            const std::string refused =
+                "a size with a unit is expected (\"500M\", \"1.5G\"; units B, K, M, G, T), not \"" + text +
+                "\"";
+            // By hand, not strtold: the program runs in the user's locale, where "1.5" may not parse.
+            std::string::size_type end = 0;
+            bool point = false;
+            bool digits = false;
+            long double number = 0;
+            long double scale = 1;
+            for (; end < text.size(); ++end) {
+                const char c = text[end];
+                if (c >= '0' && c <= '9') {
+                    digits = true;
+                    if (point)
+                        number += (scale /= 10) * (c - '0');
+                    else
+                        number = number * 10 + (c - '0');
+                } else if (c == '.' && !point) {
+                    point = true;
+                } else {
+                    break;
+                }
+            }
+            std::string unit = text.substr(end);
+            std::transform(unit.begin(), unit.end(), unit.begin(),
+                           [](char c) { return char(std::toupper(c)); });
+            if (unit.size() == 2 && unit[1] == 'B' && unit[0] != 'B')
+                unit.pop_back();
+            const std::string units = "BKMGT";
+            const std::string::size_type power = unit.size() == 1 ? units.find(unit[0]) : std::string::npos;
+            if (!digits || power == std::string::npos)
+                return refused;
+            const long double bytes = number * std::pow(1024.0L, static_cast<long double>(power));
+            if (bytes < 1.0L)
+                return "a size above zero is expected, not " + text;
+            if (bytes > 9.0e18L)
+                return "a smaller size is expected, not " + text;
+            text = std::to_string(static_cast<long long>(bytes));
+            return std::string();
+        },
+        "size with a unit");
 }
 
 CLI::Validator nonEmptyPath() {

@@ -24,15 +24,18 @@ QString counted(qsizetype count, const QString& one, const QString& many, const 
 // (the columns are as wide as their widest cell), but the catalogue itself need not be kept.
 class TextListing {
 public:
-    explicit TextListing(const OutlineText& text) : m_text(text) {}
+    TextListing(const OutlineText& text, const PinnedPaths& pins) : m_text(text), m_pins(pins) {}
 
     void add(const BMProject& project) {
         // A name's odd bytes and control characters escaped: one line per row, readable.
+        const bool projectPinned = m_pins.isPinned(project);
         m_rows.append({FileName::displayText(project.name()), m_text.formatFileSize(project.fileSize()),
-                       m_text.projectDateText(project.startDate(), project.endDate())});
+                       m_text.projectDateText(project.startDate(), project.endDate()), projectPinned});
         for (const BMAutoItemPtr& item : project.children()) {
+            // The autosaves of a pinned project are pinned by its row's mark.
             m_rows.append({QStringLiteral("  ") + FileName::displayText(item->name()),
-                           m_text.formatFileSize(item->fileSize()), dateText(item->createdMsecs())});
+                           m_text.formatFileSize(item->fileSize()), dateText(item->createdMsecs()),
+                           !projectPinned && m_pins.contains(item->path())});
             ++m_itemCount;
         }
         m_totalBytes += project.fileSize();
@@ -63,6 +66,8 @@ public:
             line += row.size;
             line += QStringLiteral("  ");
             line += row.date;
+            if (row.pinned)
+                line += QStringLiteral("  (pinned)");
             while (line.endsWith(QLatin1Char(' ')))
                 line.chop(1);
             out += line.toUtf8();
@@ -90,6 +95,7 @@ private:
         QString name;
         QString size;
         QString date;
+        bool pinned = false;
     };
 
     // Autosaves of one second share their text, made once.
@@ -104,6 +110,7 @@ private:
     }
 
     const OutlineText& m_text;
+    const PinnedPaths& m_pins;
     QList<Row> m_rows;
     qsizetype m_projectCount = 0;
     qsizetype m_itemCount = 0;
@@ -140,12 +147,15 @@ int ListCommand::run() {
                                     : QStringList();
     bool ok = true;
     const OutlineText text;
-    TextListing listing(text);
+    const PinnedPaths pins = PinnedPaths::stored();
+    TextListing listing(text, pins);
     if (m_sort.empty()) {
         // Each project taken as soon as it is whole, then let go.
         std::optional<JsonListWriter> writer;
-        if (m_json)
+        if (m_json) {
             writer.emplace(stdout, offline);
+            writer->setPins(pins);
+        }
         CatalogueArguments::catalogue("list", m_paths, &ok, [&](const BMProjectPtr& project) {
             if (writer)
                 writer->write(*project);
@@ -166,6 +176,7 @@ int ListCommand::run() {
         CatalogueArguments::catalogue("list", m_paths, &ok), QString::fromLatin1(column), m_descending);
     if (m_json) {
         JsonListWriter writer(stdout, offline);
+        writer.setPins(pins);
         for (const BMProjectPtr& project : projects)
             writer.write(*project);
         writer.finish();

@@ -104,6 +104,8 @@ void JsonListWriter::write(const BMProject& project) {
         appendString(m_buffer, item->name());
         m_buffer.append(",\"path\":");
         appendString(m_buffer, item->path());
+        if (m_pins.isPinned(*item))
+            m_buffer.append(",\"pinned\":true");
         m_buffer.append(",\"size\":");
         appendNumber(m_buffer, item->fileSize());
         m_buffer.append(",\"type\":");
@@ -115,6 +117,8 @@ void JsonListWriter::write(const BMProject& project) {
     appendString(m_buffer, project.name());
     m_buffer.append(",\"path\":");
     appendString(m_buffer, project.path());
+    if (m_pins.isPinned(project))
+        m_buffer.append(",\"pinned\":true");
     m_buffer.append(",\"size\":");
     appendNumber(m_buffer, project.fileSize());
     m_buffer.append(",\"startDate\":");

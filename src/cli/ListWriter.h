@@ -1,6 +1,7 @@
 #pragma once
 
 #include "catalogue/BMProject.h"
+#include "catalogue/PinnedPaths.h"
 
 #include <QByteArray>
 #include <QString>
@@ -18,6 +19,8 @@ public:
     JsonListWriter(const JsonListWriter&) = delete;
     JsonListWriter& operator=(const JsonListWriter&) = delete;
 
+    // A pinned project or autosave gets "pinned": true; nothing is added for the others.
+    void setPins(PinnedPaths pins) { m_pins = std::move(pins); }
     void write(const BMProject& project);
     // Closes the document and flushes; the destructor does it when nobody did.
     void finish();
@@ -31,6 +34,7 @@ private:
     void flushIfFull();
 
     std::FILE* m_out;
+    PinnedPaths m_pins;
     QByteArray m_buffer;
     bool m_first = true;
     bool m_finished = false;

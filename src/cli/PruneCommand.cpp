@@ -7,6 +7,7 @@
 #include "TerminalProgress.h"
 #include "actions/ActionTexts.h"
 #include "actions/AutosaveRemoval.h"
+#include "actions/CombinedRule.h"
 #include "actions/RetentionRules.h"
 #include "catalogue/OutlineText.h"
 #include "foundation/FileName.h"
@@ -90,9 +91,14 @@ QList<RemovedAutosave> listed(const BMAutoItemList& items) {
 
 CLI::App* PruneCommand::define(CLI::App& parent) {
     CLI::App* command = parent.add_subcommand(
-        "prune", "Moves autosaves to the Trash by a rule: those older than a number of days, or all but the "
-                 "most recent of each project.");
-    CLI::Option_group* rule = command->add_option_group("rule", "Which autosaves go (give exactly one)");
+        "prune",
+        "Moves autosaves to the Trash by a rule: those older than a number of days, all but the most "
+        "recent of each project, the oldest of a project over a size, or these combined.");
+    CLI::Option_group* rule = command->add_option_group(
+        "rule",
+        "Which autosaves go (at least one; together: the newest N of each project are kept first, of the "
+        "rest those older than DAYS go, then the oldest of what is left until the project is within "
+        "SIZE)");
     rule->add_option("--older-than", m_olderThan,
                      "Remove the autosaves created more than DAYS whole days ago (an autosave exactly DAYS "
                      "old stays)")
@@ -101,7 +107,13 @@ CLI::App* PruneCommand::define(CLI::App& parent) {
     rule->add_option("--keep", m_keep, "Keep the N most recent autosaves of each project, remove the others")
         ->type_name("N")
         ->transform(ArgumentChecks::wholeNumber(1, 1000000));
-    rule->require_option(1);
+    rule->add_option(
+            "--max-size", m_maxSize,
+            "Remove the oldest autosaves of each project over SIZE until it is within it; SIZE has a "
+            "unit of 1024: B, K or KB, M or MB, G or GB, T or TB (\"500M\", \"1.5G\")")
+        ->type_name("SIZE")
+        ->transform(ArgumentChecks::sizeWithUnit());
+    rule->require_option(1, 3);
     command->add_flag("--dry-run", m_dryRun, "List what would go and change nothing");
     command->add_flag("--json", m_json, "Print one JSON document instead of text");
     command
@@ -117,8 +129,23 @@ int PruneCommand::run() {
     if (!scanned)
         return 1;
     const SelectedRows rows = AutosaveSelection::allProjects(projects);
-    const RetentionChoice choice = m_olderThan > 0 ? RetentionRules::removeOlderAutosaves(rows, m_olderThan)
-                                                   : RetentionRules::removeAllExceptMostRecent(rows, m_keep);
+    const int rules = (m_olderThan > 0) + (m_keep > 0) + (m_maxSize > 0);
+    RetentionChoice choice;
+    if (rules == 1 && m_olderThan > 0) {
+        choice = RetentionRules::removeOlderAutosaves(rows, m_olderThan);
+    } else if (rules == 1 && m_keep > 0) {
+        choice = RetentionRules::removeAllExceptMostRecent(rows, m_keep);
+    } else {
+        CombinedRule rule;
+        if (m_keep > 0)
+            rule.keepNewest = m_keep;
+        if (m_olderThan > 0)
+            rule.olderThanDays = m_olderThan;
+        if (m_maxSize > 0)
+            rule.maxProjectBytes = m_maxSize;
+        for (const RuleChoice& each : rule.choose(projects, PinnedPaths::stored()))
+            choice.autosaves << each.item;
+    }
 
     QList<RemovedAutosave> autosaves;
     int status = 0;

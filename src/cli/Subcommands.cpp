@@ -3,6 +3,7 @@
 #include "GatherLogsCommand.h"
 #include "HelperCommand.h"
 #include "ListCommand.h"
+#include "PinCommand.h"
 #include "PruneCommand.h"
 #include "Subcommand.h"
 
@@ -12,6 +13,8 @@ std::vector<std::unique_ptr<Subcommand>> makeSubcommands() {
     commands.push_back(std::make_unique<DiscoverCommand>());
     commands.push_back(std::make_unique<PruneCommand>());
     commands.push_back(std::make_unique<ArchiveCommand>());
+    commands.push_back(std::make_unique<PinCommand>(true));
+    commands.push_back(std::make_unique<PinCommand>(false));
     commands.push_back(std::make_unique<HelperCommand>());
     commands.push_back(std::make_unique<GatherLogsCommand>());
     return commands;

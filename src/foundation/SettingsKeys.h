@@ -33,6 +33,8 @@ inline constexpr char sortColumn[] = "sortColumn";
 inline constexpr char sortDescending[] = "sortDescending";
 // Premiere 2019+ copies "<Project>-YYYY-MM-DD_HH-MM-SS" and "<Project>" join their project.
 inline constexpr char premiereGroupTimestampedCopies[] = "premiereGroupTimestampedCopies";
+// Projects and autosaves that no rule, helper or archive may take, by path ("~/..." in the home).
+inline constexpr char pinnedPaths[] = "pinnedPaths";
 // The usage analytics' counters, and where they are sent.
 inline constexpr char launchCount[] = "launchCount";
 inline constexpr char lastSubmission[] = "lastSubmission";

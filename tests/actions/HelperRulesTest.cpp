@@ -114,6 +114,14 @@ TEST(HelperRules, RemovalTakesEverythingOrWhatBreaksALimit) {
     size.projectBytes = 3 * kMB; // 10 MB: e1 and e2 bring it to 3
     EXPECT_EQ(chosen(HelperRules::removalChoices(*edit, size, {}, kNow)),
               "oldest of a project over 3 MB: Edit/e1 Edit/e2");
+    // A pin keeps its autosave and still counts in the size: the 6 MB of e2 leave the project
+    // over 3 MB whatever else goes.
+    size.pinned = PinnedPaths({"/loc/Edit/e2"});
+    EXPECT_EQ(chosen(HelperRules::removalChoices(*edit, size, {}, kNow)),
+              "oldest of a project over 3 MB: Edit/e1 Edit/e3 Edit/e4");
+    RemovalLimits pinnedProject;
+    pinnedProject.pinned = PinnedPaths({"/loc/Edit"});
+    EXPECT_EQ(chosen(HelperRules::removalChoices(*edit, pinnedProject, {}, kNow)), "");
 }
 
 } // namespace

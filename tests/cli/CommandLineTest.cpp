@@ -221,10 +221,18 @@ INSTANTIATE_TEST_SUITE_P(
         StatusRow{"TrailingSlash", {"list", "%/"}, 1, "(write it without the trailing \"/\")"},
         StatusRow{"UnknownSortKey", {"list", "--sort", "kind"}, 2, "--sort"},
         StatusRow{"DescendingNeedsSort", {"list", "--descending"}, 2, "--descending requires --sort"},
-        StatusRow{
-            "PruneWithoutRule", {"prune", "%"}, 2, "Exactly 1 option from [--older-than,--keep] is required"},
-        StatusRow{
-            "PruneWithBothRules", {"prune", "--keep", "2", "--older-than", "3", "%"}, 2, "and 2 were given"},
+        StatusRow{"PruneWithoutRule", {"prune", "%"}, 2, "[--older-than,--keep,--max-size] is required"},
+        // Together the rules keep Beta's three: none is old, and nothing is over the size.
+        StatusRow{"PruneWithEveryRule",
+                  {"prune", "--keep", "1", "--older-than", "3", "--max-size", "1.5K", "%"},
+                  0,
+                  ""},
+        StatusRow{"MaxSizeWithoutUnit",
+                  {"prune", "--max-size", "500", "%"},
+                  2,
+                  "--max-size: a size with a unit is expected (\"500M\", \"1.5G\"; units B, K, M, G, T), not "
+                  "\"500\""},
+        StatusRow{"MaxSizeOfNothing", {"prune", "--max-size", "0.0001K", "%"}, 2, "a size above zero"},
         StatusRow{"PruneKeepingNone",
                   {"prune", "--keep", "0", "%"},
                   2,

@@ -155,6 +155,23 @@ TEST_F(HelperProgram, CleanTrashesWhatBreaksALimitOldestFirstAndKeepsEachNewest)
     EXPECT_EQ(trashed().size(), 3);
 }
 
+TEST_F(HelperProgram, CleanNeverTakesAPinnedAutosaveNorOneOfAPinnedProject) {
+    set({{autoCleanUseCriteriaAge, true},
+         {pinnedPaths, QStringList{"~/Share/Adobe Premiere Pro Auto-Save/Edit/Edit-1.prproj",
+                                   location + "/Cut"}}});
+    autosave("Edit/Edit-1.prproj", 40);
+    autosave("Edit/Edit-2.prproj", 35);
+    autosave("Edit/Edit-3.prproj", 1);
+    autosave("Cut/Cut-1.prproj", 40);
+    autosave("Cut/Cut-2.prproj", 1);
+
+    const Outcome result = run({"-clean", location});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString() << result.out.toStdString();
+    EXPECT_EQ(trashed(), (QMap<QString, QString>{{"Edit-2.prproj", "Edit/Edit-2.prproj"}}));
+    EXPECT_EQ(left(), (QStringList{"Cut/Cut-1.prproj", "Cut/Cut-2.prproj", "Edit/Edit-1.prproj",
+                                   "Edit/Edit-3.prproj"}));
+}
+
 TEST_F(HelperProgram, AvidBinsKeepTheirNewestAndTheTimeLimitStopsBetweenFiles) {
     location = home().home() + "/Share/Avid Attic";
     set({{autoCleanUseCriteriaAge, true}});

@@ -1,0 +1,152 @@
+// vestry pin and unpin, the combined prune rule, and what a pin keeps: the built program run as a
+// subprocess on real Premiere locations in the test's temporary home.
+#include "foundation/BMSettings.h"
+#include "foundation/SettingsKeys.h"
+#include "support/MacMetadata.h"
+#include "support/Programs.h"
+#include "support/TempHome.h"
+#include "support/ZipEntries.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr char kLocation[] = "Documents/Adobe Premiere Pro Auto-Save";
+
+// Alpha (one autosave) and Beta (three, created in this order).
+class Pins : public TempHomeTest {
+protected:
+    void SetUp() override {
+        TempHomeTest::SetUp();
+        if (actingForAnotherConsoleUser())
+            GTEST_SKIP() << "running as root for another console user";
+        premiere = home().home() + "/" + kLocation;
+        for (const char* name :
+             {"Alpha/Alpha-1.prproj", "Beta/Beta-1.prproj", "Beta/Beta-2.prproj", "Beta/Beta-3.prproj"}) {
+            home().writeFile(at(name), QByteArray(name).repeated(10));
+            QThread::msleep(5);
+        }
+    }
+    ProgramRun run(const QStringList& arguments) {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("LC_ALL", "en_US.UTF-8");
+        return runProgram(VESTRY_PROGRAM, arguments, {environment, home().home()});
+    }
+    static QStringList stored() {
+        BMSettings::standard().synchronize();
+        return BMSettings::standard().stringListValue(SettingsKey::pinnedPaths);
+    }
+    QString at(const QString& relative) const { return premiere + "/" + relative; }
+
+    QString premiere;
+};
+
+TEST_F(Pins, ArePinnedOnceRefusedByNameAndTakenOffEvenWhenTheFileIsGone) {
+    const ProgramRun first = run({"pin", at("Beta/"), at("Alpha/Alpha-1.prproj")});
+    EXPECT_EQ(first.out, "Pinned " + at("Beta") + "\nPinned " + at("Alpha/Alpha-1.prproj") + "\n");
+    EXPECT_EQ(run({"pin", QString(kLocation) + "/Beta"}).exitCode, 0); // relative, and again
+    const QString tilde = QString("~/") + kLocation;
+    EXPECT_EQ(stored(), (QStringList{tilde + "/Beta", tilde + "/Alpha/Alpha-1.prproj"}));
+
+    // One bad path and nothing changes; each is named with its cause.
+    home().writeFile(at("Beta/notes.txt"));
+    const ProgramRun refused =
+        run({"pin", at("Beta/Beta-2.prproj"), "Gone.prproj", premiere, at("Beta/notes.txt")});
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_EQ(refused.err.split('\n'),
+              (QStringList{"vestry pin: Gone.prproj: no such file or folder",
+                           "vestry pin: " + premiere +
+                               ": is an autosave location; name the projects or autosaves in it",
+                           "vestry pin: " + at("Beta/notes.txt") +
+                               ": not a project or autosave that Vestry lists in " + premiere,
+                           "vestry pin: nothing was changed", ""}));
+    EXPECT_EQ(stored().size(), 2);
+
+    EXPECT_EQ(run({"unpin", at("Beta/Beta-2.prproj")}).err, "vestry unpin: " + at("Beta/Beta-2.prproj") +
+                                                                ": stays pinned with its project " +
+                                                                at("Beta") + "\n");
+    ASSERT_TRUE(QFile::remove(at("Alpha/Alpha-1.prproj")));
+    EXPECT_EQ(run({"unpin", at("Alpha/Alpha-1.prproj"), at("Beta")}).exitCode, 0);
+    EXPECT_EQ(stored(), QStringList());
+    const ProgramRun gone = run({"unpin", at("Alpha/Alpha-1.prproj")});
+    EXPECT_EQ(gone.exitCode, 1);
+    EXPECT_EQ(gone.err, "vestry unpin: " + at("Alpha/Alpha-1.prproj") +
+                            ": no such file or folder\nvestry unpin: nothing was changed\n");
+}
+
+TEST_F(Pins, AreMarkedInTheListingAndOtherwiseLeaveItsBytesAsTheyWere) {
+    const QString before = run({"list", "--json", premiere}).out;
+    ASSERT_EQ(run({"pin", at("Beta"), at("Alpha/Alpha-1.prproj")}).exitCode, 0);
+    QString expected = before;
+    for (const char* path :
+         {"Alpha/Alpha-1.prproj", "Beta", "Beta/Beta-1.prproj", "Beta/Beta-2.prproj", "Beta/Beta-3.prproj"}) {
+        const QString key = "\"path\":\"" + at(path) + "\",";
+        ASSERT_EQ(expected.count(key), 1) << key.toStdString();
+        expected.replace(key, key + "\"pinned\":true,");
+    }
+    EXPECT_EQ(run({"list", "--json", premiere}).out, expected);
+    // In text a project's row stands for its autosaves; an autosave pinned alone has its own mark.
+    const QStringList lines = run({"list", premiere}).out.split('\n').filter("(pinned)");
+    EXPECT_TRUE(lines.size() == 2 && lines[0].startsWith("  Alpha-1.prproj") && lines[1].startsWith("Beta "));
+
+    ASSERT_EQ(run({"unpin", at("Beta"), at("Alpha/Alpha-1.prproj")}).exitCode, 0);
+    EXPECT_EQ(run({"list", "--json", premiere}).out, before);
+}
+
+TEST_F(Pins, KeepAnAutosaveFromTheRulesAndFromTheTrashAfterAnArchive) {
+    ASSERT_EQ(run({"pin", at("Beta/Beta-1.prproj")}).exitCode, 0);
+    const ProgramRun keep = run({"prune", "--keep", "1", "--json", premiere});
+    EXPECT_TRUE(keep.out.startsWith("{\"removed\":[{\"path\":\"" + at("Beta/Beta-2.prproj") + "\",") &&
+                keep.out.endsWith("}],\"bytes\":180}\n"))
+        << keep.out.toStdString();
+    // Over one byte, Beta would lose all but its newest; the pin keeps Beta-1.
+    EXPECT_EQ(run({"prune", "--keep", "1", "--max-size", "1B", "--json", premiere}).out,
+              "{\"removed\":[],\"bytes\":0}\n");
+    // The archive packs the pinned autosave too, but only the other goes to the Trash.
+    const ProgramRun archive = run({"archive", "--to", "Beta.zip", at("Beta")});
+    EXPECT_TRUE(archive.out.endsWith("); moved 1 (1 pinned stayed) to the Trash\n"))
+        << archive.out.toStdString();
+    EXPECT_EQ(zipEntryNames(home().home() + "/Beta.zip"),
+              (QStringList{"Beta/", "Beta/Beta-1.prproj", "Beta/Beta-3.prproj"}));
+    EXPECT_TRUE(QFile::exists(at("Beta/Beta-1.prproj")));
+    EXPECT_FALSE(QFile::exists(at("Beta/Beta-3.prproj")));
+}
+
+TEST_F(Pins, AndTheCombinedRuleKeepTheNewestThenTakeTheOldThenTheOldestOverTheSize) {
+    const QString share = home().home() + "/Share/Adobe Premiere Pro Auto-Save";
+    const QList<std::tuple<QString, int, int>> files{
+        {"Edit-1", 60, 100}, {"Edit-2", 50, 100}, {"Edit-3", 40, 100}, {"Edit-4", 20, 300},
+        {"Edit-5", 10, 100}, {"Edit-6", 5, 100},  {"Edit-7", 1, 100},  {"Cut-1", 3, 400},
+        {"Cut-2", 2, 400},   {"Cut-3", 1, 400}};
+    for (const auto& [name, days, size] : files) {
+        // Creation dates as Samba records a Mac's.
+        const QString path = share + "/" + name.section('-', 0, 0) + "/" + name + ".prproj";
+        const QDateTime created = QDateTime::currentDateTimeUtc().addDays(-days);
+        home().writeFile(path);
+        if (!QFile::resize(path, size) || !setDosAttrib(path, dosAttribRecord(4, created)) ||
+            !keepOriginalModificationTime(path, created))
+            GTEST_SKIP() << "the file system refuses user extended attributes (the dates of autosaves)";
+    }
+    const auto removed = [&] {
+        const ProgramRun result = run({"prune", "--keep", "2", "--older-than", "30", "--max-size", "350B",
+                                       "--dry-run", "--json", share});
+        QStringList names;
+        for (const QJsonValue& each : QJsonDocument::fromJson(result.out.toUtf8())["removed"].toArray())
+            names << each["path"].toString().section('/', -1).chopped(7);
+        return names.join(' ');
+    };
+    // Edit keeps 7 and 6; 1 to 3 are old; Edit-4 brings the 600 B left within 350 B. Cut keeps its
+    // two newest although it stays over the size.
+    EXPECT_EQ(removed(), "Cut-1 Edit-4 Edit-3 Edit-2 Edit-1");
+    // A pinned autosave stays but counts in the size, so Edit-5 goes too; a pinned project loses nothing.
+    ASSERT_EQ(run({"pin", share + "/Edit/Edit-3.prproj", share + "/Cut"}).exitCode, 0);
+    EXPECT_EQ(removed(), "Edit-5 Edit-4 Edit-2 Edit-1");
+}
+
+} // namespace
