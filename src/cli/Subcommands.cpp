@@ -4,6 +4,7 @@
 #include "HelperCommand.h"
 #include "ListCommand.h"
 #include "PruneCommand.h"
+#include "RestoreCommand.h"
 #include "Subcommand.h"
 
 std::vector<std::unique_ptr<Subcommand>> makeSubcommands() {
@@ -12,6 +13,7 @@ std::vector<std::unique_ptr<Subcommand>> makeSubcommands() {
     commands.push_back(std::make_unique<DiscoverCommand>());
     commands.push_back(std::make_unique<PruneCommand>());
     commands.push_back(std::make_unique<ArchiveCommand>());
+    commands.push_back(std::make_unique<RestoreCommand>());
     commands.push_back(std::make_unique<HelperCommand>());
     commands.push_back(std::make_unique<GatherLogsCommand>());
     return commands;
