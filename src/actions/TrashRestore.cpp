@@ -83,6 +83,13 @@ QStringList spellings(const QStringList& locations) {
     return all;
 }
 
+// A folder that is no link, of that owner, sticky where asked.
+[[maybe_unused]] bool isRealFolder(const QString& path, std::optional<uint> owner, bool sticky) {
+    struct stat info {};
+    return ::lstat(FileName::encode(path).constData(), &info) == 0 && S_ISDIR(info.st_mode) &&
+           (!owner || info.st_uid == *owner) && (!sticky || (info.st_mode & S_ISVTX));
+}
+
 bool lexists(const QByteArray& path) {
     struct stat info {};
     return ::lstat(path.constData(), &info) == 0;
@@ -195,6 +202,12 @@ QStringList TrashRestore::trashFolders(const QStringList& locations) {
     };
     add(BMLocalPaths::trashDirectory());
 #if defined(Q_OS_LINUX)
+    // Anybody may write at the top of a volume: a Trash there is taken only when it is a real
+    // folder of the user's, as the Trash code makes it, never a link that leads elsewhere.
+    const auto addVolumeTrash = [&](const QString& folder, uint uid) {
+        if (isRealFolder(folder, uid, false))
+            add(folder);
+    };
     const QByteArray mountInfo = readSmallFile(QStringLiteral("/proc/self/mountinfo"), 16 * 1024 * 1024);
     // The user the Trash code fills them for: root working for the user at the console fills
     // that user's, the owner of the home Trash.
@@ -209,8 +222,10 @@ QStringList TrashRestore::trashFolders(const QStringList& locations) {
         if (top.isEmpty())
             continue;
         for (const uint uid : uids) {
-            add(PathText::appendingComponent(top, QStringLiteral(".Trash/%1").arg(uid)));
-            add(PathText::appendingComponent(top, QStringLiteral(".Trash-%1").arg(uid)));
+            const QString shared = PathText::appendingComponent(top, QStringLiteral(".Trash"));
+            if (isRealFolder(shared, std::nullopt, true))
+                addVolumeTrash(PathText::appendingComponent(shared, QString::number(uid)), uid);
+            addVolumeTrash(PathText::appendingComponent(top, QStringLiteral(".Trash-%1").arg(uid)), uid);
         }
     }
 #else

@@ -142,3 +142,26 @@ TEST_F(RestoreFromAVolume, ItemsComeBackFromTheVolumesTrashAndAcrossVolumesFromT
     EXPECT_TRUE(::trashRecords(volumeTrash).isEmpty());
     EXPECT_TRUE(trashRecords().isEmpty());
 }
+
+TEST_F(RestoreFromAVolume, AFailureNamesTheFileAndTheCauseAndLeavesTheItemWithItsRecord) {
+    ASSERT_TRUE(AutosaveRemoval::removeChildren(autosavesNamed(projects, {"Cut-1.prproj"})).ok());
+    const QString volumeTrash = disk + "/.Trash-" + QString::number(::getuid());
+    // A link planted at the top of the volume is no Trash of the user's.
+    const QString elsewhere = home().makeFolder("elsewhere");
+    home().writeFile(elsewhere + "/files/Planted.prproj", "planted");
+    home().writeFile(elsewhere + "/info/Planted.prproj.trashinfo",
+                     "[Trash Info]\nPath=" + (location + "/Cut/Planted.prproj").toUtf8() +
+                         "\nDeletionDate=2026-11-20T10:00:00\n");
+    ASSERT_TRUE(QFile::link(elsewhere, disk + "/.Trash-4242"));
+    home().platform().uid = 4242;
+    EXPECT_EQ(originals(TrashRestore::list({location})), QStringList{location + "/Cut/Cut-1.prproj"});
+    if (!volume->remountReadOnly())
+        GTEST_SKIP() << "the kernel refuses to make the volume read-only";
+    const RestoreReport report = TrashRestore::restore(TrashRestore::list({location}));
+    EXPECT_EQ(report.failed, QStringList{location + "/Cut/Cut-1.prproj"});
+    const QString reason = report.reasons.value(location + "/Cut/Cut-1.prproj");
+    EXPECT_TRUE(reason.startsWith(location + "/Cut/Cut-1.prproj: ")) << reason.toStdString();
+    EXPECT_TRUE(reason.contains("Read-only file system")) << reason.toStdString();
+    EXPECT_EQ(::trashRecords(volumeTrash),
+              (QMap<QString, QString>{{"Cut-1.prproj", location + "/Cut/Cut-1.prproj"}}));
+}
