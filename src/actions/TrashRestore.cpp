@@ -109,8 +109,9 @@ bool makeParents(const QString& path, QStringList& made, QString* error) {
     }
     for (const QString& each : missing) {
         if (::mkdir(FileName::encode(each).constData(), 0777) != 0) {
+            const int failure = errno;
             *error = QStringLiteral("cannot make the folder %1: %2")
-                         .arg(FileName::displayText(each), cause(errno));
+                         .arg(FileName::displayText(each), cause(failure));
             return false;
         }
         made << each;
@@ -168,9 +169,10 @@ Outcome restoreItem(const TrashedItem& item, QString* reason) {
         return standing ? Outcome::Refused : Outcome::Failed;
     }
     if (::unlink(FileName::encode(item.recordPath).constData()) != 0 && errno != ENOENT) {
+        const int failure = errno;
         // Back in place; only the Trash keeps a record without an item.
         *reason = QStringLiteral("%1 is back, but its restore record %2 could not be removed: %3")
-                      .arg(shown, FileName::displayText(item.recordPath), cause(errno));
+                      .arg(shown, FileName::displayText(item.recordPath), cause(failure));
     }
     return Outcome::Restored;
 }

@@ -11,7 +11,6 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
 
 #include <algorithm>
 
@@ -23,21 +22,25 @@ QStringList knownLocations() {
     return CatalogueLocations().locations(BMSettings::standard());
 }
 
-// {"trashed":[{"originalPath":…,"deletionDate":…,"size":…,"pathInTrash":…}]}, newest first;
-// the date in UTC, null where the record has none.
+// A JSON string literal, quotes included.
+QString jsonString(const QString& text) {
+    const QByteArray array = QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Compact);
+    return QString::fromUtf8(array.mid(1, array.size() - 2));
+}
+
+// {"trashed":[{"originalPath":…,"deletionDate":…,"size":…,"pathInTrash":…}]}, keys in this
+// order, newest first; the date in UTC, null where the record has none.
 QString listJson(const QList<TrashedItem>& items) {
-    QJsonArray trashed;
+    QStringList entries;
     for (const TrashedItem& item : items) {
-        QJsonObject entry;
-        entry.insert(QStringLiteral("originalPath"), item.originalPath);
-        entry.insert(QStringLiteral("deletionDate"),
-                     item.deletionDate.isValid() ? QJsonValue(item.deletionDate.toUTC().toString(Qt::ISODate))
-                                                 : QJsonValue(QJsonValue::Null));
-        entry.insert(QStringLiteral("size"), qint64(item.size));
-        entry.insert(QStringLiteral("pathInTrash"), item.pathInTrash);
-        trashed.append(entry);
+        const QString date = item.deletionDate.isValid()
+                                 ? jsonString(item.deletionDate.toUTC().toString(Qt::ISODate))
+                                 : QStringLiteral("null");
+        entries << QStringLiteral("{\"originalPath\":%1,\"deletionDate\":%2,\"size\":%3,\"pathInTrash\":%4}")
+                       .arg(jsonString(item.originalPath), date, QString::number(item.size),
+                            jsonString(item.pathInTrash));
     }
-    return QString::fromUtf8(QJsonDocument(QJsonObject{{QStringLiteral("trashed"), trashed}}).toJson());
+    return QStringLiteral("{\"trashed\":[%1]}\n").arg(entries.join(QLatin1Char(',')));
 }
 
 QString listText(const QList<TrashedItem>& items) {
