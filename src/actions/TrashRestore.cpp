@@ -3,6 +3,7 @@
 #include "RemovalJournal.h"
 #include "foundation/BMFileManager.h"
 #include "foundation/BMLocalPaths.h"
+#include "foundation/BMLog.h"
 #include "foundation/FileName.h"
 #include "foundation/FileTree.h"
 #include "foundation/LocationLock.h"
@@ -293,6 +294,10 @@ RestoreReport TrashRestore::restore(const QList<TrashedItem>& items) {
         }
         if (!reason.isEmpty())
             report.reasons.insert(item.originalPath, reason);
+        BMLog::appendLog(
+            reason.isEmpty()
+                ? QStringLiteral("Put back from the Trash: %1").arg(FileName::displayText(item.originalPath))
+                : QStringLiteral("Putting back from the Trash: %1").arg(reason));
     }
     return report;
 }
