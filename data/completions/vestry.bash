@@ -23,12 +23,13 @@ _vestry() {
     local command=${nonopt[0]-} opts="" paths=""
     case $command in
         "") opts='--help --version'
-            [[ $cur != -* ]] && { COMPREPLY=($(compgen -W 'list discover prune archive pin unpin helper gather-logs' -- "$cur")); return; } ;;
+            [[ $cur != -* ]] && { COMPREPLY=($(compgen -W 'list discover prune archive pin unpin restore helper gather-logs' -- "$cur")); return; } ;;
         list) opts='--json --sort --descending --help'; paths=1 ;;
         discover) opts='--json --volumes --help' ;;
         prune) opts='--older-than --keep --max-size --dry-run --json --help'; paths=1 ;;
         pin | unpin) opts='--help'; paths=1 ;;
         archive) opts='--to --help'; paths=1 ;;
+        restore) opts='--list --json --last --help'; paths=1 ;;
         gather-logs) opts='--help' ;;
         helper)
             case "${nonopt[1]-} ${nonopt[2]-}" in
@@ -46,7 +47,7 @@ _vestry() {
         COMPREPLY=($(compgen -W "$opts" -- "$cur"))
     else
         _filedir -d
-        [[ $command == archive || $command == list || $command == pin || $command == unpin ]] && _filedir
+        [[ $command == archive || $command == list || $command == pin || $command == unpin || $command == restore ]] && _filedir
     fi
 }
 complete -F _vestry vestry

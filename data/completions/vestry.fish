@@ -1,5 +1,5 @@
 # fish completion for vestry
-set -l commands list discover prune archive pin unpin helper gather-logs
+set -l commands list discover prune archive pin unpin restore helper gather-logs
 complete -c vestry -f
 complete -c vestry -n "not __fish_seen_subcommand_from $commands" -l help -s h -d 'Print help'
 complete -c vestry -n "not __fish_seen_subcommand_from $commands" -l version -d 'Print the version'
@@ -9,6 +9,7 @@ complete -c vestry -n "not __fish_seen_subcommand_from $commands" -a prune -d 'M
 complete -c vestry -n "not __fish_seen_subcommand_from $commands" -a archive -d 'Pack autosaves into a zip, then trash them'
 complete -c vestry -n "not __fish_seen_subcommand_from $commands" -a pin -d 'Keep projects or autosaves from every rule'
 complete -c vestry -n "not __fish_seen_subcommand_from $commands" -a unpin -d 'Take the pin off projects or autosaves'
+complete -c vestry -n "not __fish_seen_subcommand_from $commands" -a restore -d 'List removed autosaves, put them back'
 complete -c vestry -n "not __fish_seen_subcommand_from $commands" -a helper -d 'Show and switch the background jobs'
 complete -c vestry -n "not __fish_seen_subcommand_from $commands" -a gather-logs -d 'Collect the logs for support'
 
@@ -29,6 +30,11 @@ complete -c vestry -n '__fish_seen_subcommand_from prune' -l json -d 'Print one 
 complete -c vestry -n '__fish_seen_subcommand_from archive' -l to -r -F -d 'The archive to write (.zip)'
 complete -c vestry -n '__fish_seen_subcommand_from archive' -F
 complete -c vestry -n '__fish_seen_subcommand_from pin unpin' -F
+
+complete -c vestry -n '__fish_seen_subcommand_from restore' -l list -d 'List what the Trash holds from the locations'
+complete -c vestry -n '__fish_seen_subcommand_from restore' -l json -d 'With --list: print one JSON document'
+complete -c vestry -n '__fish_seen_subcommand_from restore' -l last -d 'Put back what the last removal took'
+complete -c vestry -n '__fish_seen_subcommand_from restore' -F
 
 set -l helper_seen '__fish_seen_subcommand_from helper'
 complete -c vestry -n "$helper_seen; and not __fish_seen_subcommand_from status enable disable" -a status -d 'Say how the jobs are'

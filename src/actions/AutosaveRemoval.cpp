@@ -1,6 +1,7 @@
 #include "AutosaveRemoval.h"
 
 #include "LocationLocks.h"
+#include "RemovalJournal.h"
 #include "foundation/BMException.h"
 #include "foundation/BMFileManager.h"
 #include "foundation/BMLog.h"
@@ -94,6 +95,7 @@ RemovalReport AutosaveRemoval::removeIndexSet(const SelectedRows& rows, const Pr
                                               OnFailure onFailure, const QSet<QString>* onlyThese,
                                               const CancelFlag* cancel) {
     RemovalReport report;
+    const RemovalJournal::Recorder recorder(report);
     try {
         BMLog::appendLog(QStringLiteral("Removing autosaves manually..."));
         const auto locks = lockLocations(AutosaveSelection::autosavesOf(rows), report);
@@ -141,6 +143,7 @@ RemovalReport AutosaveRemoval::removeIndexSet(const SelectedRows& rows, const Pr
 RemovalReport AutosaveRemoval::removeChildren(const BMAutoItemList& items, const ProgressCallback& progress,
                                               OnFailure onFailure, const CancelFlag* cancel) {
     RemovalReport report;
+    const RemovalJournal::Recorder recorder(report);
     try {
         BMLog::appendLog(QStringLiteral("Removing children manually..."));
         const auto locks = lockLocations(items, report);

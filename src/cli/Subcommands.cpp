@@ -5,6 +5,7 @@
 #include "ListCommand.h"
 #include "PinCommand.h"
 #include "PruneCommand.h"
+#include "RestoreCommand.h"
 #include "Subcommand.h"
 
 std::vector<std::unique_ptr<Subcommand>> makeSubcommands() {
@@ -15,6 +16,7 @@ std::vector<std::unique_ptr<Subcommand>> makeSubcommands() {
     commands.push_back(std::make_unique<ArchiveCommand>());
     commands.push_back(std::make_unique<PinCommand>(true));
     commands.push_back(std::make_unique<PinCommand>(false));
+    commands.push_back(std::make_unique<RestoreCommand>());
     commands.push_back(std::make_unique<HelperCommand>());
     commands.push_back(std::make_unique<GatherLogsCommand>());
     return commands;

@@ -1,6 +1,7 @@
 #include "HelperRun.h"
 
 #include "actions/LocationLocks.h"
+#include "actions/RemovalJournal.h"
 #include "automation/HelperRunLog.h"
 #include "catalogue/OutlineText.h"
 #include "foundation/BMLog.h"
@@ -158,6 +159,8 @@ void HelperRun::count(const RemovalReport& report, Tally& tally) const {
 }
 
 void HelperRun::moveToTrash(const RuleChoices& choices, Tally& tally) {
+    // The run's autosaves go one by one, and are put back as one.
+    const RemovalJournal::Batch batch;
     for (qsizetype i = 0; i < choices.size(); ++i) {
         const RuleChoice& choice = choices.at(i);
         if (dryRun()) {

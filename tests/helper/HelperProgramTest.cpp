@@ -1,6 +1,7 @@
 // vestry-helper as the background jobs run it: the built program as a subprocess, on real
 // trees in a temporary home, with that home's settings, log and Trash.
 #include "ZipEntries.h"
+#include "actions/RemovalJournal.h"
 #include "automation/HelperRunLog.h"
 #include "foundation/BMSettings.h"
 #include "foundation/LocationLock.h"
@@ -148,6 +149,10 @@ TEST_F(HelperProgram, CleanTrashesWhatBreaksALimitOldestFirstAndKeepsEachNewest)
                                                "project over 2 MB\n")))
         << result.out.toStdString();
     EXPECT_EQ(lastRun("clean"), "ok: moved 3 autosaves (1.5 MB) to the Trash");
+    // The run took them one by one, and they are put back as one removal.
+    const std::optional<RemovalJournal::Entry> removal = RemovalJournal::last();
+    ASSERT_TRUE(removal);
+    EXPECT_EQ(removal->paths.size(), 3);
 
     // Within every limit now: nothing to do, and nothing moves.
     EXPECT_EQ(run({"-clean", location}).exitCode, 0);

@@ -27,7 +27,7 @@ expected=(
     share/doc/vestry/changelog.gz
     share/man/man8/vestry-helper.8.gz
 )
-subcommands=(list discover prune archive pin unpin helper gather-logs)
+subcommands=(list discover prune archive pin unpin restore helper gather-logs)
 expected+=(share/man/man1/vestry.1.gz)
 for sub in "${subcommands[@]}"; do expected+=("share/man/man1/vestry-$sub.1.gz"); done
 if command -v rsvg-convert >/dev/null; then
@@ -82,7 +82,7 @@ if [ -r /usr/share/bash-completion/bash_completion ]; then
                  _vestry vestry "${COMP_WORDS[-1]}" "${COMP_WORDS[-2]}"; printf "%s\n" "${COMPREPLY[@]}" | sort | xargs' \
             _ "$root/share/bash-completion/completions/vestry" "$@"
     }
-    [ "$(complete_words vestry '')" = "archive discover gather-logs helper list pin prune unpin" ] ||
+    [ "$(complete_words vestry '')" = "archive discover gather-logs helper list pin prune restore unpin" ] ||
         fail "bash: subcommands: $(complete_words vestry '')"
     [ "$(complete_words vestry list --sort '')" = "date name size" ] || fail "bash: --sort values"
     [ "$(complete_words vestry helper enable clean --action a)" = "archive" ] || fail "bash: --action values"
@@ -98,7 +98,7 @@ if command -v fish >/dev/null; then
         fish -c 'source $argv[1]; complete -C "$argv[2]"' "$root/share/fish/vendor_completions.d/vestry.fish" "$1" |
             cut -f1 | sort | xargs
     }
-    [ "$(fish_words 'vestry ')" = "archive discover gather-logs helper list pin prune unpin" ] || fail "fish: subcommands"
+    [ "$(fish_words 'vestry ')" = "archive discover gather-logs helper list pin prune restore unpin" ] || fail "fish: subcommands"
     [ "$(fish_words 'vestry list --sort ')" = "date name size" ] || fail "fish: --sort values"
     [ "$(fish_words 'vestry helper enable clean --action ')" = "archive trash" ] || fail "fish: --action values"
     [ "$(fish_words 'vestry helper disable ')" = "clean trash" ] || fail "fish: helper disable jobs"

@@ -1,0 +1,343 @@
+#include "TrashRestore.h"
+
+#include "RemovalJournal.h"
+#include "foundation/BMFileManager.h"
+#include "foundation/BMLocalPaths.h"
+#include "foundation/BMLog.h"
+#include "foundation/FileName.h"
+#include "foundation/FileTree.h"
+#include "foundation/LocationLock.h"
+#include "foundation/PathText.h"
+#include "foundation/platform/Platform.h"
+#if defined(Q_OS_LINUX)
+#include "foundation/platform/linux/FreedesktopTrash.h"
+#endif
+
+#include <QDir>
+#include <QFile>
+#include <QSet>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr char kRecordSuffix[] = ".trashinfo";
+
+QByteArray readSmallFile(const QString& path, qint64 limit = 64 * 1024) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly) || file.size() > limit)
+        return QByteArray();
+    return file.readAll();
+}
+
+struct Record {
+    QString originalPath;
+    QDateTime deletionDate;
+};
+
+std::optional<Record> parseRecord(const QByteArray& record) {
+    const QList<QByteArray> lines = record.split('\n');
+    if (lines.isEmpty() || lines.first().trimmed() != "[Trash Info]")
+        return std::nullopt;
+    Record parsed;
+    for (const QByteArray& line : lines) {
+        if (line.startsWith("Path="))
+            parsed.originalPath = FileName::decode(QByteArray::fromPercentEncoding(line.mid(5).trimmed()));
+        else if (line.startsWith("DeletionDate="))
+            // Local time without a zone, as the format has it.
+            parsed.deletionDate =
+                QDateTime::fromString(QString::fromLatin1(line.mid(13).trimmed()), Qt::ISODate);
+    }
+    if (parsed.originalPath.isEmpty())
+        return std::nullopt;
+    return parsed;
+}
+
+// The top of the volume of a ".Trash-$uid" or ".Trash/$uid".
+QString volumeTop(const QString& trash) {
+    const QString above = PathText::deletingLastComponent(trash);
+    return PathText::lastComponent(above) == QLatin1String(".Trash") ? PathText::deletingLastComponent(above)
+                                                                     : above;
+}
+
+bool isInside(const QString& path, const QString& folder) {
+    if (folder.isEmpty())
+        return false;
+    const QString prefix = folder.endsWith(QLatin1Char('/')) ? folder : folder + QLatin1Char('/');
+    return path.startsWith(prefix) && path.size() > prefix.size();
+}
+
+// Each location as written and as resolved: the Trash records the resolved path.
+QStringList spellings(const QStringList& locations) {
+    QStringList all;
+    for (const QString& location : locations) {
+        all << QDir::cleanPath(location);
+        const QString canonical = LocationLock::canonicalLocation(location);
+        if (canonical != all.last())
+            all << QDir::cleanPath(canonical);
+    }
+    return all;
+}
+
+// A folder that is no link, of that owner, sticky where asked.
+[[maybe_unused]] bool isRealFolder(const QString& path, std::optional<uint> owner, bool sticky) {
+    struct stat info {};
+    return ::lstat(FileName::encode(path).constData(), &info) == 0 && S_ISDIR(info.st_mode) &&
+           (!owner || info.st_uid == *owner) && (!sticky || (info.st_mode & S_ISVTX));
+}
+
+bool lexists(const QByteArray& path) {
+    struct stat info {};
+    return ::lstat(path.constData(), &info) == 0;
+}
+
+QString cause(int error) {
+    return QString::fromLocal8Bit(std::strerror(error));
+}
+
+// Makes the missing folders above a path, top down; those it made, deepest last.
+bool makeParents(const QString& path, QStringList& made, QString* error) {
+    QStringList missing;
+    QString folder = PathText::deletingLastComponent(path);
+    while (!folder.isEmpty() && folder != QLatin1String("/") && !lexists(FileName::encode(folder))) {
+        missing.prepend(folder);
+        folder = PathText::deletingLastComponent(folder);
+    }
+    for (const QString& each : missing) {
+        if (::mkdir(FileName::encode(each).constData(), 0777) != 0) {
+            const int failure = errno;
+            *error = QStringLiteral("cannot make the folder %1: %2")
+                         .arg(FileName::displayText(each), cause(failure));
+            return false;
+        }
+        made << each;
+    }
+    return true;
+}
+
+void removeMadeFolders(const QStringList& made) {
+    // rmdir only: a folder that something else filled meanwhile stays.
+    for (auto it = made.rbegin(); it != made.rend(); ++it)
+        ::rmdir(FileName::encode(*it).constData());
+}
+
+enum class Outcome { Restored, Refused, Failed };
+
+Outcome restoreItem(const TrashedItem& item, QString* reason) {
+    const QString shown = FileName::displayText(item.originalPath);
+    if (FileTree::exists(item.originalPath)) {
+        *reason = QStringLiteral("%1: something already stands there; it stays in the Trash").arg(shown);
+        return Outcome::Refused;
+    }
+    if (!lexists(FileName::encode(item.pathInTrash))) {
+        *reason = QStringLiteral("%1: its item in the Trash, %2, is gone")
+                      .arg(shown, FileName::displayText(item.pathInTrash));
+        return Outcome::Failed;
+    }
+    QStringList made;
+    QString why;
+    if (!makeParents(item.originalPath, made, &why)) {
+        removeMadeFolders(made);
+        *reason = QStringLiteral("%1: %2; it stays in the Trash").arg(shown, why);
+        return Outcome::Failed;
+    }
+    // The item goes to the real folder, which a link on the way may have moved.
+    const QString parent = PathText::deletingLastComponent(item.originalPath);
+    char* real = ::realpath(FileName::encode(parent).constData(), nullptr);
+    if (!real) {
+        const int failure = errno;
+        removeMadeFolders(made);
+        *reason = QStringLiteral("%1: %2; it stays in the Trash").arg(shown, cause(failure));
+        return Outcome::Failed;
+    }
+    const QString destination = PathText::appendingComponent(FileName::decode(QByteArray(real)),
+                                                             PathText::lastComponent(item.originalPath));
+    std::free(real);
+    if (!FileTree::moveItem(item.pathInTrash, destination, &why)) {
+        const bool standing = errno == EEXIST;
+        // A copy that was made back and could not be checked is gone again; one whose Trash
+        // original could not be removed leaves the item in both places, and its record too.
+        if (!FileTree::exists(destination))
+            removeMadeFolders(made);
+        *reason = QStringLiteral("%1: %2; it stays in the Trash").arg(shown, why);
+        if (standing)
+            *reason = QStringLiteral("%1: something already stands there; it stays in the Trash").arg(shown);
+        return standing ? Outcome::Refused : Outcome::Failed;
+    }
+    if (::unlink(FileName::encode(item.recordPath).constData()) != 0 && errno != ENOENT) {
+        const int failure = errno;
+        // Back in place; only the Trash keeps a record without an item.
+        *reason = QStringLiteral("%1 is back, but its restore record %2 could not be removed: %3")
+                      .arg(shown, FileName::displayText(item.recordPath), cause(failure));
+    }
+    return Outcome::Restored;
+}
+
+// The newest of the items from a path, when the filter accepts one.
+template <typename Accept>
+std::optional<TrashedItem> newestFrom(const QList<TrashedItem>& items, const QString& path,
+                                      const Accept& accept) {
+    for (const TrashedItem& item : items) {
+        if (item.originalPath == path && accept(item))
+            return item;
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+QStringList TrashRestore::trashFolders(const QStringList& locations) {
+    QStringList folders;
+    QSet<QString> seen;
+    auto add = [&](const QString& folder) {
+        if (folder.isEmpty() || !BMFileManager::isDirectoryAtPath(folder))
+            return;
+        const QString canonical = LocationLock::canonicalLocation(folder);
+        if (seen.contains(canonical))
+            return;
+        seen.insert(canonical);
+        folders << folder;
+    };
+    add(BMLocalPaths::trashDirectory());
+#if defined(Q_OS_LINUX)
+    // Anybody may write at the top of a volume: a Trash there is taken only when it is a real
+    // folder of the user's, as the Trash code makes it, never a link that leads elsewhere.
+    const auto addVolumeTrash = [&](const QString& folder, uint uid) {
+        if (isRealFolder(folder, uid, false))
+            add(folder);
+    };
+    const QByteArray mountInfo = readSmallFile(QStringLiteral("/proc/self/mountinfo"), 16 * 1024 * 1024);
+    // The user the Trash code fills them for: root working for the user at the console fills
+    // that user's, the owner of the home Trash.
+    QSet<uint> uids{Platform::current().userId(), ::getuid()};
+    struct stat homeTrash {};
+    if (::geteuid() == 0 &&
+        ::stat(FileName::encode(BMLocalPaths::trashDirectory()).constData(), &homeTrash) == 0)
+        uids.insert(homeTrash.st_uid);
+    for (const QString& location : locations) {
+        const QString top =
+            FreedesktopTrash::mountPointOf(LocationLock::canonicalLocation(location), mountInfo);
+        if (top.isEmpty())
+            continue;
+        for (const uint uid : uids) {
+            const QString shared = PathText::appendingComponent(top, QStringLiteral(".Trash"));
+            if (isRealFolder(shared, std::nullopt, true))
+                addVolumeTrash(PathText::appendingComponent(shared, QString::number(uid)), uid);
+            addVolumeTrash(PathText::appendingComponent(top, QStringLiteral(".Trash-%1").arg(uid)), uid);
+        }
+    }
+#else
+    Q_UNUSED(locations);
+#endif
+    return folders;
+}
+
+QList<TrashedItem> TrashRestore::list(const QStringList& locations) {
+    const QStringList places = spellings(locations);
+    QList<TrashedItem> items;
+    for (const QString& trash : trashFolders(locations)) {
+        const QString files = PathText::appendingComponent(trash, QStringLiteral("files"));
+        const QString info = PathText::appendingComponent(trash, QStringLiteral("info"));
+        for (const QString& record : BMFileManager::contentsOfDirectory(info)) {
+            if (!record.endsWith(QLatin1String(kRecordSuffix)))
+                continue;
+            const std::optional<Record> parsed =
+                parseRecord(readSmallFile(PathText::appendingComponent(info, record)));
+            if (!parsed)
+                continue;
+            TrashedItem item;
+            item.recordPath = PathText::appendingComponent(info, record);
+            item.pathInTrash =
+                PathText::appendingComponent(files, record.chopped(qsizetype(sizeof(kRecordSuffix) - 1)));
+            item.originalPath =
+                parsed->originalPath.startsWith(QLatin1Char('/'))
+                    ? QDir::cleanPath(parsed->originalPath)
+                    : QDir::cleanPath(PathText::appendingComponent(volumeTop(trash), parsed->originalPath));
+            item.deletionDate = parsed->deletionDate;
+            // A record whose item is gone (emptied by hand) has nothing to put back.
+            if (!lexists(FileName::encode(item.pathInTrash)))
+                continue;
+            if (std::none_of(places.begin(), places.end(),
+                             [&](const QString& place) { return isInside(item.originalPath, place); }))
+                continue;
+            item.size = FileTree::contentSize(item.pathInTrash);
+            items << item;
+        }
+    }
+    std::sort(items.begin(), items.end(), [](const TrashedItem& a, const TrashedItem& b) {
+        if (a.deletionDate != b.deletionDate)
+            return a.deletionDate > b.deletionDate;
+        return a.originalPath < b.originalPath;
+    });
+    return items;
+}
+
+RestoreReport TrashRestore::restore(const QList<TrashedItem>& items) {
+    RestoreReport report;
+    for (const TrashedItem& item : items) {
+        QString reason;
+        switch (restoreItem(item, &reason)) {
+        case Outcome::Restored:
+            report.restored << item.originalPath;
+            break;
+        case Outcome::Refused:
+            report.refused << item.originalPath;
+            break;
+        case Outcome::Failed:
+            report.failed << item.originalPath;
+            break;
+        }
+        if (!reason.isEmpty())
+            report.reasons.insert(item.originalPath, reason);
+        BMLog::appendLog(
+            reason.isEmpty()
+                ? QStringLiteral("Put back from the Trash: %1").arg(FileName::displayText(item.originalPath))
+                : QStringLiteral("Putting back from the Trash: %1").arg(reason));
+    }
+    return report;
+}
+
+RestoreReport TrashRestore::restorePaths(const QStringList& originalPaths, const QStringList& locations) {
+    const QList<TrashedItem> trashed = list(locations);
+    QList<TrashedItem> chosen;
+    QStringList notFound;
+    for (const QString& path : originalPaths) {
+        const QString clean = QDir::cleanPath(path);
+        if (auto item = newestFrom(trashed, clean, [](const TrashedItem&) { return true; }))
+            chosen << *item;
+        else
+            notFound << clean;
+    }
+    RestoreReport report = restore(chosen);
+    report.notFound = notFound;
+    return report;
+}
+
+RestoreReport TrashRestore::restoreLast(const QStringList& locations, QString* error) {
+    const std::optional<RemovalJournal::Entry> last = RemovalJournal::last(error);
+    if (!last)
+        return {};
+    // Deletion dates are whole seconds of local time: the removal's span, widened to them.
+    const QDateTime from = last->started.toLocalTime().addMSecs(-last->started.time().msec()).addSecs(-1);
+    const QDateTime to = last->finished.toLocalTime().addSecs(1);
+    const auto during = [&](const TrashedItem& item) {
+        return item.deletionDate >= from && item.deletionDate <= to;
+    };
+    const QList<TrashedItem> trashed = list(locations);
+    QList<TrashedItem> chosen;
+    QStringList notFound;
+    for (const QString& path : last->paths) {
+        if (auto item = newestFrom(trashed, QDir::cleanPath(path), during))
+            chosen << *item;
+        else
+            notFound << path;
+    }
+    RestoreReport report = restore(chosen);
+    report.notFound = notFound;
+    return report;
+}

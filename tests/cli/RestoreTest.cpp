@@ -1,0 +1,83 @@
+// vestry restore as a user meets it: the built program after real removals by vestry prune.
+#include "foundation/FileName.h"
+#include "foundation/PlistFile.h"
+#include "support/Programs.h"
+#include "support/TempHome.h"
+
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+class RestoreCommand : public TempHomeTest {
+protected:
+    void SetUp() override {
+        TempHomeTest::SetUp();
+        if (actingForAnotherConsoleUser())
+            GTEST_SKIP() << "running as root for another console user";
+        premiere = home().home() + "/Documents/Adobe Premiere Pro Auto-Save";
+        for (const QString name :
+             {"Alpha/Alpha-1.prproj", "Beta/Beta-1.prproj", "Beta/Beta-2.prproj", "Beta/Beta-3.prproj"}) {
+            home().writeFile(premiere + "/" + name, name.toUtf8());
+            QThread::msleep(5);
+        }
+        PlistFile::writeXml(home().home() + "/.config/com.brightmoor.Vestry.plist",
+                            QVariantMap{{"autosavePaths", QStringList{premiere}}});
+    }
+    ProgramRun run(const QStringList& arguments) {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("LC_ALL", "en_US.UTF-8");
+        environment.insert("TZ", "UTC");
+        return runProgram(VESTRY_PROGRAM, arguments, {environment, home().home()});
+    }
+    QString premiere;
+};
+
+TEST_F(RestoreCommand, ListsPutsBackTheLastRemovalAndRefusesWhereAFileStands) {
+    ASSERT_EQ(run({"prune", "--keep", "2"}).exitCode, 0);
+    ASSERT_EQ(run({"prune", "--keep", "1"}).exitCode, 0);
+    const QString beta1 = premiere + "/Beta/Beta-1.prproj";
+    const QString beta2 = premiere + "/Beta/Beta-2.prproj";
+
+    const ProgramRun listed = run({"restore", "--list", "--json"});
+    ASSERT_EQ(listed.exitCode, 0) << listed.err.toStdString();
+    const QJsonArray trashed =
+        QJsonDocument::fromJson(listed.out.toUtf8()).object().value("trashed").toArray();
+    ASSERT_EQ(trashed.size(), 2) << listed.out.toStdString();
+    QStringList paths;
+    for (const QJsonValue& entry : trashed) {
+        const QJsonObject item = entry.toObject();
+        paths << item.value("originalPath").toString();
+        EXPECT_EQ(item.value("size").toInteger(), QByteArray("Beta/Beta-1.prproj").size());
+        EXPECT_TRUE(item.value("deletionDate").toString().endsWith('Z'));
+        EXPECT_TRUE(QFileInfo::exists(item.value("pathInTrash").toString()));
+    }
+    paths.sort();
+    EXPECT_EQ(paths, (QStringList{beta1, beta2}));
+
+    // The second prune took Beta-2 only.
+    const ProgramRun last = run({"restore", "--last"});
+    EXPECT_EQ(last.exitCode, 0) << last.err.toStdString();
+    EXPECT_EQ(last.out, "Put back " + beta2 + "\n");
+    EXPECT_EQ(readFile(beta2), "Beta/Beta-2.prproj");
+    EXPECT_FALSE(QFileInfo::exists(beta1));
+
+    home().writeFile(beta1, "written since");
+    const ProgramRun refused = run({"restore", beta1, premiere + "/Beta/Beta-9.prproj"});
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_TRUE(refused.err.contains("vestry restore: " + beta1 + ": something already stands there"))
+        << refused.err.toStdString();
+    EXPECT_TRUE(refused.err.contains("Beta-9.prproj: nothing in the Trash")) << refused.err.toStdString();
+    EXPECT_EQ(readFile(beta1), "written since");
+    EXPECT_TRUE(run({"restore", "--list"})
+                    .out.endsWith(beta1 + "\n1 item in the Trash from the autosave locations\n"));
+
+    EXPECT_EQ(run({"restore"}).exitCode, 2);
+}
+
+} // namespace
