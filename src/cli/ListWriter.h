@@ -18,7 +18,8 @@ public:
     JsonListWriter(const JsonListWriter&) = delete;
     JsonListWriter& operator=(const JsonListWriter&) = delete;
 
-    void write(const BMProject& project);
+    // orphan adds "orphan": true; the key is left out otherwise.
+    void write(const BMProject& project, bool orphan = false);
     // Closes the document and flushes; the destructor does it when nobody did.
     void finish();
 
