@@ -37,27 +37,42 @@ QString fileNameOf(const QString& path) {
 namespace PremiereOrphans {
 
 QString recordedProjectPath(const QString& autosave) {
+    // A whole project can run to hundreds of megabytes of XML: the file is read only up to the
+    // one element, and only that element goes through the parser.
+    const QByteArray opening = "<" + kElement.toByteArray();
+    const QByteArray closing = "</" + kElement.toByteArray() + '>';
+    QByteArray window; // the tail that might begin the element, then the element so far
+    bool begun = false;
+    QByteArray element;
     QString error;
-    const std::optional<QByteArray> bytes =
-        InputFile::readMaybeCompressed(autosave, BMPremierePrefParser::maximumProjectFileSize, &error);
-    if (!bytes) {
+    const bool read = InputFile::readPiecesMaybeCompressed(
+        autosave, BMPremierePrefParser::maximumProjectFileSize,
+        [&](QByteArrayView piece) {
+            window.append(piece);
+            if (!begun) {
+                const qsizetype start = window.indexOf(opening);
+                if (start < 0) {
+                    window = window.right(opening.size() - 1);
+                    return true;
+                }
+                window.remove(0, start);
+                begun = true;
+            }
+            const qsizetype end = window.indexOf(closing);
+            if (end < 0)
+                return window.size() < InputFile::pieceSize; // a path is never that long
+            element = window.left(end + closing.size());
+            return false;
+        },
+        &error);
+    if (!read) {
         BMLog::appendLog(QStringLiteral("Unable to read the project path in %1: %2").arg(autosave, error));
         return QString();
     }
-    // The one element is all that is wanted: a whole project can run to hundreds of megabytes of
-    // XML, so only that element goes through the parser.
-    const QByteArrayView text(*bytes);
-    const qsizetype start = text.indexOf(QByteArray("<") + kElement.toByteArray());
-    if (start < 0)
+    pugi::xml_document document;
+    if (element.isEmpty() || !BMXMLParser::parseDocument(element, document, &error))
         return QString();
-    const QByteArray closing = QByteArray("</") + kElement.toByteArray() + '>';
-    const qsizetype end = text.indexOf(closing, start);
-    if (end < 0)
-        return QString();
-    pugi::xml_document element;
-    if (!BMXMLParser::parseDocument(text.sliced(start, end + closing.size() - start), element, &error))
-        return QString();
-    return BMXMLParser::stringValue(pugi::xpath_node(element.document_element())).trimmed();
+    return BMXMLParser::stringValue(pugi::xpath_node(document.document_element())).trimmed();
 }
 
 bool isOrphan(const BMProject& project) {
