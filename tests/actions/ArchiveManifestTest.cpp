@@ -1,4 +1,3 @@
-#include "actions/ArchiveManifest.h"
 
 #include "ActionsFixture.h"
 #include "ZipEntries.h"
@@ -58,20 +57,17 @@ TEST_F(ArchiveManifestTest, RecordsEachAutosaveAsTheFileWasAndTheZipMatchesIt) {
     EXPECT_EQ(trashRecords().size(), 3);
 
     // Read with the system's own unzip, not the reader that wrote the check.
-    const ProgramRun unzip = runProgram("unzip", {"-p", destination(), "manifest.json"});
-    if (!unzip.finished || unzip.exitCode != 0)
-        GTEST_SKIP() << "unzip is not available";
+    const QString unzipTool = QStandardPaths::findExecutable("unzip");
+    if (unzipTool.isEmpty())
+        GTEST_SKIP() << "unzip is not installed";
+    const ProgramRun unzip = runProgram(unzipTool, {"-p", destination(), "manifest.json"});
+    ASSERT_EQ(unzip.exitCode, 0) << unzip.err.toStdString();
     const QJsonArray autosaves =
         QJsonDocument::fromJson(unzip.out.toUtf8()).object().value("autosaves").toArray();
     QMap<QString, QJsonObject> recorded;
     for (const QJsonValue& value : autosaves)
         recorded.insert(value.toObject().value("path").toString(), value.toObject());
     EXPECT_EQ(recorded, expected);
-
-    const ArchiveManifest::Verification verification = ArchiveManifest::verify(destination());
-    EXPECT_TRUE(verification.ok()) << verification.error.toStdString()
-                                   << verification.differences.join('\n').toStdString();
-    EXPECT_EQ(verification.files, 3);
 }
 
 struct ChangeCase {
