@@ -1,5 +1,6 @@
 #include "AutosaveArchiver.h"
 
+#include "ArchiveManifest.h"
 #include "LocationLocks.h"
 #include "foundation/BMException.h"
 #include "foundation/BMFileManager.h"
@@ -89,8 +90,26 @@ void removeOwnArchive(const QString& destination) {
     }
 }
 
+// The manifest at the top of the archive, beside the folders; a folder of that name would
+// refuse it rather than be overwritten.
+bool writeManifest(const QString& temp, const QByteArray& json, QString* error) {
+    const QString path = PathText::appendingComponent(temp, ArchiveManifest::fileName());
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly)) {
+        *error = FileTree::exists(path) ? FileTree::errorDescription(path, EEXIST)
+                                        : QStringLiteral("%1: %2").arg(path, file.errorString());
+        return false;
+    }
+    if (file.write(json) != json.size() || !file.flush()) {
+        *error = QStringLiteral("%1: %2").arg(path, file.errorString());
+        return false;
+    }
+    return true;
+}
+
 Result gatherAndCompress(const BMAutoItemList& autosaves, const QString& temp, const QString& destination,
-                         const ProgressCallback& progress, const CancelFlag* cancel) {
+                         ArchiveManifest& manifest, const ProgressCallback& progress,
+                         const CancelFlag* cancel) {
     QString error;
     qint64 totalBytes = 0;
     for (const BMAutoItemPtr& item : autosaves)
@@ -100,6 +119,7 @@ Result gatherAndCompress(const BMAutoItemList& autosaves, const QString& temp, c
     FileTree::CopyControl control;
     // The copies are this run's own, so a stop may cut one short: it goes with the scratch folder.
     control.cancelled = cancel;
+    control.observer = manifest.observer();
     if (progress) {
         control.progress = [&](quint64 copied) {
             reportProgress(progress, ActionProgress::Stage::Gathering, doneBytes + qint64(copied),
@@ -116,6 +136,7 @@ Result gatherAndCompress(const BMAutoItemList& autosaves, const QString& temp, c
                           QStringLiteral("Unable to create directory %1").arg(target), error);
         }
         const QString copy = PathText::appendingComponent(target, PathText::lastComponent(item->path()));
+        manifest.beginAutosave(item->path(), entryFor(item), item->createdMsecs());
         if (!FileTree::copyItem(item->path(), copy, &error, &control)) {
             if (isCancelled(cancel))
                 return cancelled();
@@ -133,6 +154,11 @@ Result gatherAndCompress(const BMAutoItemList& autosaves, const QString& temp, c
     if (BMFileManager::contentsOfDirectory(temp).isEmpty()) {
         return failed(QStringLiteral("Error: no files to archive. Archiving aborted."),
                       QStringLiteral("Error: no files to archive."), QStringLiteral("Archiving aborted."));
+    }
+    if (!writeManifest(temp, manifest.toJson(), &error)) {
+        return failed(QStringLiteral("Unable to write the archive's manifest: %1").arg(error),
+                      QStringLiteral("Error: unable to create archive."),
+                      QStringLiteral("Archiving aborted. %1").arg(error));
     }
 
     if (isCancelled(cancel))
@@ -162,10 +188,15 @@ Result gatherAndCompress(const BMAutoItemList& autosaves, const QString& temp, c
 }
 
 // The proof that the archive holds every autosave before any goes to the Trash: its entries
-// read back, each autosave's entry there with all the bytes the autosave has now.
-ActionError checkArchive(const QString& destination, const BMAutoItemList& autosaves) {
+// read back, each autosave's entry there with all the bytes the autosave has now, every file
+// with the SHA-256 it had when it was gathered, nothing else beside them, and each autosave
+// still as it was gathered.
+ActionError checkArchive(const QString& destination, const BMAutoItemList& autosaves,
+                         const ArchiveManifest& manifest) {
     QString error;
-    const std::optional<QMap<QString, qint64>> contents = BMFileManager::zipContents(destination, &error);
+    QByteArray json;
+    const std::optional<QMap<QString, BMFileManager::ZipEntry>> contents =
+        BMFileManager::zipEntries(destination, ArchiveManifest::fileName(), &json, &error);
     const QString nothingMoved =
         QStringLiteral("Nothing was moved to the Trash; the archive is left at %1.").arg(destination);
     if (!contents) {
@@ -182,7 +213,7 @@ ActionError checkArchive(const QString& destination, const BMAutoItemList& autos
              ++it) {
             if (it.key() == name || it.key().at(name.size()) == QLatin1Char('/')) {
                 found = true;
-                bytes += it.value();
+                bytes += it->size;
             }
         }
         if (!found || bytes != qint64(FileTree::contentSize(item->path()))) {
@@ -199,11 +230,32 @@ ActionError checkArchive(const QString& destination, const BMAutoItemList& autos
                             : shown);
         }
     }
-    if (lacking.isEmpty())
+    if (!lacking.isEmpty()) {
+        return ActionError{
+            QStringLiteral("Error: the archive is incomplete."),
+            QStringLiteral("It lacks %1. %2").arg(lacking.join(QStringLiteral(", ")), nothingMoved)};
+    }
+    QStringList differences = manifest.differencesFrom(*contents);
+    if (!contents->contains(ArchiveManifest::fileName()) || json != manifest.toJson())
+        differences.prepend(
+            QStringLiteral("%1: not the manifest this run wrote").arg(ArchiveManifest::fileName()));
+    for (const ArchiveManifest::Autosave& autosave : manifest.autosaves()) {
+        struct stat now {};
+        const bool same =
+            ::lstat(FileName::encode(autosave.path).constData(), &now) == 0 &&
+            (autosave.bundle ||
+             (now.st_size == autosave.size &&
+              qint64(now.st_mtim.tv_sec) * 1000 + now.st_mtim.tv_nsec / 1000000 == autosave.modifiedMsecs));
+        if (!same)
+            differences << QStringLiteral("%1: changed after it was archived")
+                               .arg(FileName::displayText(autosave.path));
+    }
+    if (differences.isEmpty())
         return ActionError{};
-    return ActionError{
-        QStringLiteral("Error: the archive is incomplete."),
-        QStringLiteral("It lacks %1. %2").arg(lacking.join(QStringLiteral(", ")), nothingMoved)};
+    BMLog::appendLog(QStringLiteral("The archive %1 does not match its manifest: %2")
+                         .arg(destination, differences.join(QStringLiteral("; "))));
+    return ActionError{QStringLiteral("Error: the archive does not match what was gathered."),
+                       QStringLiteral("%1. %2").arg(differences.join(QStringLiteral("; ")), nothingMoved)};
 }
 
 } // namespace
@@ -241,12 +293,13 @@ AutosaveArchiver::Result AutosaveArchiver::archiveSelectionToFile(const Selected
             return failed(QStringLiteral("Error: Unable to create temporary directory. %1").arg(error),
                           QStringLiteral("Error: Unable to create temporary directory"), error);
         }
-        result = gatherAndCompress(autosaves, temp->path(), destination, progress, cancel);
+        ArchiveManifest manifest;
+        result = gatherAndCompress(autosaves, temp->path(), destination, manifest, progress, cancel);
         // The copies have done their work; a gigabyte of them should not stay behind.
         if (!temp->remove(&error))
             BMLog::appendLog(QStringLiteral("Unable to remove the temporary folder: %1").arg(error));
         if (result.archived) {
-            result.error = checkArchive(destination, autosaves);
+            result.error = checkArchive(destination, autosaves, manifest);
             if (result.error.isError()) {
                 result.archived = false;
                 return result;

@@ -7,6 +7,7 @@
 #include "StandardOutput.h"
 #include "TerminalProgress.h"
 #include "actions/ActionTexts.h"
+#include "actions/ArchiveManifest.h"
 #include "actions/AutosaveArchiver.h"
 #include "catalogue/AutosaveFolderScanner.h"
 #include "catalogue/AutosaveType.h"
@@ -44,19 +45,61 @@ CLI::App* ArchiveCommand::define(CLI::App& parent) {
         "archive",
         "Packs projects or autosaves into a zip archive, one folder per folder that held them, then "
         "moves them to the Trash.");
-    command->add_option("--to", m_destination, "The archive to write; it must not exist yet")
-        ->type_name("FILE.zip")
-        ->required()
-        ->check(ArgumentChecks::nonEmptyPath());
-    command
-        ->add_option("PATH", m_paths,
-                     "Projects (their folders) or single autosaves, inside the locations vestry list shows")
-        ->required()
-        ->check(ArgumentChecks::nonEmptyPath());
+    CLI::Option* to =
+        command->add_option("--to", m_destination, "The archive to write; it must not exist yet")
+            ->type_name("FILE.zip")
+            ->check(ArgumentChecks::nonEmptyPath());
+    CLI::Option* paths =
+        command
+            ->add_option(
+                "PATH", m_paths,
+                "Projects (their folders) or single autosaves, inside the locations vestry list shows")
+            ->check(ArgumentChecks::nonEmptyPath());
+    CLI::Option* verify = command
+                              ->add_option("--verify", m_verify,
+                                           "Checks an archive against its manifest instead of writing one")
+                              ->type_name("FILE.zip")
+                              ->check(ArgumentChecks::nonEmptyPath())
+                              ->excludes(to)
+                              ->excludes(paths);
+    // Writing needs both; checking needs neither.
+    command->callback([to, paths, verify] {
+        if (verify->count() > 0)
+            return;
+        for (const CLI::Option* option : {to, paths}) {
+            if (option->count() == 0)
+                throw CLI::RequiredError(option->get_name());
+        }
+    });
     return command;
 }
 
+int ArchiveCommand::verify() const {
+    const QString archive = CatalogueArguments::absolutePath(m_verify);
+    const ArchiveManifest::Verification verification = ArchiveManifest::verify(archive);
+    if (!verification.error.isEmpty()) {
+        CatalogueArguments::warn(kCommand, verification.error);
+        return 1;
+    }
+    for (const QString& difference : verification.differences)
+        CatalogueArguments::warn(kCommand, difference);
+    if (!verification.ok()) {
+        CatalogueArguments::warn(kCommand, QStringLiteral("%1 does not match its manifest (%2 of %3 files)")
+                                               .arg(archive)
+                                               .arg(verification.differences.size())
+                                               .arg(verification.files));
+        return 1;
+    }
+    writeStandardOutput(QStringLiteral("%1 matches its manifest: %2 %3, each with its size and SHA-256\n")
+                            .arg(archive)
+                            .arg(verification.files)
+                            .arg(verification.files == 1 ? QStringLiteral("file") : QStringLiteral("files")));
+    return 0;
+}
+
 int ArchiveCommand::run() {
+    if (!m_verify.empty())
+        return verify();
     const QString destination = CatalogueArguments::absolutePath(m_destination);
     if (const QString problem = destinationProblem(destination); !problem.isEmpty()) {
         CatalogueArguments::warn(kCommand, QStringLiteral("%1: %2").arg(destination, problem));

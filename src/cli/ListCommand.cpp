@@ -7,6 +7,7 @@
 #include "catalogue/CatalogueLocations.h"
 #include "catalogue/OutlineSorting.h"
 #include "catalogue/OutlineText.h"
+#include "catalogue/PremiereOrphans.h"
 #include "foundation/BMSettings.h"
 #include "foundation/FileName.h"
 
@@ -130,6 +131,8 @@ CLI::App* ListCommand::define(CLI::App& parent) {
         command->add_option("--sort", m_sort, "Order projects and autosaves by name, date or size")
             ->check(CLI::IsMember({"name", "date", "size"}));
     command->add_flag("--descending", m_descending, "Reverse the order of --sort")->needs(sort);
+    command->add_flag("--orphans", m_orphans,
+                      "Only Premiere projects whose project file is gone (read from their autosaves)");
     command
         ->add_option("PATH", m_paths,
                      "Autosave locations to list (folders ending in \"Autosave Vault\", "
@@ -157,8 +160,10 @@ int ListCommand::run() {
             writer->setPins(pins);
         }
         CatalogueArguments::catalogue("list", m_paths, &ok, [&](const BMProjectPtr& project) {
+            if (m_orphans && !PremiereOrphans::isOrphan(*project))
+                return;
             if (writer)
-                writer->write(*project);
+                writer->write(*project, m_orphans);
             else
                 listing.add(*project);
         });
@@ -172,13 +177,15 @@ int ListCommand::run() {
     const char* column = m_sort == "name"   ? OutlineColumn::name
                          : m_sort == "date" ? OutlineColumn::date
                                             : OutlineColumn::size;
-    const BMProjectList projects = OutlineSorting::sortProjects(
-        CatalogueArguments::catalogue("list", m_paths, &ok), QString::fromLatin1(column), m_descending);
+    BMProjectList projects = CatalogueArguments::catalogue("list", m_paths, &ok);
+    if (m_orphans)
+        projects.removeIf([](const BMProjectPtr& project) { return !PremiereOrphans::isOrphan(*project); });
+    projects = OutlineSorting::sortProjects(projects, QString::fromLatin1(column), m_descending);
     if (m_json) {
         JsonListWriter writer(stdout, offline);
         writer.setPins(pins);
         for (const BMProjectPtr& project : projects)
-            writer.write(*project);
+            writer.write(*project, m_orphans);
         writer.finish();
     } else {
         for (const BMProjectPtr& project : projects)

@@ -90,7 +90,7 @@ void JsonListWriter::flushIfFull() {
     m_buffer.truncate(0); // keeps its room
 }
 
-void JsonListWriter::write(const BMProject& project) {
+void JsonListWriter::write(const BMProject& project, bool orphan) {
     m_buffer.append(m_first ? "{\"endDate\":" : ",{\"endDate\":");
     m_first = false;
     appendDate(m_buffer, project.endMsecs());
@@ -115,6 +115,8 @@ void JsonListWriter::write(const BMProject& project) {
     }
     m_buffer.append("],\"name\":");
     appendString(m_buffer, project.name());
+    if (orphan)
+        m_buffer.append(",\"orphan\":true");
     m_buffer.append(",\"path\":");
     appendString(m_buffer, project.path());
     if (m_pins.isPinned(project))

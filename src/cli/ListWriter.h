@@ -21,7 +21,8 @@ public:
 
     // A pinned project or autosave gets "pinned": true; nothing is added for the others.
     void setPins(PinnedPaths pins) { m_pins = std::move(pins); }
-    void write(const BMProject& project);
+    // orphan adds "orphan": true; the key is left out otherwise.
+    void write(const BMProject& project, bool orphan = false);
     // Closes the document and flushes; the destructor does it when nobody did.
     void finish();
 

@@ -98,7 +98,9 @@ namespace {
 // Inflates gzip data handed over in pieces, never past the limit.
 class Inflater {
 public:
-    explicit Inflater(qint64 limit) : m_limit(limit) {
+    // With a sink the inflated data goes there rather than being kept, until it says stop.
+    explicit Inflater(qint64 limit, std::function<bool(QByteArrayView)> sink = {})
+        : m_limit(limit), m_sink(std::move(sink)) {
         // 16 + MAX_WBITS: the gzip wrapper only, so that its checksum is checked too.
         if (inflateInit2(&m_stream, 16 + MAX_WBITS) != Z_OK)
             m_error = QStringLiteral("the decompressor could not be started");
@@ -127,6 +129,8 @@ public:
     }
     // The inflated data once the whole stream was seen; the reason otherwise.
     std::optional<QByteArray> finish(QString* error) {
+        if (m_stopped)
+            return QByteArray();
         if (m_error.isEmpty() && !m_ended)
             m_error = QStringLiteral("it is truncated");
         if (!m_error.isEmpty()) {
@@ -154,11 +158,17 @@ private:
                 return false;
             }
             const qsizetype produced = qsizetype(m_buffer.size() - m_stream.avail_out);
-            if (m_out.size() + produced > m_limit) {
+            if (m_produced + produced > m_limit) {
                 m_error = QStringLiteral("it inflates to more than %1 bytes").arg(m_limit);
                 return false;
             }
-            m_out.append(m_buffer.data(), produced);
+            m_produced += produced;
+            if (!m_sink) {
+                m_out.append(m_buffer.data(), produced);
+            } else if (!m_sink(QByteArrayView(m_buffer.data(), produced))) {
+                m_stopped = true;
+                return false;
+            }
             if (status == Z_STREAM_END) {
                 // Whatever follows the first member is ignored, as gzip itself does.
                 m_ended = true;
@@ -173,8 +183,11 @@ private:
 
     z_stream m_stream{};
     qint64 m_limit;
+    std::function<bool(QByteArrayView)> m_sink;
+    qint64 m_produced = 0;
     bool m_started = false;
     bool m_ended = false;
+    bool m_stopped = false;
     QString m_error;
     QByteArray m_out;
     std::vector<char> m_buffer = std::vector<char>(64 * 1024);
@@ -234,4 +247,28 @@ std::optional<QByteArray> InputFile::readMaybeCompressed(const QString& path, qi
         return std::nullopt;
     }
     return plain;
+}
+
+bool InputFile::readPiecesMaybeCompressed(const QString& path, qint64 limit,
+                                          const std::function<bool(QByteArrayView)>& receive,
+                                          QString* error) {
+    std::optional<Inflater> inflater;
+    bool first = true;
+    const bool ok = readPieces(
+        path, limit,
+        [&](QByteArrayView piece) {
+            if (first && isGzip(piece))
+                inflater.emplace(limit, receive);
+            first = false;
+            return inflater ? inflater->feed(piece) : receive(piece);
+        },
+        error);
+    if (!ok || !inflater)
+        return ok;
+    QString reason;
+    if (!inflater->finish(&reason)) {
+        setError(error, QStringLiteral("The compressed file %1 cannot be read: %2.").arg(path, reason));
+        return false;
+    }
+    return true;
 }

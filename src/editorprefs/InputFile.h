@@ -27,6 +27,11 @@ public:
     // The file's contents, inflated when they are gzip data.
     static std::optional<QByteArray> readMaybeCompressed(const QString& path, qint64 limit,
                                                          QString* error = nullptr);
+    // The same handed over in pieces until the receiver returns false, so that a reader
+    // looking for one thing need neither hold nor inflate the rest.
+    static bool readPiecesMaybeCompressed(const QString& path, qint64 limit,
+                                          const std::function<bool(QByteArrayView)>& receive,
+                                          QString* error = nullptr);
 
     static constexpr qsizetype pieceSize = 1 << 20;
 };

@@ -6,7 +6,15 @@
 
 namespace {
 const EVP_MD* digestOf(BMDigestContext::Algorithm algorithm) {
-    return algorithm == BMDigestContext::Algorithm::MD5 ? EVP_md5() : EVP_sha1();
+    switch (algorithm) {
+    case BMDigestContext::Algorithm::MD5:
+        return EVP_md5();
+    case BMDigestContext::Algorithm::SHA1:
+        return EVP_sha1();
+    case BMDigestContext::Algorithm::SHA256:
+        break;
+    }
+    return EVP_sha256();
 }
 
 EVP_MD_CTX* newContext() {

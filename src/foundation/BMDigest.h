@@ -7,11 +7,11 @@
 
 struct evp_md_ctx_st;
 
-// The running state of an MD5 or SHA-1 computation. Copies are independent: finishing one
+// The running state of an MD5, SHA-1 or SHA-256 computation. Copies are independent: finishing one
 // leaves the others usable, so a digest can be read in the middle of a stream.
 class BMDigestContext {
 public:
-    enum class Algorithm { MD5, SHA1 };
+    enum class Algorithm { MD5, SHA1, SHA256 };
 
     explicit BMDigestContext(Algorithm algorithm);
     ~BMDigestContext();

@@ -165,6 +165,15 @@ public:
     // is tested. Folders end in "/" and count 0. Nothing, with the reason, when the archive
     // cannot be read to its end.
     static std::optional<QMap<QString, qint64>> zipContents(const QString& archive, QString* error);
+    struct ZipEntry {
+        bool isFile = false; // a regular file; folders and links have no digest
+        qint64 size = 0;
+        QString sha256; // lowercase hex
+    };
+    // The same, with each file's SHA-256, and the contents of the entry named keepName (a small
+    // file the caller reads, such as a manifest) in *kept, all in one read of the archive.
+    static std::optional<QMap<QString, ZipEntry>> zipEntries(const QString& archive, const QString& keepName,
+                                                             QByteArray* kept, QString* error);
 
     // Tells the desktop that the item changed; a status, 0 for success. On Linux file
     // managers watch the file system themselves, so this does nothing and returns 0.

@@ -1,6 +1,7 @@
 // Zip archives: ditto where the system has it, otherwise libarchive writing the same
 // layout ("ditto -c -k", with or without "--keepParent") and extracting the way "ditto -x
 // -k" does, except that nothing is ever written outside the destination folder.
+#include "BMDigest.h"
 #include "BMFileManager.h"
 #include "BMLocalPaths.h"
 #include "BMLog.h"
@@ -403,6 +404,44 @@ std::optional<QMap<QString, qint64>> BMFileManager::zipContents(const QString& a
             return std::nullopt;
         }
         contents.insert(name, bytes);
+    }
+    QString ending;
+    if (!entries.endedCleanly(&ending)) {
+        if (error)
+            *error = ending;
+        return std::nullopt;
+    }
+    return contents;
+}
+
+std::optional<QMap<QString, BMFileManager::ZipEntry>>
+BMFileManager::zipEntries(const QString& archive, const QString& keepName, QByteArray* kept, QString* error) {
+    QMap<QString, ZipEntry> contents;
+    EntryReader entries(archive);
+    std::vector<char> buffer(1 << 16);
+    while (entries.next()) {
+        QString name = entries.name;
+        ZipEntry entry;
+        entry.isFile = archive_entry_filetype(entries.entry) == AE_IFREG;
+        if (archive_entry_filetype(entries.entry) == AE_IFDIR && !name.endsWith(QLatin1Char('/')))
+            name += QLatin1Char('/');
+        const bool keep = kept && name == keepName;
+        BMDigestContext digest(BMDigestContext::Algorithm::SHA256);
+        la_ssize_t n = 0;
+        while ((n = archive_read_data(entries.reader.get(), buffer.data(), buffer.size())) > 0) {
+            entry.size += n;
+            digest.update(buffer.data(), size_t(n));
+            if (keep)
+                kept->append(buffer.data(), qsizetype(n));
+        }
+        if (n < 0) {
+            if (error)
+                *error = QStringLiteral("%1: %2").arg(name, archiveError(entries.reader.get()));
+            return std::nullopt;
+        }
+        if (entry.isFile)
+            entry.sha256 = digest.hexDigest();
+        contents.insert(name, entry);
     }
     QString ending;
     if (!entries.endedCleanly(&ending)) {

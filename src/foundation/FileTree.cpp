@@ -25,6 +25,7 @@ struct CopyState {
     const CopyControl* control = nullptr;
     quint64 copied = 0;
     bool cancelled() const { return control && control->cancelled && control->cancelled->load(); }
+    ContentObserver* observer() const { return control ? control->observer : nullptr; }
     void report(quint64 bytes) {
         copied += bytes;
         if (control && control->progress)
@@ -65,7 +66,8 @@ void copyOwnerModeTimes(int to, const struct stat& info) {
 }
 
 bool copyContents(int from, int to, CopyState& state) {
-    bool kernelCopy = true;
+    ContentObserver* observer = state.observer();
+    bool kernelCopy = observer == nullptr;
     bool copiedAny = false;
     std::vector<char> buffer;
     for (;;) {
@@ -87,6 +89,8 @@ bool copyContents(int from, int to, CopyState& state) {
             buffer.resize(1 << 20);
             n = ::read(from, buffer.data(), buffer.size());
             if (n > 0) {
+                if (observer)
+                    observer->fileData(buffer.data(), size_t(n));
                 for (ssize_t done = 0; done < n;) {
                     const ssize_t written = ::write(to, buffer.data() + done, size_t(n - done));
                     if (written < 0 && errno == EINTR)
@@ -166,8 +170,12 @@ bool copyTree(const QByteArray& source, const QByteArray& destination, CopyState
     if (to.fd < 0)
         return false;
     *created = true;
+    if (ContentObserver* observer = state.observer())
+        observer->fileStarted(source, info);
     if (!copyContents(from.fd, to.fd, state))
         return false;
+    if (ContentObserver* observer = state.observer())
+        observer->fileFinished();
     copyAttributes(from.fd, to.fd);
     copyOwnerModeTimes(to.fd, info);
     return true;

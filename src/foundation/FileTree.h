@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <functional>
+#include <sys/stat.h>
 
 // Whole items (a file, a folder with everything in it, a symbolic link) copied, moved and
 // removed as the current user, the way a platform file manager does it. The operations
@@ -15,11 +16,23 @@ namespace FileTree {
 bool exists(const QString& path);
 QString errorDescription(const QString& path, int error);
 
+// Sees each file's contents as the copy reads them, so that a digest of what was copied costs
+// no second read. Files come one at a time: started, their data in order, finished.
+class ContentObserver {
+public:
+    virtual ~ContentObserver() = default;
+    virtual void fileStarted(const QByteArray& source, const struct stat& status) = 0;
+    virtual void fileData(const char* data, size_t size) = 0;
+    virtual void fileFinished() = 0;
+};
+
 struct CopyControl {
     // Bytes of file contents copied so far, after every chunk.
     std::function<void(quint64 bytesCopied)> progress;
     // Checked between chunks; a set flag ends the copy with ECANCELED.
     const std::atomic<bool>* cancelled = nullptr;
+    // The contents then pass through this process rather than being copied by the kernel.
+    ContentObserver* observer = nullptr;
 };
 
 // Copies the item with its permissions, dates and extended attributes (and owner, for

@@ -39,7 +39,7 @@ TEST_F(Archiver, EachAutosaveGoesOnceUnderTheFolderThatHeldItAndThenToTheTrash) 
               (QStringList{"Adobe Premiere Pro Auto-Save/", "Adobe Premiere Pro Auto-Save/Promo-1.prproj",
                            "Adobe Premiere Pro Auto-Save/Promo-2.prproj", "Alpha/", "Alpha/Alpha-1.prproj",
                            "Backups/", "Backups/Ceremony 2026-11-18 10-00.fcpevent", "Beta/",
-                           "Beta/Beta-1.prproj", "Beta/Beta-2.prproj"}));
+                           "Beta/Beta-1.prproj", "Beta/Beta-2.prproj", "manifest.json"}));
     // Only once the archive exists do the autosaves go to the Trash, with the folders they
     // leave empty; the location itself and the event's current version stay.
     EXPECT_EQ(trashRecords().size(), 6);
@@ -72,10 +72,12 @@ TEST_F(Archiver, TwoArchivesAtOnceEachGatherInAFolderOfTheirOwn) {
     EXPECT_EQ(gathered, 2);
     ASSERT_FALSE(first.error.isError() || second.error.isError())
         << first.error.informative.toStdString() << second.error.informative.toStdString();
-    EXPECT_EQ(zipEntryNames(premiereZip), (QStringList{"Alpha/", "Alpha/Alpha-1.prproj", "Beta/",
-                                                       "Beta/Beta-1.prproj", "Beta/Beta-2.prproj"}));
-    EXPECT_EQ(zipEntryNames(eventZip), (QStringList{"Backups/", "Backups/Ceremony 2026-11-16 10-00.fcpevent",
-                                                    "Backups/Ceremony 2026-11-18 10-00.fcpevent"}));
+    EXPECT_EQ(zipEntryNames(premiereZip),
+              (QStringList{"Alpha/", "Alpha/Alpha-1.prproj", "Beta/", "Beta/Beta-1.prproj",
+                           "Beta/Beta-2.prproj", "manifest.json"}));
+    EXPECT_EQ(zipEntryNames(eventZip),
+              (QStringList{"Backups/", "Backups/Ceremony 2026-11-16 10-00.fcpevent",
+                           "Backups/Ceremony 2026-11-18 10-00.fcpevent", "manifest.json"}));
     EXPECT_EQ(trashRecords().size(), 5);
     EXPECT_EQ(QDir(halvern()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
 }

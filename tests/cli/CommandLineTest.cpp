@@ -327,7 +327,7 @@ TEST_F(CommandLine, ArchivePacksAProjectAndAnAutosaveThenTrashesThem) {
     EXPECT_TRUE(result.out.endsWith("); moved them to the Trash\n")) << result.out.toStdString();
     const QStringList names = zipEntryNames(destination);
     EXPECT_EQ(names, (QStringList{"Alpha/", "Alpha/Alpha-1.prproj", "Beta/", "Beta/Beta-1.prproj",
-                                  "Beta/Beta-2.prproj", "Beta/Beta-3.prproj"}));
+                                  "Beta/Beta-2.prproj", "Beta/Beta-3.prproj", "manifest.json"}));
     EXPECT_TRUE(autosavesLeft().isEmpty());
     EXPECT_EQ(trashRecords().value("Beta-3.prproj"), autosave(kAll[3]));
     EXPECT_FALSE(QFileInfo::exists(premiere + "/Beta"));

@@ -209,7 +209,7 @@ TEST_F(HelperProgram, ArchivesBesideTheFolderThenTrashesAndNeverReplacesAnArchiv
     EXPECT_EQ(readFile(archives + "Edit " + today + ".zip"), "an earlier run's archive");
     const QString destination = archives + "Edit " + today + " 2.zip";
     const QStringList names = zipEntryNames(destination);
-    EXPECT_EQ(names, (QStringList{"Edit/", "Edit/Edit-1.prproj", "Edit/Edit-2.prproj"}));
+    EXPECT_EQ(names, (QStringList{"Edit/", "Edit/Edit-1.prproj", "Edit/Edit-2.prproj", "manifest.json"}));
     EXPECT_EQ(trashed(), (QMap<QString, QString>{{"Edit-1.prproj", "Edit/Edit-1.prproj"},
                                                  {"Edit-2.prproj", "Edit/Edit-2.prproj"}}));
     EXPECT_TRUE(lastRun("clean").startsWith("ok: archived 1 project into " + home().home() +
