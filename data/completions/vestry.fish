@@ -16,6 +16,7 @@ complete -c vestry -n "not __fish_seen_subcommand_from $commands" -a gather-logs
 complete -c vestry -n '__fish_seen_subcommand_from list' -l json -d 'Print one JSON document'
 complete -c vestry -n '__fish_seen_subcommand_from list' -l sort -x -a 'name date size' -d 'Order by'
 complete -c vestry -n '__fish_seen_subcommand_from list' -l descending -d 'Reverse the order of --sort'
+complete -c vestry -n '__fish_seen_subcommand_from list' -l orphans -d 'Only projects whose project file is gone'
 complete -c vestry -n '__fish_seen_subcommand_from list prune' -F
 
 complete -c vestry -n '__fish_seen_subcommand_from discover' -l json -d 'Print one JSON document'
@@ -28,6 +29,7 @@ complete -c vestry -n '__fish_seen_subcommand_from prune' -l dry-run -d 'List wh
 complete -c vestry -n '__fish_seen_subcommand_from prune' -l json -d 'Print one JSON document'
 
 complete -c vestry -n '__fish_seen_subcommand_from archive' -l to -r -F -d 'The archive to write (.zip)'
+complete -c vestry -n '__fish_seen_subcommand_from archive' -l verify -r -F -d 'Check an archive against its manifest'
 complete -c vestry -n '__fish_seen_subcommand_from archive' -F
 complete -c vestry -n '__fish_seen_subcommand_from pin unpin' -F
 

@@ -113,7 +113,7 @@ TEST_F(Pins, KeepAnAutosaveFromTheRulesAndFromTheTrashAfterAnArchive) {
     EXPECT_TRUE(archive.out.endsWith("); moved 1 (1 pinned stayed) to the Trash\n"))
         << archive.out.toStdString();
     EXPECT_EQ(zipEntryNames(home().home() + "/Beta.zip"),
-              (QStringList{"Beta/", "Beta/Beta-1.prproj", "Beta/Beta-3.prproj"}));
+              (QStringList{"Beta/", "Beta/Beta-1.prproj", "Beta/Beta-3.prproj", "manifest.json"}));
     EXPECT_TRUE(QFile::exists(at("Beta/Beta-1.prproj")));
     EXPECT_FALSE(QFile::exists(at("Beta/Beta-3.prproj")));
 }
