@@ -35,29 +35,6 @@ QByteArray readSmallFile(const QString& path, qint64 limit = 64 * 1024) {
     return file.readAll();
 }
 
-struct Record {
-    QString originalPath;
-    QDateTime deletionDate;
-};
-
-std::optional<Record> parseRecord(const QByteArray& record) {
-    const QList<QByteArray> lines = record.split('\n');
-    if (lines.isEmpty() || lines.first().trimmed() != "[Trash Info]")
-        return std::nullopt;
-    Record parsed;
-    for (const QByteArray& line : lines) {
-        if (line.startsWith("Path="))
-            parsed.originalPath = FileName::decode(QByteArray::fromPercentEncoding(line.mid(5).trimmed()));
-        else if (line.startsWith("DeletionDate="))
-            // Local time without a zone, as the format has it.
-            parsed.deletionDate =
-                QDateTime::fromString(QString::fromLatin1(line.mid(13).trimmed()), Qt::ISODate);
-    }
-    if (parsed.originalPath.isEmpty())
-        return std::nullopt;
-    return parsed;
-}
-
 // The top of the volume of a ".Trash-$uid" or ".Trash/$uid".
 QString volumeTop(const QString& trash) {
     const QString above = PathText::deletingLastComponent(trash);
@@ -190,6 +167,23 @@ std::optional<TrashedItem> newestFrom(const QList<TrashedItem>& items, const QSt
 }
 
 } // namespace
+
+std::optional<TrashRestore::Record> TrashRestore::parseRecord(const QByteArray& record) {
+    const QList<QByteArray> lines = record.split('\n');
+    if (lines.isEmpty() || lines.first().trimmed() != "[Trash Info]")
+        return std::nullopt;
+    Record parsed;
+    for (const QByteArray& line : lines) {
+        if (line.startsWith("Path="))
+            parsed.originalPath = FileName::decode(QByteArray::fromPercentEncoding(line.mid(5).trimmed()));
+        else if (line.startsWith("DeletionDate="))
+            parsed.deletionDate =
+                QDateTime::fromString(QString::fromLatin1(line.mid(13).trimmed()), Qt::ISODate);
+    }
+    if (parsed.originalPath.isEmpty())
+        return std::nullopt;
+    return parsed;
+}
 
 QStringList TrashRestore::trashFolders(const QStringList& locations) {
     QStringList folders;

@@ -6,6 +6,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <optional>
+
 // One item in a Trash, as its restore record describes it.
 struct TrashedItem {
     QString pathInTrash;
@@ -33,6 +35,13 @@ struct RestoreReport {
 // folders on the way are made, and removed again when the item cannot follow.
 class TrashRestore {
 public:
+    // What a restore record (".trashinfo") says; nothing when it is not one or names no path.
+    struct Record {
+        QString originalPath;
+        QDateTime deletionDate; // local time without a zone, as the format has it
+    };
+    static std::optional<Record> parseRecord(const QByteArray& record);
+
     // The Trash folders (each holding "files" and "info") that can hold the locations' items.
     static QStringList trashFolders(const QStringList& locations);
     // The items whose original path lies in a location, newest first (then by path).

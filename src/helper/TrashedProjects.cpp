@@ -72,24 +72,6 @@ QStringList TrashedProjects::trashItemFolders(const QStringList& locations) {
     return folders;
 }
 
-std::optional<TrashedProjects::Record> TrashedProjects::parseRecord(const QByteArray& record) {
-    const QList<QByteArray> lines = record.split('\n');
-    if (lines.isEmpty() || lines.first().trimmed() != "[Trash Info]")
-        return std::nullopt;
-    Record parsed;
-    for (const QByteArray& line : lines) {
-        if (line.startsWith("Path="))
-            parsed.originalPath = FileName::decode(QByteArray::fromPercentEncoding(line.mid(5).trimmed()));
-        else if (line.startsWith("DeletionDate="))
-            // Local time without a zone, as the format has it.
-            parsed.deletionDate =
-                QDateTime::fromString(QString::fromLatin1(line.mid(13).trimmed()), Qt::ISODate);
-    }
-    if (parsed.originalPath.isEmpty())
-        return std::nullopt;
-    return parsed;
-}
-
 bool TrashedProjects::describe(const QString& originalName, bool finalCutType, TrashedProject& project) {
     struct Kind {
         const char* extension;
@@ -126,7 +108,7 @@ QList<TrashedProject> TrashedProjects::inFolder(const QString& itemsFolder) {
         project.originalName = name;
         const QByteArray record =
             readSmallFile(PathText::appendingComponent(info, name + QStringLiteral(".trashinfo")));
-        if (const std::optional<Record> parsed = parseRecord(record)) {
+        if (const std::optional<Record> parsed = TrashRestore::parseRecord(record)) {
             project.originalPath = parsed->originalPath;
             // A volume's Trash keeps paths relative to the volume's top.
             if (!project.originalPath.startsWith(QLatin1Char('/')))

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "actions/TrashRestore.h"
 #include "catalogue/BMProject.h"
 
 #include <QDateTime>
@@ -39,11 +40,5 @@ public:
     // and name; for a library, a location that is that library or its backups.
     static bool matches(const TrashedProject& trashed, const BMProject& project);
 
-    // The original path and the deletion date of a .trashinfo record; nothing when the
-    // record is not one.
-    struct Record {
-        QString originalPath;
-        QDateTime deletionDate;
-    };
-    static std::optional<Record> parseRecord(const QByteArray& record);
+    using Record = TrashRestore::Record;
 };
