@@ -296,20 +296,31 @@ RestoreReport TrashRestore::restore(const QList<TrashedItem>& items) {
     return report;
 }
 
-RestoreReport TrashRestore::restorePaths(const QStringList& originalPaths, const QStringList& locations) {
-    const QList<TrashedItem> trashed = list(locations);
+namespace {
+
+// The newest item the Trash holds from each path that passes the test, put back.
+template <typename Test>
+RestoreReport restoreNewest(const QStringList& originalPaths, const QStringList& locations,
+                            const Test& test) {
+    const QList<TrashedItem> trashed = TrashRestore::list(locations);
     QList<TrashedItem> chosen;
     QStringList notFound;
     for (const QString& path : originalPaths) {
         const QString clean = QDir::cleanPath(path);
-        if (auto item = newestFrom(trashed, clean, [](const TrashedItem&) { return true; }))
+        if (auto item = newestFrom(trashed, clean, test))
             chosen << *item;
         else
             notFound << clean;
     }
-    RestoreReport report = restore(chosen);
+    RestoreReport report = TrashRestore::restore(chosen);
     report.notFound = notFound;
     return report;
+}
+
+} // namespace
+
+RestoreReport TrashRestore::restorePaths(const QStringList& originalPaths, const QStringList& locations) {
+    return restoreNewest(originalPaths, locations, [](const TrashedItem&) { return true; });
 }
 
 RestoreReport TrashRestore::restoreLast(const QStringList& locations, QString* error) {
@@ -322,16 +333,5 @@ RestoreReport TrashRestore::restoreLast(const QStringList& locations, QString* e
     const auto during = [&](const TrashedItem& item) {
         return item.deletionDate >= from && item.deletionDate <= to;
     };
-    const QList<TrashedItem> trashed = list(locations);
-    QList<TrashedItem> chosen;
-    QStringList notFound;
-    for (const QString& path : last->paths) {
-        if (auto item = newestFrom(trashed, QDir::cleanPath(path), during))
-            chosen << *item;
-        else
-            notFound << path;
-    }
-    RestoreReport report = restore(chosen);
-    report.notFound = notFound;
-    return report;
+    return restoreNewest(last->paths, locations, during);
 }
