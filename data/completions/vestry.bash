@@ -24,7 +24,7 @@ _vestry() {
     case $command in
         "") opts='--help --version'
             [[ $cur != -* ]] && { COMPREPLY=($(compgen -W 'list discover prune archive pin unpin restore helper gather-logs' -- "$cur")); return; } ;;
-        list) opts='--json --sort --descending --orphans --help'; paths=1 ;;
+        list) opts='--json --sort --descending --orphans --summary --help'; paths=1 ;;
         discover) opts='--json --volumes --help' ;;
         prune) opts='--older-than --keep --max-size --dry-run --json --help'; paths=1 ;;
         pin | unpin) opts='--help'; paths=1 ;;

@@ -17,6 +17,7 @@ complete -c vestry -n '__fish_seen_subcommand_from list' -l json -d 'Print one J
 complete -c vestry -n '__fish_seen_subcommand_from list' -l sort -x -a 'name date size' -d 'Order by'
 complete -c vestry -n '__fish_seen_subcommand_from list' -l descending -d 'Reverse the order of --sort'
 complete -c vestry -n '__fish_seen_subcommand_from list' -l orphans -d 'Only projects whose project file is gone'
+complete -c vestry -n '__fish_seen_subcommand_from list' -l summary -d 'Totals by editor and by location'
 complete -c vestry -n '__fish_seen_subcommand_from list prune' -F
 
 complete -c vestry -n '__fish_seen_subcommand_from discover' -l json -d 'Print one JSON document'

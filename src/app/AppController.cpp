@@ -20,6 +20,7 @@
 #include "catalogue/LocationDiscovery.h"
 #include "catalogue/OutlineSorting.h"
 #include "catalogue/OutlineText.h"
+#include "catalogue/SpaceSummary.h"
 #include "foundation/BMAuthorization.h"
 #include "foundation/BMException.h"
 #include "foundation/BMFileManager.h"
@@ -298,6 +299,7 @@ void AppController::setDataArray(BMProjectList projects) {
     const QString current = pathOf(view->currentIndex());
 
     m_model->setProjects(std::move(projects));
+    m_window->showSpace(SpaceSummary::of(m_model->projects()));
     view->setPlaceholderText(QString());
 
     QItemSelection selection;

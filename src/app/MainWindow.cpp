@@ -1,8 +1,11 @@
 #include "MainWindow.h"
 
+#include "AutosaveOutlineModel.h"
 #include "BMOutlineView.h"
 #include "BusySpinner.h"
 #include "ProgressSheet.h"
+#include "SizeShareDelegate.h"
+#include "SpaceBar.h"
 
 #include <QApplication>
 #include <QHeaderView>
@@ -14,6 +17,7 @@
 #include <QStyle>
 #include <QToolBar>
 #include <QToolButton>
+#include <QVBoxLayout>
 
 MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     setWindowTitle(QStringLiteral("Vestry"));
@@ -25,7 +29,17 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     m_outline->header()->setSectionsClickable(true);
     m_outline->header()->setSortIndicatorShown(true);
     m_outline->header()->setStretchLastSection(false);
-    setCentralWidget(m_outline);
+    m_sizeDelegate = new SizeShareDelegate(m_outline);
+    m_outline->setItemDelegateForColumn(AutosaveOutlineModel::SizeColumn, m_sizeDelegate);
+    m_spaceBar = new SpaceBar(this);
+    m_spaceBar->hide(); // until a catalogue with something in it is shown
+    auto* central = new QWidget(this);
+    auto* layout = new QVBoxLayout(central);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    layout->addWidget(m_spaceBar);
+    layout->addWidget(m_outline, 1);
+    setCentralWidget(central);
 
     makeActions();
     makeMenus();
@@ -39,6 +53,12 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
 
     m_progress = new ProgressSheet(this);
     resize(860, 560);
+}
+
+void MainWindow::showSpace(const SpaceSummary& summary) {
+    m_spaceBar->setSummary(summary);
+    m_sizeDelegate->setLargestBytes(summary.largestProjectBytes());
+    m_outline->viewport()->update();
 }
 
 void MainWindow::makeActions() {

@@ -5,6 +5,9 @@
 class BMOutlineView;
 class BusySpinner;
 class ProgressSheet;
+class SizeShareDelegate;
+class SpaceBar;
+class SpaceSummary;
 class QLabel;
 class QMenu;
 class QToolButton;
@@ -58,6 +61,10 @@ public:
     ProgressSheet* progressSheet() const { return m_progress; }
     QMenu* actionsMenu() const { return m_actionsMenu; }
     QMenu* contextMenu() const { return m_contextMenu; }
+    SpaceBar* spaceBar() const { return m_spaceBar; }
+    SizeShareDelegate* sizeDelegate() const { return m_sizeDelegate; }
+    // After every rebuild: the bar above the outline and the Size column's share bars.
+    void showSpace(const SpaceSummary& summary);
 
 private:
     void makeActions();
@@ -66,6 +73,8 @@ private:
 
     Actions m_actions;
     BMOutlineView* m_outline = nullptr;
+    SpaceBar* m_spaceBar = nullptr;
+    SizeShareDelegate* m_sizeDelegate = nullptr;
     QToolButton* m_openButton = nullptr;
     QToolButton* m_actionsButton = nullptr;
     QToolButton* m_removeButton = nullptr;

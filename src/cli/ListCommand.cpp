@@ -4,10 +4,12 @@
 #include "CatalogueArguments.h"
 #include "ListWriter.h"
 #include "StandardOutput.h"
+#include "SummaryText.h"
 #include "catalogue/CatalogueLocations.h"
 #include "catalogue/OutlineSorting.h"
 #include "catalogue/OutlineText.h"
 #include "catalogue/PremiereOrphans.h"
+#include "catalogue/SpaceSummary.h"
 #include "foundation/BMSettings.h"
 #include "foundation/FileName.h"
 
@@ -131,6 +133,10 @@ CLI::App* ListCommand::define(CLI::App& parent) {
         command->add_option("--sort", m_sort, "Order projects and autosaves by name, date or size")
             ->check(CLI::IsMember({"name", "date", "size"}));
     command->add_flag("--descending", m_descending, "Reverse the order of --sort")->needs(sort);
+    command
+        ->add_flag("--summary", m_summary,
+                   "Print the totals by editor and by location, largest first, instead of the projects")
+        ->excludes(sort);
     command->add_flag("--orphans", m_orphans,
                       "Only Premiere projects whose project file is gone (read from their autosaves)");
     command
@@ -152,6 +158,21 @@ int ListCommand::run() {
     const OutlineText text;
     const PinnedPaths pins = PinnedPaths::stored();
     TextListing listing(text, pins);
+    if (m_summary) {
+        SpaceSummary summary;
+        CatalogueArguments::catalogue("list", m_paths, &ok, [&](const BMProjectPtr& project) {
+            if (!m_orphans || PremiereOrphans::isOrphan(*project))
+                summary.add(*project);
+        });
+        if (m_json) {
+            const QByteArray json = SummaryText::json(summary, offline);
+            std::fwrite(json.constData(), 1, size_t(json.size()), stdout);
+            std::fflush(stdout);
+        } else {
+            writeStandardOutput(SummaryText::text(summary, text, offline));
+        }
+        return ok ? 0 : 1;
+    }
     if (m_sort.empty()) {
         // Each project taken as soon as it is whole, then let go.
         std::optional<JsonListWriter> writer;

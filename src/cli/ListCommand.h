@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-// vestry list [--json] [--sort name|date|size] [--descending] [--orphans] [PATH ...]
+// vestry list [--json] [--sort name|date|size] [--descending] [--orphans] [--summary] [PATH ...]
 // Prints the catalogue: of the given folders in the order given, or of every known location
 // as the window's catalogue build finds them. Exit status 0 when every PATH was scanned, 1
 // when one was not (missing, not a folder, not an autosave location, unreadable). --orphans
@@ -21,5 +21,6 @@ private:
     std::string m_sort;
     bool m_descending = false;
     bool m_orphans = false;
+    bool m_summary = false; // SpaceSummary's totals instead of the projects
     std::vector<std::string> m_paths;
 };
