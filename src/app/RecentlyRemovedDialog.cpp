@@ -71,7 +71,9 @@ RecentlyRemovedDialog::RecentlyRemovedDialog(AppController* controller, QWidget*
     m_list->setRootIsDecorated(false);
     m_list->setSelectionMode(QAbstractItemView::ExtendedSelection);
     m_list->setHeaderLabels({tr("Name"), tr("Original Location"), tr("Date Removed"), tr("Size")});
-    m_list->header()->setSectionResizeMode(0, QHeaderView::Stretch);
+    // Long locations give way in the middle, where their folders are least telling.
+    m_list->setTextElideMode(Qt::ElideMiddle);
+    m_list->header()->setSectionResizeMode(1, QHeaderView::Stretch);
     m_list->header()->setStretchLastSection(false);
     m_empty = new QLabel(tr("The Trash holds nothing from the autosave locations."), this);
     m_empty->setAlignment(Qt::AlignCenter);
@@ -111,7 +113,7 @@ void RecentlyRemovedDialog::reload() {
         row->setTextAlignment(3, Qt::AlignRight | Qt::AlignVCenter);
         row->setToolTip(0, item.originalPath);
     }
-    for (int column = 1; column < m_list->columnCount(); ++column)
+    for (int column : {0, 2, 3})
         m_list->resizeColumnToContents(column);
     m_list->setVisible(!m_items.isEmpty());
     m_empty->setVisible(m_items.isEmpty());
