@@ -8,8 +8,10 @@
 #include "BusySpinner.h"
 #include "HelpLinks.h"
 #include "MainWindow.h"
+#include "PinCommands.h"
 #include "PreferencesWindow.h"
 #include "ProgressSheet.h"
+#include "RecentlyRemovedDialog.h"
 #include "ShortcutKeyPane.h"
 #include "automation/BMLaunchd.h"
 #include "automation/HelperJobs.h"
@@ -104,6 +106,7 @@ AppController::AppController(Environment environment, QObject* parent)
     m_preferences->setManualPaths(m_manualPathArray);
     connectWindow();
     m_autosaveActions = new AutosaveActions(this);
+    new PinCommands(this);
     updateStatusLine();
 
     m_discovery = std::make_unique<LocationDiscovery>(settings());
@@ -153,6 +156,7 @@ void AppController::connectWindow() {
     // A double click opens the row, as the open button does.
     connect(outline, &QTreeView::doubleClicked, a.open, &QAction::trigger);
     connect(a.refresh, &QAction::triggered, this, &AppController::populateData);
+    connect(a.recentlyRemoved, &QAction::triggered, this, [this] { RecentlyRemovedDialog::showFor(this); });
     connect(a.preferences, &QAction::triggered, this, &AppController::showPreferences);
     connect(a.quit, &QAction::triggered, qApp, &QApplication::quit);
     connect(a.viewLog, &QAction::triggered, this, &AppController::viewLog);

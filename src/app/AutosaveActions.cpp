@@ -309,12 +309,27 @@ void AutosaveActions::remove() {
         if (rows.isEmpty())
             return;
         const ActionQuestion question = ActionTexts::removeQuestion(rows.size());
-        if (!ask(question.message, question.defaultButton, question.alternateButton, question.informative))
+        if (!ask(question.message, question.defaultButton, question.alternateButton,
+                 question.informative + pinnedNote(rows)))
             return;
         runWork([this, rows] { removeIndexSet(rows); });
     } catch (const std::exception& e) {
         BMException::logException(e, "-[AppController remove:]");
     }
+}
+
+// A pin keeps rules away, not the user: removing by hand goes on, but the question says so.
+QString AutosaveActions::pinnedNote(const SelectedRows& rows) const {
+    const PinnedPaths& pins = m_controller->model()->pins();
+    const auto pinned = std::count_if(rows.cbegin(), rows.cend(), [&](const SelectedRow& row) {
+        return row.isProject() ? pins.isPinned(*row.project) : pins.isPinned(*row.item);
+    });
+    if (pinned == 0)
+        return QString();
+    if (rows.size() == 1)
+        return QLatin1Char(' ') + tr("It is pinned.");
+    return QLatin1Char(' ') +
+           (pinned == 1 ? tr("1 of them is pinned.") : tr("%1 of them are pinned.").arg(qint64(pinned)));
 }
 
 void AutosaveActions::removeOlderAutosaves(int days) {

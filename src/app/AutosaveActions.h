@@ -65,6 +65,8 @@ private:
     bool ask(const QString& message, const QString& defaultButton, const QString& alternateButton,
              const QString& informative) const;
     void runWork(std::function<void()> work);
+    // " 2 of them are pinned." for the removal question, or nothing.
+    QString pinnedNote(const SelectedRows& rows) const;
     void transfer(bool copy);
     // Worker side.
     void removeIndexSet(const SelectedRows& rows);

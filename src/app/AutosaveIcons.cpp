@@ -2,8 +2,11 @@
 
 #include "catalogue/AutosaveType.h"
 
+#include <QCoreApplication>
 #include <QHash>
 #include <QMimeDatabase>
+#include <QPainter>
+#include <QPixmap>
 
 namespace {
 
@@ -60,4 +63,35 @@ QIcon AutosaveIcons::iconForType(int type) {
         icon = ownIconForType(kind);
     cache.insert(kind, icon);
     return icon;
+}
+
+QIcon AutosaveIcons::withPinBadge(const QIcon& icon, bool pinned) {
+    if (!pinned)
+        return icon;
+    // Cached by the base icon: every pinned row of a kind shares one badged icon.
+    static QHash<qint64, QIcon> cache;
+    if (auto it = cache.constFind(icon.cacheKey()); it != cache.cend())
+        return *it;
+    static const QIcon pin(QStringLiteral(":/vestry/icons/pin.svg"));
+    QIcon badged;
+    for (int side : {16, 22, 32, 44, 64}) {
+        QPixmap pixmap = icon.pixmap(side, side);
+        if (pixmap.isNull()) {
+            pixmap = QPixmap(side, side);
+            pixmap.fill(Qt::transparent);
+        }
+        QPainter painter(&pixmap);
+        const int badge = side * 5 / 8;
+        painter.drawPixmap(side - badge, side - badge, pin.pixmap(badge, badge));
+        painter.end();
+        badged.addPixmap(pixmap);
+    }
+    cache.insert(icon.cacheKey(), badged);
+    return badged;
+}
+
+QString AutosaveIcons::pinnedToolTip(const QString& path) {
+    return path + QLatin1Char('\n') +
+           QCoreApplication::translate("AutosaveIcons",
+                                       "Pinned: no rule, helper or archive moves it to the Trash.");
 }

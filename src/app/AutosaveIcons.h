@@ -9,4 +9,8 @@ public:
     static QIcon iconForType(int type);
     // The image that ships with Vestry for a type, whatever the system has.
     static QIcon ownIconForType(int type);
+    // The icon with a pin drawn over its lower right corner when pinned, else the icon itself.
+    static QIcon withPinBadge(const QIcon& icon, bool pinned);
+    // A pinned row's tooltip: its path and what the pin means.
+    static QString pinnedToolTip(const QString& path);
 };

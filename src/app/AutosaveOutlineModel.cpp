@@ -53,6 +53,17 @@ void AutosaveOutlineModel::setProjects(BMProjectList projects) {
     endResetModel();
 }
 
+void AutosaveOutlineModel::setPins(PinnedPaths pins) {
+    m_pins = std::move(pins);
+    for (int row = 0; row < rowCount(); ++row) {
+        const QModelIndex project = index(row, NameColumn);
+        Q_EMIT dataChanged(project, project, {Qt::DecorationRole, Qt::ToolTipRole});
+        if (const int children = rowCount(project); children > 0)
+            Q_EMIT dataChanged(index(0, NameColumn, project), index(children - 1, NameColumn, project),
+                               {Qt::DecorationRole, Qt::ToolTipRole});
+    }
+}
+
 void AutosaveOutlineModel::sortBy(QStringView column, bool descending) {
     reorder([&] { m_projects = OutlineSorting::sortProjects(m_projects, column, descending); });
 }
@@ -190,10 +201,12 @@ QVariant AutosaveOutlineModel::data(const QModelIndex& index, int role) const {
                     }
                     return m_text.cellText(*project, column);
                 case Qt::ToolTipRole:
-                    return project->path();
+                    return m_pins.isPinned(*project) ? AutosaveIcons::pinnedToolTip(project->path())
+                                                     : project->path();
                 case Qt::DecorationRole:
                     return index.column() == NameColumn
-                               ? QVariant(AutosaveIcons::iconForType(project->type()))
+                               ? QVariant(AutosaveIcons::withPinBadge(
+                                     AutosaveIcons::iconForType(project->type()), m_pins.isPinned(*project)))
                                : QVariant();
                 case int(Role::Path):
                     return project->path();
@@ -213,10 +226,12 @@ QVariant AutosaveOutlineModel::data(const QModelIndex& index, int role) const {
                 case Qt::DisplayRole:
                     return index.column() == LocationColumn ? QString() : m_text.cellText(*item, column);
                 case Qt::DecorationRole:
-                    return index.column() == NameColumn ? QVariant(AutosaveIcons::iconForType(item->type()))
-                                                        : QVariant();
+                    return index.column() == NameColumn
+                               ? QVariant(AutosaveIcons::withPinBadge(
+                                     AutosaveIcons::iconForType(item->type()), m_pins.isPinned(*item)))
+                               : QVariant();
                 case Qt::ToolTipRole:
-                    return item->path();
+                    return m_pins.isPinned(*item) ? AutosaveIcons::pinnedToolTip(item->path()) : item->path();
                 case int(Role::Path):
                     return item->path();
                 case int(Role::Type):

@@ -2,6 +2,7 @@
 
 #include "catalogue/BMProject.h"
 #include "catalogue/OutlineText.h"
+#include "catalogue/PinnedPaths.h"
 
 #include <QAbstractItemModel>
 
@@ -31,6 +32,9 @@ public:
     const BMProjectList& projects() const { return m_projects; }
     // Replaces the whole list (a rebuild).
     void setProjects(BMProjectList projects);
+    // The pins the name column's badge shows; every row is redrawn.
+    void setPins(PinnedPaths pins);
+    const PinnedPaths& pins() const { return m_pins; }
     // Sorts as the outline sorts (children included), keeping persistent indexes.
     void sortBy(QStringView column, bool descending);
     // Runs a change that only reorders projects or their children (never adds or removes
@@ -57,4 +61,5 @@ private:
 
     BMProjectList m_projects;
     OutlineText m_text;
+    PinnedPaths m_pins;
 };

@@ -78,6 +78,9 @@ void MainWindow::makeActions() {
     a.restoreEvent = make(tr("Restore Event from Backup"));
     a.remove = make(tr("Move to Trash…"), {QKeySequence(Qt::Key_Delete)});
     a.remove->setIcon(style()->standardIcon(QStyle::SP_TrashIcon));
+    a.pin = make(tr("Pin"));
+    a.unpin = make(tr("Unpin"));
+    a.recentlyRemoved = make(tr("Recently Removed…"));
     a.refresh = make(tr("Refresh"), {QKeySequence(Qt::Key_F5), QKeySequence(Qt::CTRL | Qt::Key_R)});
     a.showLocation = make(tr("Show Location Column"));
     a.showLocation->setCheckable(true);
@@ -122,6 +125,9 @@ void MainWindow::makeActions() {
         {a.archive, "archive"},
         {a.restoreEvent, "restoreEvent"},
         {a.remove, "remove"},
+        {a.pin, "pin"},
+        {a.unpin, "unpin"},
+        {a.recentlyRemoved, "recentlyRemoved"},
         {a.refresh, "refresh"},
         {a.preferences, "preferences"},
         {a.quit, "quit"},
@@ -158,6 +164,9 @@ void MainWindow::makeMenus() {
     m_actionsMenu->addAction(a.reveal);
     m_actionsMenu->addAction(a.restoreEvent);
     m_actionsMenu->addSeparator();
+    m_actionsMenu->addAction(a.pin);
+    m_actionsMenu->addAction(a.unpin);
+    m_actionsMenu->addSeparator();
     m_actionsMenu->addAction(a.copy);
     m_actionsMenu->addAction(a.move);
     m_actionsMenu->addAction(a.archive);
@@ -167,6 +176,7 @@ void MainWindow::makeMenus() {
     QMenu* keep = m_actionsMenu->addMenu(tr("Remove All Except"));
     keep->addActions(a.keepMostRecent);
     m_actionsMenu->addAction(a.remove);
+    m_actionsMenu->addAction(a.recentlyRemoved);
 
     QMenu* logs = menuBar()->addMenu(tr("&Log"));
     logs->addAction(a.viewLog);
@@ -197,6 +207,9 @@ void MainWindow::makeMenus() {
     m_contextMenu->addAction(a.archive);
     m_contextMenu->addSeparator();
     m_contextMenu->addAction(a.remove);
+    m_contextMenu->addSeparator();
+    m_contextMenu->addAction(a.pin);
+    m_contextMenu->addAction(a.unpin);
 }
 
 void MainWindow::makeToolbar() {

@@ -26,6 +26,9 @@ public:
         QAction* archive = nullptr;
         QAction* restoreEvent = nullptr;
         QAction* remove = nullptr;
+        QAction* pin = nullptr;
+        QAction* unpin = nullptr;
+        QAction* recentlyRemoved = nullptr;
         QAction* refresh = nullptr;
         QAction* showLocation = nullptr; // checkable, in the column titles' menu
         QList<QAction*> removeOlderThan; // data(): days

@@ -1,0 +1,84 @@
+// Recently Removed: what the window's own removal trashed, put back, or refused when
+// something already stands where it was.
+#include "WindowFixture.h"
+#include "app/RecentlyRemovedDialog.h"
+#include "foundation/BMSettings.h"
+#include "foundation/SettingsKeys.h"
+
+#include <QAction>
+#include <QPushButton>
+#include <QTreeWidget>
+
+namespace {
+
+class RecentlyRemoved : public WindowTest {
+protected:
+    void SetUp() override {
+        WindowTest::SetUp();
+        for (const char* file : {"Alpha/Alpha-1.prproj", "Beta/Beta-1.prproj"})
+            write("Documents/Adobe Premiere Pro Auto-Save/" + QString(file), file);
+        BMSettings::standard().setValue(SettingsKey::autosavePaths, QStringList{premiere()});
+    }
+    QString premiere(const QString& relative = "") const {
+        return home().home() + "/Documents/Adobe Premiere Pro Auto-Save" +
+               (relative.isEmpty() ? "" : "/" + relative);
+    }
+    QString inTrash(const QString& name) const { return home().home() + "/.local/share/Trash/files/" + name; }
+    static QByteArray contents(const QString& path) {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(missing)");
+    }
+    void removeProject(const QString& name) {
+        select({projectIndex(name)});
+        Answerer answer("Remove");
+        expectRebuild([&] { menu().remove->trigger(); });
+    }
+    RecentlyRemovedDialog* openDialog() {
+        menu().recentlyRemoved->trigger();
+        return controller->mainWindow()->findChild<RecentlyRemovedDialog*>();
+    }
+};
+
+} // namespace
+
+TEST_F(RecentlyRemoved, ListsWhatTheRemovalTrashedAndPutsTheSelectedRowBack) {
+    start();
+    removeProject("Alpha");
+    RecentlyRemovedDialog* dialog = openDialog();
+    ASSERT_NE(dialog, nullptr);
+    ASSERT_EQ(dialog->list()->topLevelItemCount(), 1);
+    const QTreeWidgetItem* row = dialog->list()->topLevelItem(0);
+    EXPECT_EQ(row->text(0), "Alpha-1.prproj");
+    EXPECT_EQ(row->text(1), "~/Documents/Adobe Premiere Pro Auto-Save/Alpha");
+    EXPECT_FALSE(row->text(2).isEmpty());
+    EXPECT_FALSE(dialog->putBackButton()->isEnabled());
+
+    dialog->list()->topLevelItem(0)->setSelected(true);
+    QSignalSpy finished(dialog, &RecentlyRemovedDialog::workFinished);
+    expectRebuild([&] { dialog->putBackButton()->click(); });
+    EXPECT_EQ(finished.size(), 1);
+    EXPECT_EQ(contents(premiere("Alpha/Alpha-1.prproj")), "Alpha/Alpha-1.prproj");
+    EXPECT_EQ(dialog->list()->topLevelItemCount(), 0);
+    EXPECT_EQ(projectNames(), (QStringList{"Alpha", "Beta"}));
+}
+
+TEST_F(RecentlyRemoved, AFileAtTheOriginalPathIsNeverReplacedAndTheAlertSaysWhy) {
+    start();
+    removeProject("Beta");
+    write("Documents/Adobe Premiere Pro Auto-Save/Beta/Beta-1.prproj", "newer work");
+    RecentlyRemovedDialog* dialog = openDialog();
+    ASSERT_NE(dialog, nullptr);
+    ASSERT_EQ(dialog->list()->topLevelItemCount(), 1);
+
+    Answerer answer("OK");
+    QSignalSpy finished(dialog, &RecentlyRemovedDialog::workFinished);
+    dialog->putBackLastButton()->click();
+    ASSERT_TRUE(finished.wait(10000));
+    controller->waitForWorkers();
+    ASSERT_TRUE(waitFor([&] { return answer.count == 1; }));
+    EXPECT_EQ(answer.text, "Nothing was put back.");
+    EXPECT_TRUE(answer.informative.contains("Beta-1.prproj")) << answer.informative.toStdString();
+    EXPECT_EQ(contents(premiere("Beta/Beta-1.prproj")), "newer work");
+    EXPECT_EQ(contents(inTrash("Beta-1.prproj")), "Beta/Beta-1.prproj");
+    EXPECT_EQ(dialog->list()->topLevelItemCount(), 1);
+}
