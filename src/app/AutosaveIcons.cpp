@@ -4,6 +4,8 @@
 
 #include <QHash>
 #include <QMimeDatabase>
+#include <QPainter>
+#include <QPainterPath>
 
 namespace {
 
@@ -37,7 +39,52 @@ QString extensionFor(int type) {
     }
 }
 
+// A padlock over the lower right quarter, dark on a light disc so that it reads on any icon.
+QPixmap withLockBadge(const QPixmap& base) {
+    QPixmap pixmap = base;
+    const qreal side = std::min(pixmap.width(), pixmap.height()) / pixmap.devicePixelRatio();
+    const qreal badge = side / 2;
+    const QRectF area(side - badge, side - badge, badge, badge);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(QColor(255, 255, 255, 230));
+    painter.drawEllipse(area);
+    const QRectF body(area.left() + badge * 0.25, area.top() + badge * 0.45, badge * 0.5, badge * 0.35);
+    QPainterPath shackle;
+    const QRectF loop(body.left() + badge * 0.08, area.top() + badge * 0.18, body.width() - badge * 0.16,
+                      badge * 0.5);
+    shackle.arcMoveTo(loop, 0);
+    shackle.arcTo(loop, 0, 180);
+    painter.setPen(QPen(QColor(60, 60, 60), std::max<qreal>(1.0, badge * 0.1)));
+    painter.setBrush(Qt::NoBrush);
+    painter.drawPath(shackle);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(QColor(60, 60, 60));
+    painter.drawRoundedRect(body, badge * 0.05, badge * 0.05);
+    return pixmap;
+}
+
 } // namespace
+
+QIcon AutosaveIcons::lockedIconForType(int type) {
+    static QHash<int, QIcon> cache;
+    const int kind = AutosaveType::normalized(type);
+    if (auto it = cache.constFind(kind); it != cache.cend())
+        return *it;
+    QIcon locked;
+    const QIcon plain = iconForType(kind);
+    for (const int side : {16, 32, 64}) {
+        QPixmap base = plain.pixmap(side, side);
+        if (base.isNull()) { // no image engine for the type's picture: the lock alone
+            base = QPixmap(side, side);
+            base.fill(Qt::transparent);
+        }
+        locked.addPixmap(withLockBadge(base));
+    }
+    cache.insert(kind, locked);
+    return locked;
+}
 
 QIcon AutosaveIcons::ownIconForType(int type) {
     return QIcon(ownImage(type));

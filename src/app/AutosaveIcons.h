@@ -9,4 +9,7 @@ public:
     static QIcon iconForType(int type);
     // The image that ships with Vestry for a type, whatever the system has.
     static QIcon ownIconForType(int type);
+    // The type's icon with a small lock in its lower right corner: an autosave the background
+    // jobs leave alone for now.
+    static QIcon lockedIconForType(int type);
 };

@@ -7,7 +7,9 @@
 #include <limits>
 
 RecentWriteGuard RecentWriteGuard::fromSettings(const BMSettings& settings) {
-    const qint64 minutes = settings.integerValue(QLatin1String(SettingsKey::guardMinutes));
+    // Not every program registers the defaults: a guard that was never set is on.
+    const QString key = QLatin1String(SettingsKey::guardMinutes);
+    const qint64 minutes = settings.hasValue(key) ? settings.integerValue(key) : defaultMinutes;
     return RecentWriteGuard(int(std::clamp<qint64>(minutes, 0, std::numeric_limits<int>::max() / 60'000)));
 }
 

@@ -12,6 +12,8 @@ class BMSettings;
 // few minutes alone. The rules a person runs by hand do not ask.
 class RecentWriteGuard {
 public:
+    static constexpr int defaultMinutes = 10;
+
     RecentWriteGuard() = default; // off
     explicit RecentWriteGuard(int minutes) : m_minutes(minutes > 0 ? minutes : 0) {}
     static RecentWriteGuard fromSettings(const BMSettings& settings);
