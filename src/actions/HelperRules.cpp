@@ -38,14 +38,15 @@ QString sizeText(qint64 bytes, qint64 unit, const char* unitName) {
     return QStringLiteral("%1 %2").arg(double(bytes) / double(unit)).arg(QLatin1String(unitName));
 }
 
-// Chooses one autosave at most once, in the order the rules run, and a pinned one never (it
-// still counts in what a size limit measures).
+// Chooses one autosave at most once, in the order the rules run, and a pinned or a guarded
+// one never (it still counts in what a size limit measures).
 class Chooser {
 public:
-    explicit Chooser(const PinnedPaths& pinned) : m_pinned(pinned) {}
+    Chooser(const PinnedPaths& pinned, const RecentWriteGuard& guard, const QDateTime& now)
+        : m_pinned(pinned), m_guard(guard), m_now(now) {}
     bool has(const BMAutoItemPtr& item) const { return m_chosen.contains(item.get()); }
     void choose(const BMAutoItemPtr& item, const QString& reason) {
-        if (m_chosen.contains(item.get()) || m_pinned.isPinned(*item))
+        if (m_chosen.contains(item.get()) || m_pinned.isPinned(*item) || keptByGuard(item))
             return;
         m_chosen.insert(item.get());
         m_choices.append(RuleChoice{item, reason});
@@ -61,18 +62,40 @@ public:
         for (const BMAutoItemPtr& item : oldestFirst(all)) {
             if (left <= double(limit))
                 break;
-            if (has(item) || spared.contains(item.get()) || m_pinned.isPinned(*item))
+            if (has(item) || spared.contains(item.get()) || m_pinned.isPinned(*item) || keptByGuard(item))
                 continue;
             choose(item, reason);
             left -= item->fileSize();
         }
     }
-    RuleChoices take() { return std::move(m_choices); }
+    RuleChoices take(RuleChoices* guarded) {
+        if (guarded)
+            *guarded = std::move(m_guarded);
+        return std::move(m_choices);
+    }
 
 private:
+    bool keptByGuard(const BMAutoItemPtr& item) {
+        if (!m_guard.guards(*item, m_now))
+            return false;
+        if (!m_guardedSet.contains(item.get())) {
+            m_guardedSet.insert(item.get());
+            m_guarded.append(RuleChoice{
+                item, QStringLiteral("%1; the guard keeps what was written in the last %2 minute%3")
+                          .arg(RecentWriteGuard::writtenText(*item, m_now))
+                          .arg(m_guard.minutes())
+                          .arg(m_guard.minutes() == 1 ? "" : "s")});
+        }
+        return true;
+    }
+
     const PinnedPaths& m_pinned;
+    const RecentWriteGuard& m_guard;
+    QDateTime m_now;
     QSet<const BMAutoItem*> m_chosen;
     RuleChoices m_choices;
+    QSet<const BMAutoItem*> m_guardedSet;
+    RuleChoices m_guarded;
 };
 
 } // namespace
@@ -86,6 +109,7 @@ CleanupLimits CleanupLimits::fromSettings(const BMSettings& settings) {
     limits.folderBytes = limitIf<qint64>(settings, autoCleanUseCriteriaTotalSize, autoCleanCriteriaTotalSize,
                                          HelperRules::gigabyte);
     limits.pinned = PinnedPaths::fromSettings(settings);
+    limits.guard = RecentWriteGuard::fromSettings(settings);
     return limits;
 }
 
@@ -94,6 +118,7 @@ RemovalLimits RemovalLimits::fromSettings(const BMSettings& settings) {
     RemovalLimits limits;
     limits.everything = settings.integerValue(QLatin1String(autoRemoveUseCriteria)) != 1;
     limits.pinned = PinnedPaths::fromSettings(settings);
+    limits.guard = RecentWriteGuard::fromSettings(settings);
     if (limits.everything)
         return limits;
     limits.ageDays = limitIf<int>(settings, autoRemoveUseCriteriaAge, autoRemoveCriteriaAge);
@@ -128,7 +153,7 @@ BMAutoItemList HelperRules::newestOfEachGroup(const BMProject& project) {
 }
 
 RuleChoices HelperRules::cleanupChoices(const BMProjectList& projects, const CleanupLimits& limits,
-                                        const QDateTime& now) {
+                                        const QDateTime& now, RuleChoices* guarded) {
     QSet<const BMAutoItem*> spared;
     BMAutoItemList all;
     for (const BMProjectPtr& project : projects) {
@@ -136,7 +161,7 @@ RuleChoices HelperRules::cleanupChoices(const BMProjectList& projects, const Cle
             spared.insert(item.get());
         all += project->children();
     }
-    Chooser chooser(limits.pinned);
+    Chooser chooser(limits.pinned, limits.guard, now);
     if (limits.ageDays) {
         const QString reason = QStringLiteral("older than %1 days").arg(*limits.ageDays);
         for (const BMAutoItemPtr& item : all) {
@@ -156,22 +181,23 @@ RuleChoices HelperRules::cleanupChoices(const BMProjectList& projects, const Cle
             all, spared, *limits.folderBytes,
             QStringLiteral("oldest of a folder over %1").arg(sizeText(*limits.folderBytes, gigabyte, "GB")));
     }
-    return chooser.take();
+    return chooser.take(guarded);
 }
 
 RuleChoices HelperRules::removalChoices(const BMProject& project, const RemovalLimits& limits,
-                                        const QDateTime& trashedAt, const QDateTime& now) {
+                                        const QDateTime& trashedAt, const QDateTime& now,
+                                        RuleChoices* guarded) {
     BMAutoItemList eligible;
     for (const BMAutoItemPtr& item : project.children()) {
         const QDateTime created = item->createdDate();
         if (!trashedAt.isValid() || !created.isValid() || created <= trashedAt)
             eligible << item;
     }
-    Chooser chooser(limits.pinned);
+    Chooser chooser(limits.pinned, limits.guard, now);
     if (limits.everything) {
         for (const BMAutoItemPtr& item : eligible)
             chooser.choose(item, QStringLiteral("its project file is in the Trash"));
-        return chooser.take();
+        return chooser.take(guarded);
     }
     if (limits.ageDays) {
         const QString reason = QStringLiteral("older than %1 days").arg(*limits.ageDays);
@@ -199,5 +225,5 @@ RuleChoices HelperRules::removalChoices(const BMProject& project, const RemovalL
                            QStringLiteral("oldest of a project over %1")
                                .arg(sizeText(*limits.projectBytes, megabyte, "MB")));
     }
-    return chooser.take();
+    return chooser.take(guarded);
 }

@@ -2,6 +2,7 @@
 
 #include "catalogue/BMProject.h"
 #include "catalogue/PinnedPaths.h"
+#include "catalogue/RecentWriteGuard.h"
 
 #include <QDateTime>
 #include <QList>
@@ -25,7 +26,8 @@ struct CleanupLimits {
     std::optional<int> ageDays;
     std::optional<qint64> projectBytes;
     std::optional<qint64> folderBytes;
-    PinnedPaths pinned; // never chosen, but counted in a size
+    PinnedPaths pinned;     // never chosen, but counted in a size
+    RecentWriteGuard guard; // likewise
 
     static CleanupLimits fromSettings(const BMSettings& settings);
     bool any() const { return ageDays || projectBytes || folderBytes; }
@@ -39,7 +41,8 @@ struct RemovalLimits {
     std::optional<qint64> autosaveBytes;
     std::optional<int> keepNewest;
     std::optional<qint64> projectBytes;
-    PinnedPaths pinned; // never chosen, but counted in a size
+    PinnedPaths pinned;     // never chosen, but counted in a size
+    RecentWriteGuard guard; // likewise
 
     static RemovalLimits fromSettings(const BMSettings& settings);
     bool any() const { return everything || ageDays || autosaveBytes || keepNewest || projectBytes; }
@@ -59,14 +62,18 @@ public:
 
     // The autosaves of the projects (one clean-up folder) that break a limit. The newest
     // autosave of every project, of every bin for an Avid project, is never chosen.
+    // guarded, when given, receives those a rule would have chosen but the guard kept, with
+    // the guard's words.
     static RuleChoices cleanupChoices(const BMProjectList& projects, const CleanupLimits& limits,
-                                      const QDateTime& now = QDateTime::currentDateTimeUtc());
+                                      const QDateTime& now = QDateTime::currentDateTimeUtc(),
+                                      RuleChoices* guarded = nullptr);
 
     // The autosaves a project loses because its project file is in the Trash. trashedAt, when
     // known: autosaves created after it belong to a newer project of the same name and stay.
     static RuleChoices removalChoices(const BMProject& project, const RemovalLimits& limits,
                                       const QDateTime& trashedAt = QDateTime(),
-                                      const QDateTime& now = QDateTime::currentDateTimeUtc());
+                                      const QDateTime& now = QDateTime::currentDateTimeUtc(),
+                                      RuleChoices* guarded = nullptr);
 
     // The autosaves that keep a project readable: the newest of the project or, for an Avid
     // project, of each bin folder. Of equal dates the one listed last.

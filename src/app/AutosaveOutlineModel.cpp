@@ -2,6 +2,7 @@
 
 #include "AutosaveIcons.h"
 #include "catalogue/OutlineSorting.h"
+#include "catalogue/RecentWriteGuard.h"
 #include "foundation/BMException.h"
 #include "foundation/PathText.h"
 #include "foundation/platform/Platform.h"
@@ -226,12 +227,15 @@ QVariant AutosaveOutlineModel::data(const QModelIndex& index, int role) const {
                 case Qt::DisplayRole:
                     return index.column() == LocationColumn ? QString() : m_text.cellText(*item, column);
                 case Qt::DecorationRole:
-                    return index.column() == NameColumn
-                               ? QVariant(AutosaveIcons::withPinBadge(
-                                     AutosaveIcons::iconForType(item->type()), m_pins.isPinned(*item)))
-                               : QVariant();
+                    if (index.column() != NameColumn)
+                        return QVariant();
+                    return AutosaveIcons::withPinBadge(RecentWriteGuard::stored().guards(*item)
+                                                           ? AutosaveIcons::lockedIconForType(item->type())
+                                                           : AutosaveIcons::iconForType(item->type()),
+                                                       m_pins.isPinned(*item));
                 case Qt::ToolTipRole:
-                    return m_pins.isPinned(*item) ? AutosaveIcons::pinnedToolTip(item->path()) : item->path();
+                    return m_pins.isPinned(*item) ? AutosaveIcons::pinnedToolTip(itemToolTip(*item))
+                                                  : itemToolTip(*item);
                 case int(Role::Path):
                     return item->path();
                 case int(Role::Type):
@@ -250,6 +254,18 @@ QVariant AutosaveOutlineModel::data(const QModelIndex& index, int role) const {
                 return QVariant(Qt::AlignRight | Qt::AlignVCenter);
             return QVariant();
         });
+}
+
+QString AutosaveOutlineModel::itemToolTip(const BMAutoItem& item) {
+    const RecentWriteGuard guard = RecentWriteGuard::stored();
+    if (!guard.guards(item))
+        return item.path();
+    QString written = RecentWriteGuard::writtenText(item);
+    written[0] = written[0].toUpper();
+    return QStringLiteral("%1\n%2: the background jobs leave it alone for %3 minute%4")
+        .arg(item.path(), written)
+        .arg(guard.minutes())
+        .arg(guard.minutes() == 1 ? "" : "s");
 }
 
 QVariant AutosaveOutlineModel::headerData(int section, Qt::Orientation orientation, int role) const {

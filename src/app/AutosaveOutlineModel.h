@@ -54,6 +54,9 @@ public:
     QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
     Qt::ItemFlags flags(const QModelIndex& index) const override;
 
+    // The path, and for an autosave the background jobs leave alone for now, why.
+    static QString itemToolTip(const BMAutoItem& item);
+
 private:
     // Project rows carry 0 in their internal id, autosave rows their project's row + 1.
     static constexpr quintptr kProjectRow = 0;

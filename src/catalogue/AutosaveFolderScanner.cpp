@@ -100,6 +100,7 @@ bool hasFinalCutFileType(const OpenFolder& folder, const QString& name) {
 struct Attributes {
     QDateTime created;
     double size = 0.0;
+    qint64 modified = BMAutoItem::noDate;
 };
 
 // The seam answers "nothing" on failure; the reason is the errno of its status call.
@@ -114,7 +115,7 @@ std::optional<Attributes> attributesOf(const OpenFolder& folder, const QString& 
                           : QStringLiteral("The file could not be examined");
         return std::nullopt;
     }
-    return Attributes{facts->created, double(facts->size)};
+    return Attributes{facts->created, double(facts->size), BMAutoItem::msecsOf(facts->modified)};
 }
 
 // Attributes for the layouts that list a file even when its attributes cannot be read.
@@ -147,7 +148,9 @@ void warnInvalidName(const QString& path, const WarningHook& hook) {
 }
 
 BMAutoItemPtr makeItem(int type, const QString& name, const QString& path, const Attributes& attributes) {
-    return BMAutoItem::autoItemType(type, name, path, attributes.created, attributes.size);
+    BMAutoItemPtr item = BMAutoItem::autoItemType(type, name, path, attributes.created, attributes.size);
+    item->setModifiedMsecs(attributes.modified);
+    return item;
 }
 
 // The projects of one scan, with the Premiere projects indexed by name so that a loose file

@@ -65,11 +65,16 @@ public:
     static qint64 msecsOf(const QDateTime& date);
     static QDateTime dateOf(qint64 msecs);
     qint64 createdMsecs() const { return m_created.load(std::memory_order_relaxed); }
+    // When the file was last written, noDate when unknown. Kept as a number: the catalogue
+    // holds one per autosave and only compares it.
+    qint64 modifiedMsecs() const { return m_modified.load(std::memory_order_relaxed); }
+    void setModifiedMsecs(qint64 msecs) { m_modified.store(msecs, std::memory_order_relaxed); }
 
 private:
     QString m_name;
     QString m_path;
     std::atomic<qint64> m_created;
+    std::atomic<qint64> m_modified{noDate};
     std::atomic<double> m_fileSize{0.0};
     std::atomic<int> m_type{0};
     std::atomic<std::weak_ptr<BMProject>> m_parent;

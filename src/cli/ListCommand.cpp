@@ -179,6 +179,7 @@ int ListCommand::run() {
         if (m_json) {
             writer.emplace(stdout, offline);
             writer->setPins(pins);
+            writer->setGuard(RecentWriteGuard::stored(), QDateTime::currentDateTimeUtc());
         }
         CatalogueArguments::catalogue("list", m_paths, &ok, [&](const BMProjectPtr& project) {
             if (m_orphans && !PremiereOrphans::isOrphan(*project))
@@ -205,6 +206,7 @@ int ListCommand::run() {
     if (m_json) {
         JsonListWriter writer(stdout, offline);
         writer.setPins(pins);
+        writer.setGuard(RecentWriteGuard::stored(), QDateTime::currentDateTimeUtc());
         for (const BMProjectPtr& project : projects)
             writer.write(*project, m_orphans);
         writer.finish();

@@ -106,6 +106,8 @@ void JsonListWriter::write(const BMProject& project, bool orphan) {
         appendString(m_buffer, item->path());
         if (m_pins.isPinned(*item))
             m_buffer.append(",\"pinned\":true");
+        if (m_guard.guards(*item, m_now))
+            m_buffer.append(",\"recent\":true");
         m_buffer.append(",\"size\":");
         appendNumber(m_buffer, item->fileSize());
         m_buffer.append(",\"type\":");

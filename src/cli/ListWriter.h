@@ -2,6 +2,7 @@
 
 #include "catalogue/BMProject.h"
 #include "catalogue/PinnedPaths.h"
+#include "catalogue/RecentWriteGuard.h"
 
 #include <QByteArray>
 #include <QString>
@@ -21,6 +22,11 @@ public:
 
     // A pinned project or autosave gets "pinned": true; nothing is added for the others.
     void setPins(PinnedPaths pins) { m_pins = std::move(pins); }
+    // An autosave the background jobs leave alone for now gets "recent": true.
+    void setGuard(RecentWriteGuard guard, const QDateTime& now) {
+        m_guard = guard;
+        m_now = now;
+    }
     // orphan adds "orphan": true; the key is left out otherwise.
     void write(const BMProject& project, bool orphan = false);
     // Closes the document and flushes; the destructor does it when nobody did.
@@ -36,6 +42,8 @@ private:
 
     std::FILE* m_out;
     PinnedPaths m_pins;
+    RecentWriteGuard m_guard;
+    QDateTime m_now;
     QByteArray m_buffer;
     bool m_first = true;
     bool m_finished = false;

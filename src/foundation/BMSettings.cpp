@@ -177,6 +177,7 @@ QVariantMap BMSettings::applicationDefaults() {
         {autoCleanCriteriaSize, qint64(10)},
         {autoCleanUseCriteriaTotalSize, false},
         {autoCleanCriteriaTotalSize, qint64(50)},
+        {guardMinutes, qint64(10)},
         {requireAdminPassword, qint64(0)},
         {premiereGroupTimestampedCopies, true},
         {qcEndpoint, QStringLiteral("https://www.brightmoor.com/appdata/qc/qc.php")},

@@ -35,6 +35,8 @@ inline constexpr char sortDescending[] = "sortDescending";
 inline constexpr char premiereGroupTimestampedCopies[] = "premiereGroupTimestampedCopies";
 // Projects and autosaves that no rule, helper or archive may take, by path ("~/..." in the home).
 inline constexpr char pinnedPaths[] = "pinnedPaths";
+// The background jobs leave an autosave written in the last so many minutes alone; 0: off.
+inline constexpr char guardMinutes[] = "guardMinutes";
 // The usage analytics' counters, and where they are sent.
 inline constexpr char launchCount[] = "launchCount";
 inline constexpr char lastSubmission[] = "lastSubmission";

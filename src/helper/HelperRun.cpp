@@ -64,6 +64,11 @@ void HelperRun::tellChoice(const RuleChoice& choice, const QString& doing) const
                   choice.reason));
 }
 
+void HelperRun::tellGuarded(const RuleChoices& guarded) const {
+    for (const RuleChoice& choice : guarded)
+        tellChoice(choice, QStringLiteral("keep"));
+}
+
 std::optional<HelperRun::Outcome> HelperRun::stopWhenSwitchedOff(const char* switchKey, const QString& helper,
                                                                  const QString& nothingDone) const {
     if (BMSettings::standard().boolValue(QLatin1String(switchKey)))

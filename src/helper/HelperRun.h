@@ -60,6 +60,8 @@ protected:
                                                const QString& nothingDone) const;
     // "would move to the Trash: PATH (1.2 MB, created ...): older than 30 days"
     void tellChoice(const RuleChoice& choice, const QString& doing) const;
+    // "keep: PATH (1.2 MB, created ...): written 3 minutes ago; the guard keeps ..."
+    void tellGuarded(const RuleChoices& guarded) const;
 
     // What went to the Trash so far, for the result line.
     struct Tally {

@@ -172,6 +172,7 @@ TEST_F(CommandLine, ListInJsonCarriesEveryField) {
                                                             {"path", alpha1},
                                                             {"type", 2},
                                                             {"size", 200},
+                                                            {"recent", true}, // just written
                                                             {"createdDate", iso(alpha1)}}}}}));
 }
 
