@@ -15,6 +15,8 @@ class Pins : public WindowTest {
 protected:
     void SetUp() override {
         WindowTest::SetUp();
+        // The files are new: without this the recent-write lock would badge them too.
+        BMSettings::standard().setValue(SettingsKey::guardMinutes, 0);
         for (const char* file : {"Alpha/Alpha-1.prproj", "Beta/Beta-1.prproj"})
             write("Documents/Adobe Premiere Pro Auto-Save/" + QString(file), file);
         BMSettings::standard().setValue(
