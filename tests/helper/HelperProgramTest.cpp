@@ -54,16 +54,19 @@ protected:
                                  "\n");
     }
 
-    // An autosave of the location created days ago, as Samba records a Mac's creation date.
-    void autosave(const QString& relative, double daysAgo, qint64 size = 0) {
+    // An autosave of the location created days ago, as Samba records a Mac's creation date,
+    // and last written then too unless minutes ago are given.
+    void autosave(const QString& relative, double daysAgo, qint64 size = 0, int writtenMinutesAgo = -1) {
         const QString path = location + "/" + relative;
         home().writeFile(path, relative.toUtf8());
         if (size > 0) {
             ASSERT_TRUE(QFile::resize(path, size));
         }
-        const QDateTime created = QDateTime::currentDateTimeUtc().addSecs(qint64(-daysAgo * 86400));
+        const QDateTime now = QDateTime::currentDateTimeUtc();
+        const QDateTime created = now.addSecs(qint64(-daysAgo * 86400));
+        const QDateTime written = writtenMinutesAgo < 0 ? created : now.addSecs(-60 * writtenMinutesAgo);
         ASSERT_TRUE(setDosAttrib(path, dosAttribRecord(4, created)) &&
-                    keepOriginalModificationTime(path, created));
+                    keepOriginalModificationTime(path, written));
     }
 
     RunOptions options(const QString& timeLimitMs = QString()) const {
@@ -162,8 +165,8 @@ TEST_F(HelperProgram, CleanTrashesWhatBreaksALimitOldestFirstAndKeepsEachNewest)
 
 TEST_F(HelperProgram, CleanNeverTakesAPinnedAutosaveNorOneOfAPinnedProject) {
     set({{autoCleanUseCriteriaAge, true},
-         {pinnedPaths, QStringList{"~/Share/Adobe Premiere Pro Auto-Save/Edit/Edit-1.prproj",
-                                   location + "/Cut"}}});
+         {pinnedPaths,
+          QStringList{"~/Share/Adobe Premiere Pro Auto-Save/Edit/Edit-1.prproj", location + "/Cut"}}});
     autosave("Edit/Edit-1.prproj", 40);
     autosave("Edit/Edit-2.prproj", 35);
     autosave("Edit/Edit-3.prproj", 1);
@@ -354,6 +357,36 @@ TEST_F(HelperProgram, AProjectFileInAnotherVolumesTrashCounts) {
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
     EXPECT_TRUE(left().isEmpty()) << result.out.toStdString();
     EXPECT_TRUE(QFile::exists(home().home() + "/" + trash + "files/Edit-2.prproj"));
+}
+
+TEST_F(HelperProgram, TheRecentWriteGuardKeepsWhatWasJustWrittenCountsItInTheSizeAndSaysWhyInADryRun) {
+    // 3 MB against a 1 MB limit: the newest stays anyway, the two older ones break it, but
+    // Cut-2 was written three minutes ago.
+    set({{autoCleanUseCriteriaSize, true}, {autoCleanCriteriaSize, 1}});
+    autosave("Cut/Cut-1.prproj", 5, 1024 * 1024);
+    autosave("Cut/Cut-2.prproj", 4, 1024 * 1024, 3);
+    autosave("Cut/Cut-3.prproj", 3, 1024 * 1024);
+
+    const ProgramRun dry = run({"-clean", location, "--dry-run"});
+    ASSERT_EQ(dry.exitCode, 0) << dry.err.toStdString();
+    const QString cut2 = location + "/Cut/Cut-2.prproj";
+    EXPECT_TRUE(dry.out.contains("would move to the Trash: " + location + "/Cut/Cut-1.prproj"))
+        << dry.out.toStdString();
+    EXPECT_TRUE(dry.out.contains(QRegularExpression(
+        "\nkeep: " + QRegularExpression::escape(cut2) +
+        " \\(1 MB, created [^)]+\\): written 3 minutes ago; the guard keeps what was written in the last "
+        "10 minutes\n")))
+        << dry.out.toStdString();
+    EXPECT_FALSE(dry.out.contains("Trash: " + cut2));
+    EXPECT_EQ(left().size(), 3);
+
+    ASSERT_EQ(run({"-clean", location}).exitCode, 0);
+    EXPECT_EQ(left(), (QStringList{"Cut/Cut-2.prproj", "Cut/Cut-3.prproj"}));
+
+    // 0 switches the guard off: still 2 MB, so Cut-2 goes now.
+    set({{guardMinutes, 0}});
+    ASSERT_EQ(run({"-clean", location}).exitCode, 0);
+    EXPECT_EQ(left(), QStringList{"Cut/Cut-3.prproj"});
 }
 
 } // namespace
