@@ -170,8 +170,6 @@ QString CrashWriter::reportName(const QString& appName, qint64 secondsSinceEpoch
 }
 
 bool CrashWriter::install(const QString& folder, const QString& appName) {
-    if (!QDir().mkpath(folder))
-        return false;
     const QByteArray prefix = FileName::encode(folder + QLatin1Char('/') + appName + QLatin1Char('_'));
     if (prefix.size() + 1 >= static_cast<qsizetype>(sizeof(g_prefix)))
         return false;
@@ -211,6 +209,11 @@ bool CrashWriter::install(const QString& folder, const QString& appName) {
     for (int i = 0; i < kSignalCount; ++i)
         ::sigaction(kSignals[i], &action, &g_previous[i]);
     g_installed.store(true);
+    // Made last, so that a folder in place means the handler is too (the tests wait for it).
+    if (!QDir().mkpath(folder)) {
+        uninstall();
+        return false;
+    }
     return true;
 }
 
