@@ -18,9 +18,9 @@
 
 namespace {
 
-QByteArray readSmallFile(const QString& path, qint64 limit = 64 * 1024) {
+QByteArray readSmallFile(const QString& path) {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly) || file.size() > limit)
+    if (!file.open(QIODevice::ReadOnly) || file.size() > 64 * 1024)
         return QByteArray();
     return file.readAll();
 }
@@ -41,34 +41,14 @@ QString volumeTop(const QString& itemsFolder) {
 } // namespace
 
 QStringList TrashedProjects::trashItemFolders(const QStringList& locations) {
+    // The same Trashes that putting back looks in: the home's, and the volumes' that are real
+    // folders of the user's, never a link planted at the top of a volume.
     QStringList folders;
-    QSet<QString> seen;
-    auto add = [&](const QString& folder) {
-        if (!BMFileManager::isDirectoryAtPath(folder))
-            return;
-        const QString canonical = LocationLock::canonicalLocation(folder);
-        if (seen.contains(canonical))
-            return;
-        seen.insert(canonical);
-        folders << folder;
-    };
-    add(Platform::current().trashItemsFolder(BMLocalPaths::trashDirectory()));
-#if defined(Q_OS_LINUX)
-    const QByteArray mountInfo = readSmallFile(QStringLiteral("/proc/self/mountinfo"), 16 * 1024 * 1024);
-    if (mountInfo.isEmpty())
-        return folders;
-    const QString uid = QString::number(Platform::current().userId());
-    for (const QString& location : locations) {
-        const QString top =
-            FreedesktopTrash::mountPointOf(LocationLock::canonicalLocation(location), mountInfo);
-        if (top.isEmpty())
-            continue;
-        add(PathText::appendingComponent(top, QStringLiteral(".Trash-%1/files").arg(uid)));
-        add(PathText::appendingComponent(top, QStringLiteral(".Trash/%1/files").arg(uid)));
+    for (const QString& trash : TrashRestore::trashFolders(locations)) {
+        const QString items = Platform::current().trashItemsFolder(trash);
+        if (BMFileManager::isDirectoryAtPath(items))
+            folders << items;
     }
-#else
-    Q_UNUSED(locations);
-#endif
     return folders;
 }
 
