@@ -16,8 +16,16 @@
 #include <QHash>
 #include <QSet>
 
+#include <algorithm>
 #include <cerrno>
+#include <condition_variable>
 #include <cstring>
+#include <exception>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -46,32 +54,53 @@ void warn(const WarningHook& hook, const QString& text) {
         hook(text);
 }
 
-void warnLink(const QString& path, const WarningHook& hook) {
-    warn(hook, QStringLiteral("%1: a symbolic link, skipped (links are not followed)")
-                   .arg(FileName::displayText(path)));
+// What looking at one entry of a location has to say, kept until it is said: an entry may be
+// looked at ahead, on another thread, and still speaks in the order of the listing.
+class Messages {
+public:
+    void warning(const QString& text) { m_lines.push_back({true, text}); }
+    void error(const QString& text) { m_lines.push_back({false, text}); }
+    // Warnings to the log and the hook, errors to the log and the console.
+    void deliver(const WarningHook& hook) {
+        for (const auto& [isWarning, text] : m_lines) {
+            if (isWarning)
+                warn(hook, text);
+            else
+                BMLog::appendLogAndPrint(text);
+        }
+        m_lines.clear();
+    }
+
+private:
+    std::vector<std::pair<bool, QString>> m_lines;
+};
+
+void warnLink(const QString& path, Messages& messages) {
+    messages.warning(QStringLiteral("%1: a symbolic link, skipped (links are not followed)")
+                         .arg(FileName::displayText(path)));
 }
 
 // One readlink, the link itself: whatever it points to is never looked at.
-bool isLinkWarned(const QString& path, const WarningHook& hook) {
+bool isLinkWarned(const QString& path, Messages& messages) {
     if (!BMFileManager::isSymbolicLinkAtPath(path))
         return false;
-    warnLink(path, hook);
+    warnLink(path, messages);
     return true;
 }
 
 // A folder's entries that are not links, each link named in a warning. A folder that is
 // there but cannot be read is reported, not taken for empty in silence.
-QStringList entriesWithoutLinks(OpenFolder& folder, const WarningHook& hook, bool* listed = nullptr,
+QStringList entriesWithoutLinks(OpenFolder& folder, Messages& messages, bool* listed = nullptr,
                                 QString* error = nullptr) {
     QStringList names;
     QStringList links;
     const bool ok = folder.list(&names, &links);
     const QString reason = ok ? QString() : QString::fromLocal8Bit(std::strerror(folder.error()));
     if (!ok && !listed && BMFileManager::isDirectoryAtPath(folder.path()))
-        warn(hook, QStringLiteral("%1: the folder could not be read (%2)")
-                       .arg(FileName::displayText(folder.path()), reason));
+        messages.warning(QStringLiteral("%1: the folder could not be read (%2)")
+                             .arg(FileName::displayText(folder.path()), reason));
     for (const QString& link : links)
-        warnLink(PathText::appendingComponent(folder.path(), link), hook);
+        warnLink(PathText::appendingComponent(folder.path(), link), messages);
     if (listed)
         *listed = ok;
     if (error)
@@ -79,8 +108,8 @@ QStringList entriesWithoutLinks(OpenFolder& folder, const WarningHook& hook, boo
     return names;
 }
 
-QStringList visibleEntries(OpenFolder& folder, const WarningHook& hook) {
-    QStringList names = entriesWithoutLinks(folder, hook);
+QStringList visibleEntries(OpenFolder& folder, Messages& messages) {
+    QStringList names = entriesWithoutLinks(folder, messages);
     names.removeIf([](const QString& name) { return isHidden(name); });
     return names;
 }
@@ -123,12 +152,12 @@ Attributes attributesOrEmpty(const OpenFolder& folder, const QString& name) {
     return attributesOf(folder, name).value_or(Attributes{QDateTime(), 0.0});
 }
 
-std::optional<Attributes> attributesOrLog(const OpenFolder& folder, const QString& name,
-                                          const QString& path) {
+std::optional<Attributes> attributesOrLog(const OpenFolder& folder, const QString& name, const QString& path,
+                                          Messages& messages) {
     QString error;
     std::optional<Attributes> attributes = attributesOf(folder, name, &error);
     if (!attributes)
-        BMLog::appendLogAndPrint(QStringLiteral("Error getting attributes of file %1 - %2").arg(path, error));
+        messages.error(QStringLiteral("Error getting attributes of file %1 - %2").arg(path, error));
     return attributes;
 }
 
@@ -158,14 +187,7 @@ BMAutoItemPtr makeItem(int type, const QString& name, const QString& path, const
 // order as soon as no loose file still to come is named like it.
 class Results {
 public:
-    Results(const WarningHook& hook, const OpenFolder& location, bool readsFinderTypes,
-            const AutosaveFolderScanner::ProjectSink& sink)
-        : m_hook(hook), m_location(location), m_readsFinderTypes(readsFinderTypes), m_sink(sink) {}
-    const WarningHook& hook() const { return m_hook; }
-    const OpenFolder& location() const { return m_location; }
-    // Only Final Cut's vault tells its autosaves by their Finder type; reading it costs an
-    // extended-attribute query per file, which no other layout needs.
-    bool readsFinderTypes() const { return m_readsFinderTypes; }
+    explicit Results(const AutosaveFolderScanner::ProjectSink& sink) : m_sink(sink) {}
     void expectLooseFile(const QString& projectName) { ++m_looseToCome[projectName]; }
     void looseFileDone(const QString& projectName) {
         auto it = m_looseToCome.find(projectName);
@@ -204,65 +226,71 @@ private:
         m_projects.remove(0, done);
     }
 
-    const WarningHook& m_hook;
-    const OpenFolder& m_location;
-    bool m_readsFinderTypes;
     const AutosaveFolderScanner::ProjectSink& m_sink;
     BMProjectList m_projects;
     QHash<QString, QList<BMProjectPtr>> m_premiereByName;
     QHash<QString, int> m_looseToCome;
 };
 
-void scanAvidEntry(const QString& entryName, const QString& entryPath, Results& results) {
-    BMProjectPtr project = BMProject::projectType(AutosaveType::Avid, entryName, entryPath);
+// Where the entries of one location are: what every entry's scan may read, from any thread.
+struct Location {
+    const QString& path;
+    const OpenFolder& folder;
+    // Only Final Cut's vault tells its autosaves by their Finder type; reading it costs an
+    // extended-attribute query per file, which no other layout needs.
+    bool readsFinderTypes;
+};
+
+BMProjectPtr keptIfAny(BMProjectPtr project, BMAutoItemList items) {
+    project->setChildren(std::move(items));
+    return project->childCount() > 0 ? project : nullptr;
+}
+
+BMProjectPtr scanAvidEntry(const QString& entryName, const QString& entryPath, Messages& messages) {
     const QString bins = entryPath + QStringLiteral("/Bins");
+    if (isLinkWarned(bins, messages))
+        return nullptr;
     BMAutoItemList items;
-    if (isLinkWarned(bins, results.hook()))
-        return;
     OpenFolder binsFolder(bins);
-    for (const QString& bin : visibleEntries(binsFolder, results.hook())) {
+    for (const QString& bin : visibleEntries(binsFolder, messages)) {
         const QString binPath = childPath(bins, bin);
         OpenFolder binFolder(binsFolder, bin, binPath);
-        for (const QString& file : visibleEntries(binFolder, results.hook())) {
+        for (const QString& file : visibleEntries(binFolder, messages)) {
             const QString path = childPath(binPath, file);
             items.append(makeItem(AutosaveType::Avid, file, path, attributesOrEmpty(binFolder, file)));
         }
     }
-    project->setChildren(std::move(items));
-    if (project->childCount() > 0)
-        results.add(project);
+    return keptIfAny(BMProject::projectType(AutosaveType::Avid, entryName, entryPath), std::move(items));
 }
 
-void scanLibraryEntry(const QString& folder, const QString& entryName, const QString& entryPath,
-                      Results& results) {
-    BMProjectPtr project = BMProject::projectType(
-        AutosaveType::FinalCutX, entryName,
-        PathText::appendingComponent(entryPath, QStringLiteral("CurrentVersion.fcpevent")));
+BMProjectPtr scanLibraryEntry(const QString& folder, const QString& entryName, const QString& entryPath,
+                              Messages& messages) {
     // A backup library holds the event backups themselves; a live library keeps them in each
     // event's Backups folder.
     const bool backupLibrary = folder.contains(kBackupFolderMarker);
     const QString backups = backupLibrary ? entryPath : entryPath + QStringLiteral("/Backups");
-    if (!backupLibrary && isLinkWarned(backups, results.hook()))
-        return;
+    if (!backupLibrary && isLinkWarned(backups, messages))
+        return nullptr;
     BMAutoItemList items;
     OpenFolder backupsFolder(backups);
-    for (const QString& name : entriesWithoutLinks(backupsFolder, results.hook())) {
+    for (const QString& name : entriesWithoutLinks(backupsFolder, messages)) {
         if (!BMFileManager::matchesLikePattern(name, QStringLiteral("*.fcpevent")))
             continue;
         const QString path = childPath(backups, name);
         items.append(makeItem(AutosaveType::FinalCutX, name, path, attributesOrEmpty(backupsFolder, name)));
     }
-    project->setChildren(std::move(items));
-    if (project->childCount() > 0)
-        results.add(project);
+    return keptIfAny(BMProject::projectType(
+                         AutosaveType::FinalCutX, entryName,
+                         PathText::appendingComponent(entryPath, QStringLiteral("CurrentVersion.fcpevent"))),
+                     std::move(items));
 }
 
 void scanLoosePremiereFile(const QString& entryName, const QString& entryPath, const QString& projectName,
-                           Results& results) {
+                           const Location& location, Results& results, Messages& messages) {
     bool failed = false;
     for (const BMProjectPtr& project : results.premiereProjectsNamed(projectName)) {
         if (std::optional<Attributes> attributes =
-                attributesOrLog(results.location(), entryName, entryPath)) {
+                attributesOrLog(location.folder, entryName, entryPath, messages)) {
             project->addChild(makeItem(AutosaveType::Premiere, entryName, entryPath, *attributes));
             return;
         }
@@ -272,18 +300,20 @@ void scanLoosePremiereFile(const QString& entryName, const QString& entryPath, c
         return;
     // A project of its own, standing for the file itself.
     BMProjectPtr project = BMProject::projectType(AutosaveType::Premiere, projectName, entryPath);
-    if (std::optional<Attributes> attributes = attributesOrLog(results.location(), entryName, entryPath)) {
+    if (std::optional<Attributes> attributes =
+            attributesOrLog(location.folder, entryName, entryPath, messages)) {
         project->addChild(makeItem(AutosaveType::Premiere, entryName, entryPath, *attributes));
         results.add(project);
     }
 }
 
-void scanProjectFolder(const QString& entryName, const QString& entryPath, Results& results) {
+BMProjectPtr scanProjectFolder(const QString& entryName, const QString& entryPath, const Location& location,
+                               Messages& messages) {
     // Anything but a folder is no project; a folder that cannot be read is said.
-    OpenFolder folder(results.location(), entryName, entryPath);
-    const QStringList names = visibleEntries(folder, results.hook());
+    OpenFolder folder(location.folder, entryName, entryPath);
+    const QStringList names = visibleEntries(folder, messages);
     if (names.isEmpty())
-        return;
+        return nullptr;
 
     const NamePattern& vaultPattern = AutosaveFolderScanner::vaultNamePattern();
     const NamePattern& motionPattern = AutosaveFolderScanner::motionNamePattern();
@@ -295,7 +325,7 @@ void scanProjectFolder(const QString& entryName, const QString& entryPath, Resul
     for (const QString& name : names) {
         const QString path = childPath(entryPath, name);
         int itemType = -1;
-        if (results.readsFinderTypes() && hasFinalCutFileType(folder, name)) {
+        if (location.readsFinderTypes && hasFinalCutFileType(folder, name)) {
             projectType = AutosaveType::FinalCut;
             if (vaultPattern.matches(name))
                 itemType = AutosaveType::FinalCut;
@@ -309,14 +339,120 @@ void scanProjectFolder(const QString& entryName, const QString& entryPath, Resul
         }
         if (itemType < 0)
             continue;
-        if (std::optional<Attributes> attributes = attributesOrLog(folder, name, path))
+        if (std::optional<Attributes> attributes = attributesOrLog(folder, name, path, messages))
             items.append(makeItem(itemType, name, path, *attributes));
     }
-    BMProjectPtr project = BMProject::projectType(projectType, entryName, entryPath);
-    project->setChildren(std::move(items));
-    if (project->childCount() > 0)
-        results.add(project);
+    return keptIfAny(BMProject::projectType(projectType, entryName, entryPath), std::move(items));
 }
+
+// What one entry of a location came to: its project, if it is one, and what was said on the way.
+struct ScannedEntry {
+    BMProjectPtr project;
+    Messages messages;
+    std::exception_ptr failure;
+};
+
+// The entries that stand on their own (every one but Premiere's loose files, which join
+// projects met elsewhere in the listing) are looked at by this many threads ahead of the one
+// that hands the projects over, in listing order. Most of a scan is waiting for the file
+// system's answers, one file at a time, which other processors can do meanwhile.
+class EntriesAhead {
+public:
+    using Scan = std::function<BMProjectPtr(qsizetype index, Messages& messages)>;
+
+    EntriesAhead(qsizetype count, std::function<bool(qsizetype)> standsAlone, Scan scan)
+        : m_count(count), m_standsAlone(std::move(standsAlone)), m_scan(std::move(scan)),
+          m_slots(size_t(kWindow)) {
+        const unsigned processors = std::max(1U, std::thread::hardware_concurrency());
+        const int threads = count < kFewEntries ? 0 : int(std::min(processors, kMostThreads));
+        for (int i = 0; i < threads; ++i)
+            m_threads.emplace_back([this] { work(); });
+    }
+    ~EntriesAhead() {
+        {
+            std::lock_guard lock(m_mutex);
+            m_stopping = true;
+        }
+        m_changed.notify_all();
+        for (std::thread& thread : m_threads)
+            thread.join();
+    }
+    EntriesAhead(const EntriesAhead&) = delete;
+    EntriesAhead& operator=(const EntriesAhead&) = delete;
+
+    // Entry index's result, in turn: indexes asked for go up one by one, each once.
+    ScannedEntry take(qsizetype index) {
+        if (m_threads.empty())
+            return scanned(index);
+        std::unique_lock lock(m_mutex);
+        Slot& slot = m_slots[size_t(index % kWindow)];
+        m_changed.wait(lock, [&] { return slot.index == index && slot.done; });
+        ScannedEntry entry = std::move(slot.entry);
+        slot = Slot();
+        m_taken = index + 1;
+        m_changed.notify_all();
+        return entry;
+    }
+
+private:
+    // Entries held ahead at most, for a scan that hands projects over as it goes to hold
+    // little more than one at a time.
+    static constexpr qsizetype kWindow = 64;
+    static constexpr qsizetype kFewEntries = 8;
+    static constexpr unsigned kMostThreads = 4;
+
+    struct Slot {
+        qsizetype index = -1;
+        bool done = false;
+        ScannedEntry entry;
+    };
+
+    ScannedEntry scanned(qsizetype index) {
+        ScannedEntry entry;
+        if (!m_standsAlone(index))
+            return entry;
+        try {
+            entry.project = m_scan(index, entry.messages);
+        } catch (...) {
+            entry.failure = std::current_exception();
+        }
+        return entry;
+    }
+
+    void work() {
+        for (;;) {
+            qsizetype index = 0;
+            {
+                std::unique_lock lock(m_mutex);
+                m_changed.wait(
+                    lock, [&] { return m_stopping || (m_next < m_count && m_next < m_taken + kWindow); });
+                if (m_stopping)
+                    return;
+                index = m_next++;
+                m_slots[size_t(index % kWindow)].index = index;
+            }
+            ScannedEntry entry = scanned(index);
+            {
+                std::lock_guard lock(m_mutex);
+                Slot& slot = m_slots[size_t(index % kWindow)];
+                slot.entry = std::move(entry);
+                slot.done = true;
+            }
+            m_changed.notify_all();
+        }
+    }
+
+    const qsizetype m_count;
+    const std::function<bool(qsizetype)> m_standsAlone;
+    const Scan m_scan;
+    std::vector<Slot> m_slots;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    qsizetype m_next = 0;
+    qsizetype m_taken = 0;
+    bool m_stopping = false;
+    std::vector<std::thread> m_threads;
+};
 
 } // namespace
 
@@ -392,8 +528,10 @@ std::optional<BMProjectList> AutosaveFolderScanner::scan(const QString& folder, 
         }
         bool listed = false;
         QString error;
-        OpenFolder location(folder, true);
-        const QStringList entries = entriesWithoutLinks(location, m_warningHook, &listed, &error);
+        OpenFolder locationFolder(folder, true);
+        Messages messages;
+        const QStringList entries = entriesWithoutLinks(locationFolder, messages, &listed, &error);
+        messages.deliver(m_warningHook);
         if (!listed) {
             BMLog::appendLogAndPrint(
                 QStringLiteral("Error getting contents of folder %1 - %2").arg(folder, error));
@@ -442,32 +580,48 @@ std::optional<BMProjectList> AutosaveFolderScanner::scan(const QString& folder, 
                 sink(project);
             };
         }
-        Results results(m_warningHook, location, folder.endsWith(kVaultSuffix), handOver);
+        Results results(handOver);
         for (const QString& entry : looseFiles)
             results.expectLooseFile(looseProjects.value(entry, looseProjectName(entry)));
-        for (const QString& entry : entries) {
+        const Location location{folder, locationFolder, folder.endsWith(kVaultSuffix)};
+        auto isLoose = [&](const QString& entry) {
+            return layout == Layout::Folder && hasExtension(entry, QLatin1StringView("prproj"));
+        };
+        EntriesAhead ahead(
+            entries.size(), [&](qsizetype i) { return !isAppleDouble(entries[i]) && !isLoose(entries[i]); },
+            [&](qsizetype i, Messages& said) -> BMProjectPtr {
+                const QString& entry = entries[i];
+                const QString entryPath = PathText::appendingComponent(folder, entry);
+                switch (layout) {
+                case Layout::Avid:
+                    return scanAvidEntry(entry, entryPath, said);
+                case Layout::Library:
+                    return scanLibraryEntry(folder, entry, entryPath, said);
+                case Layout::Folder:
+                    return scanProjectFolder(entry, entryPath, location, said);
+                case Layout::None:
+                    break;
+                }
+                return nullptr;
+            });
+        for (qsizetype i = 0; i < entries.size(); ++i) {
+            const QString& entry = entries[i];
+            ScannedEntry scanned = ahead.take(i);
             if (isAppleDouble(entry))
                 continue;
-            const QString entryPath = PathText::appendingComponent(folder, entry);
-            switch (layout) {
-            case Layout::Avid:
-                scanAvidEntry(entry, entryPath, results);
-                break;
-            case Layout::Library:
-                scanLibraryEntry(folder, entry, entryPath, results);
-                break;
-            case Layout::Folder:
-                if (hasExtension(entry, QLatin1StringView("prproj"))) {
-                    const QString projectName = looseProjects.value(entry, looseProjectName(entry));
-                    scanLoosePremiereFile(entry, entryPath, projectName, results);
-                    results.looseFileDone(projectName);
-                } else {
-                    scanProjectFolder(entry, entryPath, results);
-                }
-                break;
-            case Layout::None:
-                break;
+            if (isLoose(entry)) {
+                const QString projectName = looseProjects.value(entry, looseProjectName(entry));
+                scanLoosePremiereFile(entry, PathText::appendingComponent(folder, entry), projectName,
+                                      location, results, scanned.messages);
+                scanned.messages.deliver(m_warningHook);
+                results.looseFileDone(projectName);
+                continue;
             }
+            scanned.messages.deliver(m_warningHook);
+            if (scanned.failure)
+                std::rethrow_exception(scanned.failure);
+            if (scanned.project)
+                results.add(scanned.project);
         }
         report(ScanStatus::Scanned);
         BMProjectList projects = results.take();

@@ -311,6 +311,50 @@ TEST_F(ScannerTest, LinksAreNeverFollowedAtAnyLevelAndEachIsNamedInAWarning) {
     EXPECT_TRUE(logText().contains(expected.first()));
 }
 
+// Big locations are looked at by several threads ahead of the hand-over: nothing that comes
+// out may show it, neither the order of the projects nor that of the warnings.
+TEST_F(ScannerTest, ManyEntriesComeOutInListingOrderAndSoDoTheirWarnings) {
+    const QString premiere = path("Adobe Premiere Pro Auto-Save"), attic = path("Avid Attic");
+    QStringList premiereTree, atticTree, names, counts, warnings;
+    const QString skipped = ": a symbolic link, skipped (links are not followed)";
+    for (int i = 0; i < 40; ++i) {
+        const QString p = QString("P%1").arg(i, 2, 10, QChar('0'));
+        premiereTree << p + "/" + p + "-1.prproj";
+        if (i % 7 == 3)
+            premiereTree << p + "-9.prproj"; // loose, joins the folder's project
+        if (i % 5 == 0) {
+            premiereTree << p + "/Gone-1.prproj||LINK";
+            warnings << premiere + "/" + p + "/Gone-1.prproj" + skipped;
+        }
+        names << p;
+        counts << QString::number(i % 7 == 3 ? 2 : 1);
+        atticTree << p + (i % 6 == 1 ? "/Bins||LINK" : "/Bins/B/" + p + ".avb");
+        if (i % 6 == 1)
+            warnings << attic + "/" + p + "/Bins" + skipped;
+    }
+    ASSERT_TRUE(makeTree(premiere, premiereTree));
+    ASSERT_TRUE(makeTree(attic, atticTree));
+    QStringList said;
+    scanner.setWarningHook([&](const QString& warning) { said << warning; });
+    for (int round = 0; round < 3; ++round) {
+        said.clear();
+        QStringList handed, handedCounts;
+        const BMProjectList found = scan(premiere);
+        scanner.scanFolder(premiere, [&](const BMProjectPtr& project) {
+            handed << project->name();
+            handedCounts << QString::number(project->childCount());
+        });
+        const BMProjectList avid = scan(attic);
+        EXPECT_EQ(namesOf(found), names);
+        EXPECT_EQ(handed, names);
+        EXPECT_EQ(handedCounts, counts);
+        EXPECT_EQ(avid.size(), 40 - 7);
+        // Each scan of the Premiere folder says its warnings again, in listing order.
+        const QStringList premiereWarnings = warnings.filter(premiere);
+        EXPECT_EQ(said, premiereWarnings + premiereWarnings + warnings.filter(attic));
+    }
+}
+
 TEST_F(ScannerTest, FirstListedFolderBecomesTheAutosaveFolderOnce) {
     QStringList shown;
     scanner.setAutosaveFolderHook([&](const QString& folder) { shown << folder; });
