@@ -1,6 +1,8 @@
 #include "RulePreviewSheet.h"
 
 #include "foundation/FileName.h"
+#include "foundation/PathText.h"
+#include "foundation/platform/Platform.h"
 
 #include <QDialogButtonBox>
 #include <QHeaderView>
@@ -52,6 +54,7 @@ RulePreviewSheet::RulePreviewSheet(const RulePreview& preview, QWidget* parent, 
     m_tree->setColumnCount(3);
     m_tree->setHeaderLabels({tr("Name"), tr("Date Created"), tr("Size")});
     m_tree->setUniformRowHeights(false);
+    m_tree->setTextElideMode(Qt::ElideMiddle);
     m_tree->setRootIsDecorated(true);
     m_tree->header()->setStretchLastSection(false);
     m_tree->header()->setSectionResizeMode(NameColumn, QHeaderView::Stretch);
@@ -60,7 +63,11 @@ RulePreviewSheet::RulePreviewSheet(const RulePreview& preview, QWidget* parent, 
     for (const RulePreviewProject& part : preview) {
         auto* projectRow = new QTreeWidgetItem(m_tree);
         const QString name = part.project ? FileName::displayText(part.project->name()) : QString();
-        QString where = part.project ? FileName::displayText(part.project->location()) : QString();
+        // Where the window's location column says it is.
+        QString where = part.project ? FileName::displayText(PathText::abbreviatingHome(
+                                           PathText::deletingLastComponent(part.project->path()),
+                                           Platform::current().homeDirectory()))
+                                     : QString();
         if (part.orphan)
             where = tr("Orphan: its project file no longer exists") +
                     (where.isEmpty() ? QString() : QStringLiteral(" · ") + where);
