@@ -6,18 +6,23 @@
 #include "BMOutlineView.h"
 #include "MainWindow.h"
 #include "ProgressSheet.h"
+#include "RulePreviewSheet.h"
+#include "ThinOutDialog.h"
 #include "actions/ActionProgress.h"
 #include "actions/ActionTexts.h"
 #include "actions/AutosaveArchiver.h"
 #include "actions/AutosaveOpener.h"
 #include "actions/AutosaveRemoval.h"
+#include "actions/CombinedRule.h"
 #include "actions/RetentionRules.h"
 #include "catalogue/AutosaveType.h"
 #include "foundation/BMException.h"
 #include "foundation/BMLog.h"
+#include "foundation/BMSettings.h"
 #include "foundation/FileName.h"
 #include "foundation/MainThread.h"
 #include "foundation/PathText.h"
+#include "foundation/SettingsKeys.h"
 #include "foundation/platform/Platform.h"
 
 #include <QAction>
@@ -226,6 +231,10 @@ void AutosaveActions::setEnvironment(Environment environment) {
     }
     if (!m_env.now)
         m_env.now = [] { return QDateTime::currentDateTimeUtc(); };
+    if (!m_env.isOrphan)
+        m_env.isOrphan = [](const BMProject&) { return false; };
+    if (!m_env.preview)
+        m_env.preview = [](RulePreviewSheet& sheet) { return sheet.exec() == QDialog::Accepted; };
 }
 
 void AutosaveActions::connectWindow() {
@@ -246,6 +255,7 @@ void AutosaveActions::connectWindow() {
         connect(action, &QAction::triggered, this,
                 [this, action] { removeAllExceptMostRecent(action->data().toInt()); });
     }
+    connect(a.thinOut, &QAction::triggered, this, &AutosaveActions::thinOut);
 
     BMOutlineView* outline = window->outlineView();
     outline->setWatchDelegate(this);
@@ -334,11 +344,8 @@ QString AutosaveActions::pinnedNote(const SelectedRows& rows) const {
 
 void AutosaveActions::removeOlderAutosaves(int days) {
     const RetentionChoice choice = RetentionRules::removeOlderAutosaves(selectedRows(), days, m_env.now());
-    if (!choice.ask)
-        return;
-    const ActionQuestion question = ActionTexts::removeQuestion(choice.autosaves.size());
-    if (ask(question.message, question.defaultButton, question.alternateButton, question.informative))
-        runWork([this, items = choice.autosaves] { removeChildren(items); });
+    if (choice.ask)
+        confirmRuleRemoval(choice.autosaves);
 }
 
 void AutosaveActions::removeAllExceptMostRecent(int keep) {
@@ -346,11 +353,43 @@ void AutosaveActions::removeAllExceptMostRecent(int keep) {
     const SelectedRows rows = selectedRows();
     RetentionChoice choice;
     m_controller->model()->reorder([&] { choice = RetentionRules::removeAllExceptMostRecent(rows, keep); });
-    if (!choice.ask)
+    if (choice.ask)
+        confirmRuleRemoval(choice.autosaves);
+}
+
+void AutosaveActions::thinOut() {
+    BMProjectList projects;
+    for (const SelectedRow& row : selectedRows()) {
+        BMProjectPtr project = row.isProject() ? row.project : row.item->parent();
+        if (project && !projects.contains(project))
+            projects << project;
+    }
+    const bool selectionOnly = !projects.isEmpty();
+    if (!selectionOnly)
+        projects = m_controller->dataArray();
+    ThinOutDialog dialog(projects, selectionOnly, m_controller->model()->pins(), m_env.now(),
+                         m_controller->mainWindow());
+    if (dialog.exec() != QDialog::Accepted)
         return;
-    const ActionQuestion question = ActionTexts::removeQuestion(choice.autosaves.size());
+    BMAutoItemList items;
+    for (const RuleChoice& choice : dialog.choices())
+        items << choice.item;
+    confirmRuleRemoval(items);
+}
+
+void AutosaveActions::confirmRuleRemoval(BMAutoItemList items) {
+    // An empty choice goes straight to the question, as it always has: there is nothing to untick.
+    if (!items.isEmpty() && BMSettings::standard().boolValue(QLatin1String(SettingsKey::previewRules))) {
+        RulePreviewSheet sheet(RulePreviewSheet::group(items, m_env.isOrphan), m_controller->mainWindow());
+        if (!m_env.preview(sheet))
+            return;
+        items = sheet.checked();
+        if (items.isEmpty())
+            return;
+    }
+    const ActionQuestion question = ActionTexts::removeQuestion(items.size());
     if (ask(question.message, question.defaultButton, question.alternateButton, question.informative))
-        runWork([this, items = choice.autosaves] { removeChildren(items); });
+        runWork([this, items] { removeChildren(items); });
 }
 
 void AutosaveActions::removeIndexSet(const SelectedRows& rows) {

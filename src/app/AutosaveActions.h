@@ -9,6 +9,7 @@
 #include <functional>
 
 class AppController;
+class RulePreviewSheet;
 class QWidget;
 
 // What the actions ask of the world outside them. The defaults show the platform's panels;
@@ -22,6 +23,11 @@ struct AutosaveActionsEnvironment {
     std::function<QDateTime()> now;
     // Sees each progress report of long work on the worker doing it; none by default.
     ProgressCallback watchProgress;
+    // Whether a project's own project file is gone; the preview marks such a project. None by default.
+    std::function<bool(const BMProject&)> isOrphan;
+    // Shows what a rule would remove; true for Continue, and the sheet's ticks then decide.
+    // The default runs the sheet on the main window.
+    std::function<bool(RulePreviewSheet& sheet)> preview;
 };
 
 // The window's side of the autosave actions: removal, the two retention rules, opening,
@@ -46,6 +52,8 @@ public:
     Q_INVOKABLE void remove();
     void removeOlderAutosaves(int days);
     void removeAllExceptMostRecent(int keep);
+    // Autosaves ▸ Thin Out…: the combined rule on the selected projects, or on all of them.
+    void thinOut();
     void sendToApp();
     void showInFinder();
     void copyFiles();
@@ -68,6 +76,9 @@ private:
     // " 2 of them are pinned." for the removal question, or nothing.
     QString pinnedNote(const SelectedRows& rows) const;
     void transfer(bool copy);
+    // A rule's choice: the preview when it is on and there is something to show, then the
+    // question, then the removal.
+    void confirmRuleRemoval(BMAutoItemList items);
     // Worker side.
     void removeIndexSet(const SelectedRows& rows);
     void removeChildren(const BMAutoItemList& items);

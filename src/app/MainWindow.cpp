@@ -94,6 +94,7 @@ void MainWindow::makeActions() {
         action->setData(count);
         a.keepMostRecent << action;
     }
+    a.thinOut = make(tr("Thin Out…"));
     // The platform has no Preferences key on Linux; Ctrl+, is what other applications use.
     QList<QKeySequence> preferenceKeys = QKeySequence::keyBindings(QKeySequence::Preferences);
     if (preferenceKeys.isEmpty())
@@ -128,6 +129,7 @@ void MainWindow::makeActions() {
         {a.pin, "pin"},
         {a.unpin, "unpin"},
         {a.recentlyRemoved, "recentlyRemoved"},
+        {a.thinOut, "thinOut"},
         {a.refresh, "refresh"},
         {a.preferences, "preferences"},
         {a.quit, "quit"},
@@ -175,6 +177,7 @@ void MainWindow::makeMenus() {
     older->addActions(a.removeOlderThan);
     QMenu* keep = m_actionsMenu->addMenu(tr("Remove All Except"));
     keep->addActions(a.keepMostRecent);
+    m_actionsMenu->addAction(a.thinOut);
     m_actionsMenu->addAction(a.remove);
     m_actionsMenu->addAction(a.recentlyRemoved);
 

@@ -33,6 +33,7 @@ public:
         QAction* showLocation = nullptr; // checkable, in the column titles' menu
         QList<QAction*> removeOlderThan; // data(): days
         QList<QAction*> keepMostRecent;  // data(): how many to keep
+        QAction* thinOut = nullptr;
         QAction* preferences = nullptr;
         QAction* quit = nullptr;
         QAction* viewLog = nullptr;

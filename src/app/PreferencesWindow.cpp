@@ -72,6 +72,10 @@ QWidget* PreferencesWindow::makeGeneralTab() {
     m_analytics = new QCheckBox(tr("Send anonymous usage information to help improve Vestry"));
     layout->addWidget(m_adminPassword);
     layout->addWidget(m_analytics);
+    m_previewRules = new QCheckBox(tr("List what a rule would remove, to keep some, before it asks"));
+    layout->addWidget(m_previewRules);
+    connect(m_previewRules, &QCheckBox::clicked, this,
+            [this](bool on) { settings().setValue(SettingsKey::previewRules, on); });
     layout->addStretch();
     connect(m_adminPassword, &QCheckBox::clicked, this, &PreferencesWindow::adminPasswordToggled);
     connect(m_analytics, &QCheckBox::clicked, this, &PreferencesWindow::analyticsToggled);
@@ -255,6 +259,7 @@ void PreferencesWindow::refreshFromSettings() {
     m_refreshing = true;
     m_adminPassword->setChecked(settings().integerValue(requireAdminPassword) == 1);
     m_premiereGrouping->setChecked(settings().boolValue(premiereGroupTimestampedCopies));
+    m_previewRules->setChecked(settings().boolValue(previewRules));
     m_autoRemove->setChecked(settings().integerValue(autoRemove) == 1);
     if (QAbstractButton* rule = m_removalRule->button(int(settings().integerValue(autoRemoveUseCriteria))))
         rule->setChecked(true);

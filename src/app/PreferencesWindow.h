@@ -47,6 +47,7 @@ public:
     QTabWidget* tabs() const { return m_tabs; }
     QCheckBox* adminPasswordBox() const { return m_adminPassword; }
     QCheckBox* analyticsBox() const { return m_analytics; }
+    QCheckBox* previewRulesBox() const { return m_previewRules; }
     QListWidget* manualPathList() const { return m_manualPathList; }
     QCheckBox* premiereGroupingBox() const { return m_premiereGrouping; }
     QCheckBox* autoRemoveBox() const { return m_autoRemove; }
@@ -95,6 +96,7 @@ private:
     QTabWidget* m_tabs = nullptr;
     QCheckBox* m_adminPassword = nullptr;
     QCheckBox* m_analytics = nullptr;
+    QCheckBox* m_previewRules = nullptr;
     QListWidget* m_manualPathList = nullptr;
     QStringList m_manualPaths;
     QCheckBox* m_premiereGrouping = nullptr;

@@ -178,6 +178,7 @@ QVariantMap BMSettings::applicationDefaults() {
         {autoCleanUseCriteriaTotalSize, false},
         {autoCleanCriteriaTotalSize, qint64(50)},
         {guardMinutes, qint64(10)},
+        {previewRules, true},
         {requireAdminPassword, qint64(0)},
         {premiereGroupTimestampedCopies, true},
         {qcEndpoint, QStringLiteral("https://www.brightmoor.com/appdata/qc/qc.php")},

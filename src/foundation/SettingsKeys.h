@@ -37,6 +37,10 @@ inline constexpr char premiereGroupTimestampedCopies[] = "premiereGroupTimestamp
 inline constexpr char pinnedPaths[] = "pinnedPaths";
 // The background jobs leave an autosave written in the last so many minutes alone; 0: off.
 inline constexpr char guardMinutes[] = "guardMinutes";
+// The window shows what a rule would remove, to untick, before asking.
+inline constexpr char previewRules[] = "previewRules";
+// Thin Out…'s fields as last accepted (a dictionary).
+inline constexpr char thinOutRule[] = "thinOutRule";
 // The usage analytics' counters, and where they are sent.
 inline constexpr char launchCount[] = "launchCount";
 inline constexpr char lastSubmission[] = "lastSubmission";

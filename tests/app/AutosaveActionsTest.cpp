@@ -27,6 +27,8 @@ protected:
         for (const char* file : {"CurrentVersion", "Backups/Ceremony 1", "Backups/Ceremony 2"})
             write("Movies/Wedding.fcpbundle/Ceremony/" + QString(file) + ".fcpevent");
         BMSettings::standard().setValue(SettingsKey::autosavePaths, QStringList{premiere(), library()});
+        // The rules' questions as asked straight away; RulePreviewTest has the preview before them.
+        BMSettings::standard().setValue(SettingsKey::previewRules, false);
     }
     QString premiere(const QString& relative = "") const {
         return home().home() + "/Documents/Adobe Premiere Pro Auto-Save" +

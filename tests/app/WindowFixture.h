@@ -6,6 +6,7 @@
 #include "app/AutosaveOutlineModel.h"
 #include "app/BMOutlineView.h"
 #include "app/MainWindow.h"
+#include "app/RulePreviewSheet.h"
 #include "foundation/BMAuthorization.h"
 #include "support/BMQC.h"
 
@@ -139,6 +140,8 @@ protected:
             return chosenArchive;
         };
         actionsEnv.now = [this] { return now; };
+        // A rule's preview is continued with everything ticked unless a test looks at it.
+        actionsEnv.preview = [](RulePreviewSheet&) { return true; };
         actions->setEnvironment(actionsEnv);
     }
 
