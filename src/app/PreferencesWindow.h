@@ -47,6 +47,7 @@ public:
     QTabWidget* tabs() const { return m_tabs; }
     QCheckBox* adminPasswordBox() const { return m_adminPassword; }
     QCheckBox* analyticsBox() const { return m_analytics; }
+    QSpinBox* guardMinutesBox() const { return m_guardMinutes; }
     QListWidget* manualPathList() const { return m_manualPathList; }
     QCheckBox* premiereGroupingBox() const { return m_premiereGrouping; }
     QCheckBox* autoRemoveBox() const { return m_autoRemove; }
@@ -75,6 +76,8 @@ Q_SIGNALS:
     void autoCleanToggled(bool on);
     void autosaveFolderBrowseRequested();
     void autosaveFolderEdited(const QString& text);
+    // Stored already; what the outline's lock badges show changes with it.
+    void guardMinutesChanged(int minutes);
 
 private:
     struct Criterion {
@@ -95,6 +98,7 @@ private:
     QTabWidget* m_tabs = nullptr;
     QCheckBox* m_adminPassword = nullptr;
     QCheckBox* m_analytics = nullptr;
+    QSpinBox* m_guardMinutes = nullptr;
     QListWidget* m_manualPathList = nullptr;
     QStringList m_manualPaths;
     QCheckBox* m_premiereGrouping = nullptr;
