@@ -132,6 +132,7 @@ void MainWindow::makeActions() {
         {a.unpin, "unpin"},
         {a.recentlyRemoved, "recentlyRemoved"},
         {a.refresh, "refresh"},
+        {a.showOnlyOrphans, "showOnlyOrphans"},
         {a.preferences, "preferences"},
         {a.quit, "quit"},
         {a.viewLog, "viewLog"},
