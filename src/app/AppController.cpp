@@ -366,14 +366,18 @@ void AppController::publishProjects() {
 // ---- Orphans ------------------------------------------------------------------------------
 
 void AppController::setShowOnlyOrphans(bool on) {
-    if (m_orphanFilter.exchange(on) == on)
+    if (m_orphanFilter == on)
         return;
     if (QAction* action = m_window->actions().showOnlyOrphans; action->isChecked() != on)
         action->setChecked(on);
     BMLog::appendLog(on ? QStringLiteral("Showing only orphaned projects.")
                         : QStringLiteral("Showing every project."));
+    // Stored as the rows were shown before, so that a project the filter hid opens again.
+    saveExpandedItems();
+    m_orphanFilter = on;
     publishProjects();
     applyOutlineViewSorting();
+    loadExpandedItems();
 }
 
 bool AppController::orphansKnown() const {
@@ -414,18 +418,23 @@ void AppController::lookForOrphans() {
     if (m_orphanLookGeneration == m_catalogueGeneration)
         return;
     const int generation = m_orphanLookGeneration = m_catalogueGeneration;
-    startProgressSpinner();
-    runInBackground([this, generation, projects = m_allProjects] {
+    // A rebuild's spinner is the rebuild's to stop.
+    const bool spins = !m_window->spinner()->isSpinning();
+    if (spins)
+        startProgressSpinner();
+    runInBackground([this, generation, spins, projects = m_allProjects] {
         std::optional<QHash<QString, QString>> found;
         try {
             found = findOrphans(projects);
         } catch (const std::exception& e) {
             BMException::logException(e, "-[AppController lookForOrphans]");
+            found.emplace(); // none known rather than a look that starts again and again
         }
         MainThread::runAndWait([&] {
             if (m_orphanLookGeneration == generation)
                 m_orphanLookGeneration = -1;
-            stopProgressSpinner();
+            if (spins)
+                stopProgressSpinner();
             // A rebuild since has its own look; a look stopped by the filter going off starts
             // again if the filter came back on meanwhile.
             if (!m_stopping && generation == m_catalogueGeneration) {
@@ -434,6 +443,7 @@ void AppController::lookForOrphans() {
                 if (m_orphanFilter) {
                     publishProjects();
                     applyOutlineViewSorting();
+                    loadExpandedItems();
                 }
             }
             Q_EMIT orphansFound();
@@ -534,6 +544,16 @@ void AppController::saveExpandedItems() {
     for (int row = 0; row < projects.size(); ++row) {
         if (m_window->outlineView()->isExpanded(m_model->index(row, 0)) && !projects[row]->path().isEmpty())
             expanded << projects[row]->path();
+    }
+    // The projects the filter hides keep what was stored for them.
+    if (m_orphanFilter) {
+        std::set<QString> shown;
+        for (const BMProjectPtr& project : projects)
+            shown.insert(project->path());
+        for (const QString& path : settings().stringListValue(SettingsKey::expandedItems)) {
+            if (!shown.count(path))
+                expanded << path;
+        }
     }
     settings().setValue(SettingsKey::expandedItems, expanded);
     settings().synchronize();

@@ -82,9 +82,10 @@ TEST_F(OrphanFilter, ShowsOnlyOrphansFoundOnAWorkerAndEverythingAgainWhenOff) {
     EXPECT_FALSE(projectIndex("Gone").data(Qt::FontRole).value<QFont>().italic());
 }
 
-TEST_F(OrphanFilter, SaysSoWhenNoProjectIsAnOrphan) {
+TEST_F(OrphanFilter, SaysSoWhenNoProjectIsAnOrphanAndGivesBackWhatItHid) {
     ASSERT_TRUE(QDir(location() + "/Gone").removeRecursively());
     start();
+    outline()->expand(projectIndex("Live"));
     QSignalSpy found(controller.get(), &AppController::orphansFound);
     filter(true);
     ASSERT_TRUE(found.wait(10000));
@@ -94,4 +95,5 @@ TEST_F(OrphanFilter, SaysSoWhenNoProjectIsAnOrphan) {
     filter(false);
     EXPECT_EQ(projectNames(), QStringList{"Live"});
     EXPECT_EQ(placeholder(), "");
+    EXPECT_TRUE(outline()->isExpanded(projectIndex("Live"))) << "what the filter hid opens as it was";
 }
