@@ -697,6 +697,8 @@ void AppController::updateStatusLine() {
         text += QStringLiteral("; ") + (count == 1 ? tr("1 location offline")
                                                    : tr("%1 locations offline").arg(locale.toString(count)));
     }
+    if (m_orphanFilter && m_orphans)
+        text += QStringLiteral("; ") + tr("orphaned projects only");
     m_window->statusLabel()->setText(text);
     m_window->statusLabel()->setToolTip(offline.join(QLatin1Char('\n')));
 }

@@ -104,9 +104,6 @@ public:
     // Whether the orphans of the catalogue shown are known (the filter is on and the look is
     // done); the model's isOrphan answers false for every project otherwise.
     bool orphansKnown() const;
-    // The look on the calling (worker) thread: project path -> the missing project file it
-    // records. Null when stopped because the filter went off or the controller is going.
-    std::optional<QHash<QString, QString>> findOrphans(const BMProjectList& projects);
 
     // ---- The outline ----------------------------------------------------------------------
     void applyOutlineViewSorting();
@@ -189,6 +186,9 @@ private:
     void publishProjects();
     // Starts the look for the catalogue shown unless one already runs for it.
     void lookForOrphans();
+    // The look on the calling (worker) thread: project path -> the missing project file it
+    // records. Null when stopped because the filter went off or the controller is going.
+    std::optional<QHash<QString, QString>> findOrphans(const BMProjectList& projects);
     void showOrphanProgress(int read, int total);
     // False with the reason in *problem when it could not be stored.
     bool storeRequireAdminPassword(bool on, QString* problem);

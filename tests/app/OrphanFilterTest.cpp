@@ -57,7 +57,8 @@ TEST_F(OrphanFilter, ShowsOnlyOrphansFoundOnAWorkerAndEverythingAgainWhenOff) {
     EXPECT_EQ(looks().size(), 1);
     EXPECT_EQ(projectNames(), QStringList{"Gone"});
     EXPECT_EQ(selectedNames(), QStringList{"Gone"});
-    EXPECT_TRUE(status().startsWith("1 project, 1 autosave")) << status().toStdString();
+    EXPECT_TRUE(status().startsWith("1 project, 1 autosave") && status().endsWith("; orphaned projects only"))
+        << status().toStdString();
     const QModelIndex gone = projectIndex("Gone");
     EXPECT_TRUE(controller->model()->isOrphan(*controller->model()->projectAt(gone)));
     EXPECT_TRUE(gone.data(Qt::ToolTipRole)
