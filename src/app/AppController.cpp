@@ -22,6 +22,7 @@
 #include "catalogue/LocationDiscovery.h"
 #include "catalogue/OutlineSorting.h"
 #include "catalogue/OutlineText.h"
+#include "catalogue/PremiereOrphans.h"
 #include "catalogue/SpaceSummary.h"
 #include "foundation/BMAuthorization.h"
 #include "foundation/BMException.h"
@@ -132,6 +133,7 @@ AppController::AppController(Environment environment, QObject* parent)
 }
 
 AppController::~AppController() {
+    m_stopping = true;
     m_updateTimer.stop();
     waitForWorkers();
     BMLaunchd::setAlertSink(nullptr);
@@ -153,6 +155,7 @@ void AppController::connectWindow() {
         outline->setColumnHidden(AutosaveOutlineModel::LocationColumn, !on);
         settings().setValue(SettingsKey::showLocationColumn, on);
     });
+    connect(a.showOnlyOrphans, &QAction::toggled, this, &AppController::setShowOnlyOrphans);
     // A double click opens the row, as the open button does.
     connect(outline, &QTreeView::doubleClicked, a.open, &QAction::trigger);
     connect(a.refresh, &QAction::triggered, this, &AppController::populateData);
@@ -185,6 +188,8 @@ void AppController::connectWindow() {
     connect(m_preferences, &PreferencesWindow::autosaveFolderBrowseRequested, this,
             &AppController::autosaveDirBrowse);
     connect(m_preferences, &PreferencesWindow::autosaveFolderEdited, this, [this] { modifyAutosaveDir(); });
+    connect(m_preferences, &PreferencesWindow::guardMinutesChanged, outline->viewport(),
+            qOverload<>(&QWidget::update));
     connect(m_preferences, &PreferencesWindow::manualPathsTabShown, this, [this] {
         BMLog::appendLog(QStringLiteral("User switched tabs - refreshing..."));
         populateDataNoSave();
@@ -285,7 +290,14 @@ const BMProjectList& AppController::dataArray() const {
     return m_model->projects();
 }
 
-void AppController::setDataArray(BMProjectList projects) {
+void AppController::setDataArray(BMProjectList projects, std::optional<QHash<QString, QString>> orphans) {
+    m_allProjects = std::move(projects);
+    m_orphans = std::move(orphans);
+    ++m_catalogueGeneration;
+    publishProjects();
+}
+
+void AppController::publishProjects() {
     // A rebuild makes new nodes: the open and selected rows are found again by their paths.
     BMOutlineView* view = m_window->outlineView();
     std::set<QString> expanded;
@@ -300,11 +312,27 @@ void AppController::setDataArray(BMProjectList projects) {
     }
     for (const QModelIndex& index : view->selectionModel()->selectedRows(0))
         selected.insert(pathOf(index));
-    const QString current = pathOf(view->currentIndex());
+    QString current = pathOf(view->currentIndex());
+    if (m_heldOutline) {
+        expanded = std::move(m_heldOutline->expanded);
+        selected = std::move(m_heldOutline->selected);
+        current = std::move(m_heldOutline->current);
+        m_heldOutline.reset();
+    }
 
-    m_model->setProjects(std::move(projects));
+    // While the filter waits for its answer the outline shows nothing rather than projects
+    // that may not be orphans: an action on what it shows must act only on orphans.
+    const bool filter = m_orphanFilter;
+    if (filter && !m_orphans)
+        m_heldOutline = HeldOutline{expanded, selected, current};
+    BMProjectList shown = filter && !m_orphans ? BMProjectList() : m_allProjects;
+    if (filter && m_orphans)
+        shown.removeIf([this](const BMProjectPtr& project) { return !m_orphans->contains(project->path()); });
+    m_model->setOrphans(filter && m_orphans ? *m_orphans : QHash<QString, QString>());
+    m_model->setProjects(std::move(shown));
     m_window->showSpace(SpaceSummary::of(m_model->projects()));
-    view->setPlaceholderText(QString());
+    view->setPlaceholderText(filter && m_orphans && m_model->rowCount() == 0 ? tr("No orphaned projects.")
+                                                                             : QString());
 
     QItemSelection selection;
     QModelIndex newCurrent;
@@ -331,6 +359,96 @@ void AppController::setDataArray(BMProjectList projects) {
                                    QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
     updateStatusLine();
     outlineViewSelectionDidChange();
+    if (filter && !m_orphans)
+        lookForOrphans();
+}
+
+// ---- Orphans ------------------------------------------------------------------------------
+
+void AppController::setShowOnlyOrphans(bool on) {
+    if (m_orphanFilter == on)
+        return;
+    if (QAction* action = m_window->actions().showOnlyOrphans; action->isChecked() != on)
+        action->setChecked(on);
+    BMLog::appendLog(on ? QStringLiteral("Showing only orphaned projects.")
+                        : QStringLiteral("Showing every project."));
+    // Stored as the rows were shown before, so that a project the filter hid opens again.
+    saveExpandedItems();
+    m_orphanFilter = on;
+    publishProjects();
+    applyOutlineViewSorting();
+    loadExpandedItems();
+}
+
+bool AppController::orphansKnown() const {
+    return m_orphanFilter && m_orphans.has_value();
+}
+
+void AppController::showOrphanProgress(int read, int total) {
+    QString text = tr("Looking for orphaned projects...");
+    if (total > 0)
+        text += QLatin1Char(' ') + tr("%1 of %2 Premiere projects read").arg(read).arg(total);
+    m_window->statusLabel()->setText(text);
+    m_window->outlineView()->setPlaceholderText(text);
+}
+
+std::optional<QHash<QString, QString>> AppController::findOrphans(const BMProjectList& projects) {
+    BMProjectList premiere = projects;
+    premiere.removeIf([](const BMProjectPtr& project) {
+        return AutosaveType::normalized(project->type()) != AutosaveType::Premiere;
+    });
+    const int total = int(premiere.size());
+    MainThread::runAndWait([this, total] { showOrphanProgress(0, total); });
+    QHash<QString, QString> orphans;
+    for (int read = 0; read < total; ++read) {
+        if (m_stopping || !m_orphanFilter)
+            return std::nullopt;
+        if (const QString missing = PremiereOrphans::missingProjectPath(*premiere[read]); !missing.isEmpty())
+            orphans.insert(premiere[read]->path(), missing);
+        MainThread::runAndWait([this, read, total] { showOrphanProgress(read + 1, total); });
+    }
+    BMLog::appendLog(QStringLiteral("Found %1 orphaned project(s) among %2 Premiere project(s).")
+                         .arg(orphans.size())
+                         .arg(total));
+    return orphans;
+}
+
+void AppController::lookForOrphans() {
+    showOrphanProgress(0, 0);
+    if (m_orphanLookGeneration == m_catalogueGeneration)
+        return;
+    const int generation = m_orphanLookGeneration = m_catalogueGeneration;
+    // A rebuild's spinner is the rebuild's to stop.
+    const bool spins = !m_window->spinner()->isSpinning();
+    if (spins)
+        startProgressSpinner();
+    runInBackground([this, generation, spins, projects = m_allProjects] {
+        std::optional<QHash<QString, QString>> found;
+        try {
+            found = findOrphans(projects);
+        } catch (const std::exception& e) {
+            BMException::logException(e, "-[AppController lookForOrphans]");
+            found.emplace(); // none known rather than a look that starts again and again
+        }
+        MainThread::runAndWait([&] {
+            if (m_orphanLookGeneration == generation)
+                m_orphanLookGeneration = -1;
+            if (spins)
+                stopProgressSpinner();
+            // A rebuild since has its own look; a look stopped by the filter going off starts
+            // again if the filter came back on meanwhile.
+            if (!m_stopping && generation == m_catalogueGeneration) {
+                if (found)
+                    m_orphans = std::move(found);
+                if (m_orphanFilter) {
+                    publishProjects();
+                    applyOutlineViewSorting();
+                    loadExpandedItems();
+                }
+            }
+            Q_EMIT orphansFound();
+        });
+    });
 }
 
 QString AppController::scanProgressText(int locations, int projectsFound) {
@@ -397,10 +515,14 @@ void AppController::populateDataOnThisThread(bool saveExpandedState) {
 
         // A drive that is not plugged in keeps its location; the status line says so.
         const QStringList offline = CatalogueLocations::offlineLocations(locations);
+        // Found before the list is shown, so that the filter never shows projects it would hide.
+        std::optional<QHash<QString, QString>> orphans;
+        if (m_orphanFilter)
+            orphans = findOrphans(projects);
         BMLog::fastAppendLog(QStringLiteral("Updating data..."));
-        MainThread::runAndWait([this, &projects, &offline] {
+        MainThread::runAndWait([this, &projects, &offline, &orphans] {
             m_offlineLocations = offline;
-            setDataArray(std::move(projects));
+            setDataArray(std::move(projects), std::move(orphans));
         });
         BMLog::appendLog(QStringLiteral("Refreshing outline view..."));
         MainThread::runAndWait([this] { applyOutlineViewSorting(); });
@@ -422,6 +544,16 @@ void AppController::saveExpandedItems() {
     for (int row = 0; row < projects.size(); ++row) {
         if (m_window->outlineView()->isExpanded(m_model->index(row, 0)) && !projects[row]->path().isEmpty())
             expanded << projects[row]->path();
+    }
+    // The projects the filter hides keep what was stored for them.
+    if (m_orphanFilter) {
+        std::set<QString> shown;
+        for (const BMProjectPtr& project : projects)
+            shown.insert(project->path());
+        for (const QString& path : settings().stringListValue(SettingsKey::expandedItems)) {
+            if (!shown.count(path))
+                expanded << path;
+        }
     }
     settings().setValue(SettingsKey::expandedItems, expanded);
     settings().synchronize();
@@ -565,6 +697,8 @@ void AppController::updateStatusLine() {
         text += QStringLiteral("; ") + (count == 1 ? tr("1 location offline")
                                                    : tr("%1 locations offline").arg(locale.toString(count)));
     }
+    if (m_orphanFilter && m_orphans)
+        text += QStringLiteral("; ") + tr("orphaned projects only");
     m_window->statusLabel()->setText(text);
     m_window->statusLabel()->setToolTip(offline.join(QLatin1Char('\n')));
 }

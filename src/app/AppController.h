@@ -3,6 +3,7 @@
 #include "catalogue/BMProject.h"
 #include "catalogue/CatalogueLocations.h"
 
+#include <QHash>
 #include <QModelIndex>
 #include <QObject>
 #include <QPointer>
@@ -14,6 +15,8 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <set>
 
 class AutosaveActions;
 class BMQC;
@@ -71,8 +74,8 @@ public:
 
     // ---- The catalogue --------------------------------------------------------------------
     const BMProjectList& dataArray() const;
-    // Main thread only.
-    void setDataArray(BMProjectList projects);
+    // Main thread only. orphans: those of the projects, when they were looked for.
+    void setDataArray(BMProjectList projects, std::optional<QHash<QString, QString>> orphans = std::nullopt);
     // Starts a rebuild on a worker thread, saving the expanded rows first or not.
     void populateData();
     void populateDataNoSave();
@@ -91,6 +94,16 @@ public:
     void runInBackground(std::function<void()> work);
     // Whether the main window is the active one (the first search shows its sheet only then).
     bool isMainWindowKey() const;
+
+    // ---- Orphans ----------------------------------------------------------------------------
+    // Shows only the orphaned Premiere projects, or everything again. Finding them reads each
+    // Premiere project's newest autosave, on a worker: when the filter is turned on, and after
+    // each rebuild while it is on. Until the answer comes the outline is empty and says why.
+    void setShowOnlyOrphans(bool on);
+    bool showsOnlyOrphans() const { return m_orphanFilter.load(); }
+    // Whether the orphans of the catalogue shown are known (the filter is on and the look is
+    // done); the model's isOrphan answers false for every project otherwise.
+    bool orphansKnown() const;
 
     // ---- The outline ----------------------------------------------------------------------
     void applyOutlineViewSorting();
@@ -159,6 +172,8 @@ Q_SIGNALS:
     void catalogueRebuilt();
     // On the main thread while a rebuild scans, once it starts and after each location.
     void catalogueScanning(int locations, int projectsFound);
+    // On the main thread when a look for orphans that was not part of a rebuild has ended.
+    void orphansFound();
 
 private:
     void connectWindow();
@@ -166,6 +181,15 @@ private:
     static QString scanProgressText(int locations, int projectsFound);
     void showScanProgress(int locations, int projectsFound);
     void refillAutosaveFolderChoices(const QStringList& abbreviated);
+    // Gives the outline the catalogue, or its orphans while the filter is on, keeping the
+    // open and selected rows.
+    void publishProjects();
+    // Starts the look for the catalogue shown unless one already runs for it.
+    void lookForOrphans();
+    // The look on the calling (worker) thread: project path -> the missing project file it
+    // records. Null when stopped because the filter went off or the controller is going.
+    std::optional<QHash<QString, QString>> findOrphans(const BMProjectList& projects);
+    void showOrphanProgress(int read, int total);
     // False with the reason in *problem when it could not be stored.
     bool storeRequireAdminPassword(bool on, QString* problem);
     QModelIndexList selectedRows() const;
@@ -190,4 +214,22 @@ private:
     std::unique_ptr<LocationDiscovery> m_discovery;
     // The autosave actions (remove, archive, open, ...); a child of this object.
     AutosaveActions* m_autosaveActions = nullptr;
+
+    // The whole catalogue of the last rebuild; the model holds what is shown of it.
+    BMProjectList m_allProjects;
+    // Counts the rebuilds: a look for orphans answers for the catalogue it was started on.
+    int m_catalogueGeneration = 0;
+    // The catalogue a look for orphans runs for; -1 when none runs.
+    int m_orphanLookGeneration = -1;
+    // Those of m_allProjects, once looked for.
+    std::optional<QHash<QString, QString>> m_orphans;
+    std::atomic<bool> m_orphanFilter{false};
+    // The rows open and selected when the outline emptied to wait for the orphans.
+    struct HeldOutline {
+        std::set<QString> expanded;
+        std::set<QString> selected;
+        QString current;
+    };
+    std::optional<HeldOutline> m_heldOutline;
+    std::atomic<bool> m_stopping{false};
 };

@@ -7,6 +7,7 @@
 #include "foundation/PathText.h"
 #include "foundation/platform/Platform.h"
 
+#include <QFont>
 #include <QHash>
 
 namespace {
@@ -63,6 +64,13 @@ void AutosaveOutlineModel::setPins(PinnedPaths pins) {
             Q_EMIT dataChanged(index(0, NameColumn, project), index(children - 1, NameColumn, project),
                                {Qt::DecorationRole, Qt::ToolTipRole});
     }
+}
+
+void AutosaveOutlineModel::setOrphans(QHash<QString, QString> orphans) {
+    m_orphans = std::move(orphans);
+    if (const int rows = rowCount(); rows > 0)
+        Q_EMIT dataChanged(index(0, NameColumn), index(rows - 1, NameColumn),
+                           {Qt::FontRole, Qt::ToolTipRole});
 }
 
 void AutosaveOutlineModel::sortBy(QStringView column, bool descending) {
@@ -202,8 +210,14 @@ QVariant AutosaveOutlineModel::data(const QModelIndex& index, int role) const {
                     }
                     return m_text.cellText(*project, column);
                 case Qt::ToolTipRole:
-                    return m_pins.isPinned(*project) ? AutosaveIcons::pinnedToolTip(project->path())
-                                                     : project->path();
+                    return projectToolTip(*project);
+                case Qt::FontRole:
+                    if (index.column() == NameColumn && isOrphan(*project)) {
+                        QFont font;
+                        font.setItalic(true);
+                        return font;
+                    }
+                    return QVariant();
                 case Qt::DecorationRole:
                     return index.column() == NameColumn
                                ? QVariant(AutosaveIcons::withPinBadge(
@@ -266,6 +280,13 @@ QString AutosaveOutlineModel::itemToolTip(const BMAutoItem& item) {
         .arg(item.path(), written)
         .arg(guard.minutes())
         .arg(guard.minutes() == 1 ? "" : "s");
+}
+
+QString AutosaveOutlineModel::projectToolTip(const BMProject& project) const {
+    QString tip = project.path();
+    if (const auto orphan = m_orphans.constFind(project.path()); orphan != m_orphans.cend())
+        tip += QLatin1Char('\n') + tr("Its project file no longer exists: %1").arg(*orphan);
+    return m_pins.isPinned(project) ? AutosaveIcons::pinnedToolTip(tip) : tip;
 }
 
 QVariant AutosaveOutlineModel::headerData(int section, Qt::Orientation orientation, int role) const {

@@ -5,6 +5,7 @@
 #include "catalogue/PinnedPaths.h"
 
 #include <QAbstractItemModel>
+#include <QHash>
 
 #include <functional>
 
@@ -35,6 +36,11 @@ public:
     // The pins the name column's badge shows; every row is redrawn.
     void setPins(PinnedPaths pins);
     const PinnedPaths& pins() const { return m_pins; }
+    // The orphaned projects among those shown (project path -> the missing project file it
+    // records); the controller publishes them with the list. Their names are set in italics.
+    void setOrphans(QHash<QString, QString> orphans);
+    // Cheap: a look-up in what was published, never a read of the autosaves.
+    bool isOrphan(const BMProject& project) const { return m_orphans.contains(project.path()); }
     // Sorts as the outline sorts (children included), keeping persistent indexes.
     void sortBy(QStringView column, bool descending);
     // Runs a change that only reorders projects or their children (never adds or removes
@@ -56,6 +62,7 @@ public:
 
     // The path, and for an autosave the background jobs leave alone for now, why.
     static QString itemToolTip(const BMAutoItem& item);
+    QString projectToolTip(const BMProject& project) const;
 
 private:
     // Project rows carry 0 in their internal id, autosave rows their project's row + 1.
@@ -65,4 +72,5 @@ private:
     BMProjectList m_projects;
     OutlineText m_text;
     PinnedPaths m_pins;
+    QHash<QString, QString> m_orphans;
 };

@@ -84,6 +84,9 @@ void MainWindow::makeActions() {
     a.refresh = make(tr("Refresh"), {QKeySequence(Qt::Key_F5), QKeySequence(Qt::CTRL | Qt::Key_R)});
     a.showLocation = make(tr("Show Location Column"));
     a.showLocation->setCheckable(true);
+    a.showOnlyOrphans = make(tr("Show Only Orphaned Projects"));
+    a.showOnlyOrphans->setCheckable(true);
+    a.showOnlyOrphans->setToolTip(tr("Premiere projects whose project file no longer exists"));
     for (int days : olderThanDays()) {
         QAction* action = make(days == 1 ? tr("1 Day") : tr("%1 Days").arg(days));
         action->setData(days);
@@ -131,6 +134,7 @@ void MainWindow::makeActions() {
         {a.recentlyRemoved, "recentlyRemoved"},
         {a.thinOut, "thinOut"},
         {a.refresh, "refresh"},
+        {a.showOnlyOrphans, "showOnlyOrphans"},
         {a.preferences, "preferences"},
         {a.quit, "quit"},
         {a.viewLog, "viewLog"},
@@ -160,6 +164,9 @@ void MainWindow::makeMenus() {
     // A right click on the column titles, as in a file manager.
     m_outline->header()->setContextMenuPolicy(Qt::ActionsContextMenu);
     m_outline->header()->addAction(a.showLocation);
+
+    QMenu* view = menuBar()->addMenu(tr("&View"));
+    view->addAction(a.showOnlyOrphans);
 
     m_actionsMenu = menuBar()->addMenu(tr("&Autosaves"));
     m_actionsMenu->addAction(a.open);

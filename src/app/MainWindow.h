@@ -31,6 +31,8 @@ public:
         QAction* recentlyRemoved = nullptr;
         QAction* refresh = nullptr;
         QAction* showLocation = nullptr; // checkable, in the column titles' menu
+        // Checkable, in the View menu.
+        QAction* showOnlyOrphans = nullptr;
         QList<QAction*> removeOlderThan; // data(): days
         QList<QAction*> keepMostRecent;  // data(): how many to keep
         QAction* thinOut = nullptr;

@@ -2,6 +2,7 @@
 
 #include "ShortcutKeyPane.h"
 #include "catalogue/CatalogueLocations.h"
+#include "catalogue/RecentWriteGuard.h"
 #include "foundation/BMSettings.h"
 #include "foundation/SettingsKeys.h"
 
@@ -76,9 +77,26 @@ QWidget* PreferencesWindow::makeGeneralTab() {
     layout->addWidget(m_previewRules);
     connect(m_previewRules, &QCheckBox::clicked, this,
             [this](bool on) { settings().setValue(SettingsKey::previewRules, on); });
+    // Both helpers obey it, so it lives here rather than on either helper's tab.
+    auto* guard = new QHBoxLayout;
+    m_guardMinutes = new QSpinBox;
+    m_guardMinutes->setRange(0, 1440);
+    m_guardMinutes->setSpecialValueText(tr("Off"));
+    m_guardMinutes->setSuffix(tr(" minutes"));
+    guard->addWidget(new QLabel(tr("Background jobs leave autosaves written in the last")));
+    guard->addWidget(m_guardMinutes);
+    guard->addWidget(new QLabel(tr("alone")));
+    guard->addStretch();
+    layout->addLayout(guard);
     layout->addStretch();
     connect(m_adminPassword, &QCheckBox::clicked, this, &PreferencesWindow::adminPasswordToggled);
     connect(m_analytics, &QCheckBox::clicked, this, &PreferencesWindow::analyticsToggled);
+    connect(m_guardMinutes, &QSpinBox::valueChanged, this, [this](int minutes) {
+        if (m_refreshing)
+            return;
+        settings().setValue(SettingsKey::guardMinutes, minutes);
+        Q_EMIT guardMinutesChanged(minutes);
+    });
     return page;
 }
 
@@ -260,6 +278,7 @@ void PreferencesWindow::refreshFromSettings() {
     m_adminPassword->setChecked(settings().integerValue(requireAdminPassword) == 1);
     m_premiereGrouping->setChecked(settings().boolValue(premiereGroupTimestampedCopies));
     m_previewRules->setChecked(settings().boolValue(previewRules));
+    m_guardMinutes->setValue(RecentWriteGuard::stored().minutes());
     m_autoRemove->setChecked(settings().integerValue(autoRemove) == 1);
     if (QAbstractButton* rule = m_removalRule->button(int(settings().integerValue(autoRemoveUseCriteria))))
         rule->setChecked(true);

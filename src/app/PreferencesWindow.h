@@ -48,6 +48,7 @@ public:
     QCheckBox* adminPasswordBox() const { return m_adminPassword; }
     QCheckBox* analyticsBox() const { return m_analytics; }
     QCheckBox* previewRulesBox() const { return m_previewRules; }
+    QSpinBox* guardMinutesBox() const { return m_guardMinutes; }
     QListWidget* manualPathList() const { return m_manualPathList; }
     QCheckBox* premiereGroupingBox() const { return m_premiereGrouping; }
     QCheckBox* autoRemoveBox() const { return m_autoRemove; }
@@ -76,6 +77,8 @@ Q_SIGNALS:
     void autoCleanToggled(bool on);
     void autosaveFolderBrowseRequested();
     void autosaveFolderEdited(const QString& text);
+    // Stored already; what the outline's lock badges show changes with it.
+    void guardMinutesChanged(int minutes);
 
 private:
     struct Criterion {
@@ -97,6 +100,7 @@ private:
     QCheckBox* m_adminPassword = nullptr;
     QCheckBox* m_analytics = nullptr;
     QCheckBox* m_previewRules = nullptr;
+    QSpinBox* m_guardMinutes = nullptr;
     QListWidget* m_manualPathList = nullptr;
     QStringList m_manualPaths;
     QCheckBox* m_premiereGrouping = nullptr;

@@ -76,8 +76,12 @@ QString recordedProjectPath(const QString& autosave) {
 }
 
 bool isOrphan(const BMProject& project) {
+    return !missingProjectPath(project).isEmpty();
+}
+
+QString missingProjectPath(const BMProject& project) {
     if (AutosaveType::normalized(project.type()) != AutosaveType::Premiere)
-        return false;
+        return QString();
     BMAutoItemList newestFirst = project.children();
     std::stable_sort(
         newestFirst.begin(), newestFirst.end(),
@@ -87,14 +91,14 @@ bool isOrphan(const BMProject& project) {
         if (recorded.isEmpty())
             continue;
         if (QFileInfo::exists(recorded))
-            return false;
+            return QString();
         const QString folder = autosaveFolderOf(item->path());
-        if (folder.isEmpty())
-            return false;
-        return !QFileInfo::exists(
-            PathText::appendingComponent(PathText::deletingLastComponent(folder), fileNameOf(recorded)));
+        if (folder.isEmpty() || QFileInfo::exists(PathText::appendingComponent(
+                                    PathText::deletingLastComponent(folder), fileNameOf(recorded))))
+            return QString();
+        return recorded;
     }
-    return false;
+    return QString();
 }
 
 } // namespace PremiereOrphans

@@ -17,5 +17,7 @@ namespace PremiereOrphans {
 QString recordedProjectPath(const QString& autosave);
 // From the newest autosave that records a path; a project without one is not an orphan.
 bool isOrphan(const BMProject& project);
+// The path its newest autosave records when the project is an orphan; null when it is not.
+QString missingProjectPath(const BMProject& project);
 
 } // namespace PremiereOrphans

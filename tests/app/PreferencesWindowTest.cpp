@@ -1,6 +1,7 @@
 #include "app/PreferencesWindow.h"
 
 #include "TempHome.h"
+#include "catalogue/RecentWriteGuard.h"
 #include "foundation/BMSettings.h"
 #include "foundation/SettingsKeys.h"
 
@@ -115,4 +116,19 @@ TEST_F(Preferences, CriteriaNameTheUnitsTheHelperReads) {
         clean << window->cleanCriterionBox(i)->text() + " N " + window->cleanCriterionLabel(i)->text();
     EXPECT_EQ(clean, (QStringList{"Older than N days", "Larger than N MB per project",
                                   "Beyond a total of N GB for the folder"}));
+}
+
+TEST_F(Preferences, TheRecentWriteGuardIsStoredAtOnceAndZeroTurnsItOff) {
+    QSpinBox* guard = window->guardMinutesBox();
+    EXPECT_EQ(guard->value(), RecentWriteGuard::defaultMinutes);
+    guard->setValue(25);
+    EXPECT_EQ(RecentWriteGuard::stored().minutes(), 25);
+    guard->setValue(0);
+    EXPECT_EQ(guard->text(), "Off");
+    EXPECT_EQ(settings().integerValue(SettingsKey::guardMinutes), 0);
+    EXPECT_FALSE(RecentWriteGuard::stored().isOn());
+    // What another program stored shows when the window opens again.
+    settings().setValue(SettingsKey::guardMinutes, 45);
+    window->refreshFromSettings();
+    EXPECT_EQ(guard->text(), "45 minutes");
 }

@@ -3,30 +3,18 @@
 #include "CatalogueTestSupport.h"
 #include "catalogue/AutosaveFolderScanner.h"
 #include "support/Gzip.h"
+#include "support/PremiereXml.h"
 
 #include <QThread>
 
 namespace {
-
-// A project file as Premiere writes it, cut down to the part that records the live project.
-QByteArray projectXml(const QString& recorded) {
-    QByteArray xml =
-        "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<PremiereData Version=\"3\">\n"
-        "\t<Project ObjectRef=\"1\"/>\n"
-        "\t<Project ObjectID=\"1\" ClassID=\"62ad66dd-0dcd-42da-a660-6d8fbde94876\" Version=\"1\">\n"
-        "\t\t<Node Version=\"1\">\n\t\t\t<Properties Version=\"1\">\n";
-    if (!recorded.isNull())
-        xml += "\t\t\t\t<project.settings.lastknowngoodprojectpath>" + recorded.toHtmlEscaped().toUtf8() +
-               "</project.settings.lastknowngoodprojectpath>\n";
-    return xml + "\t\t\t</Properties>\n\t\t</Node>\n\t</Project>\n</PremiereData>\n";
-}
 
 class Orphans : public CatalogueTest::LoggedHomeTest {
 protected:
     QString edits() const { return home().root() + "/Edits"; }
     // One autosave after the other, so that the newest is known by its creation.
     void autosave(const QString& name, const QString& recorded, bool compressed = true) {
-        const QByteArray xml = projectXml(recorded);
+        const QByteArray xml = premiereProjectXml(recorded);
         home().writeFile(edits() + "/Adobe Premiere Pro Auto-Save/" + name,
                          compressed ? gzipCompressed(xml) : xml);
         QThread::msleep(10);
