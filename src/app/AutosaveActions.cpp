@@ -16,6 +16,7 @@
 #include "actions/CombinedRule.h"
 #include "actions/RetentionRules.h"
 #include "catalogue/AutosaveType.h"
+#include "catalogue/PremiereOrphans.h"
 #include "foundation/BMException.h"
 #include "foundation/BMLog.h"
 #include "foundation/BMSettings.h"
@@ -26,13 +27,16 @@
 #include "foundation/platform/Platform.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QFileDialog>
 #include <QItemSelectionModel>
 #include <QPointer>
 
 #include <algorithm>
 #include <memory>
+#include <thread>
 
 namespace {
 
@@ -232,7 +236,9 @@ void AutosaveActions::setEnvironment(Environment environment) {
     if (!m_env.now)
         m_env.now = [] { return QDateTime::currentDateTimeUtc(); };
     if (!m_env.isOrphan)
-        m_env.isOrphan = [](const BMProject&) { return false; };
+        m_env.isOrphan = [this](const BMProject& project) {
+            return m_orphansInPreview.contains(project.path());
+        };
     if (!m_env.preview)
         m_env.preview = [](RulePreviewSheet& sheet) { return sheet.exec() == QDialog::Accepted; };
 }
@@ -377,9 +383,42 @@ void AutosaveActions::thinOut() {
     confirmRuleRemoval(items);
 }
 
+// The orphans among the preview's Premiere projects: what the Orphans filter found, if it
+// knows; else read from the autosaves on a worker, the window waiting but still painting.
+QSet<QString> AutosaveActions::orphansAmong(const BMAutoItemList& items) const {
+    BMProjectList premiere;
+    for (const BMAutoItemPtr& item : items) {
+        const BMProjectPtr project = item->parent();
+        if (project && project->type() == AutosaveType::Premiere && !premiere.contains(project))
+            premiere << project;
+    }
+    QSet<QString> orphans;
+    if (premiere.isEmpty())
+        return orphans;
+    if (m_controller->orphansKnown()) {
+        for (const BMProjectPtr& project : premiere)
+            if (m_controller->model()->isOrphan(*project))
+                orphans.insert(project->path());
+        return orphans;
+    }
+    QEventLoop loop;
+    std::thread reader([&] {
+        for (const BMProjectPtr& project : premiere)
+            if (PremiereOrphans::isOrphan(*project))
+                orphans.insert(project->path());
+        QMetaObject::invokeMethod(&loop, &QEventLoop::quit, Qt::QueuedConnection);
+    });
+    QApplication::setOverrideCursor(Qt::BusyCursor);
+    loop.exec(QEventLoop::ExcludeUserInputEvents);
+    reader.join();
+    QApplication::restoreOverrideCursor();
+    return orphans;
+}
+
 void AutosaveActions::confirmRuleRemoval(BMAutoItemList items) {
     // An empty choice goes straight to the question, as it always has: there is nothing to untick.
     if (!items.isEmpty() && BMSettings::standard().boolValue(QLatin1String(SettingsKey::previewRules))) {
+        m_orphansInPreview = orphansAmong(items);
         RulePreviewSheet sheet(RulePreviewSheet::group(items, m_env.isOrphan), m_controller->mainWindow());
         if (!m_env.preview(sheet))
             return;

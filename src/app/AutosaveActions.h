@@ -5,6 +5,7 @@
 
 #include <QDateTime>
 #include <QObject>
+#include <QSet>
 
 #include <functional>
 
@@ -23,7 +24,8 @@ struct AutosaveActionsEnvironment {
     std::function<QDateTime()> now;
     // Sees each progress report of long work on the worker doing it; none by default.
     ProgressCallback watchProgress;
-    // Whether a project's own project file is gone; the preview marks such a project. None by default.
+    // Whether a project's own project file is gone; the preview marks such a project. By default
+    // what the Orphans filter found, else what the preview's Premiere autosaves record.
     std::function<bool(const BMProject&)> isOrphan;
     // Shows what a rule would remove; true for Continue, and the sheet's ticks then decide.
     // The default runs the sheet on the main window.
@@ -79,6 +81,7 @@ private:
     // A rule's choice: the preview when it is on and there is something to show, then the
     // question, then the removal.
     void confirmRuleRemoval(BMAutoItemList items);
+    QSet<QString> orphansAmong(const BMAutoItemList& items) const;
     // Worker side.
     void removeIndexSet(const SelectedRows& rows);
     void removeChildren(const BMAutoItemList& items);
@@ -86,4 +89,5 @@ private:
 
     AppController* m_controller;
     Environment m_env;
+    QSet<QString> m_orphansInPreview; // project paths, for the preview being shown
 };
