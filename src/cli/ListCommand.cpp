@@ -40,7 +40,7 @@ public:
             // The autosaves of a pinned project are pinned by its row's mark.
             m_rows.append({QStringLiteral("  ") + FileName::displayText(item->name()),
                            m_text.formatFileSize(item->fileSize()), dateText(item->createdMsecs()),
-                           !projectPinned && m_pins.contains(item->path()), m_guard.guards(*item, m_now)});
+                           !projectPinned && m_pins.isPinnedItself(*item), m_guard.guards(*item, m_now)});
             ++m_itemCount;
         }
         m_totalBytes += project.fileSize();

@@ -99,6 +99,34 @@ TEST_F(Pins, AreMarkedInTheListingAndOtherwiseLeaveItsBytesAsTheyWere) {
     EXPECT_EQ(run({"list", "--json", premiere}).out, before);
 }
 
+// A drive reached through a link in the home: a pin is its real path, and matches either way.
+TEST_F(Pins, MatchTheRealPathThroughALinkEitherWayAndAnOldLinkPinStillComesOff) {
+    ASSERT_TRUE(QFile::link(home().home() + "/Documents", home().home() + "/Link"));
+    const QString linked = home().home() + "/Link/Adobe Premiere Pro Auto-Save";
+    const auto pinnedRows = [&](const QString& location) {
+        QStringList names;
+        for (const QString& line : run({"list", location}).out.split('\n').filter("(pinned)"))
+            names << line.section(' ', 0, 0, QString::SectionSkipEmpty);
+        return names;
+    };
+
+    const ProgramRun pinned = run({"pin", linked + "/Beta"});
+    EXPECT_EQ(pinned.out, "Pinned " + at("Beta") + "\n");
+    EXPECT_EQ(stored(), QStringList{QString("~/") + kLocation + "/Beta"});
+    EXPECT_EQ(pinnedRows(linked), QStringList{"Beta"});
+    EXPECT_EQ(pinnedRows(premiere), QStringList{"Beta"});
+    ASSERT_EQ(run({"unpin", linked + "/Beta"}).exitCode, 0);
+    EXPECT_EQ(stored(), QStringList());
+
+    // A pin stored as a link path before pins were stored by their real path.
+    BMSettings::standard().setValue(SettingsKey::pinnedPaths, QStringList{linked + "/Alpha/Alpha-1.prproj"});
+    BMSettings::standard().synchronize();
+    EXPECT_EQ(pinnedRows(premiere), QStringList{"Alpha-1.prproj"});
+    const ProgramRun unpinned = run({"unpin", at("Alpha/Alpha-1.prproj")});
+    EXPECT_EQ(unpinned.out, "Unpinned " + at("Alpha/Alpha-1.prproj") + "\n") << unpinned.err.toStdString();
+    EXPECT_EQ(stored(), QStringList());
+}
+
 TEST_F(Pins, KeepAnAutosaveFromTheRulesAndFromTheTrashAfterAnArchive) {
     ASSERT_EQ(run({"pin", at("Beta/Beta-1.prproj")}).exitCode, 0);
     const ProgramRun keep = run({"prune", "--keep", "1", "--json", premiere});
