@@ -24,8 +24,9 @@ struct RestoreReport {
     QStringList failed;              // left in the Trash with their records
     QStringList notFound;            // nothing in any Trash was removed from there
     QHash<QString, QString> reasons; // for refused and failed: the file and the cause in words
+    QString error;                   // another run held a location: nothing was touched
 
-    bool ok() const { return refused.isEmpty() && failed.isEmpty() && notFound.isEmpty(); }
+    bool ok() const { return error.isEmpty() && refused.isEmpty() && failed.isEmpty() && notFound.isEmpty(); }
 };
 
 // Putting removed autosaves back: what sits in the Trashes (the home Trash and, on the volume
@@ -47,7 +48,8 @@ public:
     // The items whose original path lies in a location, newest first (then by path).
     static QList<TrashedItem> list(const QStringList& locations);
 
-    // These items, in this order.
+    // These items, in this order, with the locks of their locations held, as a removal holds
+    // them: a background run never works on a folder half put back.
     static RestoreReport restore(const QList<TrashedItem>& items);
     // The newest item removed from each path.
     static RestoreReport restorePaths(const QStringList& originalPaths, const QStringList& locations);

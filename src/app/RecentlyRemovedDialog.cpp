@@ -40,6 +40,8 @@ void reportProblems(const RestoreReport& report, const QString& lastError) {
         lines << RecentlyRemovedDialog::tr("%1: no longer in the Trash").arg(FileName::displayText(path));
     if (!lastError.isEmpty())
         lines << lastError;
+    if (!report.error.isEmpty())
+        lines << report.error;
     if (lines.isEmpty())
         return;
     const QString message = report.restored.isEmpty()
@@ -139,6 +141,11 @@ void RecentlyRemovedDialog::putBackSelected() {
         for (int i = 0; i < chosen.size(); ++i) {
             progress(i, int(chosen.size()));
             const RestoreReport one = TrashRestore::restore({chosen[i]});
+            if (!one.error.isEmpty()) {
+                // Another run holds the location and has had the whole wait to let go.
+                total.error = one.error;
+                break;
+            }
             total.restored += one.restored;
             total.refused += one.refused;
             total.failed += one.failed;

@@ -1,5 +1,6 @@
 // vestry restore as a user meets it: the built program after real removals by vestry prune.
 #include "foundation/FileName.h"
+#include "foundation/LocationLock.h"
 #include "foundation/PlistFile.h"
 #include "support/Programs.h"
 #include "support/TempHome.h"
@@ -8,9 +9,11 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QElapsedTimer>
 #include <QThread>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace {
 
@@ -29,10 +32,12 @@ protected:
         PlistFile::writeXml(home().home() + "/.config/com.brightmoor.Vestry.plist",
                             QVariantMap{{"autosavePaths", QStringList{premiere}}});
     }
-    ProgramRun run(const QStringList& arguments) {
+    ProgramRun run(const QStringList& arguments, const QString& lockWaitMs = QString()) {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert("LC_ALL", "en_US.UTF-8");
         environment.insert("TZ", "UTC");
+        if (!lockWaitMs.isNull())
+            environment.insert("VESTRY_LOCK_WAIT_MS", lockWaitMs);
         return runProgram(VESTRY_PROGRAM, arguments, {environment, home().home()});
     }
     QString premiere;
@@ -78,6 +83,33 @@ TEST_F(RestoreCommand, ListsPutsBackTheLastRemovalAndRefusesWhereAFileStands) {
                     .out.endsWith(beta1 + "\n1 item in the Trash from the autosave locations\n"));
 
     EXPECT_EQ(run({"restore"}).exitCode, 2);
+}
+
+TEST_F(RestoreCommand, WaitsForTheLocationsLockAsARemovalDoesThenPutsBackNothing) {
+    ASSERT_EQ(run({"prune", "--keep", "1"}).exitCode, 0);
+    QString error;
+    std::optional<LocationLock> held =
+        LocationLock::acquire(premiere, "vestry-helper -clean", std::chrono::milliseconds(0), &error);
+    ASSERT_TRUE(held) << error.toStdString();
+    QElapsedTimer timer;
+    timer.start();
+    const ProgramRun busy = run({"restore", "--last"}, "1000");
+    EXPECT_GE(timer.elapsed(), 1000);
+    EXPECT_EQ(busy.exitCode, 1);
+    EXPECT_EQ(busy.out, "");
+    EXPECT_EQ(busy.err,
+              QString("vestry restore: %1 is busy: another Vestry run (process %2, vestry-helper -clean) "
+                      "is working on it. Try again when it has finished. Nothing was put back.\n")
+                  .arg(premiere)
+                  .arg(::getpid()));
+    EXPECT_FALSE(QFileInfo::exists(premiere + "/Beta/Beta-1.prproj"));
+    EXPECT_TRUE(
+        run({"restore", "--list"}).out.endsWith("\n2 items in the Trash from the autosave locations\n"));
+
+    held.reset();
+    const ProgramRun free = run({"restore", "--last"}, "1000");
+    EXPECT_EQ(free.exitCode, 0) << free.err.toStdString();
+    EXPECT_EQ(readFile(premiere + "/Beta/Beta-1.prproj"), "Beta/Beta-1.prproj");
 }
 
 } // namespace
