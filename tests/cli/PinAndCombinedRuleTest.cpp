@@ -1,10 +1,9 @@
 // vestry pin and unpin, the combined prune rule, and what a pin keeps: the built program run as a
 // subprocess on real Premiere locations in the test's temporary home.
+#include "CommandLineFixture.h"
 #include "foundation/BMSettings.h"
 #include "foundation/SettingsKeys.h"
 #include "support/MacMetadata.h"
-#include "support/Programs.h"
-#include "support/TempHome.h"
 #include "support/ZipEntries.h"
 
 #include <QFile>
@@ -19,32 +18,13 @@ namespace {
 
 constexpr char kLocation[] = "Documents/Adobe Premiere Pro Auto-Save";
 
-// Alpha (one autosave) and Beta (three, created in this order).
-class Pins : public TempHomeTest {
+class Pins : public CommandLine {
 protected:
-    void SetUp() override {
-        TempHomeTest::SetUp();
-        if (actingForAnotherConsoleUser())
-            GTEST_SKIP() << "running as root for another console user";
-        premiere = home().home() + "/" + kLocation;
-        for (const char* name :
-             {"Alpha/Alpha-1.prproj", "Beta/Beta-1.prproj", "Beta/Beta-2.prproj", "Beta/Beta-3.prproj"}) {
-            home().writeFile(at(name), QByteArray(name).repeated(10));
-            QThread::msleep(5);
-        }
-    }
-    ProgramRun run(const QStringList& arguments) {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("LC_ALL", "en_US.UTF-8");
-        return runProgram(VESTRY_PROGRAM, arguments, {environment, home().home()});
-    }
     static QStringList stored() {
         BMSettings::standard().synchronize();
         return BMSettings::standard().stringListValue(SettingsKey::pinnedPaths);
     }
-    QString at(const QString& relative) const { return premiere + "/" + relative; }
-
-    QString premiere;
+    QString at(const QString& relative) const { return autosave(relative); }
 };
 
 TEST_F(Pins, ArePinnedOnceRefusedByNameAndTakenOffEvenWhenTheFileIsGone) {
