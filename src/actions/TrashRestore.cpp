@@ -285,17 +285,22 @@ QList<TrashedItem> TrashRestore::list(const QStringList& locations) {
     return items;
 }
 
-RestoreReport TrashRestore::restore(const QList<TrashedItem>& items) {
-    RestoreReport report;
+std::optional<LocationLocks> TrashRestore::lockLocations(const QList<TrashedItem>& items, QString* error) {
     QStringList locations;
     for (const TrashedItem& item : items)
         locations << locationOf(item.originalPath);
-    const std::optional<LocationLocks> locks = LocationLocks::acquireLocations(
-        locations, QStringLiteral("putting autosaves back from the Trash"), &report.error);
-    if (!locks) {
-        BMLog::appendLog(report.error);
+    std::optional<LocationLocks> locks = LocationLocks::acquireLocations(
+        locations, QStringLiteral("putting autosaves back from the Trash"), error);
+    if (!locks)
+        BMLog::appendLog(*error);
+    return locks;
+}
+
+RestoreReport TrashRestore::restore(const QList<TrashedItem>& items) {
+    RestoreReport report;
+    const std::optional<LocationLocks> locks = lockLocations(items, &report.error);
+    if (!locks)
         return report;
-    }
     for (const TrashedItem& item : items) {
         QString reason;
         switch (restoreItem(item, &reason)) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "LocationLocks.h"
+
 #include <QDateTime>
 #include <QHash>
 #include <QList>
@@ -51,6 +53,9 @@ public:
     // These items, in this order, with the locks of their locations held, as a removal holds
     // them: a background run never works on a folder half put back.
     static RestoreReport restore(const QList<TrashedItem>& items);
+    // The locks restore takes, for a caller that puts items back one by one and would have no
+    // other run work between two of them. restore does not take a lock this thread holds.
+    static std::optional<LocationLocks> lockLocations(const QList<TrashedItem>& items, QString* error);
     // The newest item removed from each path.
     static RestoreReport restorePaths(const QStringList& originalPaths, const QStringList& locations);
     // Everything the last recorded removal took; error says why when there is nothing to go by.

@@ -136,16 +136,15 @@ void RecentlyRemovedDialog::putBackSelected() {
     if (chosen.isEmpty())
         return;
     run([chosen](const std::function<void(int, int)>& progress) {
-        // One at a time so that the bar moves; each item is refused or restored on its own.
+        // One at a time so that the bar moves; each item is refused or restored on its own,
+        // all under the locks of their locations.
         RestoreReport total;
+        const std::optional<LocationLocks> locks = TrashRestore::lockLocations(chosen, &total.error);
+        if (!locks)
+            return total;
         for (int i = 0; i < chosen.size(); ++i) {
             progress(i, int(chosen.size()));
             const RestoreReport one = TrashRestore::restore({chosen[i]});
-            if (!one.error.isEmpty()) {
-                // Another run holds the location and has had the whole wait to let go.
-                total.error = one.error;
-                break;
-            }
             total.restored += one.restored;
             total.refused += one.refused;
             total.failed += one.failed;

@@ -73,9 +73,12 @@ TEST_F(RecentlyRemoved, AFileAtTheOriginalPathIsNeverReplacedAndTheAlertSaysWhy)
     ASSERT_NE(dialog, nullptr);
     ASSERT_EQ(dialog->list()->topLevelItemCount(), 1);
 
+    ASSERT_EQ(dialog->list()->topLevelItemCount(), 1);
+    dialog->list()->topLevelItem(0)->setSelected(true);
+
     Answerer answer("OK");
     QSignalSpy finished(dialog, &RecentlyRemovedDialog::workFinished);
-    dialog->putBackLastButton()->click();
+    dialog->putBackButton()->click();
     ASSERT_TRUE(finished.wait(10000));
     controller->waitForWorkers();
     ASSERT_TRUE(waitFor([&] { return answer.count == 1; }));
@@ -100,9 +103,12 @@ TEST_F(RecentlyRemoved, WhileAnotherRunHoldsTheLocationNothingIsPutBackAndTheAle
     RecentlyRemovedDialog* dialog = openDialog();
     ASSERT_NE(dialog, nullptr);
 
+    ASSERT_EQ(dialog->list()->topLevelItemCount(), 1);
+    dialog->list()->topLevelItem(0)->setSelected(true);
+
     Answerer answer("OK");
     QSignalSpy finished(dialog, &RecentlyRemovedDialog::workFinished);
-    dialog->putBackLastButton()->click();
+    dialog->putBackButton()->click();
     ASSERT_TRUE(finished.wait(10000));
     controller->waitForWorkers();
     ASSERT_TRUE(waitFor([&] { return answer.count == 1; }));
