@@ -39,14 +39,15 @@ QString sizeText(qint64 bytes, qint64 unit, const char* unitName) {
 }
 
 // Chooses one autosave at most once, in the order the rules run, and a pinned or a guarded
-// one never (it still counts in what a size limit measures).
+// one never (it still counts in what a size limit measures); those it would have chosen are
+// kept aside with the reason, so that a dry run can say why they stay.
 class Chooser {
 public:
     Chooser(const PinnedPaths& pinned, const RecentWriteGuard& guard, const QDateTime& now)
         : m_pinned(pinned), m_guard(guard), m_now(now) {}
     bool has(const BMAutoItemPtr& item) const { return m_chosen.contains(item.get()); }
     void choose(const BMAutoItemPtr& item, const QString& reason) {
-        if (m_chosen.contains(item.get()) || m_pinned.isPinned(*item) || keptByGuard(item))
+        if (m_chosen.contains(item.get()) || kept(item))
             return;
         m_chosen.insert(item.get());
         m_choices.append(RuleChoice{item, reason});
@@ -62,29 +63,31 @@ public:
         for (const BMAutoItemPtr& item : oldestFirst(all)) {
             if (left <= double(limit))
                 break;
-            if (has(item) || spared.contains(item.get()) || m_pinned.isPinned(*item) || keptByGuard(item))
+            if (has(item) || spared.contains(item.get()) || kept(item))
                 continue;
             choose(item, reason);
             left -= item->fileSize();
         }
     }
-    RuleChoices take(RuleChoices* guarded) {
-        if (guarded)
-            *guarded = std::move(m_guarded);
+    RuleChoices take(RuleChoices* kept) {
+        if (kept)
+            *kept = std::move(m_kept);
         return std::move(m_choices);
     }
 
 private:
-    bool keptByGuard(const BMAutoItemPtr& item) {
-        if (!m_guard.guards(*item, m_now))
+    bool kept(const BMAutoItemPtr& item) {
+        const bool pinned = m_pinned.isPinned(*item);
+        if (!pinned && !m_guard.guards(*item, m_now))
             return false;
-        if (!m_guardedSet.contains(item.get())) {
-            m_guardedSet.insert(item.get());
-            m_guarded.append(RuleChoice{
-                item, QStringLiteral("%1; the guard keeps what was written in the last %2 minute%3")
-                          .arg(RecentWriteGuard::writtenText(*item, m_now))
-                          .arg(m_guard.minutes())
-                          .arg(m_guard.minutes() == 1 ? "" : "s")});
+        if (!m_keptSet.contains(item.get())) {
+            m_keptSet.insert(item.get());
+            m_kept.append(RuleChoice{
+                item, pinned ? QStringLiteral("pinned")
+                             : QStringLiteral("%1; the guard keeps what was written in the last %2 minute%3")
+                                   .arg(RecentWriteGuard::writtenText(*item, m_now))
+                                   .arg(m_guard.minutes())
+                                   .arg(m_guard.minutes() == 1 ? "" : "s")});
         }
         return true;
     }
@@ -94,8 +97,8 @@ private:
     QDateTime m_now;
     QSet<const BMAutoItem*> m_chosen;
     RuleChoices m_choices;
-    QSet<const BMAutoItem*> m_guardedSet;
-    RuleChoices m_guarded;
+    QSet<const BMAutoItem*> m_keptSet;
+    RuleChoices m_kept;
 };
 
 } // namespace
@@ -153,7 +156,7 @@ BMAutoItemList HelperRules::newestOfEachGroup(const BMProject& project) {
 }
 
 RuleChoices HelperRules::cleanupChoices(const BMProjectList& projects, const CleanupLimits& limits,
-                                        const QDateTime& now, RuleChoices* guarded) {
+                                        const QDateTime& now, RuleChoices* kept) {
     QSet<const BMAutoItem*> spared;
     BMAutoItemList all;
     for (const BMProjectPtr& project : projects) {
@@ -181,12 +184,11 @@ RuleChoices HelperRules::cleanupChoices(const BMProjectList& projects, const Cle
             all, spared, *limits.folderBytes,
             QStringLiteral("oldest of a folder over %1").arg(sizeText(*limits.folderBytes, gigabyte, "GB")));
     }
-    return chooser.take(guarded);
+    return chooser.take(kept);
 }
 
 RuleChoices HelperRules::removalChoices(const BMProject& project, const RemovalLimits& limits,
-                                        const QDateTime& trashedAt, const QDateTime& now,
-                                        RuleChoices* guarded) {
+                                        const QDateTime& trashedAt, const QDateTime& now, RuleChoices* kept) {
     BMAutoItemList eligible;
     for (const BMAutoItemPtr& item : project.children()) {
         const QDateTime created = item->createdDate();
@@ -197,7 +199,7 @@ RuleChoices HelperRules::removalChoices(const BMProject& project, const RemovalL
     if (limits.everything) {
         for (const BMAutoItemPtr& item : eligible)
             chooser.choose(item, QStringLiteral("its project file is in the Trash"));
-        return chooser.take(guarded);
+        return chooser.take(kept);
     }
     if (limits.ageDays) {
         const QString reason = QStringLiteral("older than %1 days").arg(*limits.ageDays);
@@ -225,5 +227,5 @@ RuleChoices HelperRules::removalChoices(const BMProject& project, const RemovalL
                            QStringLiteral("oldest of a project over %1")
                                .arg(sizeText(*limits.projectBytes, megabyte, "MB")));
     }
-    return chooser.take(guarded);
+    return chooser.take(kept);
 }

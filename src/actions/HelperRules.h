@@ -62,18 +62,18 @@ public:
 
     // The autosaves of the projects (one clean-up folder) that break a limit. The newest
     // autosave of every project, of every bin for an Avid project, is never chosen.
-    // guarded, when given, receives those a rule would have chosen but the guard kept, with
-    // the guard's words.
+    // kept, when given, receives those a rule would have chosen but a pin or the guard kept,
+    // with the reason ("pinned", or the guard's words).
     static RuleChoices cleanupChoices(const BMProjectList& projects, const CleanupLimits& limits,
                                       const QDateTime& now = QDateTime::currentDateTimeUtc(),
-                                      RuleChoices* guarded = nullptr);
+                                      RuleChoices* kept = nullptr);
 
     // The autosaves a project loses because its project file is in the Trash. trashedAt, when
     // known: autosaves created after it belong to a newer project of the same name and stay.
     static RuleChoices removalChoices(const BMProject& project, const RemovalLimits& limits,
                                       const QDateTime& trashedAt = QDateTime(),
                                       const QDateTime& now = QDateTime::currentDateTimeUtc(),
-                                      RuleChoices* guarded = nullptr);
+                                      RuleChoices* kept = nullptr);
 
     // The autosaves that keep a project readable: the newest of the project or, for an Avid
     // project, of each bin folder. Of equal dates the one listed last.

@@ -40,11 +40,19 @@ QString LocationLocks::describeRun(const QString& activity) {
 
 std::optional<LocationLocks> LocationLocks::acquire(const BMAutoItemList& autosaves, const QString& activity,
                                                     QString* error) {
-    QStringList locations;
+    QStringList given;
     for (const BMAutoItemPtr& item : autosaves) {
-        if (!item)
-            continue;
-        const QString location = LocationLock::canonicalLocation(locationOf(item));
+        if (item)
+            given << locationOf(item);
+    }
+    return acquireLocations(given, activity, error);
+}
+
+std::optional<LocationLocks> LocationLocks::acquireLocations(const QStringList& given,
+                                                             const QString& activity, QString* error) {
+    QStringList locations;
+    for (const QString& each : given) {
+        const QString location = LocationLock::canonicalLocation(each);
         if (!location.isEmpty() && !locations.contains(location) && !t_held.contains(location))
             locations << location;
     }

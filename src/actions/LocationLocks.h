@@ -23,6 +23,9 @@ public:
     // location and the holder's process, when one did not come free.
     static std::optional<LocationLocks> acquire(const BMAutoItemList& autosaves, const QString& activity,
                                                 QString* error);
+    // The same for locations given by their paths.
+    static std::optional<LocationLocks> acquireLocations(const QStringList& locations,
+                                                         const QString& activity, QString* error);
     // How long a run waits for another to let go: LocationLock::defaultWait, or the whole
     // number of milliseconds in VESTRY_LOCK_WAIT_MS (tests and scripts that would rather fail
     // at once).

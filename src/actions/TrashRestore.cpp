@@ -1,6 +1,8 @@
 #include "TrashRestore.h"
 
+#include "LocationLocks.h"
 #include "RemovalJournal.h"
+#include "catalogue/AutosaveFolderScanner.h"
 #include "foundation/BMFileManager.h"
 #include "foundation/BMLocalPaths.h"
 #include "foundation/BMLog.h"
@@ -155,6 +157,18 @@ Outcome restoreItem(const TrashedItem& item, QString* reason) {
     return Outcome::Restored;
 }
 
+// The autosave location an item was removed from: the nearest folder above it that is one,
+// else the folder it was in.
+QString locationOf(const QString& originalPath) {
+    const QString parent = PathText::deletingLastComponent(originalPath);
+    for (QString folder = parent; !folder.isEmpty() && folder != QLatin1String("/");
+         folder = PathText::deletingLastComponent(folder)) {
+        if (AutosaveFolderScanner::layoutForFolder(folder) != AutosaveFolderScanner::Layout::None)
+            return folder;
+    }
+    return parent;
+}
+
 // The newest of the items from a path, when the filter accepts one.
 template <typename Accept>
 std::optional<TrashedItem> newestFrom(const QList<TrashedItem>& items, const QString& path,
@@ -271,8 +285,22 @@ QList<TrashedItem> TrashRestore::list(const QStringList& locations) {
     return items;
 }
 
+std::optional<LocationLocks> TrashRestore::lockLocations(const QList<TrashedItem>& items, QString* error) {
+    QStringList locations;
+    for (const TrashedItem& item : items)
+        locations << locationOf(item.originalPath);
+    std::optional<LocationLocks> locks = LocationLocks::acquireLocations(
+        locations, QStringLiteral("putting autosaves back from the Trash"), error);
+    if (!locks)
+        BMLog::appendLog(*error);
+    return locks;
+}
+
 RestoreReport TrashRestore::restore(const QList<TrashedItem>& items) {
     RestoreReport report;
+    const std::optional<LocationLocks> locks = lockLocations(items, &report.error);
+    if (!locks)
+        return report;
     for (const TrashedItem& item : items) {
         QString reason;
         switch (restoreItem(item, &reason)) {
@@ -313,7 +341,8 @@ RestoreReport restoreNewest(const QStringList& originalPaths, const QStringList&
             notFound << clean;
     }
     RestoreReport report = TrashRestore::restore(chosen);
-    report.notFound = notFound;
+    if (report.error.isEmpty())
+        report.notFound = notFound;
     return report;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "LocationLocks.h"
+
 #include <QDateTime>
 #include <QHash>
 #include <QList>
@@ -24,8 +26,9 @@ struct RestoreReport {
     QStringList failed;              // left in the Trash with their records
     QStringList notFound;            // nothing in any Trash was removed from there
     QHash<QString, QString> reasons; // for refused and failed: the file and the cause in words
+    QString error;                   // another run held a location: nothing was touched
 
-    bool ok() const { return refused.isEmpty() && failed.isEmpty() && notFound.isEmpty(); }
+    bool ok() const { return error.isEmpty() && refused.isEmpty() && failed.isEmpty() && notFound.isEmpty(); }
 };
 
 // Putting removed autosaves back: what sits in the Trashes (the home Trash and, on the volume
@@ -47,8 +50,12 @@ public:
     // The items whose original path lies in a location, newest first (then by path).
     static QList<TrashedItem> list(const QStringList& locations);
 
-    // These items, in this order.
+    // These items, in this order, with the locks of their locations held, as a removal holds
+    // them: a background run never works on a folder half put back.
     static RestoreReport restore(const QList<TrashedItem>& items);
+    // The locks restore takes, for a caller that puts items back one by one and would have no
+    // other run work between two of them. restore does not take a lock this thread holds.
+    static std::optional<LocationLocks> lockLocations(const QList<TrashedItem>& items, QString* error);
     // The newest item removed from each path.
     static RestoreReport restorePaths(const QStringList& originalPaths, const QStringList& locations);
     // Everything the last recorded removal took; error says why when there is nothing to go by.

@@ -48,11 +48,11 @@ void PinCommands::change(bool pin) {
     QStringList paths = pins.paths();
     for (const SelectedRow& row : actions->selectedRows()) {
         if (pin && !isPinned(pins, row)) {
-            paths << row.path();
+            paths << PinnedPaths::storedForm(row.path());
         } else if (!pin) {
-            paths.removeAll(row.path());
+            paths = PinnedPaths::removing(paths, row.path());
             if (!row.isProject() && row.item->parent())
-                paths.removeAll(row.item->parent()->path());
+                paths = PinnedPaths::removing(paths, row.item->parent()->path());
         }
     }
     if (paths == pins.paths())

@@ -40,6 +40,8 @@ void reportProblems(const RestoreReport& report, const QString& lastError) {
         lines << RecentlyRemovedDialog::tr("%1: no longer in the Trash").arg(FileName::displayText(path));
     if (!lastError.isEmpty())
         lines << lastError;
+    if (!report.error.isEmpty())
+        lines << report.error;
     if (lines.isEmpty())
         return;
     const QString message = report.restored.isEmpty()
@@ -134,8 +136,12 @@ void RecentlyRemovedDialog::putBackSelected() {
     if (chosen.isEmpty())
         return;
     run([chosen](const std::function<void(int, int)>& progress) {
-        // One at a time so that the bar moves; each item is refused or restored on its own.
+        // One at a time so that the bar moves; each item is refused or restored on its own,
+        // all under the locks of their locations.
         RestoreReport total;
+        const std::optional<LocationLocks> locks = TrashRestore::lockLocations(chosen, &total.error);
+        if (!locks)
+            return total;
         for (int i = 0; i < chosen.size(); ++i) {
             progress(i, int(chosen.size()));
             const RestoreReport one = TrashRestore::restore({chosen[i]});

@@ -27,7 +27,9 @@ QString counted(qsizetype count, const QString& one, const QString& many, const 
 // (the columns are as wide as their widest cell), but the catalogue itself need not be kept.
 class TextListing {
 public:
-    TextListing(const OutlineText& text, const PinnedPaths& pins) : m_text(text), m_pins(pins) {}
+    TextListing(const OutlineText& text, const PinnedPaths& pins, RecentWriteGuard guard,
+                const QDateTime& now)
+        : m_text(text), m_pins(pins), m_guard(guard), m_now(now) {}
 
     void add(const BMProject& project) {
         // A name's odd bytes and control characters escaped: one line per row, readable.
@@ -38,7 +40,7 @@ public:
             // The autosaves of a pinned project are pinned by its row's mark.
             m_rows.append({QStringLiteral("  ") + FileName::displayText(item->name()),
                            m_text.formatFileSize(item->fileSize()), dateText(item->createdMsecs()),
-                           !projectPinned && m_pins.contains(item->path())});
+                           !projectPinned && m_pins.isPinnedItself(*item), m_guard.guards(*item, m_now)});
             ++m_itemCount;
         }
         m_totalBytes += project.fileSize();
@@ -69,8 +71,13 @@ public:
             line += row.size;
             line += QStringLiteral("  ");
             line += row.date;
+            // Always in this order, so that a script can look for either.
+            if (row.pinned || row.recent)
+                line += QStringLiteral("  ");
             if (row.pinned)
-                line += QStringLiteral("  (pinned)");
+                line += QStringLiteral("(pinned)");
+            if (row.recent)
+                line += row.pinned ? QStringLiteral(" (recent)") : QStringLiteral("(recent)");
             while (line.endsWith(QLatin1Char(' ')))
                 line.chop(1);
             out += line.toUtf8();
@@ -99,6 +106,7 @@ private:
         QString size;
         QString date;
         bool pinned = false;
+        bool recent = false;
     };
 
     // Autosaves of one second share their text, made once.
@@ -114,6 +122,8 @@ private:
 
     const OutlineText& m_text;
     const PinnedPaths& m_pins;
+    const RecentWriteGuard m_guard;
+    const QDateTime m_now;
     QList<Row> m_rows;
     qsizetype m_projectCount = 0;
     qsizetype m_itemCount = 0;
@@ -157,7 +167,9 @@ int ListCommand::run() {
     bool ok = true;
     const OutlineText text;
     const PinnedPaths pins = PinnedPaths::stored();
-    TextListing listing(text, pins);
+    const RecentWriteGuard guard = RecentWriteGuard::stored();
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    TextListing listing(text, pins, guard, now);
     if (m_summary) {
         SpaceSummary summary;
         CatalogueArguments::catalogue("list", m_paths, &ok, [&](const BMProjectPtr& project) {
@@ -179,7 +191,7 @@ int ListCommand::run() {
         if (m_json) {
             writer.emplace(stdout, offline);
             writer->setPins(pins);
-            writer->setGuard(RecentWriteGuard::stored(), QDateTime::currentDateTimeUtc());
+            writer->setGuard(guard, now);
         }
         CatalogueArguments::catalogue("list", m_paths, &ok, [&](const BMProjectPtr& project) {
             if (m_orphans && !PremiereOrphans::isOrphan(*project))
@@ -206,7 +218,7 @@ int ListCommand::run() {
     if (m_json) {
         JsonListWriter writer(stdout, offline);
         writer.setPins(pins);
-        writer.setGuard(RecentWriteGuard::stored(), QDateTime::currentDateTimeUtc());
+        writer.setGuard(guard, now);
         for (const BMProjectPtr& project : projects)
             writer.write(*project, m_orphans);
         writer.finish();

@@ -31,12 +31,16 @@ int PinCommand::run() {
     bool resolved = true;
     for (const std::string& argument : m_paths) {
         const QString typed = FileName::decode(QByteArray::fromStdString(argument));
-        // A pin outlives its file: it is taken off by the path it has, with no scan.
-        if (!m_pin && pins.contains(CatalogueRows::cleanPath(typed))) {
+        // A pin outlives its file: it is taken off by the path it has, or its real path, with
+        // no scan.
+        if (!m_pin) {
             const QString path = CatalogueRows::cleanPath(typed);
-            pins.removeAll(path);
-            changed << path;
-            continue;
+            const QStringList left = PinnedPaths::removing(pins, path);
+            if (left.size() != pins.size()) {
+                pins = left;
+                changed << path;
+                continue;
+            }
         }
         const std::optional<SelectedRow> row = resolver.resolve(typed);
         if (!row) {
@@ -45,15 +49,19 @@ int PinCommand::run() {
         }
         const QString path = row->path();
         if (m_pin) {
-            if (!pins.contains(path))
-                pins << path;
-            changed << path;
+            // A pin made through a link is the same pin as one made through the real path.
+            const QString stored = PinnedPaths::storedForm(path);
+            if (!pins.contains(stored)) {
+                pins = PinnedPaths::removing(pins, path);
+                pins << stored;
+            }
+            changed << stored;
             continue;
         }
-        pins.removeAll(path);
+        pins = PinnedPaths::removing(pins, path);
         changed << path;
         const BMProjectPtr project = row->item ? row->item->parent() : nullptr;
-        if (project && pins.contains(project->path())) {
+        if (project && PinnedPaths(pins).isPinned(*project)) {
             notes << QStringLiteral("%1: stays pinned with its project %2")
                          .arg(FileName::displayText(path), FileName::displayText(project->path()));
         }

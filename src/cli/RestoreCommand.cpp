@@ -110,6 +110,10 @@ int RestoreCommand::run() {
             paths << CatalogueArguments::absolutePath(path);
         report = TrashRestore::restorePaths(paths, locations);
     }
+    if (!report.error.isEmpty()) {
+        CatalogueArguments::warn(kCommand, QStringLiteral("%1 Nothing was put back.").arg(report.error));
+        return 1;
+    }
     QString out;
     for (const QString& path : report.restored) {
         out += QStringLiteral("Put back %1\n").arg(FileName::displayText(path));

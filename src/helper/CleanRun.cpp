@@ -65,9 +65,9 @@ HelperRun::Outcome CleanRun::work() {
         tell(QStringLiteral("No clean-up limit is switched on (age, size, total size): nothing is chosen"));
         return Outcome{true, QStringLiteral("nothing to do: no clean-up limit is switched on")};
     }
-    RuleChoices guarded;
+    RuleChoices kept;
     const RuleChoices choices =
-        HelperRules::cleanupChoices(projects, limits, QDateTime::currentDateTimeUtc(), &guarded);
+        HelperRules::cleanupChoices(projects, limits, QDateTime::currentDateTimeUtc(), &kept);
     qsizetype autosaves = 0;
     for (const BMProjectPtr& project : projects)
         autosaves += project->childCount();
@@ -79,7 +79,7 @@ HelperRun::Outcome CleanRun::work() {
              .arg(projects.size())
              .arg(projects.size() == 1 ? QString() : QStringLiteral("s"))
              .arg(choices.size() == 1 ? QStringLiteral("breaks") : QStringLiteral("break")));
-    tellGuarded(guarded);
+    tellKept(kept);
     if (choices.isEmpty())
         return Outcome{true, QStringLiteral("nothing to do")};
     if (settings.integerValue(QLatin1String(SettingsKey::autoCleanAction)) == 1)

@@ -64,8 +64,8 @@ void HelperRun::tellChoice(const RuleChoice& choice, const QString& doing) const
                   choice.reason));
 }
 
-void HelperRun::tellGuarded(const RuleChoices& guarded) const {
-    for (const RuleChoice& choice : guarded)
+void HelperRun::tellKept(const RuleChoices& kept) const {
+    for (const RuleChoice& choice : kept)
         tellChoice(choice, QStringLiteral("keep"));
 }
 

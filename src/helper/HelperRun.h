@@ -60,8 +60,8 @@ protected:
                                                const QString& nothingDone) const;
     // "would move to the Trash: PATH (1.2 MB, created ...): older than 30 days"
     void tellChoice(const RuleChoice& choice, const QString& doing) const;
-    // "keep: PATH (1.2 MB, created ...): written 3 minutes ago; the guard keeps ..."
-    void tellGuarded(const RuleChoices& guarded) const;
+    // "keep: PATH (1.2 MB, created ...): pinned", or "...: written 3 minutes ago; the guard keeps ..."
+    void tellKept(const RuleChoices& kept) const;
 
     // What went to the Trash so far, for the result line.
     struct Tally {

@@ -74,15 +74,15 @@ HelperRun::Outcome TrashRun::work() {
             if (done.contains(project.get()) || !TrashedProjects::matches(file, *project))
                 continue;
             done.insert(project.get());
-            RuleChoices guarded;
+            RuleChoices kept;
             const RuleChoices mine = HelperRules::removalChoices(*project, limits, file.trashedAt,
-                                                                 QDateTime::currentDateTimeUtc(), &guarded);
+                                                                 QDateTime::currentDateTimeUtc(), &kept);
             tell(QStringLiteral("%1 is in the Trash (%2): %3 of the %4 autosaves of project \"%5\" in %6 go")
                      .arg(file.originalName, FileName::displayText(file.pathInTrash))
                      .arg(mine.size())
                      .arg(project->childCount())
                      .arg(project->name(), FileName::displayText(project->location())));
-            tellGuarded(guarded);
+            tellKept(kept);
             choices += mine;
         }
     }

@@ -94,23 +94,6 @@ TEST_F(Controller, HeaderClicksSortAscendingThenDescending) {
     EXPECT_EQ(projectNames(), (QStringList{"Gamma", "Promo", "Alpha", "Beta"}));
 }
 
-TEST_F(Controller, ExpandedRowsSurviveRebuildsBySortAndByPath) {
-    start();
-    outline()->expand(projectIndex("Beta"));
-    clickHeader(AutosaveOutlineModel::SizeColumn); // moves Beta; it stays open
-    EXPECT_TRUE(outline()->isExpanded(projectIndex("Beta")));
-
-    expectRebuild([&] { controller->populateData(); });
-    EXPECT_TRUE(outline()->isExpanded(projectIndex("Beta")));
-    EXPECT_FALSE(outline()->isExpanded(projectIndex("Alpha")));
-    EXPECT_EQ(settings().stringListValue(SettingsKey::expandedItems), QStringList{premiere + "/Beta"});
-
-    // A renamed folder is another path: it comes back closed.
-    ASSERT_TRUE(QDir().rename(premiere + "/Beta", premiere + "/Beta Renamed"));
-    expectRebuild([&] { controller->populateData(); });
-    EXPECT_FALSE(outline()->isExpanded(projectIndex("Beta Renamed")));
-}
-
 TEST_F(Controller, OpenButtonIsTitledByTheKindsSelectedAndOnlyOneKindGetsTheMenu) {
     start();
     const QModelIndex beta = projectIndex("Beta");
@@ -394,9 +377,11 @@ TEST_F(Controller, WhileTheCatalogueIsBuiltTheWindowSaysSoAndCountsWhatItFound) 
     EXPECT_TRUE(outline()->placeholderText().isEmpty());
 }
 
-TEST_F(Controller, SelectedAndOpenRowsSurviveEveryRebuildByPath) {
+TEST_F(Controller, SelectedAndOpenRowsSurviveEveryRebuildBySortAndByPath) {
     start();
-    outline()->expand(projectIndex("Alpha"));
+    outline()->expand(projectIndex("Beta"));
+    clickHeader(AutosaveOutlineModel::SizeColumn); // moves Beta; it stays open
+    EXPECT_TRUE(outline()->isExpanded(projectIndex("Beta")));
     select({projectIndex("Gamma"), itemIndex("Beta", 1)});
     const QString item = itemIndex("Beta", 1).data().toString();
     outline()->selectionModel()->setCurrentIndex(itemIndex("Beta", 1), QItemSelectionModel::NoUpdate);
@@ -404,7 +389,8 @@ TEST_F(Controller, SelectedAndOpenRowsSurviveEveryRebuildByPath) {
     QTabWidget* tabs = controller->preferencesWindow()->tabs();
     tabs->setCurrentIndex(PreferencesWindow::RemovalTab);
     expectRebuild([&] { tabs->setCurrentIndex(PreferencesWindow::LocationsTab); });
-    EXPECT_TRUE(outline()->isExpanded(projectIndex("Alpha")));
+    EXPECT_TRUE(outline()->isExpanded(projectIndex("Beta")));
+    EXPECT_FALSE(outline()->isExpanded(projectIndex("Alpha")));
     EXPECT_EQ(selectedNames(), (QStringList{item, "Gamma"}));
     EXPECT_EQ(outline()->currentIndex(), itemIndex("Beta", 1));
     EXPECT_TRUE(menu().remove->isEnabled());
@@ -413,6 +399,11 @@ TEST_F(Controller, SelectedAndOpenRowsSurviveEveryRebuildByPath) {
     ASSERT_TRUE(QDir(premiere + "/Gamma").removeRecursively());
     expectRebuild([&] { controller->populateData(); });
     EXPECT_EQ(selectedNames(), QStringList{item});
+    EXPECT_EQ(settings().stringListValue(SettingsKey::expandedItems), QStringList{premiere + "/Beta"});
+    // A renamed folder is another path: it comes back closed.
+    ASSERT_TRUE(QDir().rename(premiere + "/Beta", premiere + "/Beta Renamed"));
+    expectRebuild([&] { controller->populateData(); });
+    EXPECT_FALSE(outline()->isExpanded(projectIndex("Beta Renamed")));
 }
 
 TEST_F(Controller, TheLocationColumnIsHiddenUntilShownAndRemembered) {

@@ -3,11 +3,14 @@
 #include "WindowFixture.h"
 #include "app/RecentlyRemovedDialog.h"
 #include "foundation/BMSettings.h"
+#include "foundation/LocationLock.h"
 #include "foundation/SettingsKeys.h"
 
 #include <QAction>
 #include <QPushButton>
 #include <QTreeWidget>
+
+#include <unistd.h>
 
 namespace {
 
@@ -70,9 +73,12 @@ TEST_F(RecentlyRemoved, AFileAtTheOriginalPathIsNeverReplacedAndTheAlertSaysWhy)
     ASSERT_NE(dialog, nullptr);
     ASSERT_EQ(dialog->list()->topLevelItemCount(), 1);
 
+    ASSERT_EQ(dialog->list()->topLevelItemCount(), 1);
+    dialog->list()->topLevelItem(0)->setSelected(true);
+
     Answerer answer("OK");
     QSignalSpy finished(dialog, &RecentlyRemovedDialog::workFinished);
-    dialog->putBackLastButton()->click();
+    dialog->putBackButton()->click();
     ASSERT_TRUE(finished.wait(10000));
     controller->waitForWorkers();
     ASSERT_TRUE(waitFor([&] { return answer.count == 1; }));
@@ -80,5 +86,37 @@ TEST_F(RecentlyRemoved, AFileAtTheOriginalPathIsNeverReplacedAndTheAlertSaysWhy)
     EXPECT_TRUE(answer.informative.contains("Beta-1.prproj")) << answer.informative.toStdString();
     EXPECT_EQ(contents(premiere("Beta/Beta-1.prproj")), "newer work");
     EXPECT_EQ(contents(inTrash("Beta-1.prproj")), "Beta/Beta-1.prproj");
+    EXPECT_EQ(dialog->list()->topLevelItemCount(), 1);
+}
+
+TEST_F(RecentlyRemoved, WhileAnotherRunHoldsTheLocationNothingIsPutBackAndTheAlertNamesTheHolder) {
+    start();
+    removeProject("Alpha");
+    struct ShortWait {
+        ShortWait() { qputenv("VESTRY_LOCK_WAIT_MS", "300"); }
+        ~ShortWait() { qunsetenv("VESTRY_LOCK_WAIT_MS"); }
+    } shortWait;
+    QString error;
+    const auto held =
+        LocationLock::acquire(premiere(), "vestry-helper -clean", std::chrono::milliseconds(0), &error);
+    ASSERT_TRUE(held) << error.toStdString();
+    RecentlyRemovedDialog* dialog = openDialog();
+    ASSERT_NE(dialog, nullptr);
+
+    ASSERT_EQ(dialog->list()->topLevelItemCount(), 1);
+    dialog->list()->topLevelItem(0)->setSelected(true);
+
+    Answerer answer("OK");
+    QSignalSpy finished(dialog, &RecentlyRemovedDialog::workFinished);
+    dialog->putBackButton()->click();
+    ASSERT_TRUE(finished.wait(10000));
+    controller->waitForWorkers();
+    ASSERT_TRUE(waitFor([&] { return answer.count == 1; }));
+    EXPECT_EQ(answer.text, "Nothing was put back.");
+    EXPECT_TRUE(answer.informative.contains(
+        QString(" is busy: another Vestry run (process %1, vestry-helper -clean)").arg(::getpid())))
+        << answer.informative.toStdString();
+    EXPECT_EQ(contents(inTrash("Alpha-1.prproj")), "Alpha/Alpha-1.prproj");
+    EXPECT_FALSE(QFileInfo::exists(premiere("Alpha")));
     EXPECT_EQ(dialog->list()->topLevelItemCount(), 1);
 }

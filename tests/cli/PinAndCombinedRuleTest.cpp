@@ -1,10 +1,9 @@
 // vestry pin and unpin, the combined prune rule, and what a pin keeps: the built program run as a
 // subprocess on real Premiere locations in the test's temporary home.
+#include "CommandLineFixture.h"
 #include "foundation/BMSettings.h"
 #include "foundation/SettingsKeys.h"
 #include "support/MacMetadata.h"
-#include "support/Programs.h"
-#include "support/TempHome.h"
 #include "support/ZipEntries.h"
 
 #include <QFile>
@@ -19,32 +18,13 @@ namespace {
 
 constexpr char kLocation[] = "Documents/Adobe Premiere Pro Auto-Save";
 
-// Alpha (one autosave) and Beta (three, created in this order).
-class Pins : public TempHomeTest {
+class Pins : public CommandLine {
 protected:
-    void SetUp() override {
-        TempHomeTest::SetUp();
-        if (actingForAnotherConsoleUser())
-            GTEST_SKIP() << "running as root for another console user";
-        premiere = home().home() + "/" + kLocation;
-        for (const char* name :
-             {"Alpha/Alpha-1.prproj", "Beta/Beta-1.prproj", "Beta/Beta-2.prproj", "Beta/Beta-3.prproj"}) {
-            home().writeFile(at(name), QByteArray(name).repeated(10));
-            QThread::msleep(5);
-        }
-    }
-    ProgramRun run(const QStringList& arguments) {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("LC_ALL", "en_US.UTF-8");
-        return runProgram(VESTRY_PROGRAM, arguments, {environment, home().home()});
-    }
     static QStringList stored() {
         BMSettings::standard().synchronize();
         return BMSettings::standard().stringListValue(SettingsKey::pinnedPaths);
     }
-    QString at(const QString& relative) const { return premiere + "/" + relative; }
-
-    QString premiere;
+    QString at(const QString& relative) const { return autosave(relative); }
 };
 
 TEST_F(Pins, ArePinnedOnceRefusedByNameAndTakenOffEvenWhenTheFileIsGone) {
@@ -97,6 +77,34 @@ TEST_F(Pins, AreMarkedInTheListingAndOtherwiseLeaveItsBytesAsTheyWere) {
 
     ASSERT_EQ(run({"unpin", at("Beta"), at("Alpha/Alpha-1.prproj")}).exitCode, 0);
     EXPECT_EQ(run({"list", "--json", premiere}).out, before);
+}
+
+// A drive reached through a link in the home: a pin is its real path, and matches either way.
+TEST_F(Pins, MatchTheRealPathThroughALinkEitherWayAndAnOldLinkPinStillComesOff) {
+    ASSERT_TRUE(QFile::link(home().home() + "/Documents", home().home() + "/Link"));
+    const QString linked = home().home() + "/Link/Adobe Premiere Pro Auto-Save";
+    const auto pinnedRows = [&](const QString& location) {
+        QStringList names;
+        for (const QString& line : run({"list", location}).out.split('\n').filter("(pinned)"))
+            names << line.section(' ', 0, 0, QString::SectionSkipEmpty);
+        return names;
+    };
+
+    const ProgramRun pinned = run({"pin", linked + "/Beta"});
+    EXPECT_EQ(pinned.out, "Pinned " + at("Beta") + "\n");
+    EXPECT_EQ(stored(), QStringList{QString("~/") + kLocation + "/Beta"});
+    EXPECT_EQ(pinnedRows(linked), QStringList{"Beta"});
+    EXPECT_EQ(pinnedRows(premiere), QStringList{"Beta"});
+    ASSERT_EQ(run({"unpin", linked + "/Beta"}).exitCode, 0);
+    EXPECT_EQ(stored(), QStringList());
+
+    // A pin stored as a link path before pins were stored by their real path.
+    BMSettings::standard().setValue(SettingsKey::pinnedPaths, QStringList{linked + "/Alpha/Alpha-1.prproj"});
+    BMSettings::standard().synchronize();
+    EXPECT_EQ(pinnedRows(premiere), QStringList{"Alpha-1.prproj"});
+    const ProgramRun unpinned = run({"unpin", at("Alpha/Alpha-1.prproj")});
+    EXPECT_EQ(unpinned.out, "Unpinned " + at("Alpha/Alpha-1.prproj") + "\n") << unpinned.err.toStdString();
+    EXPECT_EQ(stored(), QStringList());
 }
 
 TEST_F(Pins, KeepAnAutosaveFromTheRulesAndFromTheTrashAfterAnArchive) {

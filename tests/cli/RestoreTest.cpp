@@ -1,41 +1,34 @@
 // vestry restore as a user meets it: the built program after real removals by vestry prune.
+#include "CommandLineFixture.h"
 #include "foundation/FileName.h"
+#include "foundation/LocationLock.h"
 #include "foundation/PlistFile.h"
-#include "support/Programs.h"
-#include "support/TempHome.h"
 
+#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QThread>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace {
 
-class RestoreCommand : public TempHomeTest {
+// The locations as the settings know them: restore looks in no other.
+class RestoreCommand : public CommandLine {
 protected:
     void SetUp() override {
-        TempHomeTest::SetUp();
-        if (actingForAnotherConsoleUser())
-            GTEST_SKIP() << "running as root for another console user";
-        premiere = home().home() + "/Documents/Adobe Premiere Pro Auto-Save";
-        for (const QString name :
-             {"Alpha/Alpha-1.prproj", "Beta/Beta-1.prproj", "Beta/Beta-2.prproj", "Beta/Beta-3.prproj"}) {
-            home().writeFile(premiere + "/" + name, name.toUtf8());
-            QThread::msleep(5);
-        }
+        CommandLine::SetUp();
         PlistFile::writeXml(home().home() + "/.config/com.brightmoor.Vestry.plist",
                             QVariantMap{{"autosavePaths", QStringList{premiere}}});
     }
-    ProgramRun run(const QStringList& arguments) {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("LC_ALL", "en_US.UTF-8");
-        environment.insert("TZ", "UTC");
-        return runProgram(VESTRY_PROGRAM, arguments, {environment, home().home()});
+    ProgramRun run(const QStringList& arguments, const QString& lockWaitMs = QString()) {
+        QProcessEnvironment env = environment();
+        if (!lockWaitMs.isNull())
+            env.insert("VESTRY_LOCK_WAIT_MS", lockWaitMs);
+        return CommandLine::run(arguments, env);
     }
-    QString premiere;
 };
 
 TEST_F(RestoreCommand, ListsPutsBackTheLastRemovalAndRefusesWhereAFileStands) {
@@ -53,7 +46,7 @@ TEST_F(RestoreCommand, ListsPutsBackTheLastRemovalAndRefusesWhereAFileStands) {
     for (const QJsonValue& entry : trashed) {
         const QJsonObject item = entry.toObject();
         paths << item.value("originalPath").toString();
-        EXPECT_EQ(item.value("size").toInteger(), QByteArray("Beta/Beta-1.prproj").size());
+        EXPECT_EQ(item.value("size").toInteger(), 180);
         EXPECT_TRUE(item.value("deletionDate").toString().endsWith('Z'));
         EXPECT_TRUE(QFileInfo::exists(item.value("pathInTrash").toString()));
     }
@@ -64,7 +57,7 @@ TEST_F(RestoreCommand, ListsPutsBackTheLastRemovalAndRefusesWhereAFileStands) {
     const ProgramRun last = run({"restore", "--last"});
     EXPECT_EQ(last.exitCode, 0) << last.err.toStdString();
     EXPECT_EQ(last.out, "Put back " + beta2 + "\n");
-    EXPECT_EQ(readFile(beta2), "Beta/Beta-2.prproj");
+    EXPECT_EQ(readFile(beta2), QByteArray("Beta/Beta-2.prproj").repeated(10));
     EXPECT_FALSE(QFileInfo::exists(beta1));
 
     home().writeFile(beta1, "written since");
@@ -78,6 +71,33 @@ TEST_F(RestoreCommand, ListsPutsBackTheLastRemovalAndRefusesWhereAFileStands) {
                     .out.endsWith(beta1 + "\n1 item in the Trash from the autosave locations\n"));
 
     EXPECT_EQ(run({"restore"}).exitCode, 2);
+}
+
+TEST_F(RestoreCommand, WaitsForTheLocationsLockAsARemovalDoesThenPutsBackNothing) {
+    ASSERT_EQ(run({"prune", "--keep", "1"}).exitCode, 0);
+    QString error;
+    std::optional<LocationLock> held =
+        LocationLock::acquire(premiere, "vestry-helper -clean", std::chrono::milliseconds(0), &error);
+    ASSERT_TRUE(held) << error.toStdString();
+    QElapsedTimer timer;
+    timer.start();
+    const ProgramRun busy = run({"restore", "--last"}, "1000");
+    EXPECT_GE(timer.elapsed(), 1000);
+    EXPECT_EQ(busy.exitCode, 1);
+    EXPECT_EQ(busy.out, "");
+    EXPECT_EQ(busy.err,
+              QString("vestry restore: %1 is busy: another Vestry run (process %2, vestry-helper -clean) "
+                      "is working on it. Try again when it has finished. Nothing was put back.\n")
+                  .arg(premiere)
+                  .arg(::getpid()));
+    EXPECT_FALSE(QFileInfo::exists(premiere + "/Beta/Beta-1.prproj"));
+    EXPECT_TRUE(
+        run({"restore", "--list"}).out.endsWith("\n2 items in the Trash from the autosave locations\n"));
+
+    held.reset();
+    const ProgramRun free = run({"restore", "--last"}, "1000");
+    EXPECT_EQ(free.exitCode, 0) << free.err.toStdString();
+    EXPECT_EQ(readFile(premiere + "/Beta/Beta-1.prproj"), QByteArray("Beta/Beta-1.prproj").repeated(10));
 }
 
 } // namespace

@@ -163,7 +163,7 @@ TEST_F(HelperProgram, CleanTrashesWhatBreaksALimitOldestFirstAndKeepsEachNewest)
     EXPECT_EQ(trashed().size(), 3);
 }
 
-TEST_F(HelperProgram, CleanNeverTakesAPinnedAutosaveNorOneOfAPinnedProject) {
+TEST_F(HelperProgram, CleanNeverTakesAPinnedAutosaveNorOneOfAPinnedProjectAndSaysSoInADryRun) {
     set({{autoCleanUseCriteriaAge, true},
          {pinnedPaths,
           QStringList{"~/Share/Adobe Premiere Pro Auto-Save/Edit/Edit-1.prproj", location + "/Cut"}}});
@@ -172,6 +172,20 @@ TEST_F(HelperProgram, CleanNeverTakesAPinnedAutosaveNorOneOfAPinnedProject) {
     autosave("Edit/Edit-3.prproj", 1);
     autosave("Cut/Cut-1.prproj", 40);
     autosave("Cut/Cut-2.prproj", 1);
+
+    // Only the pinned ones the age limit would have taken; Cut-2 is kept as the newest anyway.
+    const Outcome dry = run({"-clean", location, "--dry-run"});
+    ASSERT_EQ(dry.exitCode, 0) << dry.err.toStdString();
+    const QStringList keep = dry.out.split('\n').filter(QRegularExpression("^keep: "));
+    ASSERT_EQ(keep.size(), 2) << dry.out.toStdString();
+    for (const QString& path : {location + "/Edit/Edit-1.prproj", location + "/Cut/Cut-1.prproj"}) {
+        EXPECT_EQ(keep.filter(QRegularExpression("^keep: " + QRegularExpression::escape(path) +
+                                                 " \\([0-9]+ B, created [^)]+\\): pinned$"))
+                      .size(),
+                  1)
+            << dry.out.toStdString();
+    }
+    EXPECT_EQ(left().size(), 5);
 
     const Outcome result = run({"-clean", location});
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString() << result.out.toStdString();
