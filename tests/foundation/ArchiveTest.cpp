@@ -10,7 +10,6 @@
 
 #include <archive.h>
 #include <archive_entry.h>
-#include <gtest/gtest.h>
 
 namespace {
 

@@ -6,8 +6,6 @@
 #include <QFile>
 #include <QFileInfo>
 
-#include <gtest/gtest.h>
-
 namespace {
 
 class Trash : public FileOpsTest {
@@ -26,8 +24,8 @@ protected:
 };
 
 TEST_F(Trash, ItemsLandInTheHomeTrashWithRecordsThatRestoreThem) {
-    // No data folder yet: the case where the desktop library once fell back to the working
-    // directory.
+    // No data folder yet: the desktop library once fell back to the working directory.
+
     ASSERT_FALSE(QFileInfo::exists(qEnvironmentVariable("XDG_DATA_HOME")));
     const QString cwd = home().makeFolder("cwd"), previous = QDir::currentPath();
     const QString a = writeWork("Autosave Vault/Cut 1/Cut 1.fcp", "1"), b = writeWork("two/Cut 1.fcp", "2");

@@ -7,7 +7,6 @@
 #include <QFile>
 
 #include <algorithm>
-#include <gtest/gtest.h>
 
 namespace {
 

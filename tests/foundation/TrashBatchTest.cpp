@@ -1,5 +1,4 @@
-// Many items trashed in one batch: restore records written ahead and synced together, on the
-// home volume and on a second one, read by trash-cli; an item that fails mid-batch.
+// Many items trashed in one batch, records written ahead and synced together, on two volumes.
 #include "foundation/TrashBatch.h"
 
 #include "FileOpsFixture.h"
@@ -9,8 +8,6 @@
 
 #include <QDir>
 #include <QProcess>
-
-#include <gtest/gtest.h>
 
 namespace {
 
@@ -74,8 +71,8 @@ TEST_F(TrashBatchTest, ManyItemsOnTwoVolumesGoWithRecordsThatTrashCliLists) {
         EXPECT_EQ(readFile(trash() + "/files/" + name), trashedFrom(trash(), name).toUtf8());
 }
 
-// An item that cannot be moved leaves its place untouched and says why; the items before it
-// went, and those after it that were never tried keep no record written ahead for them.
+// Items after the failing one were never tried and keep no record written ahead for them.
+
 TEST_F(TrashBatchTest, AnItemThatFailsMidBatchStaysAndLeavesNoRecordBehind) {
     if (!lockingWorks())
         GTEST_SKIP() << "the immutable flag cannot be set here";
