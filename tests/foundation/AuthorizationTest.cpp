@@ -46,7 +46,6 @@ const RefusalRow kPrivileged[] = {
 };
 
 // The file operations try in this process first: only protected folders inside the test's own.
-
 const RefusalRow kFileManager[] = {
     {"FileManagerTrash", "trash", [](auto& p, auto&) { return BMFileManager::trashFile(p); }},
     {"FileManagerRemove", "delete", [](auto& p, auto&) { return BMFileManager::removeFile(p); }},

@@ -11,7 +11,6 @@
 namespace {
 
 // An autosave location with links to the root, the home, the folder above it and one outside.
-
 class Guard : public FileOpsTest {
 protected:
     void SetUp() override {

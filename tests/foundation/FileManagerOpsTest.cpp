@@ -61,7 +61,6 @@ TEST_F(Ops, TidyingAFolderKeepsAFileWrittenIntoItAtTheLastMoment) {
     if (!lockingWorks())
         GTEST_SKIP() << "this file system or user cannot set the immutable flag";
     // Only the privileged retry can take it (the parent is locked); the editor saves just before.
-
     const QString folder = home().makeFolder("work/parent/Beta");
     home().makeFolder("work/parent/Beta/Backups");
     writeWork("parent/Beta/.DS_Store", "finder");

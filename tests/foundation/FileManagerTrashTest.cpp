@@ -1,4 +1,5 @@
 #include "FileOpsFixture.h"
+#include "Programs.h"
 #include "foundation/BMFileManager.h"
 #include "foundation/BMLocalPaths.h"
 
@@ -25,7 +26,6 @@ protected:
 
 TEST_F(Trash, ItemsLandInTheHomeTrashWithRecordsThatRestoreThem) {
     // No data folder yet: the desktop library once fell back to the working directory.
-
     ASSERT_FALSE(QFileInfo::exists(qEnvironmentVariable("XDG_DATA_HOME")));
     const QString cwd = home().makeFolder("cwd"), previous = QDir::currentPath();
     const QString a = writeWork("Autosave Vault/Cut 1/Cut 1.fcp", "1"), b = writeWork("two/Cut 1.fcp", "2");
@@ -39,12 +39,8 @@ TEST_F(Trash, ItemsLandInTheHomeTrashWithRecordsThatRestoreThem) {
     // Nothing there is done, and nothing arrives in the Trash.
     EXPECT_TRUE(BMFileManager::trashFile(work("missing.mov")));
 
-    // Restoring is what a file manager does with a record: back to the path it names.
-    const QStringList names = QDir(items()).entryList(QDir::Files);
-    ASSERT_EQ(names.size(), 2);
-    for (const QString& name : names)
-        ASSERT_TRUE(QFile::rename(items() + '/' + name, trashedFrom(trash(), name)));
-    EXPECT_EQ(readFile(a) + readFile(b), "12");
+    EXPECT_EQ(trashRecords(trash()), (QMap<QString, QString>{{"Cut 1.fcp", a}, {"Cut 1 2.fcp", b}}));
+    EXPECT_EQ(readFile(items() + "/Cut 1.fcp") + readFile(items() + "/Cut 1 2.fcp"), "12");
     EXPECT_TRUE(m_pkexec.calls().isEmpty());
 
     if (!lockingWorks())

@@ -38,7 +38,6 @@ private:
 } // namespace
 
 // Root on a server (seat0, nobody at it), without a seat or without systemd works for itself.
-
 TEST(LinuxPlatform, NobodyAtTheSeatMeansTheProcesssOwnUser) {
     QTemporaryDir dir;
     const QString marker = dir.path() + "/systemd-running";

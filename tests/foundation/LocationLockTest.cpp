@@ -52,7 +52,6 @@ TEST_F(LocationLockTest, ALockDiesWithItsProcess) {
     const QString folder = location();
     ASSERT_TRUE(LocationLock::acquire(folder, "make the file", 0ms, nullptr));
     // Another process holds the same kind of lock, as another run would (perl-base is everywhere).
-
     QProcess holder;
     holder.start("perl",
                  {"-MFcntl=:flock", "-e", "open(F, '<', $ARGV[0]) or die; flock(F, LOCK_EX) or die; <STDIN>",

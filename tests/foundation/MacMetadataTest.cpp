@@ -145,7 +145,6 @@ TEST_F(MacMetadataFiles, CreationDateFromSambasRecordThenTheBirthTime) {
     ASSERT_TRUE(setDosAttrib(file, dosAttribRecord(4, copied).left(20)));
     EXPECT_GE(platform.fileFacts(file)->created, before) << "a broken record is no date";
     // Saved again on the share after it was born: the record is not read, the share's date stands.
-
     ASSERT_TRUE(setDosAttrib(file, dosAttribRecord(4, copied)));
     ASSERT_TRUE(keepOriginalModificationTime(file, QDateTime::currentDateTimeUtc().addSecs(60)));
     EXPECT_GE(platform.fileFacts(file)->created, before);

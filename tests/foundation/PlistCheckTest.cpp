@@ -81,7 +81,6 @@ TEST(PlistCheck, AcceptsWellFormedListsAndWhatLibplistWritesAndRoundTripsEveryVa
         " --><plist version='1.0'><string><![CDATA[<array><array>]]></string></plist>";
     EXPECT_EQ(PlistFile::parse(commented).value_or(QVariant()).toString(), "<array><array>");
     // As an editor leaves it: two-byte references, UTF-16 text, every kind of value.
-
     QVariantMap preferences{
         {"OZPreferenceManager::AutosaveVaultPath", "/Users/jö/Documents/Motion Documents/Autosave Vault"},
         {"Flag", true},

@@ -72,7 +72,6 @@ TEST_F(TrashBatchTest, ManyItemsOnTwoVolumesGoWithRecordsThatTrashCliLists) {
 }
 
 // Items after the failing one were never tried and keep no record written ahead for them.
-
 TEST_F(TrashBatchTest, AnItemThatFailsMidBatchStaysAndLeavesNoRecordBehind) {
     if (!lockingWorks())
         GTEST_SKIP() << "the immutable flag cannot be set here";

@@ -330,7 +330,6 @@ TEST_F(TrashTest, AnotherVolumeUsesItsOwnTrashAndRefusesLinkedOnes) {
     EXPECT_EQ(entries(volume + "/sticky/" + uid + "/files"), QStringList{"b.mov"});
 
     // Nor a linked .Trash-$uid: copied into the home Trash, checked, only then removed.
-
     QDir().rename(own, volume + "/decoy");
     ASSERT_EQ(::symlink("decoy", FileName::encode(own).constData()), 0);
     writeBytes(volume + "/cut/deep/x.fcp", "x");

@@ -302,7 +302,6 @@ TEST_F(KernelCopy, AFullVolumeKeepsNoPartialCopyAndSaysWhichFile) {
 using OlderForm = FileOpsTest;
 
 // Serves events until the copy reports completion (at most 10 s); every report on the main thread.
-
 QList<QVariantMap> copyOnTheService(const QString& source, const QString& destination) {
     MainThread::setDispatch(MainThread::Dispatch::EventLoop);
     QList<QVariantMap> heard;
