@@ -4,7 +4,6 @@
 #include "TempHome.h"
 
 #include <QFile>
-#include <QTemporaryDir>
 
 #include <sys/xattr.h>
 
@@ -38,25 +37,17 @@ private:
 } // namespace
 
 // Root on a server (seat0, nobody at it), without a seat or without systemd works for itself.
-TEST(LinuxPlatform, NobodyAtTheSeatMeansTheProcesssOwnUser) {
-    QTemporaryDir dir;
-    const QString marker = dir.path() + "/systemd-running";
-    ASSERT_TRUE(QDir().mkpath(marker));
-    QFile seat(dir.path() + "/seat0");
-    ASSERT_TRUE(seat.open(QIODevice::WriteOnly));
-    seat.write("IS_SEAT0=1\nCAN_MULTI_SESSION=1\n");
-    seat.close();
-    EXPECT_EQ(SeatPlatform(seat.fileName(), marker).consoleUser(), LinuxPlatform().userName());
-    EXPECT_EQ(SeatPlatform(dir.path() + "/none", marker).consoleUser(), LinuxPlatform().userName());
-    ASSERT_TRUE(seat.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    seat.write("IS_SEAT0=1\nACTIVE_UID=65534\n");
-    seat.close();
-    EXPECT_EQ(SeatPlatform(seat.fileName(), marker).consoleUser(), "nobody");
-    EXPECT_EQ(SeatPlatform(seat.fileName(), dir.path() + "/not-running").consoleUser(),
-              LinuxPlatform().userName());
-}
-
 using PlatformFiles = TempHomeTest;
+
+TEST_F(PlatformFiles, NobodyAtTheSeatMeansTheProcesssOwnUser) {
+    const QString marker = home().makeFolder("systemd-running"), own = LinuxPlatform().userName();
+    const QString seat = home().writeFile("seat0", "IS_SEAT0=1\nCAN_MULTI_SESSION=1\n");
+    EXPECT_EQ(SeatPlatform(seat, marker).consoleUser(), own);
+    EXPECT_EQ(SeatPlatform(home().root() + "/none", marker).consoleUser(), own);
+    home().writeFile("seat0", "IS_SEAT0=1\nACTIVE_UID=65534\n");
+    EXPECT_EQ(SeatPlatform(seat, marker).consoleUser(), "nobody");
+    EXPECT_EQ(SeatPlatform(seat, home().root() + "/not-running").consoleUser(), own);
+}
 
 TEST_F(PlatformFiles, FinderInfoFromEitherAttributeTheSharesRecordWinningAndKeptUpToDate) {
     const QString file = home().writeFile("vault/Wedding_11-22-26_1030", "x");
