@@ -31,14 +31,11 @@ protected:
         PlistFile::writeXml(bundle + "/Contents/Info.plist",
                             QVariantMap{{"CFBundleVersion", QString::number(version)},
                                         {"CFBundleExecutable", "Software Update"}});
-        const QString executable = bundle + "/Contents/MacOS/Software Update";
-        QDir().mkpath(bundle + "/Contents/MacOS");
-        QFile file(executable);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write("#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$(dirname \"$0\")/../../../" +
-                   QFileInfo(bundle).fileName().toUtf8() + ".ran\"\n");
-        file.close();
-        file.setPermissions(file.permissions() | QFile::ExeOwner);
+        QFile::setPermissions(
+            home().writeFile(bundle + "/Contents/MacOS/Software Update",
+                             "#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$(dirname \"$0\")/../../../" +
+                                 QFileInfo(bundle).fileName().toUtf8() + ".ran\"\n"),
+            QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     }
     static void storeStartupSwitch(const QVariant& value) {
         PlistFile::writeXml(
