@@ -36,8 +36,7 @@ TEST_F(Trash, ItemsLandInTheHomeTrashWithRecordsThatRestoreThem) {
     EXPECT_FALSE(QFileInfo::exists(a) || QFileInfo::exists(b));
     EXPECT_TRUE(QDir(cwd).isEmpty()) << "nothing may land in the working directory";
     EXPECT_EQ(QFile::permissions(trash()) & (QFile::ReadOther | QFile::WriteOther | QFile::ReadGroup), 0);
-    // Nothing there is done, and nothing arrives in the Trash.
-    EXPECT_TRUE(BMFileManager::trashFile(work("missing.mov")));
+    EXPECT_TRUE(BMFileManager::trashFile(work("missing.mov"))) << "nothing there is done";
 
     EXPECT_EQ(trashRecords(trash()), (QMap<QString, QString>{{"Cut 1.fcp", a}, {"Cut 1 2.fcp", b}}));
     EXPECT_EQ(readFile(items() + "/Cut 1.fcp") + readFile(items() + "/Cut 1 2.fcp"), "12");
@@ -45,7 +44,6 @@ TEST_F(Trash, ItemsLandInTheHomeTrashWithRecordsThatRestoreThem) {
 
     if (!lockingWorks())
         GTEST_SKIP() << "this file system or user cannot set the immutable flag";
-    // A locked item is unlocked and trashed.
     const QString locked = writeWork("locked.mov", "x");
     ASSERT_TRUE(BMFileManager::lockFile(locked));
     EXPECT_TRUE(BMFileManager::trashFile(locked, false));
@@ -108,7 +106,6 @@ TEST_F(Trash, ByTypeMatchesAnyCaseAndDescendsIntoPackagesByNameOnlyTheExactNameA
     EXPECT_EQ(trashed, (QStringList{v + "/.DS_Store", v + "/sub/.DS_Store"}));
     EXPECT_TRUE(QFileInfo::exists(v + "/sub/.ds_store"));
 
-    // The rest goes, the folder stays.
     EXPECT_TRUE(BMFileManager::trashDirectoryContents(v));
     EXPECT_TRUE(QFileInfo(v).isDir() && QDir(v).isEmpty());
     EXPECT_EQ(readFile(items() + "/sub/.ds_store"), "x");

@@ -38,7 +38,6 @@ protected:
     RecordingTool fakeTool(Tool tool, const QByteArray& body = "exit 0");
     // A pkexec that runs what it is given, but fails a run with an argument containing failOn.
     void grantingPkexec(const QString& failOn = QString());
-    // Whether this file system and user can set the immutable flag.
     bool lockingWorks();
     static QString trash();
     static QString trashedFrom(const QString& trashFolder, const QString& name);

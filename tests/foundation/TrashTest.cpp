@@ -26,7 +26,6 @@ namespace {
 
 constexpr uid_t kNobody = 65534;
 
-// A file whose name may hold bytes that are not UTF-8.
 QString writeBytes(const QString& path, const QByteArray& contents) {
     QDir().mkpath(QFileInfo(path).path());
     std::ofstream out(FileName::encode(path).toStdString(), std::ios::binary);
