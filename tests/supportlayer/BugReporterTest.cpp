@@ -31,7 +31,6 @@ protected:
         TempHomeTest::TearDown();
     }
 
-    // Runs the probe under a time-out; its process id, or 0 when it hung.
     qint64 runProbe(const char* mode, QProcess::ExitStatus expected,
                     const QString& program = VESTRY_CRASH_REPORTER_PROBE) {
         const ProgramRun run =

@@ -69,8 +69,7 @@ TEST_F(SoftwareUpdate, TheNewerOfInstalledAndInnerUpdaterIsChosen) {
     EXPECT_EQ(BMSoftwareUpdate::updaterPath(), installed);
 }
 
-// The background check passes this application's path; the menu command runs even with the
-// startup check off; without an updater or its executable only the messages appear.
+// The check passes this application's path; the menu command runs even with the startup check off.
 TEST_F(SoftwareUpdate, TheCheckAndTheMenuCommandRunTheUpdaterOrSayWhyNot) {
     EXPECT_FALSE(BMSoftwareUpdate::automaticallyCheckForUpdates());
     EXPECT_TRUE(logText().contains("Unable to launch Software Update - updater bundle not found."));
