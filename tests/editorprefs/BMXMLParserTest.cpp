@@ -3,8 +3,6 @@
 #include "editorprefs/BMPremierePrefParser.h"
 #include "editorprefs/EditorPrefsTest.h"
 
-#include <gtest/gtest.h>
-
 namespace {
 
 pugi::xml_document parse(const char* xml) {
@@ -141,8 +139,7 @@ TEST_F(XmlParser, ClipRangesFollowTransitionsBothWays) {
 }
 
 TEST(XmlPreviewQuery, MatchesTheParenthesisedStepOnEveryOrder) {
-    // The parenthesised step keeps, per context node, the first of the union in document
-    // order. Build every order of up to four children and compare with that definition.
+    // Per context node, the first of the union in document order: every order of four children.
     const char* kinds[] = {"VideoPreviewLocation", "AudioPreviewLocation", "Other"};
     for (int code = 0; code < 81; ++code) {
         QByteArray children;

@@ -8,7 +8,7 @@
 
 #include <QDir>
 
-// A temporary home with a fresh log, and the files the editors leave behind built for real.
+// A temporary home with a fresh log.
 class EditorPrefsTest : public TempHomeTest {
 protected:
     void SetUp() override {
@@ -19,13 +19,12 @@ protected:
     QString appSupport() const { return BMLocalPaths::appSupportDirectory(true); }
     QString preferences() const { return BMLocalPaths::prefsDirectory(true); }
 
-    // An application folder with "Contents/Info.plist", in the binary form when asked.
     QString makeApplication(const QString& path, const QVariantMap& info, bool binary = false) const {
         writeFile(path + QStringLiteral("/Contents/Info.plist"),
                   binary ? binaryPlist(info) : PlistFile::toXml(info));
         return path;
     }
-    // A file anywhere in the test's temporary folder, by its full path.
+
     QString writeFile(const QString& path, const QByteArray& contents) const {
         return home().writeFile(path, contents);
     }

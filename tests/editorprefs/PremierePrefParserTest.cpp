@@ -9,8 +9,6 @@
 #include <QFile>
 #include <QRandomGenerator>
 
-#include <gtest/gtest.h>
-
 namespace {
 
 const QByteArray kHeader = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<PremiereData Version=\"3\">\n";
@@ -208,8 +206,6 @@ TEST_F(Premiere, SetsTextsAndKeepsTheRestOfTheFile) {
     EXPECT_FALSE(BMPremierePrefParser::setStringValue("x", "//a", "5.5")) << "no such file";
 }
 
-// ---- Installed versions --------------------------------------------------------------------
-
 TEST_F(Premiere, ReadBundlesThenConfigurationFiles) {
     const QString cs5 = app("Adobe Premiere Pro CS5/Adobe Premiere Pro CS5",
                             {{"CFBundleVersionString", "5.0.3"}, {"CFBundleVersion", "5.0.0"}});
@@ -239,10 +235,8 @@ TEST_F(Premiere, ReadsOutsideFilesOnlyUpToTheLimit) {
     EXPECT_FALSE(InputFile::gunzip(packed, 1 << 20, &error));
     EXPECT_EQ(error, QStringLiteral("The compressed data cannot be read: it inflates to more than %1 bytes.")
                          .arg(1 << 20));
-    // Truncated and damaged data: the failure rows above.
 
-    // A file is inflated piece by piece as it is read; data that does not compress spans
-    // several pieces.
+    // Inflated piece by piece as it is read: data that does not compress spans several pieces.
     QByteArray noise(3 * InputFile::pieceSize + 5, '\0');
     QRandomGenerator(7).fillRange(reinterpret_cast<quint32*>(noise.data()), noise.size() / 4);
     noise.append(QByteArray(InputFile::pieceSize, 'z'));
@@ -260,8 +254,6 @@ TEST_F(Premiere, ReadsOutsideFilesOnlyUpToTheLimit) {
     EXPECT_FALSE(InputFile::readAll(path, 999, &error));
     EXPECT_EQ(error, QStringLiteral("The file %1 is larger than 999 bytes.").arg(path));
 }
-
-// ---- Spotlight -----------------------------------------------------------------------------
 
 TEST_F(Premiere, SearchesSpotlightForFoldersByName) {
     const QString found = home().makeFolder("disk/Adobe Premiere Pro Auto-Save");

@@ -10,7 +10,6 @@
 
 #include <archive.h>
 #include <archive_entry.h>
-#include <gtest/gtest.h>
 
 namespace {
 
@@ -51,7 +50,6 @@ void writeRawZip(const QString& path, const QList<RawEntry>& entries) {
     archive_write_free(a);
 }
 
-// Every item under the folder, relative to it, hidden ones included.
 QStringList treeOf(const QString& folder) {
     QStringList names;
     QDirIterator it(folder, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,

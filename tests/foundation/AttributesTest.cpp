@@ -6,7 +6,6 @@
 #include <QFile>
 #include <QFileInfo>
 
-#include <gtest/gtest.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -14,8 +13,6 @@ namespace {
 
 using Attributes = FileOpsTest;
 using FM = BMFileManager;
-
-// ---- Locking ----------------------------------------------------------------------------
 
 TEST_F(Attributes, LockingFilesAndEverythingInsideAFolderButNotTheFoldersNorMissingItemsOrLinks) {
     const QString missing = work("missing.fcp");
@@ -46,8 +43,6 @@ TEST_F(Attributes, LockingFilesAndEverythingInsideAFolderButNotTheFoldersNorMiss
     FM::unlockFolder(work("vault"));
     EXPECT_FALSE(FM::isFileLocked(a) || FM::isFileLocked(b));
 }
-
-// ---- Extended attributes and touching ---------------------------------------------------
 
 TEST_F(Attributes, MetadataIsUserNamespaceTextOfAtMost255BytesAndEmptyMeansNothing) {
     const QString file = writeWork("a.mov", "x");
@@ -82,8 +77,6 @@ TEST_F(Attributes, TouchRunsTheToolDirectlyOnWritableItemsAndPrivilegedOnOthers)
     EXPECT_EQ(touch.calls().size(), 3);
 }
 
-// ---- Finder labels ----------------------------------------------------------------------
-
 TEST_F(Attributes, LabelBitsAreReplacedAndOtherFlagsKept) {
     const QString file = writeWork("a.mov", "x"), plain = writeWork("b.mov", "x");
     QByteArray info(32, 0);
@@ -116,8 +109,6 @@ TEST(LabelColour, EachEvenIndexBelowSixteenHasItsColourAndTheOddOnesShareIt) {
     EXPECT_FALSE(BMFileManager::finderColorForColorIndex(0x400C));
 }
 
-// ---- Disk information -------------------------------------------------------------------
-
 TEST_F(Attributes, DiskInformationComesFromFindmntAsADictionary) {
     const RecordingTool findmnt = fakeTool(
         Tool::Findmnt, R"(printf '%s' '{"filesystems": [{"target": "/Volumes/Media", "size": 1000}]}')");
@@ -131,8 +122,6 @@ TEST_F(Attributes, DiskInformationComesFromFindmntAsADictionary) {
     EXPECT_FALSE(FM::infoForDiskAtMountpoint("/").has_value());
     EXPECT_TRUE(console.text().startsWith("Error converting diskutil output: "));
 }
-
-// ---- Waiting for files ------------------------------------------------------------------
 
 TEST_F(Attributes, WaitingForCreationLooksOnlyOnceAndForWritesLastsUntilTheFileIsQuiet) {
     const QString missing = work("render.mov");
@@ -159,8 +148,6 @@ TEST_F(Attributes, WaitingForCreationLooksOnlyOnceAndForWritesLastsUntilTheFileI
     EXPECT_GE(clock.elapsed(), 900);
     EXPECT_GE(QFileInfo(file).lastModified().msecsTo(QDateTime::currentDateTime()), 4000);
 }
-
-// ---- Sizes ------------------------------------------------------------------------------
 
 TEST(FileSizeText, StepsOf1024UpToGigabytes) {
     QStringList texts;

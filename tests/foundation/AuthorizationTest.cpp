@@ -8,7 +8,6 @@
 #include <QRegularExpression>
 
 #include <functional>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 namespace {
@@ -18,8 +17,6 @@ BMAuthorization& auth() {
 }
 
 const QStringList kRight{"/bin/true"}; // the run that obtains the right
-
-// ---- The guard --------------------------------------------------------------------------
 
 struct GuardRow {
     const char* name;
@@ -48,8 +45,7 @@ const RefusalRow kPrivileged[] = {
      [](auto& p, auto& e) { return auth().authMoveFolderContents(p, e); }},
 };
 
-// The file operations try in this process first, so they only meet protected folders that
-// lie inside the test's own.
+// The file operations try in this process first: only protected folders inside the test's own.
 const RefusalRow kFileManager[] = {
     {"FileManagerTrash", "trash", [](auto& p, auto&) { return BMFileManager::trashFile(p); }},
     {"FileManagerRemove", "delete", [](auto& p, auto&) { return BMFileManager::removeFile(p); }},
@@ -113,8 +109,6 @@ TEST_F(FileOpsTest, PrivilegedOperationsRefuseRelativeAndMissingPaths) {
                      "Error in authCopyFile: new path is null"}));
     EXPECT_TRUE(m_pkexec.calls().isEmpty() && rm.calls().isEmpty());
 }
-
-// ---- Tool arguments and the right -------------------------------------------------------
 
 TEST_F(FileOpsTest, TheRightIsObtainedOnceAndTheStandardToolsRunWithExactArguments) {
     grantingPkexec();
@@ -180,8 +174,6 @@ TEST_F(FileOpsTest, CredentialsAreRefusedClearlyWhereThePlatformCannotTakeThem) 
     EXPECT_TRUE(auth().authStartWithUser("jo", "secret"));
 }
 
-// ---- Trash ------------------------------------------------------------------------------
-
 TEST_F(FileOpsTest, PrivilegedTrashRenamesWithATimestampWhenTheNameIsTakenAndLeavesARestoreRecord) {
     grantingPkexec();
     const QString items = home().platform().trashItemsFolder(trash());
@@ -217,8 +209,6 @@ TEST_F(FileOpsTest, FolderContentsGoOneByOneAndStopAtTheFirstFailure) {
     EXPECT_EQ(trashedFrom(trash(), "d.mov"), work("box/d.mov"));
     EXPECT_EQ(readFile(trash() + "/files/e.mov"), "x");
 }
-
-// ---- As root ----------------------------------------------------------------------------
 
 TEST_F(FileOpsTest, AsRootWithNobodyAtTheConsoleNothingIsDeletedInsteadOfTrashedAndToolsRunDirectly) {
     if (::getuid() != 0)

@@ -7,8 +7,6 @@
 
 #include <QFile>
 
-#include <gtest/gtest.h>
-
 namespace {
 
 QByteArray bytes(const QString& path) {

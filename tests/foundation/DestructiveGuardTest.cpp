@@ -1,4 +1,3 @@
-// The real-path guard of destructive steps, on real folders and symbolic links.
 #include "foundation/DestructiveGuard.h"
 
 #include "FileOpsFixture.h"
@@ -9,12 +8,9 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 
-#include <gtest/gtest.h>
-
 namespace {
 
-// An autosave location holding one autosave and links to the root, the home, the folder
-// above the home and a folder outside the location.
+// An autosave location with links to the root, the home, the folder above it and one outside.
 class Guard : public FileOpsTest {
 protected:
     void SetUp() override {

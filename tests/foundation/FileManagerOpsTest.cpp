@@ -14,7 +14,6 @@
 #include <QRegularExpression>
 
 #include <atomic>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <thread>
@@ -23,8 +22,6 @@
 namespace {
 
 using Ops = FileOpsTest;
-
-// ---- Delete -----------------------------------------------------------------------------
 
 TEST_F(Ops, RemoveTakesOneItemNeverATreeAndRetriesPrivilegedOnlyWhenAllowed) {
     const QString file = writeWork("a.txt", "x");
@@ -63,8 +60,7 @@ TEST_F(Ops, RemoveTakesOneItemNeverATreeAndRetriesPrivilegedOnlyWhenAllowed) {
 TEST_F(Ops, TidyingAFolderKeepsAFileWrittenIntoItAtTheLastMoment) {
     if (!lockingWorks())
         GTEST_SKIP() << "this file system or user cannot set the immutable flag";
-    // Only the privileged retry can take the folder (its parent is locked); the editor saves
-    // into it just before that retry runs.
+    // Only the privileged retry can take it (the parent is locked); the editor saves just before.
     const QString folder = home().makeFolder("work/parent/Beta");
     home().makeFolder("work/parent/Beta/Backups");
     writeWork("parent/Beta/.DS_Store", "finder");
@@ -83,8 +79,6 @@ TEST_F(Ops, TidyingAFolderKeepsAFileWrittenIntoItAtTheLastMoment) {
                 << call.join(' ').toStdString();
     }
 }
-
-// ---- The empty-folder rule --------------------------------------------------------------
 
 struct EmptyRow {
     const char* name;
@@ -134,8 +128,6 @@ TEST_F(Ops, RemovingAnEmptyFolderNeverTakesAFileALinkOrWhatCannotBeRead) {
     EXPECT_EQ(readFile(inner + "/clip.mov"), "x");
 }
 
-// ---- Create -----------------------------------------------------------------------------
-
 TEST_F(Ops, CreateMakesIntermediateFoldersExceptOnAnUnmountedVolume) {
     EXPECT_TRUE(BMFileManager::createDirectoryWithTimeout(work("a/b/c"), 2));
     EXPECT_TRUE(BMFileManager::createDirectory(work("a/b/c"))); // already there
@@ -173,8 +165,6 @@ TEST_F(Ops, DirectoryStructureMirrorsTheWholeSourcePathAndEmptyFilesNeverReplace
     EXPECT_EQ(readFile(work("taken")), "keep");
     EXPECT_TRUE(QDir(BMLocalPaths::tempDirectory()).isEmpty()); // no temporary file stays behind
 }
-
-// ---- Copy -------------------------------------------------------------------------------
 
 TEST_F(Ops,
        CopyKeepsContentsLinksModesDatesAndAttributesAndOntoAnExistingItemRetriesPrivilegedOnlyWhenAllowed) {
@@ -227,8 +217,6 @@ TEST_F(Ops, AFailedOrCancelledCopyLeavesNothingBehindAndCopyingContentsStopsAtTh
     EXPECT_FALSE(FileTree::exists(work("big copy")));
 }
 
-// ---- Move -------------------------------------------------------------------------------
-
 TEST_F(Ops, MoveRenamesNeverReplacesAndRetriesPrivilegedOnlyWhenAllowed) {
     const QString a = writeWork("a.fcp", "a"), b = home().makeFolder("work/sub") + "/b.fcp",
                   c = writeWork("c.fcp", "c");
@@ -249,8 +237,6 @@ TEST_F(Ops, MoveRenamesNeverReplacesAndRetriesPrivilegedOnlyWhenAllowed) {
     EXPECT_TRUE(BMFileManager::moveFile(b, work("sub/B.fcp")));
     EXPECT_EQ(QDir(work("sub")).entryList(QDir::Files), QStringList{"B.fcp"});
 }
-
-// ---- Sizes, links, packages and volumes -------------------------------------------------
 
 TEST_F(Ops, SizesLinksAndPackages) {
     EXPECT_EQ(BMFileManager::fileSize(home().makeFolder("work/sizes")), 0u);

@@ -4,9 +4,6 @@
 
 namespace {
 
-// Names as a kernel may hand them over: valid UTF-8 of every length, and the byte
-// sequences that are not UTF-8 at all (Latin-1, MacRoman, cut sequences, overlong forms,
-// encoded surrogates, code points past U+10FFFF).
 TEST(FileName, EveryByteSequenceComesBackExactlyAndOnlyInvalidUtf8IsMarked) {
     const QList<QByteArray> names = {
         "plain.prproj",

@@ -10,8 +10,6 @@
 #include <QFile>
 #include <QFileInfo>
 
-#include <gtest/gtest.h>
-
 RecordingTool::RecordingTool(const QString& path, const QByteArray& body) : m_path(path) {
     QFile file(path);
     EXPECT_TRUE(file.open(QIODevice::WriteOnly));

@@ -13,8 +13,7 @@
 #include <memory>
 #include <optional>
 
-// A command-line tool stand-in: a shell script that appends its arguments to a record file,
-// then runs `body`.
+// A tool stand-in: a shell script that records its arguments, then runs `body`.
 class RecordingTool {
 public:
     RecordingTool() = default;
@@ -26,29 +25,21 @@ private:
     QString m_path;
 };
 
-// A temporary home (see TempHome) with a log of its own, a fresh privileged-operations
-// object, and a pkexec stand-in that refuses and records, so that no test ever reaches the
-// real one. Locked items are unlocked afterwards so the temporary folder can go.
+// A temporary home with its own log, fresh authorization and a refusing, recording pkexec (never
+// the real one). Locked items are unlocked afterwards so the temporary folder can go.
 class FileOpsTest : public TempHomeTest {
 protected:
     void SetUp() override;
     void TearDown() override;
 
-    // A path in the test's work folder (which exists).
     QString work(const QString& relative = QString());
     QString writeWork(const QString& relative, const QByteArray& contents = QByteArray());
-    // An executable shell script in the test's tools folder.
     QString script(const QString& name, const QByteArray& body);
-    // Points a tool of the platform's table at a recording stand-in.
     RecordingTool fakeTool(Tool tool, const QByteArray& body = "exit 0");
-    // A pkexec that runs what it is given, as a granted request does, but fails a run with an
-    // argument containing failOn.
+    // A pkexec that runs what it is given, but fails a run with an argument containing failOn.
     void grantingPkexec(const QString& failOn = QString());
-    // Whether this file system and user can set the immutable flag (tmpfs cannot, nor can
-    // an ordinary user).
     bool lockingWorks();
     static QString trash();
-    // The original path that the Trash's restore record for that item names.
     static QString trashedFrom(const QString& trashFolder, const QString& name);
 
     RecordingTool m_pkexec;
@@ -57,7 +48,6 @@ private:
     std::unique_ptr<BMAuthorization> m_previousAuthorization;
 };
 
-// Everything written to the console while it lives.
 class ConsoleCapture {
 public:
     ConsoleCapture() { ::testing::internal::CaptureStdout(); }

@@ -1,12 +1,9 @@
 #include "foundation/platform/linux/LinuxPlatform.h"
 #include "support/TempHome.h"
 
-#include <gtest/gtest.h>
-
 namespace {
 
-// The Linux platform with the program starts recorded instead of made, and a file manager
-// that answers or not as the test says.
+// Program starts recorded instead of made; a file manager that answers as the test says.
 class RecordingDesktop : public LinuxPlatform {
 public:
     bool fileManagerAnswers = false;
@@ -33,7 +30,6 @@ struct ExecCase {
 
 class LinuxDesktop : public TempHomeTest {
 protected:
-    // A desktop entry in the home's applications folder.
     QString install(const QString& name, const QByteArray& exec) {
         return home().writeFile("Users/jö ed/.local/share/applications/" + name + ".desktop",
                                 "[Desktop Entry]\nType=Application\nName=Editor\nExec=" + exec + "\n");

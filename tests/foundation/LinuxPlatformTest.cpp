@@ -1,9 +1,9 @@
 #include "foundation/platform/linux/LinuxPlatform.h"
 
+#include "MacMetadata.h"
 #include "TempHome.h"
 
 #include <QFile>
-#include <QTemporaryDir>
 
 #include <sys/xattr.h>
 
@@ -18,7 +18,6 @@ TEST(LinuxPlatform, ParsesOsReleaseSeatFileAndDiskLabels) {
     EXPECT_EQ(LinuxPlatform::parseSeatActiveUid("IS_SEAT0=1\nACTIVE=c2\nACTIVE_UID=1000\n"), "1000");
     EXPECT_TRUE(LinuxPlatform::parseSeatActiveUid("IS_SEAT0=1\n").isEmpty());
     EXPECT_EQ(LinuxPlatform::unescapeDiskLabel("Media\\x20Drive"), "Media Drive");
-    EXPECT_EQ(LinuxPlatform::unescapeDiskLabel("plain"), "plain");
 }
 
 namespace {
@@ -37,27 +36,18 @@ private:
 };
 } // namespace
 
-// Root on a file server (seat0 exists, nobody sits at it) works for itself rather than for
-// nobody; a machine without a seat or without systemd likewise.
-TEST(LinuxPlatform, NobodyAtTheSeatMeansTheProcesssOwnUser) {
-    QTemporaryDir dir;
-    const QString marker = dir.path() + "/systemd-running";
-    ASSERT_TRUE(QDir().mkpath(marker));
-    QFile seat(dir.path() + "/seat0");
-    ASSERT_TRUE(seat.open(QIODevice::WriteOnly));
-    seat.write("IS_SEAT0=1\nCAN_MULTI_SESSION=1\n");
-    seat.close();
-    EXPECT_EQ(SeatPlatform(seat.fileName(), marker).consoleUser(), LinuxPlatform().userName());
-    EXPECT_EQ(SeatPlatform(dir.path() + "/none", marker).consoleUser(), LinuxPlatform().userName());
-    ASSERT_TRUE(seat.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    seat.write("IS_SEAT0=1\nACTIVE_UID=65534\n");
-    seat.close();
-    EXPECT_EQ(SeatPlatform(seat.fileName(), marker).consoleUser(), "nobody");
-    EXPECT_EQ(SeatPlatform(seat.fileName(), dir.path() + "/not-running").consoleUser(),
-              LinuxPlatform().userName());
-}
-
+// Root on a server (seat0, nobody at it), without a seat or without systemd works for itself.
 using PlatformFiles = TempHomeTest;
+
+TEST_F(PlatformFiles, NobodyAtTheSeatMeansTheProcesssOwnUser) {
+    const QString marker = home().makeFolder("systemd-running"), own = LinuxPlatform().userName();
+    const QString seat = home().writeFile("seat0", "IS_SEAT0=1\nCAN_MULTI_SESSION=1\n");
+    EXPECT_EQ(SeatPlatform(seat, marker).consoleUser(), own);
+    EXPECT_EQ(SeatPlatform(home().root() + "/none", marker).consoleUser(), own);
+    home().writeFile("seat0", "IS_SEAT0=1\nACTIVE_UID=65534\n");
+    EXPECT_EQ(SeatPlatform(seat, marker).consoleUser(), "nobody");
+    EXPECT_EQ(SeatPlatform(seat, home().root() + "/not-running").consoleUser(), own);
+}
 
 TEST_F(PlatformFiles, FinderInfoFromEitherAttributeTheSharesRecordWinningAndKeptUpToDate) {
     const QString file = home().writeFile("vault/Wedding_11-22-26_1030", "x");
@@ -66,23 +56,22 @@ TEST_F(PlatformFiles, FinderInfoFromEitherAttributeTheSharesRecordWinningAndKept
         return ::setxattr(encoded.constData(), name.constData(), value.constData(), size_t(value.size()),
                           0) == 0;
     };
-    auto info = [](const char* type) { return QByteArray(type) + "KeyG" + QByteArray(24, 0); };
     if (!set("user.xdg.origin.url", "https://example.org"))
         GTEST_SKIP() << "this file system refuses user extended attributes";
     const LinuxPlatform platform;
-    ASSERT_TRUE(platform.setFinderInfo(file, info("TEXT")));
-    EXPECT_EQ(platform.finderInfo(file), info("TEXT"));
+    ASSERT_TRUE(platform.setFinderInfo(file, finderInfoOfType("TEXT")));
+    EXPECT_EQ(platform.finderInfo(file), finderInfoOfType("TEXT"));
     // A file a Mac left on a netatalk share, with more attribute names than one listing holds.
     for (int n = 0; n < 40; ++n)
         ASSERT_TRUE(set("user.vestry.padding-attribute-with-a-long-name-" + QByteArray::number(n), "x"));
-    const QByteArray record = LinuxPlatform::afpInfoWithFinderInfo(QByteArray(), info("FCPF"));
+    const QByteArray record = LinuxPlatform::afpInfoWithFinderInfo(QByteArray(), finderInfoOfType("FCPF"));
     EXPECT_EQ(record.size(), 60);
     EXPECT_TRUE(record.startsWith(QByteArray("AFP\0\0\1\0\0", 8)));
-    EXPECT_EQ(record.mid(16, 32), info("FCPF")); // the FinderInfo's place in the record
+    EXPECT_EQ(record.mid(16, 32), finderInfoOfType("FCPF")); // the FinderInfo's place in the record
     EXPECT_FALSE(LinuxPlatform::finderInfoFromAfpInfo(QByteArray("XYZ") + QByteArray(57, 0)));
     ASSERT_TRUE(set(LinuxPlatform::netatalkAttribute, record));
-    EXPECT_EQ(platform.finderInfo(file), info("FCPF"));
-    QByteArray labelled = info("FCPF");
+    EXPECT_EQ(platform.finderInfo(file), finderInfoOfType("FCPF"));
+    QByteArray labelled = finderInfoOfType("FCPF");
     labelled[9] = 0x0C;
     ASSERT_TRUE(platform.setFinderInfo(file, labelled));
     EXPECT_EQ(platform.finderInfo(file), labelled); // the share's record, so it was updated

@@ -7,7 +7,6 @@
 #include <QFile>
 
 #include <algorithm>
-#include <gtest/gtest.h>
 
 namespace {
 
@@ -37,7 +36,6 @@ protected:
     }
     FakePlatform& platform() { return home().platform(); }
     QString disk(const QString& relative) const { return m_disk + '/' + relative; }
-    // Prints each path followed by a NUL, as the real tools do with -0.
     static QByteArray printing(const QStringList& paths) {
         return "printf '%s\\0' '" + paths.join("' '").toUtf8() + "'\n";
     }

@@ -6,8 +6,6 @@
 
 using LocalPaths = TempHomeTest;
 
-// ---- The system-directory guard ----------------------------------------------------------
-
 struct GuardCase {
     const char* name;
     QString path; // "~" stands for the test's home
@@ -23,8 +21,7 @@ TEST_P(SystemDirectoryGuard, RefusesOnlyWhatTheRulesSay) {
         << path.toStdString();
 }
 
-// Two characters go with a trailing slash, so "~/" escapes the exact list; prefixes are text,
-// not path components.
+// "~/" escapes the exact list (two characters go with a trailing slash); prefixes are text.
 INSTANTIATE_TEST_SUITE_P(
     Paths, SystemDirectoryGuard,
     ::testing::Values(
@@ -54,8 +51,6 @@ TEST_F(LocalPaths, GuardCoversTheMachineWideFoldersButNotWhatIsInThem) {
     EXPECT_TRUE(BMLocalPaths::isPathSystemDirectory(BMLocalPaths::cacheDirectory(false), true));
     EXPECT_FALSE(BMLocalPaths::isPathSystemDirectory(BMLocalPaths::cacheDirectory(false) + "/Vestry", true));
 }
-
-// ---- Where the folders are -------------------------------------------------------------
 
 TEST_F(LocalPaths, UserFoldersFollowTheXdgMapping) {
     const QString h = home().home();
@@ -107,8 +102,6 @@ TEST(RootRule, MacTextRuleKeepsItsOffByOneAndLinuxRebasesOnlyWhatLiesInRootsHome
     EXPECT_TRUE(BMLocalPaths::applyLinuxRootRule("/root/.config", "/root", QString()).isNull());
 }
 
-// ---- Names -------------------------------------------------------------------------------
-
 TEST_F(LocalPaths, RandomStringsAndTempFileNames) {
     const QString text = BMLocalPaths::randomString(200);
     EXPECT_TRUE(text.contains(QRegularExpression("^[a-z0-9]{200}$"))) << text.toStdString();
@@ -126,12 +119,9 @@ TEST(TimeMachine, OnlyBackupsUnderVolumesCount) {
     EXPECT_FALSE(BMLocalPaths::isPathOnTimeMachineVolume("/Volumes/TM/Backups.backupdb2/x"));
 }
 
-// ---- Operating-system version ------------------------------------------------------------
-
 namespace {
 using Answers = std::map<std::string, BMOSDetect::GestaltAnswer>;
 
-// The version as decoded from these answers, with the error.
 std::tuple<int, int, int, int> gestaltVersion(Answers answers) {
     const auto ask = [](const char selector[5], void* context) {
         const auto& known = *static_cast<Answers*>(context);
@@ -159,7 +149,7 @@ TEST_F(LocalPaths, VersionComesFromThePlatform) {
     EXPECT_EQ(BMOSDetect::osxVersion(), "10.5.0");
     EXPECT_TRUE(testing::internal::GetCapturedStdout().starts_with("Unable to obtain system version"));
     EXPECT_FALSE(BMOSDetect::isSnowLeopardOrHigher());
-    // An at-least test on every part.
+
     const auto atLeast = [](int major, int minor, int bugfix) {
         return BMOSDetect::versionAtLeast(OSVersion{10, 6, 8}, major, minor, bugfix);
     };

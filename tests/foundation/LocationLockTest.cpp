@@ -7,7 +7,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <gtest/gtest.h>
 #include <thread>
 #include <unistd.h>
 
@@ -52,8 +51,7 @@ TEST_F(LocationLockTest, ASecondRunWaitsThenNamesTheHolder) {
 TEST_F(LocationLockTest, ALockDiesWithItsProcess) {
     const QString folder = location();
     ASSERT_TRUE(LocationLock::acquire(folder, "make the file", 0ms, nullptr));
-    // Another process holds the same kind of lock, as another run would (perl-base is part
-    // of every Debian system).
+    // Another process holds the same kind of lock, as another run would (perl-base is everywhere).
     QProcess holder;
     holder.start("perl",
                  {"-MFcntl=:flock", "-e", "open(F, '<', $ARGV[0]) or die; flock(F, LOCK_EX) or die; <STDIN>",

@@ -1,5 +1,4 @@
-// What Macs leave on drives and file servers: the AppleDouble file beside a file, Samba's
-// record of a file's creation time. Real files with real extended attributes.
+// The AppleDouble file beside a file and Samba's creation-time record, on real files.
 #include "MacMetadata.h"
 
 #include "TempHome.h"
@@ -111,8 +110,7 @@ TEST_F(MacMetadataFiles, FinderInfoFromTheAppleDoubleBesideAFileThatHasNoAttribu
         GTEST_SKIP() << "this file system refuses user extended attributes";
     EXPECT_EQ(platform.finderInfo(file), text) << "the file's own attribute comes first";
 
-    // A companion that is a link is not followed; a pipe is not read (it would wait for a
-    // writer for ever).
+    // A companion that is a link is not followed; a pipe is not read (it would wait for ever).
     const QString linked = home().writeFile("Drive/Vault/Linked_11-22-26_1030", "x");
     ASSERT_TRUE(QFile::link(home().root() + "/Drive/Vault/._Wedding_11-22-26_1030",
                             home().root() + "/Drive/Vault/._Linked_11-22-26_1030"));
@@ -146,8 +144,7 @@ TEST_F(MacMetadataFiles, CreationDateFromSambasRecordThenTheBirthTime) {
     EXPECT_GE(platform.fileFacts(link, false)->created, before);
     ASSERT_TRUE(setDosAttrib(file, dosAttribRecord(4, copied).left(20)));
     EXPECT_GE(platform.fileFacts(file)->created, before) << "a broken record is no date";
-    // Saved again on the share after it was born: the record is not read, and the date the
-    // share gave it stands.
+    // Saved again on the share after it was born: the record is not read, the share's date stands.
     ASSERT_TRUE(setDosAttrib(file, dosAttribRecord(4, copied)));
     ASSERT_TRUE(keepOriginalModificationTime(file, QDateTime::currentDateTimeUtc().addSecs(60)));
     EXPECT_GE(platform.fileFacts(file)->created, before);

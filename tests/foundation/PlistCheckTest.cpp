@@ -7,8 +7,6 @@
 #include <QList>
 #include <QtEndian>
 
-#include <gtest/gtest.h>
-
 namespace {
 
 // Binary property lists written object by object, so that each can be made wrong on purpose.
@@ -50,8 +48,7 @@ struct Bplist {
     }
 };
 
-// Arrays each holding the next one `copies` times, the last an integer: with two copies,
-// 2^levels values from a few hundred bytes.
+// Arrays each holding the next one `copies` times, the last an integer: 2^levels values for two.
 QByteArray chain(int levels, int copies = 1) {
     QList<QByteArray> objects;
     for (int i = 0; i < levels; ++i)
@@ -83,8 +80,7 @@ TEST(PlistCheck, AcceptsWellFormedListsAndWhatLibplistWritesAndRoundTripsEveryVa
         "<?xml version=\"1.0\"?><!-- " + QByteArray(200, '<') +
         " --><plist version='1.0'><string><![CDATA[<array><array>]]></string></plist>";
     EXPECT_EQ(PlistFile::parse(commented).value_or(QVariant()).toString(), "<array><array>");
-    // A preference file as an editor leaves it: many keys (two-byte references), text that
-    // is not ASCII (stored as UTF-16), every kind of value.
+    // As an editor leaves it: two-byte references, UTF-16 text, every kind of value.
     QVariantMap preferences{
         {"OZPreferenceManager::AutosaveVaultPath", "/Users/jö/Documents/Motion Documents/Autosave Vault"},
         {"Flag", true},

@@ -6,7 +6,6 @@
 #include <QFile>
 #include <QFileInfo>
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 namespace {

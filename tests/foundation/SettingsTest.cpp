@@ -144,7 +144,6 @@ TEST_F(Settings, ConcurrentWritersLoseNothing) {
         EXPECT_EQ(reader.integerValue(QString("key%1_24").arg(t)), 24);
 }
 
-// A settings folder on a tmpfs of its own, filled up by the test.
 TEST_F(Settings, OnAFullDiskAWriteThatFailsLeavesTheFileAsItWasSaysWhyAndIsMadeLater) {
     const QString folder = home().root() + "/small";
     Tmpfs volume(folder, "size=64k,nr_inodes=64");

@@ -2,10 +2,8 @@
 #include "foundation/BMTaskEx.h"
 #include "foundation/MainThread.h"
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QTest>
 #include <QThread>
 
@@ -13,7 +11,6 @@
 #include <future>
 #include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 
 namespace {
 

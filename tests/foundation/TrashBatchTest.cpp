@@ -1,16 +1,13 @@
-// Many items trashed in one batch: restore records written ahead and synced together, on the
-// home volume and on a second one, read by trash-cli; an item that fails mid-batch.
+// Many items trashed in one batch, records written ahead and synced together, on two volumes.
 #include "foundation/TrashBatch.h"
 
 #include "FileOpsFixture.h"
+#include "Programs.h"
 #include "Tmpfs.h"
 #include "foundation/BMFileManager.h"
 #include "foundation/FileTree.h"
 
 #include <QDir>
-#include <QProcess>
-
-#include <gtest/gtest.h>
 
 namespace {
 
@@ -27,11 +24,7 @@ protected:
         for (int f = 0; f < folders; ++f) {
             for (int i = 0; i < each; ++i) {
                 const QString path = QString("%1/Project %2/Cut %3.prproj").arg(root).arg(f).arg(i);
-                QDir().mkpath(QFileInfo(path).path());
-                QFile file(path);
-                EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-                file.write(path.toUtf8());
-                paths << path;
+                paths << home().writeFile(path, path.toUtf8());
             }
         }
         return paths;
@@ -63,19 +56,17 @@ TEST_F(TrashBatchTest, ManyItemsOnTwoVolumesGoWithRecordsThatTrashCliLists) {
     EXPECT_EQ(names(volume + "/.Trash-0/files").size(), onVolume.size());
     EXPECT_EQ(names(volume + "/.Trash-0/info").size(), onVolume.size());
 
-    QProcess list;
-    list.start("trash-list", {});
-    ASSERT_TRUE(list.waitForFinished(20000)) << "trash-list did not finish";
-    const QString listed = QString::fromUtf8(list.readAllStandardOutput());
+    const ProgramRun list =
+        runProgram("trash-list", {}, {QProcessEnvironment::systemEnvironment(), {}, 20000});
+    ASSERT_TRUE(list.finished) << "trash-list did not finish";
     for (const QString& path : all)
-        EXPECT_TRUE(listed.contains(' ' + path + '\n')) << path.toStdString();
+        EXPECT_TRUE(list.out.contains(' ' + path + '\n')) << path.toStdString();
     // Each record names its own item: the contents say where each came from.
     for (const QString& name : names(trash() + "/files"))
         EXPECT_EQ(readFile(trash() + "/files/" + name), trashedFrom(trash(), name).toUtf8());
 }
 
-// An item that cannot be moved leaves its place untouched and says why; the items before it
-// went, and those after it that were never tried keep no record written ahead for them.
+// Items after the failing one were never tried and keep no record written ahead for them.
 TEST_F(TrashBatchTest, AnItemThatFailsMidBatchStaysAndLeavesNoRecordBehind) {
     if (!lockingWorks())
         GTEST_SKIP() << "the immutable flag cannot be set here";

@@ -1,5 +1,4 @@
-// The freedesktop Trash on real file systems: records read by the real trash-cli, full and
-// inode-less tmpfs volumes, a second volume with its own Trash, a second user.
+// The freedesktop Trash on real file systems, read by trash-cli; full volumes, a second user.
 #include "FileOpsFixture.h"
 #include "Programs.h"
 #include "Tmpfs.h"
@@ -14,11 +13,9 @@
 #include <QFileInfo>
 
 #include <cerrno>
-#include <csignal>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <gtest/gtest.h>
 #include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -29,7 +26,6 @@ namespace {
 
 constexpr uid_t kNobody = 65534;
 
-// A file whose name may hold bytes that are not UTF-8.
 QString writeBytes(const QString& path, const QByteArray& contents) {
     QDir().mkpath(QFileInfo(path).path());
     std::ofstream out(FileName::encode(path).toStdString(), std::ios::binary);
@@ -43,13 +39,11 @@ QByteArray readBytes(const QString& path) {
     return QByteArray::fromStdString(std::string(std::istreambuf_iterator<char>(in), {}));
 }
 
-// The original path in the restore record of an item in a Trash.
 QString recordedPath(const QString& trashFolder, const QString& name) {
     return LinuxPlatform::originalPathFromTrashRecord(
         readBytes(trashFolder + "/info/" + name + ".trashinfo"));
 }
 
-// The names in a folder, bytes that are not UTF-8 kept.
 QStringList entries(const QString& folder) {
     QStringList names;
     std::error_code error;
@@ -60,14 +54,11 @@ QStringList entries(const QString& folder) {
     return names;
 }
 
-// A Trash with neither items nor records.
 bool isEmptyTrash(const QString& trashFolder) {
     return entries(trashFolder + "/files").isEmpty() && entries(trashFolder + "/info").isEmpty();
 }
 
 using Outcome = ProgramRun;
-
-// Runs a program under a time-out, its output and errors as one text.
 Outcome run(const QString& program, const QStringList& arguments, const QProcessEnvironment& environment,
             const QString& workingDirectory = QString(), const QByteArray& input = QByteArray()) {
     return runProgram(program, arguments, {environment, workingDirectory, 20000, input, true});
@@ -93,13 +84,11 @@ protected:
         }
     }
 
-    // A tmpfs at a folder of the test; false where mounting is not permitted.
     bool mountTmpfs(const QString& folder, const QByteArray& options) {
         m_mounts.push_back(std::make_unique<Tmpfs>(folder, options));
         return m_mounts.back()->mounted();
     }
     QString dataHome() const { return qEnvironmentVariable("XDG_DATA_HOME"); }
-    // The home Trash's data folder on a tmpfs of its own.
     bool mountDataHome(const QByteArray& options) { return mountTmpfs(dataHome(), options); }
     // An item on the home Trash's volume, made with the Trash before the volume is filled.
     QString itemBesideTrash() {
@@ -112,7 +101,6 @@ protected:
         return home().platform().moveToTrash(path, trash(), error);
     }
 
-    // Creates empty files until the volume has no inode left.
     static void useUpInodes(const QString& folder) {
         for (int i = 0; i < 100000; ++i) {
             const int fd = ::open(QFile::encodeName(folder + QString("/i%1").arg(i)).constData(),
@@ -126,8 +114,7 @@ protected:
         FAIL() << "the volume never ran out of inodes";
     }
 
-    // The probe moving an item into a Trash, as the given user, with XDG_DATA_HOME above that
-    // Trash as a desktop would set it.
+    // The probe as the given user, with XDG_DATA_HOME above that Trash as a desktop sets it.
     Outcome probe(const QString& item, const QString& trashFolder, bool asNobody) {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert("XDG_DATA_HOME", QFileInfo(trashFolder).path());
@@ -137,8 +124,7 @@ protected:
         return run("setpriv", setprivAsNobody() + arguments, environment);
     }
 
-    // A folder that belongs to the second user, with the folders above it open to them; empty
-    // when that cannot be arranged.
+    // The second user's folder, the folders above open to them; empty when impossible.
     QString nobodysFolder() {
         if (::getuid() != 0)
             return QString();
@@ -152,7 +138,6 @@ protected:
             return QString();
         return folder;
     }
-    // Makes a folder as the second user.
     static QString nobodysSubfolder(const QString& path, mode_t mode) {
         QDir().mkpath(path);
         ::chown(QFile::encodeName(path).constData(), kNobody, kNobody);
@@ -163,9 +148,6 @@ protected:
     std::vector<std::unique_ptr<Tmpfs>> m_mounts;
 };
 
-// ---- Records that other Trash tools read ----------------------------------------------------
-
-// A label and the name's bytes.
 using OddName = std::pair<const char*, QByteArray>;
 
 class TrashRecords : public TrashTest, public ::testing::WithParamInterface<OddName> {};
@@ -187,8 +169,7 @@ TEST_P(TrashRecords, TrashCliListsTheExactPathAndRestoresTheItem) {
     EXPECT_TRUE(list.out.endsWith(' ' + shown + '\n')) << list.out.toStdString();
 
     if (FileName::hasInvalidBytes(item)) {
-        // trash-cli 0.17 decodes the record's path with U+FFFD replacements and would restore
-        // under another name: the bytes are put back as a file manager does, by the record.
+        // trash-cli 0.17 would restore under a U+FFFD name: put back by the record instead.
         ASSERT_EQ(::rename(FileName::encode(trash() + "/files/" + trashed.first()).constData(),
                            FileName::encode(recordedPath(trash(), trashed.first())).constData()),
                   0);
@@ -209,7 +190,6 @@ INSTANTIATE_TEST_SUITE_P(OddNames, TrashRecords,
                                            OddName("InvalidUtf8", "caf\xe9 \xff.fcp")),
                          [](const auto& info) { return std::string(info.param.first); });
 
-// The file managers' own reader of the Trash.
 TEST_F(TrashTest, GioListsTheOriginalPath) {
     const QString item = writeWork("100% a\tb.fcp", "x");
     ASSERT_TRUE(moveToTrash(item, nullptr));
@@ -236,8 +216,7 @@ TEST_F(TrashTest, TakenNamesGetANumberAndNamesTooLongForARecordAreShortened) {
     const QString ascii = QString(246, 'a') + ".mov";
     EXPECT_EQ(FreedesktopTrash::nameInTrash(ascii, 0), QString(241, 'a') + ".mov");
     EXPECT_EQ(FreedesktopTrash::nameInTrash(ascii, 2), QString(239, 'a') + " 3.mov");
-    // Whole characters and escaped bytes survive the cut; an "extension" longer than a name
-    // part is cut with the rest.
+    // Whole characters and escaped bytes survive the cut; a too-long "extension" is cut too.
     const QString accents = QString(125, QChar(0xe9)) + ".fcp";
     const QString cut = FreedesktopTrash::nameInTrash(accents, 0);
     EXPECT_EQ(cut, QString(120, QChar(0xe9)) + ".fcp");
@@ -246,8 +225,6 @@ TEST_F(TrashTest, TakenNamesGetANumberAndNamesTooLongForARecordAreShortened) {
     EXPECT_EQ(FreedesktopTrash::nameInTrash("x." + QString(250, 'b'), 0).size(), 245);
     EXPECT_EQ(FreedesktopTrash::nameInTrash(".hidden", 1), ".hidden 2");
 }
-
-// ---- Records that cannot be written ---------------------------------------------------------
 
 TEST_F(TrashTest, OnAFullDiskTheItemStaysWithoutARecordAndTheMessageSaysWhy) {
     if (!mountDataHome("size=256k"))
@@ -316,8 +293,6 @@ TEST_F(TrashTest, AsAnotherUserAnUnwritableRecordFolderFailsAndALongNameIsShorte
     EXPECT_EQ(readBytes(longItem), "long");
 }
 
-// ---- Other volumes ------------------------------------------------------------------------
-
 TEST_F(TrashTest, AnotherVolumeUsesItsOwnTrashAndRefusesLinkedOnes) {
     const QString volume = home().root() + "/volume";
     if (!mountTmpfs(volume, "size=1m"))
@@ -353,8 +328,7 @@ TEST_F(TrashTest, AnotherVolumeUsesItsOwnTrashAndRefusesLinkedOnes) {
     EXPECT_EQ(trashed("c.mov"), own + "/files/c.mov");
     EXPECT_EQ(entries(volume + "/sticky/" + uid + "/files"), QStringList{"b.mov"});
 
-    // Nor a linked .Trash-$uid: the folder is copied into the home Trash instead, checked, and
-    // only then removed.
+    // Nor a linked .Trash-$uid: copied into the home Trash, checked, only then removed.
     QDir().rename(own, volume + "/decoy");
     ASSERT_EQ(::symlink("decoy", FileName::encode(own).constData()), 0);
     writeBytes(volume + "/cut/deep/x.fcp", "x");

@@ -1,4 +1,5 @@
 #include "FileOpsFixture.h"
+#include "Tmpfs.h"
 #include "foundation/BMFileManager.h"
 #include "foundation/BMFileOperation.h"
 #include "foundation/CopyStream.h"
@@ -12,7 +13,6 @@
 #include <QTest>
 #include <QThread>
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 namespace {
@@ -31,9 +31,8 @@ QString md5OfFile(const QString& path) {
     return QFile::exists(path) ? Hash::hash(readFile(path), Hash::Md5).toHex() : QString();
 }
 
-// Storage that misbehaves for one path: it reads back one byte flipped, refuses its first
-// reposition, or puts down (or delivers) only `allowed` bytes in write (or read) call number
-// `shortCall`, a failing source failing every call after that one too.
+// Storage that misbehaves for one path: a byte read back flipped, a refused first reposition, or
+// only `allowed` bytes in write (or read) call `shortCall`, a failing source failing from then on.
 struct Faults : CopyStreamFaults {
     Faults(QString p, bool chunks, int call = -1, size_t bytes = 0)
         : path(std::move(p)), chunkByChunk(chunks), shortCall(call), allowed(bytes) {}
@@ -101,8 +100,7 @@ Outcome copyWith(const QString& source, const QStringList& destinations,
 
 using VerifiedCopy = FileOpsTest;
 
-// The copy goes one chunk per system call where faults ask for it, and several chunks per
-// call otherwise; both must come to the same.
+// One chunk per system call where faults ask for it, several otherwise: both come to the same.
 TEST_F(VerifiedCopy, OneDestinationReadingBackOtherBytesIsTheOnlyFailureAndTheCopySucceeds) {
     const QByteArray contents = pattern(200000);
     const QString source = writeWork("Cut.fcp", contents), good = work("a/Cut.fcp"), bad = work("b/Cut.fcp");
@@ -149,8 +147,7 @@ TEST_P(BothPaths, CopyEveryByteAndReportEveryFortyMebibytes) {
     const Outcome one = copyWith(source, destinations, std::make_shared<CopyStreamFaults>(), stop);
     EXPECT_EQ(copyWith(source, destinations, nullptr, stop), one);
 
-    // A report after each full step (the copy is asked whether to go on after each), one at
-    // the end; a stop at the first question leaves the copy as far as it got.
+    // A report (and a question) after each full step, one at the end; a stop leaves the copy there.
     QList<quint64> progress;
     for (quint64 at = kStep; at <= quint64(size) && !(stop && !progress.isEmpty()); at += kStep)
         progress << at;
@@ -182,8 +179,7 @@ INSTANTIATE_TEST_SUITE_P(Sizes, BothPaths,
 TEST_F(VerifiedCopy, AShortWriteOrAFailingSourceGoesTheSameWayOnBothPaths) {
     const QByteArray contents = pattern(5 * 32768 + 100);
     const QString source = writeWork("Cut.fcp", contents), copy = work("copy.fcp");
-    // Chunk by chunk, the second chunk's call puts down 7232 bytes; several per call, the
-    // first call (four chunks) stops at the same byte.
+    // Chunk by chunk, the second call puts down 7232 bytes; four chunks a call, the first stops there.
     Outcome one = copyWith(source, {copy}, std::make_shared<Faults>(copy, true, 1, 7232));
     EXPECT_EQ(copyWith(source, {copy}, std::make_shared<Faults>(copy, false, 0, 40000)), one);
     EXPECT_TRUE(one.console.contains(QString("Error writing file %1: 1").arg(copy)));
@@ -256,12 +252,56 @@ TEST_F(VerifiedCopy, RefusalsSayWhyAndStopBeforeWriting) {
     EXPECT_EQ(QFileInfo(first).size(), 0);
 }
 
-// ---- The older form: a copy on the background copy service --------------------------------
+// Without a checksum: the kernel copies within a volume to one destination, memory otherwise.
+using KernelCopy = FileOpsTest;
 
+TEST_F(KernelCopy, WithinAVolumeAndAcrossVolumesEveryDestinationGetsEveryByte) {
+    Tmpfs volume(work("volume"), "size=320m");
+    if (!volume.mounted())
+        GTEST_SKIP() << volume.why().toStdString();
+    // The kernel's copy reports where the copy through memory does.
+    const qint64 size = 2 * qint64(BMFileManager::progressStep) + 12345;
+    const QByteArray contents = pattern(size);
+    const QString digest = Hash::hash(contents, Hash::Md5).toHex();
+    const QStringList one{work("volume/a/Cut.mov")}, two{work("volume/a/Cut.mov"), work("volume/b/Cut.mov")};
+    for (const QString& source : {writeWork("Cut.mov", contents), writeWork("volume/Cut.mov", contents)})
+        for (const QStringList& destinations : {one, two}) {
+            const Outcome c =
+                copyWith(source, destinations, nullptr, false, BMFileManager::Verification::None);
+            EXPECT_TRUE(c.result) << source.toStdString();
+            EXPECT_EQ(c.progress, (QList<quint64>{BMFileManager::progressStep,
+                                                  2 * BMFileManager::progressStep, quint64(size)}));
+            EXPECT_EQ(c.files, QStringList(destinations.size(), digest)) << source.toStdString();
+        }
+}
+
+TEST_F(KernelCopy, AFullVolumeKeepsNoPartialCopyAndSaysWhichFile) {
+    Tmpfs volume(work("small"), "size=1m");
+    if (!volume.mounted())
+        GTEST_SKIP() << volume.why().toStdString();
+    const QByteArray contents = pattern(700 * 1024);
+    const QString destination = work("small/copy.mov"), whole = work("whole.mov");
+    // Within the full volume (the kernel's copy) and into it from another (through memory).
+    for (const QString& source : {writeWork("small/Cut.mov", contents), writeWork("Cut.mov", contents)}) {
+        const Outcome c = copyWith(source, {destination}, nullptr, false, BMFileManager::Verification::None);
+        EXPECT_FALSE(c.result) << source.toStdString();
+        EXPECT_FALSE(QFileInfo::exists(destination)) << source.toStdString();
+        EXPECT_TRUE(c.console.join('\n').contains("Error writing file " + destination))
+            << c.console.join('\n').toStdString();
+        EXPECT_EQ(readFile(source), contents);
+    }
+    // Of two destinations, only the one that filled up goes; the whole copy stays.
+    EXPECT_FALSE(
+        copyWith(work("Cut.mov"), {whole, destination}, nullptr, false, BMFileManager::Verification::None)
+            .result);
+    EXPECT_FALSE(QFileInfo::exists(destination));
+    EXPECT_EQ(readFile(whole), contents);
+}
+
+// The older form: a copy on the background copy service.
 using OlderForm = FileOpsTest;
 
-// Starts the copy and serves events until it reports completion (at most 10 s); returns every
-// report, which must reach the main thread.
+// Serves events until the copy reports completion (at most 10 s); every report on the main thread.
 QList<QVariantMap> copyOnTheService(const QString& source, const QString& destination) {
     MainThread::setDispatch(MainThread::Dispatch::EventLoop);
     QList<QVariantMap> heard;

@@ -14,8 +14,7 @@
 
 namespace {
 
-// A form endpoint on the loopback: keeps each request's head and body as received, and
-// answers 200 unless told to stay silent.
+// A form endpoint on the loopback: keeps each request's head and body, answers 200 unless silent.
 class FormServer {
 public:
     struct Request {

@@ -15,8 +15,6 @@
 #include <QRegularExpression>
 #include <QThread>
 
-#include <gtest/gtest.h>
-
 namespace {
 
 class BugReporter : public TempHomeTest {
@@ -33,7 +31,6 @@ protected:
         TempHomeTest::TearDown();
     }
 
-    // Runs the probe under a time-out; its process id, or 0 when it hung.
     qint64 runProbe(const char* mode, QProcess::ExitStatus expected,
                     const QString& program = VESTRY_CRASH_REPORTER_PROBE) {
         const ProgramRun run =
@@ -65,8 +62,7 @@ TEST_F(BugReporter, AProcessKilledBySegvLeavesAReportThatTheNextStartHandsOver) 
     EXPECT_TRUE(report.contains("SIGSEGV (11)"));
     EXPECT_TRUE(report.contains("Backtrace:\n"));
 
-    // The settings file keeps whole seconds: a start in the crash's own second would see
-    // the report as newer than itself.
+    // The settings file keeps whole seconds: a start in the crash's second would miss the report.
     QThread::msleep(1000 - QTime::currentTime().msec() + 10);
     QString told;
     BMBugReporter::startBugReporter({}, {}, [&](const QString& log) { told = log; });
@@ -153,8 +149,8 @@ TEST_F(BugReporter, OnlyTheNewestMatchingReportOfTheFirstFolderWithOneCounts) {
     // Older than the launch: no crash.
     report("DiagnosticReports/Vestry_2026-01-01-000000-1.crash", 7200);
     EXPECT_TRUE(BMBugReporter::checkForCrashes("Vestry", markers).isEmpty());
-    // Another application's reports and a name without "_" never match; the case does not
-    // matter; the last in the listing is taken, and the CrashReporter folder comes first.
+    // Other applications' reports and names without "_" never match, in any case; the last in the
+    // listing is taken, and the CrashReporter folder comes first.
     report("CrashReporter/VestryHelper_2026-01-01-000000-1.crash", 10);
     report("CrashReporter/Vestry.crash", 10);
     EXPECT_TRUE(BMBugReporter::checkForCrashes("Vestry", markers).isEmpty());

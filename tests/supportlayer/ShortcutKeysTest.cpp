@@ -16,8 +16,7 @@ constexpr int keyA = 38, keyF5 = 71, keyUp = 111;
 
 TEST(ShortcutKeyCapture, ABareKeyBecomesShiftCommand) {
     const CapturedKey bare = CapturedKey::fromPress(0x10000 + keyF5, false, false, false, false);
-    // 16 bits of the code, Shift+Command.
-    EXPECT_EQ(bare.modifiers(), 768);
+    EXPECT_EQ(bare.modifiers(), 768); // 16 bits of the code, Shift+Command
     EXPECT_EQ(BMShortcutKeyNames::nameForKeyCode(bare.keycode, bare.modifiers()), "Shift+Cmd+F5");
 
     // Any one modifier held is taken as it is.
