@@ -27,10 +27,6 @@ protected:
                (relative.isEmpty() ? "" : "/" + relative);
     }
     QString inTrash(const QString& name) const { return home().home() + "/.local/share/Trash/files/" + name; }
-    static QByteArray contents(const QString& path) {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(missing)");
-    }
     void removeProject(const QString& name) {
         select({projectIndex(name)});
         Answerer answer("Remove");
@@ -39,6 +35,23 @@ protected:
     RecentlyRemovedDialog* openDialog() {
         menu().recentlyRemoved->trigger();
         return controller->mainWindow()->findChild<RecentlyRemovedDialog*>();
+    }
+    // Puts back the dialog's only row where that is refused: the alert's explanation, the row kept.
+    QString refusedPutBack() {
+        RecentlyRemovedDialog* dialog = openDialog();
+        EXPECT_TRUE(dialog && dialog->list()->topLevelItemCount() == 1);
+        if (!dialog || dialog->list()->topLevelItemCount() != 1)
+            return QString();
+        dialog->list()->topLevelItem(0)->setSelected(true);
+        Answerer answer("OK");
+        QSignalSpy finished(dialog, &RecentlyRemovedDialog::workFinished);
+        dialog->putBackButton()->click();
+        EXPECT_TRUE(finished.wait(10000));
+        controller->waitForWorkers();
+        EXPECT_TRUE(waitFor([&] { return answer.count == 1; }));
+        EXPECT_EQ(answer.text, "Nothing was put back.");
+        EXPECT_EQ(dialog->list()->topLevelItemCount(), 1);
+        return answer.informative;
     }
 };
 
@@ -60,7 +73,7 @@ TEST_F(RecentlyRemoved, ListsWhatTheRemovalTrashedAndPutsTheSelectedRowBack) {
     QSignalSpy finished(dialog, &RecentlyRemovedDialog::workFinished);
     expectRebuild([&] { dialog->putBackButton()->click(); });
     EXPECT_EQ(finished.size(), 1);
-    EXPECT_EQ(contents(premiere("Alpha/Alpha-1.prproj")), "Alpha/Alpha-1.prproj");
+    EXPECT_EQ(readFile(premiere("Alpha/Alpha-1.prproj")), "Alpha/Alpha-1.prproj");
     EXPECT_EQ(dialog->list()->topLevelItemCount(), 0);
     EXPECT_EQ(projectNames(), (QStringList{"Alpha", "Beta"}));
 }
@@ -69,24 +82,10 @@ TEST_F(RecentlyRemoved, AFileAtTheOriginalPathIsNeverReplacedAndTheAlertSaysWhy)
     start();
     removeProject("Beta");
     write("Documents/Adobe Premiere Pro Auto-Save/Beta/Beta-1.prproj", "newer work");
-    RecentlyRemovedDialog* dialog = openDialog();
-    ASSERT_NE(dialog, nullptr);
-    ASSERT_EQ(dialog->list()->topLevelItemCount(), 1);
-
-    ASSERT_EQ(dialog->list()->topLevelItemCount(), 1);
-    dialog->list()->topLevelItem(0)->setSelected(true);
-
-    Answerer answer("OK");
-    QSignalSpy finished(dialog, &RecentlyRemovedDialog::workFinished);
-    dialog->putBackButton()->click();
-    ASSERT_TRUE(finished.wait(10000));
-    controller->waitForWorkers();
-    ASSERT_TRUE(waitFor([&] { return answer.count == 1; }));
-    EXPECT_EQ(answer.text, "Nothing was put back.");
-    EXPECT_TRUE(answer.informative.contains("Beta-1.prproj")) << answer.informative.toStdString();
-    EXPECT_EQ(contents(premiere("Beta/Beta-1.prproj")), "newer work");
-    EXPECT_EQ(contents(inTrash("Beta-1.prproj")), "Beta/Beta-1.prproj");
-    EXPECT_EQ(dialog->list()->topLevelItemCount(), 1);
+    const QString why = refusedPutBack();
+    EXPECT_TRUE(why.contains("Beta-1.prproj")) << why.toStdString();
+    EXPECT_EQ(readFile(premiere("Beta/Beta-1.prproj")), "newer work");
+    EXPECT_EQ(readFile(inTrash("Beta-1.prproj")), "Beta/Beta-1.prproj");
 }
 
 TEST_F(RecentlyRemoved, WhileAnotherRunHoldsTheLocationNothingIsPutBackAndTheAlertNamesTheHolder) {
@@ -100,23 +99,10 @@ TEST_F(RecentlyRemoved, WhileAnotherRunHoldsTheLocationNothingIsPutBackAndTheAle
     const auto held =
         LocationLock::acquire(premiere(), "vestry-helper -clean", std::chrono::milliseconds(0), &error);
     ASSERT_TRUE(held) << error.toStdString();
-    RecentlyRemovedDialog* dialog = openDialog();
-    ASSERT_NE(dialog, nullptr);
-
-    ASSERT_EQ(dialog->list()->topLevelItemCount(), 1);
-    dialog->list()->topLevelItem(0)->setSelected(true);
-
-    Answerer answer("OK");
-    QSignalSpy finished(dialog, &RecentlyRemovedDialog::workFinished);
-    dialog->putBackButton()->click();
-    ASSERT_TRUE(finished.wait(10000));
-    controller->waitForWorkers();
-    ASSERT_TRUE(waitFor([&] { return answer.count == 1; }));
-    EXPECT_EQ(answer.text, "Nothing was put back.");
-    EXPECT_TRUE(answer.informative.contains(
+    const QString why = refusedPutBack();
+    EXPECT_TRUE(why.contains(
         QString(" is busy: another Vestry run (process %1, vestry-helper -clean)").arg(::getpid())))
-        << answer.informative.toStdString();
-    EXPECT_EQ(contents(inTrash("Alpha-1.prproj")), "Alpha/Alpha-1.prproj");
+        << why.toStdString();
+    EXPECT_EQ(readFile(inTrash("Alpha-1.prproj")), "Alpha/Alpha-1.prproj");
     EXPECT_FALSE(QFileInfo::exists(premiere("Alpha")));
-    EXPECT_EQ(dialog->list()->topLevelItemCount(), 1);
 }
