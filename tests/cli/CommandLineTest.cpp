@@ -346,30 +346,30 @@ TEST_F(CommandLine, LinksAndNamesThatAreNotUtf8AreNamedAndSuchAFileGoesToTheTras
 }
 
 TEST_F(CommandLine, PruneWaitsForAnotherRunsLockThenNamesTheHolder) {
-    LockHolder holder(LocationLock::lockFilePath(premiere));
-    ASSERT_TRUE(holder.holds());
+    const std::optional<LocationLock> held = holdLocation();
+    ASSERT_TRUE(held);
     QProcessEnvironment env = environment();
     env.insert("VESTRY_LOCK_WAIT_MS", "1500");
     QElapsedTimer timer;
     timer.start();
-    const Outcome result = run({"prune", "--keep", "1", premiere}, env);
+    const Outcome busy = run({"prune", "--keep", "1", premiere}, env);
     EXPECT_GE(timer.elapsed(), 1500);
     EXPECT_LT(timer.elapsed(), 20000);
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_TRUE(result.err.startsWith("vestry prune: " + premiere + " is busy"));
+    EXPECT_EQ(busy.exitCode, 1);
+    EXPECT_TRUE(busy.err.startsWith("vestry prune: " + premiere + " is busy"));
     EXPECT_TRUE(
-        result.err.contains(QString("(process %1, vestry archive: archiving autosaves)").arg(holder.pid())))
-        << result.err.toStdString();
+        busy.err.contains(QString("(process %1, vestry archive: archiving autosaves)").arg(::getpid())))
+        << busy.err.toStdString();
     EXPECT_EQ(autosavesLeft(), kAll);
     EXPECT_TRUE(trashRecords().isEmpty());
 }
 
 TEST_F(CommandLine, TwoPrunesAtOnceTrashEachAutosaveOnceAndFindTheRestAlreadyGone) {
-    const QString lockFile = LocationLock::lockFilePath(premiere);
-    // Both have scanned and wait for the location when the holder lets go.
-    LockHolder holder(lockFile);
-    ASSERT_TRUE(holder.holds());
+    std::optional<LocationLock> held = holdLocation();
+    ASSERT_TRUE(held);
     QProcessEnvironment env = environment();
+    // Both have scanned and wait for the location when the holder lets go.
+    const QString lockFile = LocationLock::lockFilePath(premiere);
     env.insert("VESTRY_LOCK_WAIT_MS", "30000");
     std::unique_ptr<QProcess> prunes[2];
     for (auto& prune : prunes)
@@ -379,7 +379,7 @@ TEST_F(CommandLine, TwoPrunesAtOnceTrashEachAutosaveOnceAndFindTheRestAlreadyGon
     while (!(hasOpen(prunes[0]->processId(), lockFile) && hasOpen(prunes[1]->processId(), lockFile)) &&
            timer.elapsed() < 30000)
         QThread::msleep(20);
-    holder.release();
+    held.reset();
     QString err;
     for (auto& prune : prunes) {
         const Outcome result = finishProgram(*prune, 40000);
@@ -457,9 +457,8 @@ TEST_F(CommandLine, ALocationTheUserMayNotReadIsAnErrorNamingTheCause) {
 // Ctrl+C comes while the prune waits for the location this test holds, so it lands before the
 // first file whatever the machine's speed.
 TEST_F(CommandLine, CtrlCStopsAPruneBetweenFilesSaysSoAndExitsAsInterrupted) {
-    QString error;
-    std::optional<LocationLock> held = LocationLock::acquire(premiere, "testing", {}, &error);
-    ASSERT_TRUE(held) << error.toStdString();
+    std::optional<LocationLock> held = holdLocation();
+    ASSERT_TRUE(held);
     QProcess prune;
     QProcessEnvironment env = environment();
     env.insert("VESTRY_LOCK_WAIT_MS", "30000");
