@@ -77,12 +77,10 @@ const char kText[] =
     R"~(Total: 8 projects, 12 autosaves, 5,125,513,142 bytes (4.77 GB)
 )~";
 
-class ListOutput : public TempHomeTest {
+class ListOutput : public CommandLine {
 protected:
     void SetUp() override {
-        TempHomeTest::SetUp();
-        if (actingForAnotherConsoleUser())
-            GTEST_SKIP() << "running as root for another console user";
+        CommandLine::SetUp();
         root = QFile::encodeName(home().root()) + "/t";
     }
 
@@ -111,15 +109,10 @@ protected:
         arguments << options;
         for (const QString& location : locations)
             arguments << QFile::decodeName(root) + "/" + location;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("LC_ALL", "en_US.UTF-8");
-        environment.insert("TZ", "UTC");
         QProcess process;
-        process.setProcessEnvironment(environment);
+        process.setProcessEnvironment(environment());
         if (asNobody)
-            process.start("/usr/bin/setpriv",
-                          QStringList{"--reuid=nobody", "--regid=nogroup", "--clear-groups", VESTRY_PROGRAM} +
-                              arguments);
+            process.start("/usr/bin/setpriv", setprivAsNobody() + QStringList{VESTRY_PROGRAM} + arguments);
         else
             process.start(VESTRY_PROGRAM, arguments);
         if (!process.waitForFinished(60000)) {
@@ -189,10 +182,7 @@ TEST_F(ListOutput, FoldersThatCannotBeReadOnTheWayAreNamedAndTheRestListed) {
     if (!made)
         GTEST_SKIP() << "this file system refuses user extended attributes";
     QDir().mkpath(QFile::decodeName(root + "/Avid Attic/kim"));
-    QProcess chmod;
-    chmod.start("chmod", {"-R", "a+rwX", home().root()});
-    if (::getuid() != 0 || !QFileInfo("/usr/bin/setpriv").isExecutable() || !chmod.waitForFinished() ||
-        chmod.exitCode() != 0)
+    if (!openToNobody())
         GTEST_SKIP() << "needs root to run vestry as nobody";
     for (const char* shut : {"/Adobe Premiere Pro Auto-Save/Shut", "/Avid Attic/jo/Bins/Shut"})
         ::chmod(root + shut, 0700);
