@@ -4,7 +4,6 @@
 #include "app/BusySpinner.h"
 #include "app/ProgressSheet.h"
 #include "foundation/BMSettings.h"
-#include "foundation/LocationLock.h"
 #include "foundation/SettingsKeys.h"
 
 #include <QAction>
@@ -38,9 +37,6 @@ protected:
     }
     QString library() const { return home().home() + "/Movies/Wedding.fcpbundle"; }
     QString ceremony(const QString& file) const { return library() + "/Ceremony/" + file + ".fcpevent"; }
-    QStringList trashed() const {
-        return QDir(home().home() + "/.local/share/Trash/files").entryList(QDir::Files, QDir::Name);
-    }
 };
 
 } // namespace
@@ -267,14 +263,8 @@ TEST_F(Actions, MovingTheOnlyAutosaveTakesTheFolderAndRebuildsCopyingDoesNeither
 
 TEST_F(Actions, AMoveWhileAnotherRunHoldsTheLocationMovesNothingAndTheAlertNamesTheHolder) {
     start();
-    struct ShortWait {
-        ShortWait() { qputenv("VESTRY_LOCK_WAIT_MS", "300"); }
-        ~ShortWait() { qunsetenv("VESTRY_LOCK_WAIT_MS"); }
-    } shortWait;
-    QString error;
-    const auto held = LocationLock::acquire(premiere(), "vestry prune: moving autosaves to the Trash",
-                                            std::chrono::milliseconds(0), &error);
-    ASSERT_TRUE(held) << error.toStdString();
+    const auto held = holdLocation(premiere(), "vestry prune: moving autosaves to the Trash");
+    ASSERT_TRUE(held);
     chosenFolder = home().makeFolder("Kept");
     select({projectIndex("Alpha")});
     Answerer answer("OK");
