@@ -645,7 +645,18 @@ TEST_F(HelperCommand, TheComputersJobsAreRootsOnly) {
     EXPECT_FALSE(QFileInfo::exists(settingsFile));
 }
 
-TEST_F(CommandLine, RunsLogApartFromTheWindowAndGatherLogsPutsThemOnTheDesktop) {
+TEST_F(CommandLine, RunsLogApartFromTheWindowAndGatherLogsPutsThemOnTheDesktopOrSaysThereAreNone) {
+    // With logging switched off the run itself leaves no log to gather.
+    const QString global = home().home() + "/.config/com.brightmoor.global.plist";
+    write(global, PlistFile::toXml(QVariantMap{{SettingsKey::disableLogging, "1"}}));
+    const QString archive = BMLocalPaths::desktopDirectory() + "/Vestry Logs.zip";
+    Outcome gathered = run({"gather-logs"});
+    EXPECT_EQ(gathered.exitCode, 1);
+    EXPECT_TRUE(gathered.out.isEmpty());
+    EXPECT_TRUE(gathered.err.contains("No logs found")) << gathered.err.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(archive));
+    ASSERT_TRUE(QFile::remove(global));
+
     const QString logs = BMLog::logFolder();
     write(logs + "/Vestry.1.log", "the window's log");
     // More runs than the log keeps generations: the window's log is never rotated away.
@@ -653,26 +664,13 @@ TEST_F(CommandLine, RunsLogApartFromTheWindowAndGatherLogsPutsThemOnTheDesktop) 
         ASSERT_EQ(run({"list"}).exitCode, 0);
     EXPECT_EQ(readFile(logs + "/Vestry.1.log"), "the window's log");
     EXPECT_TRUE(QFileInfo::exists(logs + "/Vestry.cli.5.log"));
-
-    const Outcome gathered = run({"gather-logs"});
-    const QString archive = BMLocalPaths::desktopDirectory() + "/Vestry Logs.zip";
+    gathered = run({"gather-logs"});
     EXPECT_EQ(gathered.exitCode, 0) << gathered.err.toStdString();
     EXPECT_EQ(gathered.out, archive + "\n");
     EXPECT_TRUE(gathered.err.contains("Logs gathered successfully")) << gathered.err.toStdString();
     const QStringList entries = zipEntryNames(archive);
     for (const char* name : {"Vestry.1.log", "Vestry.cli.1.log", "Vestry.cli.5.log"})
         EXPECT_TRUE(entries.contains("BM_App_Logs" + logs + "/" + name)) << name;
-}
-
-TEST_F(CommandLine, GatherLogsWithNothingToGatherFailsSayingSo) {
-    // With logging switched off the run itself leaves no log to gather.
-    write(home().home() + "/.config/com.brightmoor.global.plist",
-          PlistFile::toXml(QVariantMap{{SettingsKey::disableLogging, "1"}}));
-    const Outcome gathered = run({"gather-logs"});
-    EXPECT_EQ(gathered.exitCode, 1);
-    EXPECT_TRUE(gathered.out.isEmpty());
-    EXPECT_TRUE(gathered.err.contains("No logs found")) << gathered.err.toStdString();
-    EXPECT_FALSE(QFileInfo::exists(BMLocalPaths::desktopDirectory() + "/Vestry Logs.zip"));
 }
 
 TEST_F(CommandLine, TheWindowKilledBySegvLeavesACrashReport) {
