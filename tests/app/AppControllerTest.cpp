@@ -326,13 +326,20 @@ TEST_F(Controller, AFolderFoundByTheNameSearchIsStoredAndShown) {
               (QStringList{"~/Documents/Adobe Premiere Pro Auto-Save", "~/Movies/Autosave Vault", found}));
 }
 
-TEST_F(Controller, UntickingPremiereGroupingRebuildsWithTheLastDashRule) {
+TEST_F(Controller, PremiereGroupingIsOnUntilUntickedWhichIsStoredAndRebuildsWithTheLastDashRule) {
     write("Documents/Adobe Premiere Pro Auto-Save/Cut-2019-11-04_15-04-08.prproj");
     write("Documents/Adobe Premiere Pro Auto-Save/Cut.prproj");
     start();
+    QCheckBox* box = controller->preferencesWindow()->premiereGroupingBox();
+    EXPECT_TRUE(box->isChecked());
     EXPECT_EQ(projectNames(), (QStringList{"Alpha", "Beta", "Cut", "Gamma", "Promo"}));
-    expectRebuild([&] { controller->preferencesWindow()->premiereGroupingBox()->click(); });
+    expectRebuild([&] { box->click(); });
     EXPECT_EQ(projectNames(), (QStringList{"", "Alpha", "Beta", "Cut-2019-11-04_15-04", "Gamma", "Promo"}));
+    // Stored as a value of its own, not left to the default; what is stored shows again.
+    EXPECT_EQ(settings().value(SettingsKey::premiereGroupTimestampedCopies), QVariant(false));
+    settings().setValue(SettingsKey::premiereGroupTimestampedCopies, true);
+    controller->preferencesWindow()->refreshFromSettings();
+    EXPECT_TRUE(box->isChecked());
 }
 
 TEST_F(Controller, AStoredLocationOnADriveThatIsNotMountedIsShownOfflineAndKeptUntilItComesBack) {
