@@ -18,19 +18,14 @@ QStringList originals(const QList<TrashedItem>& items) {
     return paths;
 }
 
-BMAutoItemList autosavesNamed(const BMProjectList& projects, const QStringList& names) {
-    BMAutoItemList items;
-    for (const SelectedRow& row : selectRows(projects, names))
-        items << row.item;
-    return items;
-}
-
 } // namespace
 
 class Restore : public ActionsTest {
 protected:
     QStringList locations() const { return {premiere()}; }
-    BMAutoItemList autosaves(const QStringList& names) const { return autosavesNamed(projects, names); }
+    BMAutoItemList autosaves(const QStringList& names) const {
+        return AutosaveSelection::autosavesOf(rows(names));
+    }
 };
 
 TEST_F(Restore, ListsTheLocationsItemsNewestFirstPutsThemBackAndNeverOverwrites) {
@@ -122,13 +117,13 @@ protected:
 };
 
 TEST_F(RestoreFromAVolume, ItemsComeBackFromTheVolumesTrashAndAcrossVolumesFromTheHomeTrash) {
-    ASSERT_TRUE(AutosaveRemoval::removeChildren(autosavesNamed(projects, {"Cut-1.prproj"})).ok());
+    ASSERT_TRUE(AutosaveRemoval::removeChildren(autosaves({"Cut-1.prproj"})).ok());
     const QString volumeTrash = disk + "/.Trash-" + QString::number(::getuid());
     ASSERT_TRUE(QFileInfo::exists(volumeTrash + "/files/Cut-1.prproj"));
     // Where the volume's Trash cannot be made, the item is copied into the home Trash.
     ASSERT_TRUE(QFile::rename(volumeTrash, disk + "/old Trash"));
     home().writeFile(volumeTrash, "not a folder");
-    ASSERT_TRUE(AutosaveRemoval::removeChildren(autosavesNamed(projects, {"Cut-2.prproj"})).ok());
+    ASSERT_TRUE(AutosaveRemoval::removeChildren(autosaves({"Cut-2.prproj"})).ok());
     ASSERT_TRUE(QFile::remove(volumeTrash));
     ASSERT_TRUE(QFile::rename(disk + "/old Trash", volumeTrash));
     ASSERT_TRUE(QFileInfo::exists(home().home() + "/.local/share/Trash/files/Cut-2.prproj"));
@@ -144,7 +139,7 @@ TEST_F(RestoreFromAVolume, ItemsComeBackFromTheVolumesTrashAndAcrossVolumesFromT
 }
 
 TEST_F(RestoreFromAVolume, AFailureNamesTheFileAndTheCauseAndLeavesTheItemWithItsRecord) {
-    ASSERT_TRUE(AutosaveRemoval::removeChildren(autosavesNamed(projects, {"Cut-1.prproj"})).ok());
+    ASSERT_TRUE(AutosaveRemoval::removeChildren(autosaves({"Cut-1.prproj"})).ok());
     const QString volumeTrash = disk + "/.Trash-" + QString::number(::getuid());
     // A link planted at the top of the volume is no Trash of the user's.
     const QString elsewhere = home().makeFolder("elsewhere");

@@ -254,7 +254,7 @@ TEST_F(Controller, BecomingActiveOrShowingTheLocationsTabRebuildsOnlyWhenIdle) {
     expectRebuild([&] { tabs->setCurrentIndex(PreferencesWindow::LocationsTab); });
 }
 
-TEST_F(Controller, HelpAndLogMenusOpenTheirPlaces) {
+TEST_F(Controller, HelpAndLogMenusOpenTheirPlacesAndGatherLogsPutsBothProgramsLogsOnTheDesktop) {
     start();
     const MainWindow::Actions& menu = controller->mainWindow()->actions();
     {
@@ -293,22 +293,17 @@ TEST_F(Controller, HelpAndLogMenusOpenTheirPlaces) {
     EXPECT_EQ(answer.text, "The log could not be opened.");
     EXPECT_EQ(answer.informative, "No application that shows text files could be started. The log is " +
                                       home().home() + "/.local/state/Brightmoor/Vestry.1.log.");
-}
 
-TEST_F(Controller, GatherLogsPutsTheLogsOfBothProgramsOnTheDesktop) {
-    start();
-    write(".local/state/Brightmoor/Vestry.task.1.log", "log");
+    // Gather Logs puts the logs of both programs on the desktop.
     write(".config/com.brightmoor.VestryHelper.plist", "x");
-    Answerer answer("OK");
-    controller->mainWindow()->actions().gatherLogs->trigger();
-    ASSERT_TRUE(waitFor([&] { return answer.count == 1; }));
+    menu.gatherLogs->trigger();
+    ASSERT_TRUE(waitFor([&] { return answer.count == 2; }));
     EXPECT_EQ(answer.text, "Logs gathered successfully");
     EXPECT_EQ(answer.parent, controller->mainWindow());
     const QStringList entries = zipEntryNames(BMLocalPaths::desktopDirectory() + "/Vestry Logs.zip");
-    EXPECT_TRUE(
-        entries.contains("BM_App_Logs" + home().home() + "/.local/state/Brightmoor/Vestry.task.1.log"));
-    EXPECT_TRUE(
-        entries.contains("BM_App_Logs" + home().home() + "/.config/com.brightmoor.VestryHelper.plist"));
+    for (const char* log :
+         {"/.local/state/Brightmoor/Vestry.task.1.log", "/.config/com.brightmoor.VestryHelper.plist"})
+        EXPECT_TRUE(entries.contains("BM_App_Logs" + home().home() + log)) << log;
 }
 
 TEST_F(Controller, AFolderFoundByTheNameSearchIsStoredAndShown) {
@@ -331,13 +326,20 @@ TEST_F(Controller, AFolderFoundByTheNameSearchIsStoredAndShown) {
               (QStringList{"~/Documents/Adobe Premiere Pro Auto-Save", "~/Movies/Autosave Vault", found}));
 }
 
-TEST_F(Controller, UntickingPremiereGroupingRebuildsWithTheLastDashRule) {
+TEST_F(Controller, PremiereGroupingIsOnUntilUntickedWhichIsStoredAndRebuildsWithTheLastDashRule) {
     write("Documents/Adobe Premiere Pro Auto-Save/Cut-2019-11-04_15-04-08.prproj");
     write("Documents/Adobe Premiere Pro Auto-Save/Cut.prproj");
     start();
+    QCheckBox* box = controller->preferencesWindow()->premiereGroupingBox();
+    EXPECT_TRUE(box->isChecked());
     EXPECT_EQ(projectNames(), (QStringList{"Alpha", "Beta", "Cut", "Gamma", "Promo"}));
-    expectRebuild([&] { controller->preferencesWindow()->premiereGroupingBox()->click(); });
+    expectRebuild([&] { box->click(); });
     EXPECT_EQ(projectNames(), (QStringList{"", "Alpha", "Beta", "Cut-2019-11-04_15-04", "Gamma", "Promo"}));
+    // Stored as a value of its own, not left to the default; what is stored shows again.
+    EXPECT_EQ(settings().value(SettingsKey::premiereGroupTimestampedCopies), QVariant(false));
+    settings().setValue(SettingsKey::premiereGroupTimestampedCopies, true);
+    controller->preferencesWindow()->refreshFromSettings();
+    EXPECT_TRUE(box->isChecked());
 }
 
 TEST_F(Controller, AStoredLocationOnADriveThatIsNotMountedIsShownOfflineAndKeptUntilItComesBack) {

@@ -4,13 +4,14 @@
 #include "app/BusySpinner.h"
 #include "app/ProgressSheet.h"
 #include "foundation/BMSettings.h"
-#include "foundation/LocationLock.h"
 #include "foundation/SettingsKeys.h"
 
 #include <QAction>
 #include <QContextMenuEvent>
 #include <QMenu>
+#include <QPushButton>
 #include <QTest>
+#include <QThread>
 
 #include <unistd.h>
 
@@ -36,9 +37,6 @@ protected:
     }
     QString library() const { return home().home() + "/Movies/Wedding.fcpbundle"; }
     QString ceremony(const QString& file) const { return library() + "/Ceremony/" + file + ".fcpevent"; }
-    QStringList trashed() const {
-        return QDir(home().home() + "/.local/share/Trash/files").entryList(QDir::Files, QDir::Name);
-    }
 };
 
 } // namespace
@@ -134,26 +132,38 @@ TEST_F(Actions, OneAutosaveOpensWithoutAQuestionMoreAskWithTheCountAndCancelOpen
                                             "com.adobe.AdobePremierePro"}}));
 }
 
+// Where Final Cut Pro X cannot start after a restore, an alert says so.
 TEST_F(Actions, EventBackupsAreRestoredByOpenOrByTheirOwnMenuEachStartingFinalCutXOnce) {
     start();
     select({itemIndex("Beta", 0)});
     EXPECT_FALSE(menu().restoreEvent->isEnabled());
     select({projectIndex("Ceremony")});
     EXPECT_FALSE(menu().restoreEvent->isEnabled()); // offered for a backup row only
-    Answerer answer("Open");
-    menu().open->trigger();
-    controller->waitForWorkers();
-    EXPECT_EQ(answer.text, "Are you sure you wish to open 0 items?");
-    EXPECT_EQ(home().platform().launched(), QStringList{"com.apple.FinalCut"});
-    EXPECT_EQ(readFile(ceremony("CurrentVersion")), readFile(ceremony("Backups/Ceremony 2")));
+    {
+        Answerer answer("Open");
+        menu().open->trigger();
+        controller->waitForWorkers();
+        EXPECT_EQ(answer.text, "Are you sure you wish to open 0 items?");
+        EXPECT_EQ(home().platform().launched(), QStringList{"com.apple.FinalCut"});
+        EXPECT_EQ(readFile(ceremony("CurrentVersion")), readFile(ceremony("Backups/Ceremony 2")));
 
-    select({itemIndex("Ceremony", 0)});
-    EXPECT_TRUE(menu().restoreEvent->isEnabled());
-    menu().restoreEvent->trigger();
-    controller->waitForWorkers();
-    EXPECT_EQ(answer.count, 1);
-    EXPECT_EQ(readFile(ceremony("CurrentVersion")), readFile(ceremony("Backups/Ceremony 1")));
-    EXPECT_EQ(home().platform().launched(), (QStringList{"com.apple.FinalCut", "com.apple.FinalCut"}));
+        select({itemIndex("Ceremony", 0)});
+        EXPECT_TRUE(menu().restoreEvent->isEnabled());
+        menu().restoreEvent->trigger();
+        controller->waitForWorkers();
+        EXPECT_EQ(answer.count, 1);
+        EXPECT_EQ(readFile(ceremony("CurrentVersion")), readFile(ceremony("Backups/Ceremony 1")));
+        EXPECT_EQ(home().platform().launched(), (QStringList{"com.apple.FinalCut", "com.apple.FinalCut"}));
+    }
+    home().platform().canLaunch = false;
+    Answerer answer("OK");
+    for (QAction* action : {menu().restoreEvent, menu().open}) {
+        action->trigger();
+        controller->waitForWorkers();
+    }
+    EXPECT_EQ(answer.count, 2);
+    EXPECT_EQ(answer.text, "Final Cut Pro X could not be started.");
+    EXPECT_EQ(answer.informative, "No application that opens Final Cut Pro X events could be started.");
 }
 
 // A right click as the window system delivers it: to the viewport, in its coordinates.
@@ -253,14 +263,8 @@ TEST_F(Actions, MovingTheOnlyAutosaveTakesTheFolderAndRebuildsCopyingDoesNeither
 
 TEST_F(Actions, AMoveWhileAnotherRunHoldsTheLocationMovesNothingAndTheAlertNamesTheHolder) {
     start();
-    struct ShortWait {
-        ShortWait() { qputenv("VESTRY_LOCK_WAIT_MS", "300"); }
-        ~ShortWait() { qunsetenv("VESTRY_LOCK_WAIT_MS"); }
-    } shortWait;
-    QString error;
-    const auto held = LocationLock::acquire(premiere(), "vestry prune: moving autosaves to the Trash",
-                                            std::chrono::milliseconds(0), &error);
-    ASSERT_TRUE(held) << error.toStdString();
+    const auto held = holdLocation(premiere(), "vestry prune: moving autosaves to the Trash");
+    ASSERT_TRUE(held);
     chosenFolder = home().makeFolder("Kept");
     select({projectIndex("Alpha")});
     Answerer answer("OK");
@@ -306,4 +310,46 @@ TEST_F(Actions, OpenAndRevealFailuresAreAlertsAndAFailedOpenOffersTheFileManager
     ASSERT_TRUE(waitFor([&] { return answer.count == 1; }));
     EXPECT_EQ(answer.text, "“Beta-1.prproj” could not be shown in the file manager.");
     EXPECT_EQ(answer.informative, "No file manager could be started. It is in " + premiere("Beta") + ".");
+}
+
+// The progress sheet's Cancel, clicked or Esc, while the window removes a few hundred autosaves.
+TEST_F(Actions, ProgressSheetCancelOrEscStopsARemovalBetweenFilesAndTheWindowSaysWhatWasDone) {
+    const QString big = home().home() + "/Documents/Adobe Premiere Pro Auto-Save/Big";
+    for (int i = 1; i <= 300; ++i)
+        write(QString("Documents/Adobe Premiere Pro Auto-Save/Big/Big-%1.prproj").arg(i));
+    start();
+    AutosaveActions::Environment slow;
+    slow.watchProgress = [](const ActionProgress&) { QThread::msleep(4); }; // time to show the sheet
+    actions->setEnvironment(slow);
+    ProgressSheet* sheet = controller->mainWindow()->progressSheet();
+
+    for (const bool escape : {false, true}) {
+        const qsizetype before = QDir(big).entryList(QDir::Files).size();
+        select({projectIndex("Big")});
+        QSignalSpy rebuilt(controller.get(), &AppController::catalogueRebuilt);
+        {
+            Answerer confirm("Remove");
+            menu().remove->trigger();
+            ASSERT_TRUE(waitFor([&] { return sheet->isVisible() && confirm.count == 1; }));
+        }
+        QPushButton* cancel = sheet->cancelButton();
+        EXPECT_EQ(cancel->text(), "Cancel");
+        escape ? QTest::keyClick(sheet, Qt::Key_Escape) : QTest::mouseClick(cancel, Qt::LeftButton);
+        EXPECT_EQ(cancel->text(), "Cancelling…");
+        EXPECT_FALSE(cancel->isEnabled());
+
+        QPointer<QMessageBox> told;
+        ASSERT_TRUE(waitFor([&] { return (told = visibleAlert()) != nullptr; }));
+        const qsizetype left = QDir(big).entryList(QDir::Files).size();
+        EXPECT_TRUE(left > 0 && left < before) << left;
+        EXPECT_EQ(told->text(),
+                  QString("Cancelled: %1 of %2 autosaves were moved to the Trash; the other %3 are "
+                          "untouched.")
+                      .arg(before - left)
+                      .arg(before)
+                      .arg(left));
+        clickButton(told, "OK");
+        ASSERT_TRUE(waitFor([&] { return rebuilt.count() > 0; }));
+        controller->waitForWorkers();
+    }
 }

@@ -80,17 +80,6 @@ TEST_F(Preferences, CleanUpTabFollowsItsBox) {
     EXPECT_TRUE(window->cleanNote()->isHidden());
 }
 
-TEST_F(Preferences, PremiereGroupingIsOnUntilUnticked) {
-    QCheckBox* box = window->premiereGroupingBox();
-    EXPECT_TRUE(box->isChecked());
-    box->click(); // its signal is met in the controller's test
-    // Stored as a value of its own, not left to the default.
-    EXPECT_EQ(settings().value(SettingsKey::premiereGroupTimestampedCopies), QVariant(false));
-    settings().setValue(SettingsKey::premiereGroupTimestampedCopies, true);
-    window->refreshFromSettings();
-    EXPECT_TRUE(box->isChecked());
-}
-
 TEST_F(Preferences, FolderChoicesKeepWhatTheUserTyped) {
     settings().setValue(SettingsKey::autosaveFolder, "~/Movies/Autosave Vault");
     window->refreshFromSettings();

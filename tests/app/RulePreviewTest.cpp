@@ -32,9 +32,6 @@ protected:
     }
     static QString location() { return "Documents/Adobe Premiere Pro Auto-Save"; }
     QString path(const QString& file) const { return home().home() + "/" + location() + "/" + file; }
-    QStringList trashed() const {
-        return QDir(home().home() + "/.local/share/Trash/files").entryList(QDir::Files, QDir::Name);
-    }
     // The preview's answer replaced.
     void answerPreview(std::function<bool(RulePreviewSheet&)> preview) {
         AutosaveActions::Environment env;

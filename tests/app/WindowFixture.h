@@ -8,6 +8,7 @@
 #include "app/MainWindow.h"
 #include "app/RulePreviewSheet.h"
 #include "foundation/BMAuthorization.h"
+#include "foundation/LocationLock.h"
 #include "support/BMQC.h"
 
 #include <QAbstractButton>
@@ -102,6 +103,7 @@ protected:
         if (controller)
             controller->waitForWorkers();
         controller.reset();
+        qunsetenv("VESTRY_LOCK_WAIT_MS");
         analytics.reset();
         BMAuthorization::installShared(std::move(m_previousAuthorization));
         TempHomeTest::TearDown();
@@ -190,6 +192,19 @@ protected:
             names << index.data().toString();
         names.sort();
         return names;
+    }
+    // The location's lock held as another Vestry run holds it; the window waits for it briefly.
+    static std::optional<LocationLock> holdLocation(const QString& location, const QString& doing) {
+        qputenv("VESTRY_LOCK_WAIT_MS", "300");
+        QString error;
+        std::optional<LocationLock> held =
+            LocationLock::acquire(location, doing, std::chrono::milliseconds(0), &error);
+        EXPECT_TRUE(held) << error.toStdString();
+        return held;
+    }
+    // The names in the home's Trash, sorted.
+    QStringList trashed() const {
+        return QDir(home().home() + "/.local/share/Trash/files").entryList(QDir::Files, QDir::Name);
     }
     BMOutlineView* outline() const { return controller->mainWindow()->outlineView(); }
     const MainWindow::Actions& menu() const { return controller->mainWindow()->actions(); }

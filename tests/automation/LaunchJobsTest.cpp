@@ -159,12 +159,8 @@ TEST_F(LaunchJobsTest, TheUnitsOfBothJobsPassSystemdsVerification) {
         if (!files)
             return "refused: " + error;
         QStringList arguments{"verify"};
-        for (const LaunchJobFile& file : *files) {
-            QFile out(units + '/' + file.name);
-            out.open(QIODevice::WriteOnly);
-            out.write(file.contents);
-            arguments << out.fileName();
-        }
+        for (const LaunchJobFile& file : *files)
+            arguments << home().writeFile(units + '/' + file.name, file.contents);
         const ProgramRun analyze = runProgram("/usr/bin/systemd-analyze", arguments,
                                               {QProcessEnvironment::systemEnvironment(), QString(), 20000});
         return analyze.err + QString::number(analyze.exitCode);

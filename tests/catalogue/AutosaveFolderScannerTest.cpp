@@ -50,9 +50,8 @@ TEST_P(ScannerLayouts, BuildProjects) {
     EXPECT_EQ(status, row.status);
     // Handed over one by one, each project whole when it goes, in the same order.
     QStringList handed;
-    scanner.scanFolder(path(row.location), [&](const BMProjectPtr& project) {
-        handed << describe({project}, location);
-    });
+    scanner.scanFolder(path(row.location),
+                       [&](const BMProjectPtr& project) { handed << describe({project}, location); });
     EXPECT_EQ(handed.join("; "), row.expected);
     for (QString line : row.logged) {
         line.replace("@", location);
@@ -99,7 +98,8 @@ INSTANTIATE_TEST_SUITE_P(
             "Edit(2)@Edit: Edit-1.prproj:2 Edit-3.prproj:2; Titles(1)@Titles: T_2012-01-05_1030.motn:1; "
             "Titles(2)@Titles-2.prproj: Titles-2.prproj:2"},
         // Only the vault's files are told by their Finder type.
-        LayoutRow{"PremiereFilesAreTypedByTheirNameAlone", "Adobe Premiere Pro Auto-Save",
+        LayoutRow{"PremiereFilesAreTypedByTheirNameAlone",
+                  "Adobe Premiere Pro Auto-Save",
                   {"Edit/Edit-1.prproj|5|FCPF", "Edit/Edit_01-05-12_1030|5|FCPF"},
                   "Edit(2)@Edit: Edit-1.prproj:2"},
         LayoutRow{"DanglingLinksAreNeitherProjectsNorAutosaves",

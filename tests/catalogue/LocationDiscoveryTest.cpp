@@ -3,6 +3,7 @@
 #include "catalogue/LocationDiscovery.h"
 
 #include "CatalogueTestSupport.h"
+#include "catalogue/AutosaveFolderScanner.h"
 #include "catalogue/CatalogueLocations.h"
 #include "editorprefs/BMFCPPrefParser.h"
 #include "foundation/BMLocalPaths.h"
@@ -12,6 +13,7 @@
 #include "foundation/SettingsKeys.h"
 #include "support/BinaryPlist.h"
 #include "support/Gzip.h"
+#include "support/LogLines.h"
 #include "support/Tmpfs.h"
 
 #include <QCoreApplication>
@@ -21,6 +23,7 @@
 
 #include <future>
 #include <gtest/gtest.h>
+#include <stdexcept>
 
 class Discovery : public CatalogueTest::LoggedHomeTest {
 protected:
@@ -136,7 +139,17 @@ TEST_F(Discovery, StoresWhatEachSourceFindsInTheOrderOfTheSources) {
     EXPECT_EQ(calls, (QStringList{"folder " + fcp, "rebuild", "end"})) << "not the first search: no sheet";
     EXPECT_EQ(toolQueries(), (QStringList{"*Autosave Vault*", "*Adobe Premiere Pro Auto-Save*", "*.fcpbundle",
                                           "*Unity Attic*"}));
-    EXPECT_EQ(logText().count("Checking " + premiere), 1) << "a duplicate is not scanned again";
+    // Each source says so in the log, and each folder found is checked once (duplicates are not).
+    const auto checking = [](const QString& path) { return "Checking " + path + " for autosaves..."; };
+    QStringList lines{"Searching for new autosave paths..."};
+    for (const auto& [source, path] : {std::pair{"FCP", fcp}, {"FCE", fce}, {"Motion", motion}})
+        lines << QString("Loading autosave path from %1 preference file...").arg(source) << checking(path);
+    for (const QString& path : added.mid(3)) {
+        if (path == spotVault)
+            lines << "Running a Spotlight search for autosave folders...";
+        lines << "Found: " + path << checking(path);
+    }
+    EXPECT_EQ(loggedOf(lines), lines);
 }
 
 struct CandidateRow {
@@ -314,6 +327,93 @@ TEST_F(Discovery, AStoredLocationThatIsNotThereNowStaysStoredAndIsOffline) {
     EXPECT_EQ(CatalogueLocations::offlineLocations(CatalogueLocations::storedLocations(settings())),
               QStringList{gone});
 }
+
+namespace {
+
+class CatalogueLogLines;
+using LogRow = LogLinesRow<CatalogueLogLines>;
+
+// What discovery and the folder scan write to the log, line by line, and the method names
+// under which their failures are logged.
+class CatalogueLogLines : public Discovery, public ::testing::WithParamInterface<LogRow> {
+public:
+    using Discovery::home;
+    using Discovery::settings;
+    // A location holding one project, at a path in the home or at an absolute one.
+    QString location(const QString& path) {
+        const QString absolute = path.startsWith('/') ? path : home().home() + '/' + path;
+        return write(absolute + "/Titles/Titles-1.prproj"), absolute;
+    }
+    LocationDiscovery::Outcome search(LocationDiscovery::WindowHooks hooks = {}) {
+        LocationDiscovery fresh(settings());
+        fresh.setWindowHooks(std::move(hooks));
+        return fresh.searchForNewPaths();
+    }
+    std::optional<BMProjectList> scan(const QString& folder) {
+        return AutosaveFolderScanner(settings()).projectsFromFolder(folder);
+    }
+    // Scans as nobody, who may pass through the test's folders, with the folder at `relative`
+    // in the location given these permissions.
+    void scanAsNobody(const QString& folder, const QString& relative, QFile::Permissions permissions) {
+        // Already set: the scan would otherwise try to save it as nobody.
+        settings().setValue(SettingsKey::autosaveFolder, folder);
+        QFile::setPermissions(home().root(), QFile::permissions(home().root()) | QFile::ExeOther);
+        QFile::setPermissions(folder + '/' + relative, permissions);
+        if (!runAsNobody([&] { scan(folder); }))
+            GTEST_SKIP() << "this thread may not become nobody";
+    }
+};
+
+const QString kException = QStringLiteral("Exception in %1. std::runtime_error - %2.");
+
+QStringList failedSearch(CatalogueLogLines& test) {
+    LocationDiscovery::WindowHooks hooks;
+    hooks.isMainWindowKey = []() -> bool { throw std::runtime_error("the window is gone"); };
+    EXPECT_TRUE(test.search(hooks).failed);
+    return {"Searching for new autosave paths...",
+            kException.arg("-[AppController searchForNewPaths]", "the window is gone")};
+}
+
+QStringList unreadableLocation(CatalogueLogLines& test) {
+    const QString folder = test.location("Adobe Premiere Pro Auto-Save");
+    test.scanAsNobody(folder, "", QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    return {"Checking " + folder + " for autosaves...",
+            "Error getting contents of folder " + folder + " - Permission denied"};
+}
+
+QStringList unreadableAutosave(CatalogueLogLines& test) {
+    const QString folder = test.location("Adobe Premiere Pro Auto-Save");
+    // Listed, but nobody may look at what it holds.
+    test.scanAsNobody(folder, "Titles", QFile::ReadOwner | QFile::ExeOwner | QFile::ReadOther);
+    return {"Checking " + folder + " for autosaves...",
+            "Error getting attributes of file " + folder + "/Titles/Titles-1.prproj - Permission denied"};
+}
+
+QStringList failedScan(CatalogueLogLines& test) {
+    const QString folder = test.location("Adobe Premiere Pro Auto-Save");
+    QFile::link(folder + "/Titles", folder + "/Link");
+    AutosaveFolderScanner scanner(CatalogueLogLines::settings());
+    scanner.setWarningHook([](const QString&) { throw std::runtime_error("no one to warn"); });
+    EXPECT_FALSE(scanner.projectsFromFolder(folder).has_value());
+    return {"Checking " + folder + " for autosaves...",
+            kException.arg("-[AppController projectsFromFolder:]", "no one to warn")};
+}
+
+} // namespace
+
+TEST_P(CatalogueLogLines, AreWrittenAsTheyRead) {
+    const QStringList expected = GetParam().run(*this);
+    if (IsSkipped())
+        return;
+    EXPECT_EQ(loggedOf(expected), expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, CatalogueLogLines,
+                         ::testing::Values(LogRow{"SearchFails", failedSearch},
+                                           LogRow{"ScanOfAnUnreadableLocation", unreadableLocation},
+                                           LogRow{"ScanOfAnUnreadableAutosave", unreadableAutosave},
+                                           LogRow{"ScanFails", failedScan}),
+                         byRowName);
 
 class CatalogueLocationsTest : public CatalogueTest::LoggedHomeTest {};
 

@@ -2,6 +2,7 @@
 // Trash inside the test's temporary folder, on one Premiere location.
 #pragma once
 
+#include "foundation/LocationLock.h"
 #include "foundation/platform/Platform.h"
 #include "support/Programs.h"
 #include "support/TempHome.h"
@@ -75,32 +76,15 @@ protected:
     static QDateTime created(const QString& path) { return Platform::current().fileFacts(path)->created; }
     static QString iso(const QString& path) { return created(path).toUTC().toString(Qt::ISODate); }
 
+    // The location's lock held as another Vestry run holds it, with what that run is doing.
+    std::optional<LocationLock> holdLocation(const QString& doing = "vestry archive: archiving autosaves") {
+        QString error;
+        std::optional<LocationLock> held = LocationLock::acquire(premiere, doing, {}, &error);
+        EXPECT_TRUE(held) << error.toStdString();
+        return held;
+    }
+
     QString premiere;
-};
-
-// Another process holding a location's lock as a Vestry run does, its process id and what it
-// is doing in the file (perl-base is part of every Debian system). Killed when it goes.
-class LockHolder {
-public:
-    explicit LockHolder(const QString& lockFile) {
-        QDir().mkpath(QFileInfo(lockFile).path());
-        m_process.start("perl", {"-MFcntl=:flock", "-e",
-                                 "open(F, '+>>', $ARGV[0]) or die; flock(F, LOCK_EX) or die; truncate(F, 0); "
-                                 "syswrite(F, \"$$\\nvestry archive: archiving autosaves\\n\"); "
-                                 "syswrite(STDOUT, \"held\\n\"); <STDIN>",
-                                 lockFile});
-        m_process.waitForReadyRead(20000);
-    }
-    ~LockHolder() { release(); }
-    bool holds() const { return m_process.state() == QProcess::Running; }
-    qint64 pid() const { return m_process.processId(); }
-    void release() {
-        m_process.kill();
-        m_process.waitForFinished();
-    }
-
-private:
-    QProcess m_process;
 };
 
 // Whether the process has the file open (a waiting run has its lock file open).

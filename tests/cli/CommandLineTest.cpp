@@ -346,30 +346,30 @@ TEST_F(CommandLine, LinksAndNamesThatAreNotUtf8AreNamedAndSuchAFileGoesToTheTras
 }
 
 TEST_F(CommandLine, PruneWaitsForAnotherRunsLockThenNamesTheHolder) {
-    LockHolder holder(LocationLock::lockFilePath(premiere));
-    ASSERT_TRUE(holder.holds());
+    const std::optional<LocationLock> held = holdLocation();
+    ASSERT_TRUE(held);
     QProcessEnvironment env = environment();
     env.insert("VESTRY_LOCK_WAIT_MS", "1500");
     QElapsedTimer timer;
     timer.start();
-    const Outcome result = run({"prune", "--keep", "1", premiere}, env);
+    const Outcome busy = run({"prune", "--keep", "1", premiere}, env);
     EXPECT_GE(timer.elapsed(), 1500);
     EXPECT_LT(timer.elapsed(), 20000);
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_TRUE(result.err.startsWith("vestry prune: " + premiere + " is busy"));
+    EXPECT_EQ(busy.exitCode, 1);
+    EXPECT_TRUE(busy.err.startsWith("vestry prune: " + premiere + " is busy"));
     EXPECT_TRUE(
-        result.err.contains(QString("(process %1, vestry archive: archiving autosaves)").arg(holder.pid())))
-        << result.err.toStdString();
+        busy.err.contains(QString("(process %1, vestry archive: archiving autosaves)").arg(::getpid())))
+        << busy.err.toStdString();
     EXPECT_EQ(autosavesLeft(), kAll);
     EXPECT_TRUE(trashRecords().isEmpty());
 }
 
 TEST_F(CommandLine, TwoPrunesAtOnceTrashEachAutosaveOnceAndFindTheRestAlreadyGone) {
-    const QString lockFile = LocationLock::lockFilePath(premiere);
-    // Both have scanned and wait for the location when the holder lets go.
-    LockHolder holder(lockFile);
-    ASSERT_TRUE(holder.holds());
+    std::optional<LocationLock> held = holdLocation();
+    ASSERT_TRUE(held);
     QProcessEnvironment env = environment();
+    // Both have scanned and wait for the location when the holder lets go.
+    const QString lockFile = LocationLock::lockFilePath(premiere);
     env.insert("VESTRY_LOCK_WAIT_MS", "30000");
     std::unique_ptr<QProcess> prunes[2];
     for (auto& prune : prunes)
@@ -379,7 +379,7 @@ TEST_F(CommandLine, TwoPrunesAtOnceTrashEachAutosaveOnceAndFindTheRestAlreadyGon
     while (!(hasOpen(prunes[0]->processId(), lockFile) && hasOpen(prunes[1]->processId(), lockFile)) &&
            timer.elapsed() < 30000)
         QThread::msleep(20);
-    holder.release();
+    held.reset();
     QString err;
     for (auto& prune : prunes) {
         const Outcome result = finishProgram(*prune, 40000);
@@ -452,6 +452,36 @@ TEST_F(CommandLine, ALocationTheUserMayNotReadIsAnErrorNamingTheCause) {
     EXPECT_TRUE(result.err.contains("vestry list: " + premiere +
                                     ": the folder could not be read: Permission denied\n"))
         << result.err.toStdString();
+}
+
+// Ctrl+C comes while the prune waits for the location this test holds, so it lands before the
+// first file whatever the machine's speed.
+TEST_F(CommandLine, CtrlCStopsAPruneBetweenFilesSaysSoAndExitsAsInterrupted) {
+    std::optional<LocationLock> held = holdLocation();
+    ASSERT_TRUE(held);
+    QProcess prune;
+    QProcessEnvironment env = environment();
+    env.insert("VESTRY_LOCK_WAIT_MS", "30000");
+    prune.setProcessEnvironment(env);
+    prune.start(VESTRY_PROGRAM, {"prune", "--keep", "1", premiere});
+    QElapsedTimer clock;
+    clock.start();
+    while (!hasOpen(prune.processId(), LocationLock::lockFilePath(premiere)) && clock.elapsed() < 20000)
+        QThread::msleep(10);
+    ASSERT_EQ(::kill(pid_t(prune.processId()), SIGINT), 0);
+    QThread::msleep(100);
+    held.reset();
+    if (!prune.waitForFinished(20000)) {
+        prune.kill();
+        prune.waitForFinished();
+        FAIL() << "vestry prune did not finish";
+    }
+    EXPECT_EQ(prune.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(prune.exitCode(), 130);
+    EXPECT_EQ(
+        prune.readAllStandardError(),
+        "vestry prune: Cancelled: 0 of 2 autosaves were moved to the Trash; the other 2 are untouched.\n");
+    EXPECT_EQ(autosavesLeft(), kAll);
 }
 
 // A destination volume of its own, full before the command starts.
@@ -615,7 +645,18 @@ TEST_F(HelperCommand, TheComputersJobsAreRootsOnly) {
     EXPECT_FALSE(QFileInfo::exists(settingsFile));
 }
 
-TEST_F(CommandLine, RunsLogApartFromTheWindowAndGatherLogsPutsThemOnTheDesktop) {
+TEST_F(CommandLine, RunsLogApartFromTheWindowAndGatherLogsPutsThemOnTheDesktopOrSaysThereAreNone) {
+    // With logging switched off the run itself leaves no log to gather.
+    const QString global = home().home() + "/.config/com.brightmoor.global.plist";
+    write(global, PlistFile::toXml(QVariantMap{{SettingsKey::disableLogging, "1"}}));
+    const QString archive = BMLocalPaths::desktopDirectory() + "/Vestry Logs.zip";
+    Outcome gathered = run({"gather-logs"});
+    EXPECT_EQ(gathered.exitCode, 1);
+    EXPECT_TRUE(gathered.out.isEmpty());
+    EXPECT_TRUE(gathered.err.contains("No logs found")) << gathered.err.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(archive));
+    ASSERT_TRUE(QFile::remove(global));
+
     const QString logs = BMLog::logFolder();
     write(logs + "/Vestry.1.log", "the window's log");
     // More runs than the log keeps generations: the window's log is never rotated away.
@@ -623,26 +664,13 @@ TEST_F(CommandLine, RunsLogApartFromTheWindowAndGatherLogsPutsThemOnTheDesktop) 
         ASSERT_EQ(run({"list"}).exitCode, 0);
     EXPECT_EQ(readFile(logs + "/Vestry.1.log"), "the window's log");
     EXPECT_TRUE(QFileInfo::exists(logs + "/Vestry.cli.5.log"));
-
-    const Outcome gathered = run({"gather-logs"});
-    const QString archive = BMLocalPaths::desktopDirectory() + "/Vestry Logs.zip";
+    gathered = run({"gather-logs"});
     EXPECT_EQ(gathered.exitCode, 0) << gathered.err.toStdString();
     EXPECT_EQ(gathered.out, archive + "\n");
     EXPECT_TRUE(gathered.err.contains("Logs gathered successfully")) << gathered.err.toStdString();
     const QStringList entries = zipEntryNames(archive);
     for (const char* name : {"Vestry.1.log", "Vestry.cli.1.log", "Vestry.cli.5.log"})
         EXPECT_TRUE(entries.contains("BM_App_Logs" + logs + "/" + name)) << name;
-}
-
-TEST_F(CommandLine, GatherLogsWithNothingToGatherFailsSayingSo) {
-    // With logging switched off the run itself leaves no log to gather.
-    write(home().home() + "/.config/com.brightmoor.global.plist",
-          PlistFile::toXml(QVariantMap{{SettingsKey::disableLogging, "1"}}));
-    const Outcome gathered = run({"gather-logs"});
-    EXPECT_EQ(gathered.exitCode, 1);
-    EXPECT_TRUE(gathered.out.isEmpty());
-    EXPECT_TRUE(gathered.err.contains("No logs found")) << gathered.err.toStdString();
-    EXPECT_FALSE(QFileInfo::exists(BMLocalPaths::desktopDirectory() + "/Vestry Logs.zip"));
 }
 
 TEST_F(CommandLine, TheWindowKilledBySegvLeavesACrashReport) {

@@ -1,7 +1,9 @@
 // `vestry list` as a user meets it, byte for byte, on a tree of awkward names, every editor's
 // layout and dates fixed by Samba's records; and the folders it cannot read on the way.
+#include "CommandLineFixture.h"
+#include "support/Gzip.h"
 #include "support/MacMetadata.h"
-#include "support/TempHome.h"
+#include "support/PremiereXml.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -10,6 +12,7 @@
 #include <QJsonObject>
 #include <QProcess>
 
+#include <cstring>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -74,12 +77,10 @@ const char kText[] =
     R"~(Total: 8 projects, 12 autosaves, 5,125,513,142 bytes (4.77 GB)
 )~";
 
-class ListOutput : public TempHomeTest {
+class ListOutput : public CommandLine {
 protected:
     void SetUp() override {
-        TempHomeTest::SetUp();
-        if (actingForAnotherConsoleUser())
-            GTEST_SKIP() << "running as root for another console user";
+        CommandLine::SetUp();
         root = QFile::encodeName(home().root()) + "/t";
     }
 
@@ -108,15 +109,10 @@ protected:
         arguments << options;
         for (const QString& location : locations)
             arguments << QFile::decodeName(root) + "/" + location;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("LC_ALL", "en_US.UTF-8");
-        environment.insert("TZ", "UTC");
         QProcess process;
-        process.setProcessEnvironment(environment);
+        process.setProcessEnvironment(environment());
         if (asNobody)
-            process.start("/usr/bin/setpriv",
-                          QStringList{"--reuid=nobody", "--regid=nogroup", "--clear-groups", VESTRY_PROGRAM} +
-                              arguments);
+            process.start("/usr/bin/setpriv", setprivAsNobody() + QStringList{VESTRY_PROGRAM} + arguments);
         else
             process.start(VESTRY_PROGRAM, arguments);
         if (!process.waitForFinished(60000)) {
@@ -186,10 +182,7 @@ TEST_F(ListOutput, FoldersThatCannotBeReadOnTheWayAreNamedAndTheRestListed) {
     if (!made)
         GTEST_SKIP() << "this file system refuses user extended attributes";
     QDir().mkpath(QFile::decodeName(root + "/Avid Attic/kim"));
-    QProcess chmod;
-    chmod.start("chmod", {"-R", "a+rwX", home().root()});
-    if (::getuid() != 0 || !QFileInfo("/usr/bin/setpriv").isExecutable() || !chmod.waitForFinished() ||
-        chmod.exitCode() != 0)
+    if (!openToNobody())
         GTEST_SKIP() << "needs root to run vestry as nobody";
     for (const char* shut : {"/Adobe Premiere Pro Auto-Save/Shut", "/Avid Attic/jo/Bins/Shut"})
         ::chmod(root + shut, 0700);
@@ -206,4 +199,78 @@ TEST_F(ListOutput, FoldersThatCannotBeReadOnTheWayAreNamedAndTheRestListed) {
             listed << item["path"].toString();
     EXPECT_EQ(listed, (QStringList{"@/Adobe Premiere Pro Auto-Save/A/A-1.prproj",
                                    "@/Avid Attic/jo/Bins/Open/Open.avb"}));
+}
+
+// --summary, on several editors and two locations of one editor.
+TEST_F(CommandLine, ListSummaryTotalsByEditorAndLocationLargestFirst) {
+    const QString root = home().root();
+    for (const auto& [file, size] : {std::pair{"/A/Adobe Premiere Pro Auto-Save/Cut/Cut-1.prproj", 3000},
+                                     {"/A/Adobe Premiere Pro Auto-Save/Cut/Cut-2.prproj", 1000},
+                                     {"/B/Adobe Premiere Pro Auto-Save/Other/Other-1.prproj", 1000},
+                                     {"/Avid Attic/jo/Bins/Reel 1/Reel 1.avb", 2500},
+                                     {"/Lib.fcpbundle/Day/Backups/Day 1.fcpevent", 500}})
+        home().writeFile(root + file, QByteArray(size, 'x'));
+    const auto summary = [&](const QStringList& options) {
+        QStringList arguments = QStringList{"list", "--summary"} + options;
+        for (const char* location : {"/Lib.fcpbundle", "/B/Adobe Premiere Pro Auto-Save", "/Avid Attic",
+                                     "/A/Adobe Premiere Pro Auto-Save"})
+            arguments << root + location;
+        const Outcome result = run(arguments);
+        EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+        return QString(result.out).replace(root, "@").toStdString();
+    };
+    // The location column is as wide as the longest real path, which "@" stands for here.
+    const QString location =
+        QString("Location").leftJustified(root.size() + qsizetype(strlen("/A/Adobe Premiere Pro Auto-Save")));
+    EXPECT_EQ(summary({}), ("Editor              Size  Share  Projects  Autosaves\n"
+                            "Premiere Pro     4.88 KB  62.5%         2          3\n"
+                            "Media Composer   2.44 KB  31.3%         1          1\n"
+                            "Final Cut Pro X    500 B   6.3%         1          1\n"
+                            "\n" +
+                            location +
+                            "     Size  Share  Projects  Autosaves\n"
+                            "@/A/Adobe Premiere Pro Auto-Save  3.91 KB  50.0%         1          2\n"
+                            "@/Avid Attic                      2.44 KB  31.3%         1          1\n"
+                            "@/B/Adobe Premiere Pro Auto-Save  1,000 B  12.5%         1          1\n"
+                            "@/Lib.fcpbundle                     500 B   6.3%         1          1\n"
+                            "\n"
+                            "Total: 4 projects, 5 autosaves, 7.81 KB\n")
+                               .toStdString());
+    EXPECT_EQ(
+        summary({"--json"}),
+        "{\"editors\":[{\"autosaves\":3,\"bytes\":5000,\"editor\":\"Premiere Pro\",\"percent\":62.5,"
+        "\"projects\":2},{\"autosaves\":1,\"bytes\":2500,\"editor\":\"Media Composer\",\"percent\":31.3,"
+        "\"projects\":1},{\"autosaves\":1,\"bytes\":500,\"editor\":\"Final Cut Pro X\",\"percent\":6.3,"
+        "\"projects\":1}],\"locations\":[{\"autosaves\":2,\"bytes\":4000,\"location\":\"@/A/Adobe Premiere "
+        "Pro Auto-Save\",\"percent\":50,\"projects\":1},{\"autosaves\":1,\"bytes\":2500,\"location\":"
+        "\"@/Avid Attic\",\"percent\":31.3,\"projects\":1},{\"autosaves\":1,\"bytes\":1000,\"location\":"
+        "\"@/B/Adobe Premiere Pro Auto-Save\",\"percent\":12.5,\"projects\":1},{\"autosaves\":1,\"bytes\":"
+        "500,\"location\":\"@/Lib.fcpbundle\",\"percent\":6.3,\"projects\":1}],\"offline\":[],\"total\":"
+        "{\"autosaves\":5,\"bytes\":8000,\"projects\":4}}\n");
+    // --sort orders projects, which the summary has none of.
+    EXPECT_NE(run({"list", "--summary", "--sort", "size", root}).exitCode, 0);
+}
+
+// --orphans, on real gzip-compressed Premiere autosaves.
+TEST_F(CommandLine, ListOrphansListsOnlyOrphansAndMarksThemInJson) {
+    const QString location = home().root() + "/Edits/Adobe Premiere Pro Auto-Save";
+    home().writeFile(home().root() + "/Edits/Live.prproj", "live");
+    const auto recording = [](const QString& project) { return gzipCompressed(premiereProjectXml(project)); };
+    home().writeFile(location + "/Live/Live-1.prproj", recording(home().root() + "/Edits/Live.prproj"));
+    home().writeFile(location + "/Gone/Gone-1.prproj", recording("/Volumes/Gone/Gone.prproj"));
+    const auto list = [&](const QStringList& options) {
+        const Outcome result = run(QStringList{"list"} + options + QStringList{location});
+        EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+        return result.out;
+    };
+    const QString json = list({"--json", "--orphans"});
+    EXPECT_TRUE(json.contains("\"name\":\"Gone\",\"orphan\":true,\"path\":")) << json.toStdString();
+    EXPECT_FALSE(json.contains("Live")) << json.toStdString();
+    const QString text = list({"--orphans", "--sort", "name"});
+    EXPECT_TRUE(text.startsWith("Gone ")) << text.toStdString();
+    EXPECT_TRUE(text.contains("Total: 1 project, 1 autosave")) << text.toStdString();
+    // Without the option every project, and no key that only the option adds.
+    const QString all = list({"--json"});
+    EXPECT_TRUE(all.contains("\"name\":\"Live\"") && all.contains("\"name\":\"Gone\"")) << all.toStdString();
+    EXPECT_FALSE(all.contains("orphan")) << all.toStdString();
 }

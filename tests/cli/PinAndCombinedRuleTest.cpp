@@ -60,6 +60,35 @@ TEST_F(Pins, ArePinnedOnceRefusedByNameAndTakenOffEvenWhenTheFileIsGone) {
                             ": no such file or folder\nvestry unpin: nothing was changed\n");
 }
 
+// What the background jobs leave alone for being just written is marked too: Beta-3 only.
+TEST_F(Pins, AndRecentWritesAreMarkedInTheListingAndLeaveTheOtherBytesAlone) {
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    for (const auto& [name, secondsAgo] : {std::pair{"Alpha/Alpha-1.prproj", 3600},
+                                           {"Beta/Beta-1.prproj", 3600},
+                                           {"Beta/Beta-2.prproj", 11 * 60},
+                                           {"Beta/Beta-3.prproj", 60}})
+        ASSERT_TRUE(keepOriginalModificationTime(at(name), now.addSecs(-secondsAgo)));
+    const auto marked = [&] { return run({"list", premiere}).out.split('\n').filter("(recent)"); };
+    const QString json = run({"list", "--json", premiere}).out;
+    EXPECT_EQ(json.count("\"recent\":true"), 1) << json.toStdString();
+    EXPECT_TRUE(json.contains("\"path\":\"" + at("Beta/Beta-3.prproj") + "\",\"recent\":true,\"size\":180,"))
+        << json.toStdString();
+    QStringList recent = marked();
+    ASSERT_EQ(recent.size(), 1);
+    EXPECT_TRUE(recent[0].startsWith("  Beta-3.prproj ") && recent[0].endsWith("  (recent)"))
+        << recent[0].toStdString();
+    ASSERT_EQ(run({"pin", at("Beta/Beta-3.prproj")}).exitCode, 0);
+    recent = marked();
+    ASSERT_EQ(recent.size(), 1);
+    EXPECT_TRUE(recent[0].endsWith("  (pinned) (recent)")) << recent[0].toStdString(); // the pin first
+    ASSERT_EQ(run({"unpin", at("Beta/Beta-3.prproj")}).exitCode, 0);
+    // The guard off: the very bytes without the mark.
+    BMSettings::standard().setValue(SettingsKey::guardMinutes, 0);
+    BMSettings::standard().synchronize();
+    EXPECT_EQ(run({"list", "--json", premiere}).out, QString(json).replace(",\"recent\":true", ""));
+    EXPECT_EQ(marked(), QStringList());
+}
+
 TEST_F(Pins, AreMarkedInTheListingAndOtherwiseLeaveItsBytesAsTheyWere) {
     const QString before = run({"list", "--json", premiere}).out;
     ASSERT_EQ(run({"pin", at("Beta"), at("Alpha/Alpha-1.prproj")}).exitCode, 0);

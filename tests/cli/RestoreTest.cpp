@@ -75,10 +75,8 @@ TEST_F(RestoreCommand, ListsPutsBackTheLastRemovalAndRefusesWhereAFileStands) {
 
 TEST_F(RestoreCommand, WaitsForTheLocationsLockAsARemovalDoesThenPutsBackNothing) {
     ASSERT_EQ(run({"prune", "--keep", "1"}).exitCode, 0);
-    QString error;
-    std::optional<LocationLock> held =
-        LocationLock::acquire(premiere, "vestry-helper -clean", std::chrono::milliseconds(0), &error);
-    ASSERT_TRUE(held) << error.toStdString();
+    std::optional<LocationLock> held = holdLocation("vestry-helper -clean");
+    ASSERT_TRUE(held);
     QElapsedTimer timer;
     timer.start();
     const ProgramRun busy = run({"restore", "--last"}, "1000");

@@ -1,5 +1,6 @@
 // Starting the window as a user meets it: the built program under the offscreen platform,
 // with its home and runtime folder inside the test's temporary folder.
+#include "support/Programs.h"
 #include "support/TempHome.h"
 
 #include <QDir>
@@ -44,20 +45,8 @@ protected:
         return env;
     }
     QProcess* start(const QProcessEnvironment& env) {
-        m_started.push_back(std::make_unique<QProcess>());
-        QProcess* process = m_started.back().get();
-        process->setProcessEnvironment(env);
-        process->start(VESTRY_PROGRAM, {});
-        EXPECT_TRUE(process->waitForStarted(10000));
-        return process;
-    }
-    // Runs to the end, or is killed after twenty seconds (a hang fails the test).
-    bool finishes(QProcess* process) {
-        if (process->waitForFinished(20000))
-            return true;
-        process->kill();
-        process->waitForFinished(5000);
-        return false;
+        m_started.push_back(startProgram(VESTRY_PROGRAM, {}, RunOptions(env)));
+        return m_started.back().get();
     }
 
 private:
@@ -67,9 +56,8 @@ private:
 } // namespace
 
 TEST_F(Startup, WithoutADisplayTheWindowSaysSoInsteadOfAborting) {
-    const QByteArray expected =
-        "vestry: no display; the window needs a graphical session. Run 'vestry --help' "
-        "for the commands that work without one.\n";
+    const QString expected = "vestry: no display; the window needs a graphical session. Run 'vestry --help' "
+                             "for the commands that work without one.\n";
     for (const char* platform : {"", "xcb", "wayland;xcb"}) {
         QProcessEnvironment env = environment();
         env.remove("DISPLAY");
@@ -78,11 +66,9 @@ TEST_F(Startup, WithoutADisplayTheWindowSaysSoInsteadOfAborting) {
             env.insert("QT_QPA_PLATFORM", platform);
         else
             env.remove("QT_QPA_PLATFORM");
-        QProcess* process = start(env);
-        ASSERT_TRUE(finishes(process)) << platform;
-        EXPECT_EQ(process->exitStatus(), QProcess::NormalExit) << platform;
-        EXPECT_EQ(process->exitCode(), 1) << platform;
-        EXPECT_EQ(process->readAllStandardError(), expected) << platform;
+        const ProgramRun run = finishProgram(*start(env), 20000);
+        EXPECT_EQ(run.exitCode, 1) << platform;
+        EXPECT_EQ(run.err, expected) << platform;
     }
 }
 
@@ -116,10 +102,8 @@ TEST_F(Startup, ASecondStartBringsTheFirstWindowForwardAndEnds) {
     }
     ASSERT_TRUE(listening) << first->readAllStandardError().toStdString();
 
-    QProcess* second = start(environment());
-    ASSERT_TRUE(finishes(second));
-    EXPECT_EQ(second->exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(second->exitCode(), 0) << second->readAllStandardError().toStdString();
+    const ProgramRun second = finishProgram(*start(environment()), 20000);
+    EXPECT_EQ(second.exitCode, 0) << second.err.toStdString();
 
     QByteArray said;
     clock.restart();
