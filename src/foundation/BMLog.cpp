@@ -7,6 +7,7 @@
 #include "PathText.h"
 #include "SerialQueue.h"
 #include "SettingsKeys.h"
+#include "foundation/FileName.h"
 #include "platform/Platform.h"
 
 #include <QCoreApplication>
@@ -14,6 +15,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
+#include <QScopeGuard>
 #include <QTimeZone>
 
 #include <cerrno>
@@ -21,8 +23,8 @@
 #include <cstring>
 #include <exception>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
-#include "foundation/FileName.h"
 
 namespace {
 
@@ -190,6 +192,15 @@ void BMLog::createLog(const QString& name) {
         Console::write(QStringLiteral("Unable to create folder %1.\n").arg(folder));
         return;
     }
+    // Two runs starting at once would both shift the generations, and the later one would find
+    // the files it was about to move already gone: the folder's lock makes them take turns.
+    const int turn = ::open(FileName::encode(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    while (turn >= 0 && ::flock(turn, LOCK_EX) != 0 && errno == EINTR) {
+    }
+    const auto endTurn = qScopeGuard([turn] {
+        if (turn >= 0)
+            ::close(turn);
+    });
     if (QFileInfo::exists(generationPath(folder, app, 1))) {
         QFile::remove(generationPath(folder, app, 5));
         for (int n = 4; n >= 1; --n) {

@@ -11,8 +11,11 @@
 #include <QProcessEnvironment>
 #include <QRegularExpression>
 
+#include <fcntl.h>
 #include <set>
+#include <sys/file.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -35,9 +38,7 @@ protected:
     QString generation(int n) const {
         return home().home() + QString("/.local/state/Brightmoor/Vestry.%1.log").arg(n);
     }
-    void writeGeneration(int n, const QByteArray& text) {
-        home().writeFile(generation(n), text);
-    }
+    void writeGeneration(int n, const QByteArray& text) { home().writeFile(generation(n), text); }
 };
 
 } // namespace
@@ -60,6 +61,26 @@ TEST_F(Log, ANewLogShiftsFiveGenerationsOnlyWhenTheFirstExists) {
     QFile::remove(generation(2));
     EXPECT_EQ(BMLog::availableLogs(),
               (QStringList{generation(1), generation(3), generation(4), generation(5)}));
+}
+
+// Two runs starting together take turns at shifting the generations, or the later one finds
+// the files it was about to move already gone and says so on the console.
+TEST_F(Log, ANewLogWaitsForTheFolderWhileAnotherRunShiftsTheGenerations) {
+    writeGeneration(1, "the other run's log");
+    const QByteArray folder = QFile::encodeName(home().home() + "/.local/state/Brightmoor");
+    const int other = ::open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_GE(other, 0);
+    ASSERT_EQ(::flock(other, LOCK_EX), 0);
+    std::thread run([] { BMLog::createNewLog(); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_EQ(readFile(generation(1)), "the other run's log")
+        << "shifted while the other run held the folder";
+    EXPECT_FALSE(QFileInfo::exists(generation(2)));
+    ::close(other);
+    run.join();
+    BMLog::finishWriting();
+    EXPECT_EQ(readFile(generation(2)), "the other run's log");
+    EXPECT_TRUE(messagesOf(generation(1)).value(0).startsWith("Log started"));
 }
 
 TEST_F(Log, RotatesAfterFiveHundredThousandBytesIntoANewLogWithTheHeader) {
