@@ -548,112 +548,6 @@ ssize_t copyThroughBuffer(int from, loff_t* offset, int to, size_t wanted, std::
     return n;
 }
 
-// Several destinations without a checksum: a thread reads the source ahead, 128 KiB at a time,
-// while this one writes each piece to every destination in turn. One writer for all of them
-// measured faster than a writer each (the page cache takes one writer better than two at once),
-// and nearly as fast as writing the destinations' bytes alone. A destination that cannot be
-// written is said, left out from there on and listed in failed; the others are finished. A
-// source that cannot be read fails them all.
-KernelCopy copyToSeveral(CopyStream& input, const std::vector<std::unique_ptr<CopyStream>>& outputs,
-                         BMFileCopyDelegate* delegate, QVariantMap& settings, quint64* total,
-                         std::vector<size_t>* failed) {
-    constexpr size_t kPiece = size_t(1) << 17;
-    constexpr quint64 kAhead = 16;
-    struct Piece {
-        std::vector<char> data = std::vector<char>(kPiece);
-        ssize_t size = 0;
-        int error = 0;
-    };
-    std::vector<Piece> ring(kAhead);
-    std::atomic<quint64> read{0};    // pieces read so far
-    std::atomic<quint64> written{0}; // pieces every destination is done with
-    std::atomic<bool> stop{false};
-    const int source = input.descriptor();
-    std::thread reader([&] {
-        loff_t offset = 0;
-        for (quint64 n = 0;; ++n) {
-            for (quint64 done = written.load(); n - done >= kAhead; done = written.load()) {
-                if (stop.load())
-                    return;
-                written.wait(done);
-            }
-            if (stop.load())
-                return;
-            Piece& piece = ring[n % kAhead];
-            // Pieces end where progress reports are due, as the single copy's stretches do.
-            size_t wanted = kPiece;
-            if (delegate)
-                wanted = size_t(std::min<quint64>(wanted, BMFileManager::progressStep -
-                                                              quint64(offset) % BMFileManager::progressStep));
-            do
-                piece.size = ::pread(source, piece.data.data(), wanted, offset);
-            while (piece.size < 0 && errno == EINTR);
-            piece.error = piece.size < 0 ? errno : 0;
-            offset += std::max<ssize_t>(piece.size, 0);
-            read.store(n + 1);
-            read.notify_one();
-            if (piece.size <= 0)
-                return;
-        }
-    });
-    auto finish = [&](KernelCopy outcome) {
-        stop.store(true);
-        written.fetch_add(kAhead); // wakes a reader waiting for room
-        written.notify_one();
-        reader.join();
-        return outcome;
-    };
-    std::vector<bool> writing(outputs.size(), true);
-    quint64 lastReport = 0;
-    for (quint64 n = 0;; ++n) {
-        for (quint64 got = read.load(); got <= n; got = read.load())
-            read.wait(got);
-        const Piece& piece = ring[n % kAhead];
-        if (piece.size < 0) {
-            say(QStringLiteral("Error reading file %1: %2")
-                    .arg(input.path(), QString::fromLocal8Bit(std::strerror(piece.error))));
-            failed->clear();
-            for (size_t d = 0; d < outputs.size(); ++d)
-                failed->push_back(d);
-            return finish(KernelCopy::Failed);
-        }
-        if (piece.size == 0)
-            break;
-        for (size_t d = 0; d < outputs.size(); ++d) {
-            if (!writing[d])
-                continue;
-            for (ssize_t done = 0; done < piece.size;) {
-                const ssize_t put =
-                    ::write(outputs[d]->descriptor(), piece.data.data() + done, size_t(piece.size - done));
-                if (put < 0 && errno == EINTR)
-                    continue;
-                if (put <= 0) {
-                    const int failure = put < 0 ? errno : EIO;
-                    say(QStringLiteral("Error writing file %1: %2")
-                            .arg(outputs[d]->path(), QString::fromLocal8Bit(std::strerror(failure))));
-                    writing[d] = false;
-                    failed->push_back(d);
-                    break;
-                }
-                done += put;
-            }
-        }
-        *total += quint64(piece.size);
-        written.store(n + 1);
-        written.notify_one();
-        if (failed->size() == outputs.size())
-            return finish(KernelCopy::Failed);
-        if (delegate && *total - lastReport >= BMFileManager::progressStep) {
-            lastReport = *total;
-            if (delegate->fileCopyBytesWritten)
-                delegate->fileCopyBytesWritten(*total, settings);
-            if (delegate->fileCopyShouldContinue && !delegate->fileCopyShouldContinue(settings))
-                return finish(KernelCopy::Cancelled);
-        }
-    }
-    return finish(failed->empty() ? KernelCopy::Done : KernelCopy::Failed);
-}
-
 KernelCopy copyInKernel(CopyStream& input, const std::vector<std::unique_ptr<CopyStream>>& outputs,
                         BMFileCopyDelegate* delegate, QVariantMap& settings, quint64* total) {
     constexpr size_t kStretch = size_t(1) << 20;
@@ -802,13 +696,10 @@ bool BMFileManager::copyFileWithProgress(const QString& source, const QStringLis
     }
     quint64 total = 0;
     bool cancelled = false;
-    // Several destinations go through memory, the source read once.
-    std::vector<size_t> failedOutputs;
-    if (!verifying && !input->hasFaults() && sourceSize > 0) {
-        const KernelCopy outcome =
-            outputs.size() == 1 ? copyInKernel(*input, outputs, delegate, settings, &total)
-                                : copyToSeveral(*input, outputs, delegate, settings, &total, &failedOutputs);
-        switch (outcome) {
+    // Several destinations go through memory: the source is read once, and each is written
+    // by a thread of its own at the same time, which the kernel's copy cannot do.
+    if (!verifying && outputs.size() == 1 && !input->hasFaults() && sourceSize > 0) {
+        switch (copyInKernel(*input, outputs, delegate, settings, &total)) {
         case KernelCopy::Done:
             outputs.clear();
             if (total < sourceSize) {
@@ -823,20 +714,12 @@ bool BMFileManager::copyFileWithProgress(const QString& source, const QStringLis
             return true;
         case KernelCopy::NotHere:
             break;
-        case KernelCopy::Failed: {
-            // Nothing that is only part of the source is left behind as if it were a copy; a
-            // whole copy beside it stays.
-            std::vector<QByteArray> partial;
-            for (size_t d = 0; d < outputs.size(); ++d)
-                if (failedOutputs.empty() ||
-                    std::find(failedOutputs.begin(), failedOutputs.end(), d) != failedOutputs.end())
-                    partial.push_back(FileName::encode(outputs[d]->path()));
+        case KernelCopy::Failed:
+            // Nothing that is only part of the source is left behind as if it were a copy.
             outputs.clear();
             for (const QByteArray& destination : madeHere)
-                if (std::find(partial.begin(), partial.end(), destination) != partial.end())
-                    ::unlink(destination.constData());
+                ::unlink(destination.constData());
             return false;
-        }
         case KernelCopy::Cancelled:
             return false;
         }
