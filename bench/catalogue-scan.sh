@@ -8,16 +8,10 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${1:-build-release}
 rounds=${2:-5}
-if [ ! -f "$build/CMakeCache.txt" ]; then
-    cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DVESTRY_BUILD_TESTS=OFF >/dev/null
-fi
-cmake --build "$build" -j2 --target catalogue_make_tree catalogue_scan_bench >/dev/null
+source bench/lib.sh
+bench_build catalogue_make_tree catalogue_scan_bench
 
-tree="$build/bench-data/catalogue-tree"
-if [ ! -d "$tree" ]; then
-    mkdir -p "$(dirname "$tree")"
-    "$build/bin/catalogue_make_tree" "$tree" 1000 100
-fi
+tree=$(bench_catalogue_tree)
 
 # The scan logs and stores its first folder in the settings: keep both out of the real home.
 scratch=$(mktemp -d)
@@ -25,4 +19,4 @@ trap 'rm -rf "$scratch"' EXIT
 export HOME="$scratch" XDG_CONFIG_HOME="$scratch/.config" XDG_STATE_HOME="$scratch/.local/state"
 export XDG_DATA_HOME="$scratch/.local/share" XDG_CACHE_HOME="$scratch/.cache"
 
-"$build/bin/catalogue_scan_bench" "$(cd "$tree" && pwd)" "$rounds"
+"$build/bin/catalogue_scan_bench" "$tree" "$rounds"

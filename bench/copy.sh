@@ -8,12 +8,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${1:-build-release}
 rounds=${2:-5}
-if [ ! -f "$build/CMakeCache.txt" ]; then
-    launcher=()
-    command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
-    cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DVESTRY_BUILD_TESTS=OFF "${launcher[@]}" >/dev/null
-fi
-cmake --build "$build" -j2 --target vestry_copy_bench >/dev/null
+source bench/lib.sh
+bench_build vestry_copy_bench
 mkdir -p "$build/bench-data"
 # The table's lines on standard output; the per-run detail on standard error.
 "$build/bin/vestry_copy_bench" "$(cd "$build/bench-data" && pwd)" "$rounds" |

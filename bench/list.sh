@@ -16,10 +16,8 @@ for a in "$@"; do
 done
 build=${args[0]:-build-release}
 rounds=${args[1]:-5}
-if [ ! -f "$build/CMakeCache.txt" ]; then
-    cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DVESTRY_BUILD_TESTS=OFF >/dev/null
-fi
-cmake --build "$build" -j2 --target vestry catalogue_make_tree >/dev/null
+source bench/lib.sh
+bench_build vestry catalogue_make_tree
 vestry=$(cd "$build/bin" && pwd)/vestry
 data=$(mkdir -p "$build/bench-data" && cd "$build/bench-data" && pwd)
 

@@ -10,12 +10,8 @@ cd "$(dirname "$0")/.."
 build=${1:-build-release}
 rounds=${2:-5}
 command -v gio >/dev/null || { echo "trash.sh: gio is missing (apt-get install libglib2.0-bin)" >&2; exit 2; }
-if [ ! -f "$build/CMakeCache.txt" ]; then
-    launcher=()
-    command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
-    cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DVESTRY_BUILD_TESTS=OFF "${launcher[@]}" >/dev/null
-fi
-cmake --build "$build" -j2 --target vestry catalogue_make_tree >/dev/null
+source bench/lib.sh
+bench_build vestry catalogue_make_tree
 # VESTRY: another build of the program to measure instead (an older one, to compare).
 vestry=${VESTRY:-$(cd "$build/bin" && pwd)/vestry}
 make_tree=$(cd "$build/bin" && pwd)/catalogue_make_tree

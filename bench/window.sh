@@ -9,17 +9,10 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${1:-build-release}
 rounds=${2:-5}
-if [ ! -f "$build/CMakeCache.txt" ]; then
-    cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DVESTRY_BUILD_TESTS=OFF >/dev/null
-fi
-cmake --build "$build" -j2 --target catalogue_make_tree window_start_bench >/dev/null
+source bench/lib.sh
+bench_build catalogue_make_tree window_start_bench
 
-tree="$build/bench-data/catalogue-tree"
-if [ ! -d "$tree" ]; then
-    mkdir -p "$(dirname "$tree")"
-    "$build/bin/catalogue_make_tree" "$tree" 1000 100 >/dev/null
-fi
-tree=$(cd "$tree" && pwd)
+tree=$(bench_catalogue_tree)
 times=() blank=0
 for _ in $(seq "$rounds"); do
     scratch=$(mktemp -d)
