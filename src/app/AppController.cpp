@@ -380,10 +380,6 @@ void AppController::setShowOnlyOrphans(bool on) {
     loadExpandedItems();
 }
 
-bool AppController::orphansKnown() const {
-    return m_orphanFilter && m_orphans.has_value();
-}
-
 void AppController::showOrphanProgress(int read, int total) {
     QString text = tr("Looking for orphaned projects...");
     if (total > 0)

@@ -101,9 +101,13 @@ public:
     // each rebuild while it is on. Until the answer comes the outline is empty and says why.
     void setShowOnlyOrphans(bool on);
     bool showsOnlyOrphans() const { return m_orphanFilter.load(); }
-    // Whether the orphans of the catalogue shown are known (the filter is on and the look is
-    // done); the model's isOrphan answers false for every project otherwise.
-    bool orphansKnown() const;
+    // Whether the orphans of the catalogue are known: the filter looked since the last rebuild
+    // (it may have been turned off since). The model marks them only while the filter is on.
+    bool orphansKnown() const { return m_orphans.has_value(); }
+    // One of the known orphans.
+    bool isKnownOrphan(const BMProject& project) const {
+        return m_orphans && m_orphans->contains(project.path());
+    }
 
     // ---- The outline ----------------------------------------------------------------------
     void applyOutlineViewSorting();

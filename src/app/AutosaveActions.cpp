@@ -383,8 +383,9 @@ void AutosaveActions::thinOut() {
     confirmRuleRemoval(items);
 }
 
-// The orphans among the preview's Premiere projects: what the Orphans filter found, if it
-// knows; else read from the autosaves on a worker, the window waiting but still painting.
+// The orphans among the preview's Premiere projects: what the Orphans filter found for this
+// catalogue, if it looked; else read from the autosaves on a worker, the window waiting but
+// still painting.
 QSet<QString> AutosaveActions::orphansAmong(const BMAutoItemList& items) const {
     BMProjectList premiere;
     for (const BMAutoItemPtr& item : items) {
@@ -397,7 +398,7 @@ QSet<QString> AutosaveActions::orphansAmong(const BMAutoItemList& items) const {
         return orphans;
     if (m_controller->orphansKnown()) {
         for (const BMProjectPtr& project : premiere)
-            if (m_controller->model()->isOrphan(*project))
+            if (m_controller->isKnownOrphan(*project))
                 orphans.insert(project->path());
         return orphans;
     }
