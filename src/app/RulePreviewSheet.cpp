@@ -88,6 +88,8 @@ RulePreviewSheet::RulePreviewSheet(const RulePreview& preview, QWidget* parent, 
             row->setFlags(Qt::ItemIsEnabled | Qt::ItemIsUserCheckable);
             row->setCheckState(NameColumn, Qt::Checked);
             m_items.insert(row, item);
+            m_ticked.insert(row);
+            m_tickedBytes += item->fileSize();
             bytes += item->fileSize();
         }
         projectRow->setText(SizeColumn, m_text.formatFileSize(bytes));
@@ -107,11 +109,11 @@ RulePreviewSheet::RulePreviewSheet(const RulePreview& preview, QWidget* parent, 
     layout->addWidget(buttons);
     connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
-    connect(m_tree, &QTreeWidget::itemChanged, this, [this](QTreeWidgetItem*, int column) {
+    connect(m_tree, &QTreeWidget::itemChanged, this, [this](QTreeWidgetItem* row, int column) {
         if (column == NameColumn)
-            updateTotal();
+            countTick(row);
     });
-    updateTotal();
+    showTotal();
     resize(620, 420);
 }
 
@@ -136,17 +138,29 @@ QTreeWidgetItem* RulePreviewSheet::rowOf(const QString& path) const {
     return nullptr;
 }
 
-void RulePreviewSheet::updateTotal() {
-    const BMAutoItemList items = checked();
-    double bytes = 0;
-    for (const BMAutoItemPtr& item : items)
-        bytes += item->fileSize();
-    if (items.isEmpty())
+void RulePreviewSheet::countTick(QTreeWidgetItem* row) {
+    const auto item = m_items.constFind(row);
+    if (item == m_items.cend())
+        return; // a project's row: its autosaves' rows say what changed
+    const bool ticked = row->checkState(NameColumn) == Qt::Checked;
+    if (ticked == m_ticked.contains(row))
+        return;
+    if (ticked)
+        m_ticked.insert(row);
+    else
+        m_ticked.remove(row);
+    m_tickedBytes += (ticked ? 1 : -1) * item.value()->fileSize();
+    showTotal();
+}
+
+void RulePreviewSheet::showTotal() {
+    const qsizetype count = m_ticked.size();
+    const double bytes = count == 0 ? 0.0 : m_tickedBytes;
+    if (count == 0)
         m_total->setText(tr("Nothing is ticked: nothing will be removed."));
-    else if (items.size() == 1)
+    else if (count == 1)
         m_total->setText(tr("1 autosave, %1 will be moved to the Trash.").arg(m_text.formatFileSize(bytes)));
     else
-        m_total->setText(tr("%1 autosaves, %2 will be moved to the Trash.")
-                             .arg(items.size())
-                             .arg(m_text.formatFileSize(bytes)));
+        m_total->setText(
+            tr("%1 autosaves, %2 will be moved to the Trash.").arg(count).arg(m_text.formatFileSize(bytes)));
 }

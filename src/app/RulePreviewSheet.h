@@ -5,6 +5,7 @@
 
 #include <QDialog>
 #include <QHash>
+#include <QSet>
 
 #include <functional>
 
@@ -42,11 +43,16 @@ public:
     QTreeWidgetItem* rowOf(const QString& path) const;
 
 private:
-    void updateTotal();
+    // Counts a row's change of tick; a project's tick changes each of its rows in turn, so the
+    // total is kept as it goes rather than added up again for every row.
+    void countTick(QTreeWidgetItem* row);
+    void showTotal();
 
     OutlineText m_text;
     QTreeWidget* m_tree = nullptr;
     QLabel* m_total = nullptr;
     QPushButton* m_continue = nullptr;
     QHash<QTreeWidgetItem*, BMAutoItemPtr> m_items;
+    QSet<QTreeWidgetItem*> m_ticked;
+    double m_tickedBytes = 0;
 };
