@@ -22,6 +22,7 @@
 #include <fcntl.h>
 #include <mutex>
 #include <new>
+#include <numeric>
 #include <sys/stat.h>
 #include <sys/statfs.h>
 #include <thread>
@@ -31,12 +32,15 @@
 namespace {
 
 constexpr size_t kChunkSize = 0x8000;
-// Chunks handled by one system call each way: the chunk stays the unit of the copy (its
-// own buffer, its digest update, its messages), while the calls into the system, which
-// cost more than the copying on a cached file, are made for four at a time: 128 KiB, the
-// size cp writes in. Larger writes to two files in turn made the system's page cache
-// erratic (runs of two to five times the usual time).
-constexpr int kBatchChunks = 4;
+// Chunks handed to the destinations' writers at a time, read by one system call: the
+// chunk stays the unit of the copy (its own buffer, its digest update, its messages), while
+// the calls into the system and the hand-overs between threads, which cost more than the
+// copying on a cached file, are made for many at a time.
+constexpr int kBatchChunks = 32;
+// Chunks written by one system call: 128 KiB, the size cp writes in. Larger writes to two
+// files side by side made the system's page cache erratic (runs of two to five times the
+// usual time).
+constexpr size_t kWriteChunks = 4;
 
 void say(const QString& text) {
     Console::print(text);
@@ -277,7 +281,7 @@ struct DestinationStep {
         return true;
     }
 
-    // All chunks in one write and one read-back. When the write falls short, the chunks
+    // The chunks in writes of kWriteChunks and one read-back. When the write falls short, the chunks
     // that were written whole are read back, the one that fell short is handled as a
     // short write, and the rest go chunk by chunk, as they would have; false then, so
     // that this destination goes chunk by chunk from here on.
@@ -289,7 +293,17 @@ struct DestinationStep {
             buffers.push_back({chunk.data.get(), chunk.size});
             wanted += chunk.size;
         }
-        const size_t written = output.writev(buffers.data(), int(buffers.size()));
+        size_t written = 0;
+        for (size_t first = 0; first < buffers.size(); first += kWriteChunks) {
+            const size_t count = std::min(kWriteChunks, buffers.size() - first);
+            const size_t part = std::accumulate(buffers.begin() + ptrdiff_t(first),
+                                                buffers.begin() + ptrdiff_t(first + count), size_t(0),
+                                                [](size_t sum, const iovec& b) { return sum + b.iov_len; });
+            const size_t done = output.writev(buffers.data() + first, int(count));
+            written += done;
+            if (done < part)
+                break;
+        }
         size_t whole = 0;
         size_t covered = 0;
         while (whole < batch.chunks.size() && covered + batch.chunks[whole].size <= written) {
@@ -430,7 +444,7 @@ public:
     bool outOfMemory() const { return m_outOfMemory.load(); }
 
 private:
-    static constexpr size_t kMaxQueued = 32; // rounds: 4 MiB
+    static constexpr size_t kMaxQueued = 8; // rounds: 8 MiB
 
     struct Job {
         std::shared_ptr<Round> round;
@@ -548,10 +562,13 @@ ssize_t copyThroughBuffer(int from, loff_t* offset, int to, size_t wanted, std::
     return n;
 }
 
-KernelCopy copyInKernel(CopyStream& input, const std::vector<std::unique_ptr<CopyStream>>& outputs,
-                        BMFileCopyDelegate* delegate, QVariantMap& settings, quint64* total) {
+KernelCopy copyInKernel(CopyStream& input, quint64 size,
+                        const std::vector<std::unique_ptr<CopyStream>>& outputs, BMFileCopyDelegate* delegate,
+                        QVariantMap& settings, quint64* total) {
     constexpr size_t kStretch = size_t(1) << 20;
     const bool throughBuffer = !kernelCopyPays(outputs.front()->descriptor());
+    if (throughBuffer)
+        outputs.front()->reserve(size);
     std::vector<char> buffer;
     bool readFailed = false;
     quint64 lastReport = 0;
@@ -699,7 +716,7 @@ bool BMFileManager::copyFileWithProgress(const QString& source, const QStringLis
     // Several destinations go through memory: the source is read once, and each is written
     // by a thread of its own at the same time, which the kernel's copy cannot do.
     if (!verifying && outputs.size() == 1 && !input->hasFaults() && sourceSize > 0) {
-        switch (copyInKernel(*input, outputs, delegate, settings, &total)) {
+        switch (copyInKernel(*input, sourceSize, outputs, delegate, settings, &total)) {
         case KernelCopy::Done:
             outputs.clear();
             if (total < sourceSize) {
@@ -724,6 +741,8 @@ bool BMFileManager::copyFileWithProgress(const QString& source, const QStringLis
             return false;
         }
     }
+    for (const auto& output : outputs)
+        output->reserve(sourceSize);
     BMDigestContext sourceDigest(algorithm);
     ChunkPool pool; // outlives every chunk and every digest worker below
     // The digests are computed beside the copy, each on a thread of its own.

@@ -1,5 +1,7 @@
 #include "CopyStream.h"
 
+#include "foundation/FileName.h"
+
 #include <QFile>
 
 #include <algorithm>
@@ -7,9 +9,9 @@
 #include <fcntl.h>
 #include <limits>
 #include <mutex>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
-#include "foundation/FileName.h"
 
 namespace {
 std::mutex g_faultsMutex;
@@ -60,9 +62,35 @@ std::unique_ptr<CopyStream> CopyStream::open(const QString& path, Mode mode) {
     return std::unique_ptr<CopyStream>(new CopyStream(fd, path, std::move(faults)));
 }
 
+namespace {
+// Blocks reserved past the end of the file go back; the file's bytes are untouched.
+void giveBackReserved(int fd) {
+    struct stat info {};
+    if (::fstat(fd, &info) == 0)
+        (void)::ftruncate(fd, info.st_size);
+}
+} // namespace
+
 CopyStream::~CopyStream() {
-    if (m_fd >= 0)
-        ::close(m_fd);
+    if (m_fd < 0)
+        return;
+    if (m_reserved)
+        giveBackReserved(m_fd);
+    ::close(m_fd);
+}
+
+void CopyStream::reserve(quint64 size) {
+    if (size == 0 || m_reserved)
+        return;
+#if defined(__linux__)
+    if (::fallocate(m_fd, FALLOC_FL_KEEP_SIZE, 0, off_t(size)) == 0) {
+        m_reserved = true;
+        return;
+    }
+    // A file system short of room may have kept part of it.
+    if (errno == ENOSPC || errno == EDQUOT)
+        giveBackReserved(m_fd);
+#endif
 }
 
 size_t CopyStream::read(char* buffer, size_t size) {

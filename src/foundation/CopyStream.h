@@ -63,6 +63,13 @@ public:
     // Streams whose faults ask for it take the chunk-by-chunk path of their users.
     bool oneChunkPerCall() const { return m_faults && m_faults->oneChunkPerCall(); }
     int descriptor() const { return m_fd; }
+    // Room on the disk for a file of that size, asked for before the first write, the size
+    // unchanged: a file system that places the blocks once writes the pages measurably faster
+    // than one that finds room for each as it comes (ext4: about a third less time), and the
+    // copy lies in one piece. Where the disk is short of room, or the file system cannot,
+    // nothing stays reserved and the writes find out for themselves. What was reserved and
+    // not written is given back when the stream closes.
+    void reserve(quint64 size);
     // Whether a test's faults apply to this stream (which then only moves through memory).
     bool hasFaults() const { return m_faults != nullptr; }
 
@@ -83,4 +90,5 @@ private:
     quint64 m_position = 0;
     bool m_atEnd = false;
     bool m_error = false;
+    bool m_reserved = false;
 };
