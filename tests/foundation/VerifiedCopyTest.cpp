@@ -13,6 +13,7 @@
 #include <QTest>
 #include <QThread>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace {
@@ -296,6 +297,50 @@ TEST_F(KernelCopy, AFullVolumeKeepsNoPartialCopyAndSaysWhichFile) {
             .result);
     EXPECT_FALSE(QFileInfo::exists(destination));
     EXPECT_EQ(readFile(whole), contents);
+}
+
+// Room for the whole copy is taken before the first write, while the size still says what is
+// written; a copy stopped short gives back the room it did not use.
+TEST_F(KernelCopy, RoomForTheWholeCopyIsHeldWhileItRunsAndAStoppedCopyGivesBackTheRest) {
+    const qint64 size = 2 * qint64(BMFileManager::progressStep) + 7;
+    const QString source = writeWork("Cut.mov");
+    ASSERT_TRUE(QFile::resize(source, size));
+    const QString probe = writeWork("probe");
+    {
+        QFile file(probe);
+        ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+        if (::fallocate(file.handle(), FALLOC_FL_KEEP_SIZE, 0, 4096) != 0)
+            GTEST_SKIP() << "this file system reserves no room";
+    }
+    auto onDisk = [](const QString& path) {
+        struct stat info {};
+        EXPECT_EQ(::stat(QFile::encodeName(path).constData(), &info), 0) << path.toStdString();
+        return std::pair<qint64, qint64>(info.st_size, qint64(info.st_blocks) * 512);
+    };
+    const qint64 step = qint64(BMFileManager::progressStep);
+    // One destination goes through a buffer of its own, two through the shared chunks.
+    for (const QStringList& destinations :
+         {QStringList{work("one/Cut.mov")}, QStringList{work("two/a.mov"), work("two/b.mov")}}) {
+        int questions = 0;
+        BMFileCopyDelegate delegate;
+        delegate.fileCopyShouldContinue = [&](QVariantMap&) {
+            ++questions;
+            for (const QString& destination : destinations) {
+                const auto [length, room] = onDisk(destination);
+                EXPECT_EQ(length, step) << destination.toStdString();
+                EXPECT_GE(room, size) << destination.toStdString();
+            }
+            return false;
+        };
+        EXPECT_FALSE(BMFileManager::copyFileWithProgress(source, destinations,
+                                                         BMFileManager::Verification::None, &delegate));
+        EXPECT_EQ(questions, 1);
+        for (const QString& destination : destinations) {
+            const auto [length, room] = onDisk(destination);
+            EXPECT_EQ(length, step) << destination.toStdString();
+            EXPECT_LT(room, step + (1 << 20)) << destination.toStdString();
+        }
+    }
 }
 
 // The older form: a copy on the background copy service.
