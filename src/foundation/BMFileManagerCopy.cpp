@@ -46,6 +46,12 @@ void say(const QString& text) {
     Console::print(text);
 }
 
+// The folder a copy goes into: a bare name goes into the working folder, which is there.
+QString destinationFolder(const QString& destination) {
+    const QString parent = PathText::deletingLastComponent(destination);
+    return parent.isEmpty() ? QStringLiteral(".") : parent;
+}
+
 // The buffers of the chunks, recycled within one copy: every chunk in flight has a buffer
 // of its own, and a buffer goes back to the pool once its chunk is written and digested.
 // Allocating each one afresh made the C library hand the memory back to the system and
@@ -661,7 +667,7 @@ bool BMFileManager::copyFileWithProgress(const QString& source, const QStringLis
         return false;
     }
     for (const QString& destination : destinations) {
-        const QString parent = PathText::deletingLastComponent(destination);
+        const QString parent = destinationFolder(destination);
         if (!fileExistsAtPath(parent) && !createDirectoryWithTimeout(parent, 10)) {
             say(QStringLiteral("Unable to copy file %1 - destination directory %2 doesn't exist. Aborting "
                                "copy process...")
@@ -998,7 +1004,7 @@ bool BMFileManager::copyFileWithProgressOld(const QString& source, const QString
         say(QStringLiteral("Error: File %1 doesn't exist. Aborting copy process...").arg(source));
         return false;
     }
-    const QString parent = PathText::deletingLastComponent(destination);
+    const QString parent = destinationFolder(destination);
     if (!fileExistsAtPath(parent) && !createDirectoryWithTimeout(parent, 10)) {
         say(QStringLiteral(
                 "Unable to copy file %1 - destination directory %2 doesn't exist. Aborting copy process...")

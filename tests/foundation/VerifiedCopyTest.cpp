@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QDateTime>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QTest>
@@ -230,6 +231,17 @@ TEST_F(VerifiedCopy, Sha1CopyCreatesMissingFoldersAndKeepsModeAndDate) {
     struct stat info {};
     ASSERT_EQ(::stat(QFile::encodeName(copy).constData(), &info), 0);
     EXPECT_EQ(info.st_mode & 07777, 0600u);
+}
+
+TEST_F(VerifiedCopy, ABareNameIsCopiedIntoTheWorkingFolder) {
+    const QString source = writeWork("Cut.fcp", "autosave");
+    const QString before = QDir::currentPath();
+    ASSERT_TRUE(QDir::setCurrent(work("")));
+    const bool copied = BMFileManager::copyFileWithProgress(source, QStringList{"Cut copy.fcp"},
+                                                            BMFileManager::Verification::None, nullptr);
+    QDir::setCurrent(before);
+    EXPECT_TRUE(copied);
+    EXPECT_EQ(readFile(work("Cut copy.fcp")), "autosave");
 }
 
 TEST_F(VerifiedCopy, RefusalsSayWhyAndStopBeforeWriting) {
