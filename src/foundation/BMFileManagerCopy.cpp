@@ -287,8 +287,8 @@ struct DestinationStep {
         return true;
     }
 
-    // The chunks in writes of kWriteChunks and one read-back. When the write falls short, the chunks
-    // that were written whole are read back, the one that fell short is handled as a
+    // The chunks in writes of kWriteChunks each, then one read-back. When a write falls short,
+    // the chunks that were written whole are read back, the one that fell short is handled as a
     // short write, and the rest go chunk by chunk, as they would have; false then, so
     // that this destination goes chunk by chunk from here on.
     bool batched(const Batch& batch, bool* outOfMemory) {
