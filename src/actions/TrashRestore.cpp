@@ -105,18 +105,31 @@ void removeMadeFolders(const QStringList& made) {
         ::rmdir(FileName::encode(*it).constData());
 }
 
+// The autosave location an item was removed from: the nearest folder above it that is one,
+// else the folder it was in.
+QString locationOf(const QString& originalPath) {
+    const QString parent = PathText::deletingLastComponent(originalPath);
+    for (QString folder = parent; !folder.isEmpty() && folder != QLatin1String("/");
+         folder = PathText::deletingLastComponent(folder)) {
+        if (AutosaveFolderScanner::layoutForFolder(folder) != AutosaveFolderScanner::Layout::None)
+            return folder;
+    }
+    return parent;
+}
+
 enum class Outcome { Restored, Refused, Failed };
 
 Outcome restoreItem(const TrashedItem& item, QString* reason) {
     const QString shown = FileName::displayText(item.originalPath);
-    if (FileTree::exists(item.originalPath)) {
-        *reason = QStringLiteral("%1: something already stands there; it stays in the Trash").arg(shown);
-        return Outcome::Refused;
-    }
+    // First, as a list shown a while ago may be stale: another run may have put it back.
     if (!lexists(FileName::encode(item.pathInTrash))) {
         *reason = QStringLiteral("%1: its item in the Trash, %2, is gone")
                       .arg(shown, FileName::displayText(item.pathInTrash));
         return Outcome::Failed;
+    }
+    if (FileTree::exists(item.originalPath)) {
+        *reason = QStringLiteral("%1: something already stands there; it stays in the Trash").arg(shown);
+        return Outcome::Refused;
     }
     QStringList made;
     QString why;
@@ -134,9 +147,19 @@ Outcome restoreItem(const TrashedItem& item, QString* reason) {
         *reason = QStringLiteral("%1: %2; it stays in the Trash").arg(shown, cause(failure));
         return Outcome::Failed;
     }
-    const QString destination = PathText::appendingComponent(FileName::decode(QByteArray(real)),
-                                                             PathText::lastComponent(item.originalPath));
+    const QString realParent = FileName::decode(QByteArray(real));
     std::free(real);
+    // A folder on the way replaced by a link must not take the item out of its location.
+    const QString location = LocationLock::canonicalLocation(locationOf(item.originalPath));
+    if (realParent != location && !isInside(realParent, location)) {
+        removeMadeFolders(made);
+        *reason = QStringLiteral("%1: a link on the way leads outside the location %2, to %3; it stays in "
+                                 "the Trash")
+                      .arg(shown, FileName::displayText(location), FileName::displayText(realParent));
+        return Outcome::Failed;
+    }
+    const QString destination =
+        PathText::appendingComponent(realParent, PathText::lastComponent(item.originalPath));
     if (!FileTree::moveItem(item.pathInTrash, destination, &why)) {
         const bool standing = errno == EEXIST;
         // A copy that was made back and could not be checked is gone again; one whose Trash
@@ -155,18 +178,6 @@ Outcome restoreItem(const TrashedItem& item, QString* reason) {
                       .arg(shown, FileName::displayText(item.recordPath), cause(failure));
     }
     return Outcome::Restored;
-}
-
-// The autosave location an item was removed from: the nearest folder above it that is one,
-// else the folder it was in.
-QString locationOf(const QString& originalPath) {
-    const QString parent = PathText::deletingLastComponent(originalPath);
-    for (QString folder = parent; !folder.isEmpty() && folder != QLatin1String("/");
-         folder = PathText::deletingLastComponent(folder)) {
-        if (AutosaveFolderScanner::layoutForFolder(folder) != AutosaveFolderScanner::Layout::None)
-            return folder;
-    }
-    return parent;
 }
 
 // The newest of the items from a path, when the filter accepts one.
@@ -330,17 +341,28 @@ namespace {
 template <typename Test>
 RestoreReport restoreNewest(const QStringList& originalPaths, const QStringList& locations,
                             const Test& test) {
+    // The Trash is read with the locks held: a removal that ran while this run waited for
+    // them may have trashed a newer item from one of the paths.
+    QList<TrashedItem> wanted;
+    for (const QString& path : originalPaths) {
+        TrashedItem item;
+        item.originalPath = QDir::cleanPath(path);
+        wanted << item;
+    }
+    RestoreReport report;
+    const std::optional<LocationLocks> locks = TrashRestore::lockLocations(wanted, &report.error);
+    if (!locks)
+        return report;
     const QList<TrashedItem> trashed = TrashRestore::list(locations);
     QList<TrashedItem> chosen;
     QStringList notFound;
-    for (const QString& path : originalPaths) {
-        const QString clean = QDir::cleanPath(path);
-        if (auto item = newestFrom(trashed, clean, test))
+    for (const TrashedItem& each : wanted) {
+        if (auto item = newestFrom(trashed, each.originalPath, test))
             chosen << *item;
         else
-            notFound << clean;
+            notFound << each.originalPath;
     }
-    RestoreReport report = TrashRestore::restore(chosen);
+    report = TrashRestore::restore(chosen);
     if (report.error.isEmpty())
         report.notFound = notFound;
     return report;

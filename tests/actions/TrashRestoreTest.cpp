@@ -91,6 +91,31 @@ TEST_F(Restore, TheLastRemovalComesBackAloneAndANamedPathItsNewestItem) {
     EXPECT_EQ(TrashRestore::list(locations()).size(), 1);
 }
 
+TEST_F(Restore, NeverThroughALinkOutOfTheLocationNorAsIfAStaleListStillHeldTheItem) {
+    scan();
+    ASSERT_TRUE(AutosaveRemoval::removeIndexSet(rows({"Beta"})).ok());
+    const QList<TrashedItem> items = TrashRestore::list(locations());
+    ASSERT_EQ(items.size(), 2);
+    const QString outside = home().makeFolder("outside");
+    ASSERT_TRUE(QFile::link(outside, premiere("Beta")));
+    const RestoreReport linked = TrashRestore::restore(items);
+    EXPECT_EQ(linked.failed.size(), 2);
+    const QString reason = linked.reasons.value(premiere("Beta/Beta-1.prproj"));
+    EXPECT_TRUE(
+        reason.contains("a link on the way leads outside the location " + premiere() + ", to " + outside))
+        << reason.toStdString();
+    EXPECT_EQ(QDir(outside).entryList(QDir::NoDotAndDotDot | QDir::AllEntries), QStringList());
+    EXPECT_EQ(trashRecords().size(), 2);
+
+    ASSERT_TRUE(QFile::remove(premiere("Beta")));
+    ASSERT_TRUE(TrashRestore::restore(items).ok());
+    // The window's list from before: another run has put them back meanwhile.
+    const RestoreReport stale = TrashRestore::restore(items);
+    EXPECT_EQ(stale.failed.size(), 2);
+    EXPECT_TRUE(stale.refused.isEmpty());
+    EXPECT_TRUE(stale.reasons.value(premiere("Beta/Beta-2.prproj")).contains("is gone"));
+}
+
 // A location on a volume of its own, whose items go to the volume's Trash.
 class RestoreFromAVolume : public Restore {
 protected:

@@ -98,4 +98,28 @@ TEST_F(RestoreCommand, WaitsForTheLocationsLockAsARemovalDoesThenPutsBackNothing
     EXPECT_EQ(readFile(premiere + "/Beta/Beta-1.prproj"), QByteArray("Beta/Beta-1.prproj").repeated(10));
 }
 
+// A prune trashes a newer Beta-1 while the restore waits for it: the newer one comes back.
+TEST_F(RestoreCommand, ReadsTheTrashOnlyOnceTheRemovalItWaitedForHasFinished) {
+    const QString beta1 = premiere + "/Beta/Beta-1.prproj";
+    ASSERT_EQ(run({"prune", "--keep", "2"}).exitCode, 0);
+    QThread::msleep(1100); // deletion dates are whole seconds
+    std::optional<LocationLock> held = holdLocation("vestry prune: moving autosaves to the Trash");
+    ASSERT_TRUE(held);
+    QProcessEnvironment env = environment();
+    env.insert("VESTRY_LOCK_WAIT_MS", "20000");
+    const std::unique_ptr<QProcess> restore = startProgram(VESTRY_PROGRAM, {"restore", beta1}, {env});
+    QElapsedTimer clock;
+    clock.start();
+    while (!hasOpen(restore->processId(), LocationLock::lockFilePath(premiere)) && clock.elapsed() < 20000)
+        QThread::msleep(10);
+    write(beta1, "newer");
+    const ProgramRun trashed = runProgram("trash-put", {beta1}, {environment()});
+    ASSERT_EQ(trashed.exitCode, 0) << trashed.err.toStdString();
+    held.reset();
+    const ProgramRun restored = finishProgram(*restore, 30000);
+    EXPECT_EQ(restored.exitCode, 0) << restored.err.toStdString();
+    EXPECT_EQ(readFile(beta1), "newer");
+    EXPECT_EQ(trashRecords().size(), 1);
+}
+
 } // namespace
