@@ -500,14 +500,18 @@ void AutosaveActions::restoreEvents() {
         return;
     runWork([backups] {
         QStringList failed;
+        QHash<QString, QString> reasons;
         for (const QString& backup : backups) {
-            if (!AutosaveOpener::restoreFCPXEvent(backup))
+            QString why;
+            if (!AutosaveOpener::restoreFCPXEvent(backup, &why)) {
                 failed << backup;
+                reasons.insert(backup, why);
+            }
         }
         const bool launched =
             Platform::current().launchApplication(QString::fromLatin1(AutosaveOpener::finalCutX));
-        reportFailures(tr("Some events could not be restored; their current versions stay in place."),
-                       failed);
+        reportFailures(tr("Some events could not be restored; their current versions stay in place."), failed,
+                       reasons);
         if (!launched)
             reportNotLaunched();
     });
@@ -549,7 +553,7 @@ void AutosaveActions::transfer(bool copy) {
             BMAlert::alertSheetWithMessageText(tr("No autosaves were moved."), report.error, nullptr);
         reportFailures(copy ? tr("Some autosaves could not be copied.")
                             : tr("Some autosaves could not be moved."),
-                       report.failed);
+                       report.failed, report.reasons);
         if (!copy)
             m_controller->populateData();
     });
