@@ -20,6 +20,7 @@
 #include <QSet>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -35,6 +36,23 @@ QByteArray readSmallFile(const QString& path, qint64 limit = 64 * 1024) {
     if (!file.open(QIODevice::ReadOnly) || file.size() > limit)
         return QByteArray();
     return file.readAll();
+}
+
+// A '%' that starts no escape stays as it is, as trash-cli reads it: a record edited by hand
+// would otherwise name another file.
+QByteArray decodePercents(const QByteArray& text) {
+    const auto hex = [](char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; };
+    QByteArray bytes;
+    bytes.reserve(text.size());
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (text[i] == '%' && i + 2 < text.size() && hex(text[i + 1]) && hex(text[i + 2])) {
+            bytes += char(text.mid(i + 1, 2).toInt(nullptr, 16));
+            i += 2;
+        } else {
+            bytes += text[i];
+        }
+    }
+    return bytes;
 }
 
 // The top of the volume of a ".Trash-$uid" or ".Trash/$uid".
@@ -147,8 +165,9 @@ Outcome restoreItem(const TrashedItem& item, QString* reason) {
         *reason = QStringLiteral("%1: %2; it stays in the Trash").arg(shown, cause(failure));
         return Outcome::Failed;
     }
-    const QString realParent = FileName::decode(QByteArray(real));
+    const QByteArray realBytes(real);
     std::free(real);
+    const QString realParent = FileName::decode(realBytes);
     // A folder on the way replaced by a link must not take the item out of its location.
     const QString location = LocationLock::canonicalLocation(locationOf(item.originalPath));
     if (realParent != location && !isInside(realParent, location)) {
@@ -156,6 +175,13 @@ Outcome restoreItem(const TrashedItem& item, QString* reason) {
         *reason = QStringLiteral("%1: a link on the way leads outside the location %2, to %3; it stays in "
                                  "the Trash")
                       .arg(shown, FileName::displayText(location), FileName::displayText(realParent));
+        return Outcome::Failed;
+    }
+    struct stat parentInfo {};
+    if (::stat(realBytes.constData(), &parentInfo) == 0 && !S_ISDIR(parentInfo.st_mode)) {
+        removeMadeFolders(made);
+        *reason = QStringLiteral("%1: %2 is a file now, not a folder; it stays in the Trash")
+                      .arg(shown, FileName::displayText(realParent));
         return Outcome::Failed;
     }
     const QString destination =
@@ -199,9 +225,13 @@ std::optional<TrashRestore::Record> TrashRestore::parseRecord(const QByteArray& 
         return std::nullopt;
     Record parsed;
     for (const QByteArray& line : lines) {
-        if (line.startsWith("Path="))
-            parsed.originalPath = FileName::decode(QByteArray::fromPercentEncoding(line.mid(5).trimmed()));
-        else if (line.startsWith("DeletionDate="))
+        if (line.startsWith("Path=")) {
+            const QByteArray path = decodePercents(line.mid(5).trimmed());
+            // The system calls would end the name at the nul: another file than the one removed.
+            if (path.contains('\0'))
+                return std::nullopt;
+            parsed.originalPath = FileName::decode(path);
+        } else if (line.startsWith("DeletionDate="))
             parsed.deletionDate =
                 QDateTime::fromString(QString::fromLatin1(line.mid(13).trimmed()), Qt::ISODate);
     }

@@ -108,12 +108,29 @@ TEST_F(Restore, NeverThroughALinkOutOfTheLocationNorAsIfAStaleListStillHeldTheIt
     EXPECT_EQ(trashRecords().size(), 2);
 
     ASSERT_TRUE(QFile::remove(premiere("Beta")));
+    write("Documents/Adobe Premiere Pro Auto-Save/Beta", "a file now");
+    EXPECT_EQ(TrashRestore::restore(items).reasons.value(premiere("Beta/Beta-1.prproj")),
+              premiere("Beta/Beta-1.prproj") + ": " + premiere("Beta") +
+                  " is a file now, not a folder; it stays in the Trash");
+    ASSERT_TRUE(QFile::remove(premiere("Beta")));
     ASSERT_TRUE(TrashRestore::restore(items).ok());
     // The window's list from before: another run has put them back meanwhile.
     const RestoreReport stale = TrashRestore::restore(items);
     EXPECT_EQ(stale.failed.size(), 2);
     EXPECT_TRUE(stale.refused.isEmpty());
     EXPECT_TRUE(stale.reasons.value(premiere("Beta/Beta-2.prproj")).contains("is gone"));
+}
+
+// Records edited by hand: read as trash-cli reads them, never as another file's name.
+TEST(TrashRecord, AnEscapeThatIsNoneStaysAsWrittenAndANulMakesNoPath) {
+    const auto path = [](const QByteArray& written) {
+        const auto record = TrashRestore::parseRecord("[Trash Info]\r\nPath=" + written + "\r\n");
+        return record ? record->originalPath : QString("(none)");
+    };
+    EXPECT_EQ(path("/a/100%.prproj"), "/a/100%.prproj");
+    EXPECT_EQ(path("/a/%zz%2"), "/a/%zz%2");
+    EXPECT_EQ(path("/a/caf%c3%A9%20b"), "/a/caf\u00e9 b");
+    EXPECT_EQ(path("/a/nul%00.prproj"), "(none)");
 }
 
 // A location on a volume of its own, whose items go to the volume's Trash.
