@@ -302,6 +302,15 @@ AutosaveOpener::TransferReport AutosaveOpener::copyFiles(const SelectedRows& row
             const QString destination = BMFileManager::uniqueFilename(
                 PathText::appendingComponent(folder, PathText::lastComponent(source)));
             QString why;
+            // A folder unmounted or removed meanwhile: its own name is the cause, not the autosave's.
+            struct stat into {};
+            const int found = ::stat(FileName::encode(folder).constData(), &into) == 0 ? 0 : errno;
+            if (found != 0 || !S_ISDIR(into.st_mode)) {
+                report.failed << source;
+                report.reasons.insert(source, FileTree::errorDescription(FileName::displayText(folder),
+                                                                         found != 0 ? found : ENOTDIR));
+                continue;
+            }
             if (transferItem(transfer == Transfer::Copy, source, destination, &why)) {
                 report.done << destination;
             } else {

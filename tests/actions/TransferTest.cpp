@@ -43,4 +43,13 @@ TEST_F(Transfer, MovingIntoTheFolderItIsInLeavesItsName) {
     }
 }
 
+TEST_F(Transfer, AFolderGoneBeforeTheCopyIsNamedAsTheCause) {
+    const QString gone = home().root() + "/Unmounted/Kept";
+    scan();
+    const auto report = AutosaveOpener::copyFiles(rows({"Beta"}), gone, AutosaveOpener::Transfer::Move);
+    EXPECT_EQ(report.failed.size(), 2);
+    EXPECT_EQ(report.reasons.value(premiere("Beta/Beta-1.prproj")), gone + ": No such file or directory");
+    EXPECT_TRUE(QFileInfo::exists(premiere("Beta/Beta-2.prproj")));
+}
+
 } // namespace
