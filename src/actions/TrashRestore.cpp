@@ -149,6 +149,15 @@ Outcome restoreItem(const TrashedItem& item, QString* reason) {
         *reason = QStringLiteral("%1: something already stands there; it stays in the Trash").arg(shown);
         return Outcome::Refused;
     }
+    // Only project folders are made again: a location that is not there may be a volume not
+    // mounted, and an item put under its mount point would be hidden once it is.
+    const QString locationFolder = locationOf(item.originalPath);
+    if (!BMFileManager::isDirectoryAtPath(locationFolder)) {
+        *reason =
+            QStringLiteral("%1: its location %2 is not there (a volume not mounted?); it stays in the Trash")
+                .arg(shown, FileName::displayText(locationFolder));
+        return Outcome::Failed;
+    }
     QStringList made;
     QString why;
     if (!makeParents(item.originalPath, made, &why)) {
@@ -169,7 +178,7 @@ Outcome restoreItem(const TrashedItem& item, QString* reason) {
     std::free(real);
     const QString realParent = FileName::decode(realBytes);
     // A folder on the way replaced by a link must not take the item out of its location.
-    const QString location = LocationLock::canonicalLocation(locationOf(item.originalPath));
+    const QString location = LocationLock::canonicalLocation(locationFolder);
     if (realParent != location && !isInside(realParent, location)) {
         removeMadeFolders(made);
         *reason = QStringLiteral("%1: a link on the way leads outside the location %2, to %3; it stays in "

@@ -202,3 +202,18 @@ TEST_F(RestoreFromAVolume, AFailureNamesTheFileAndTheCauseAndLeavesTheItemWithIt
     EXPECT_EQ(::trashRecords(volumeTrash),
               (QMap<QString, QString>{{"Cut-1.prproj", location + "/Cut/Cut-1.prproj"}}));
 }
+
+TEST_F(RestoreFromAVolume, NothingIsMadeUnderTheMountPointOfAVolumeNoLongerMounted) {
+    // Where the volume's Trash cannot be made, the item is copied into the home Trash.
+    home().writeFile(disk + "/.Trash-" + QString::number(::getuid()), "not a folder");
+    ASSERT_TRUE(AutosaveRemoval::removeChildren(autosaves({"Cut-1.prproj"})).ok());
+    const QList<TrashedItem> items = TrashRestore::list({location});
+    ASSERT_EQ(items.size(), 1);
+    volume.reset();
+    const RestoreReport report = TrashRestore::restore(items);
+    EXPECT_EQ(report.failed, QStringList{location + "/Cut/Cut-1.prproj"});
+    EXPECT_TRUE(report.reasons.value(location + "/Cut/Cut-1.prproj")
+                    .contains("its location " + location + " is not there"));
+    EXPECT_EQ(QDir(disk).entryList(QDir::NoDotAndDotDot | QDir::AllEntries), QStringList());
+    EXPECT_EQ(trashRecords().size(), 1);
+}
