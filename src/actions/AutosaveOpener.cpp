@@ -63,8 +63,7 @@ QString eventInUse(const QString& current) {
     lock.l_whence = SEEK_SET;
     if (::fcntl(fd.fd, F_GETLK, &lock) == 0 && lock.l_type != F_UNLCK)
         return QStringLiteral("%1: the event is open in another program (process %2)")
-            .arg(FileName::displayText(current))
-            .arg(lock.l_pid);
+            .arg(FileName::displayText(current), QString::number(lock.l_pid));
     return QString();
 }
 
@@ -87,9 +86,7 @@ QString damagedBackup(const QString& backup) {
     const quint64 pages = quint64(header[28]) << 24 | header[29] << 16 | header[30] << 8 | header[31];
     if (pageSize >= 512 && pages > 0 && quint64(info.st_size) < pageSize * pages)
         return QStringLiteral("%1: the backup is cut short (%2 of %3 bytes)")
-            .arg(shown)
-            .arg(info.st_size)
-            .arg(pageSize * pages);
+            .arg(shown, QString::number(info.st_size), QString::number(pageSize * pages));
     return QString();
 }
 
