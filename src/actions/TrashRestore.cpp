@@ -10,6 +10,7 @@
 #include "foundation/FileTree.h"
 #include "foundation/LocationLock.h"
 #include "foundation/PathText.h"
+#include "foundation/UniqueFd.h"
 #include "foundation/platform/Platform.h"
 #if defined(Q_OS_LINUX)
 #include "foundation/platform/linux/FreedesktopTrash.h"
@@ -24,6 +25,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -31,11 +33,22 @@ namespace {
 
 constexpr char kRecordSuffix[] = ".trashinfo";
 
+// By the path's own bytes: QFile cannot open a name that is not valid UTF-8.
 QByteArray readSmallFile(const QString& path, qint64 limit = 64 * 1024) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly) || file.size() > limit)
+    UniqueFd fd(::open(FileName::encode(path).constData(), O_RDONLY | O_CLOEXEC));
+    struct stat info {};
+    if (fd.fd < 0 || ::fstat(fd.fd, &info) != 0 || info.st_size > limit)
         return QByteArray();
-    return file.readAll();
+    QByteArray bytes;
+    char buffer[16 * 1024];
+    for (;;) {
+        const ssize_t n = ::read(fd.fd, buffer, sizeof buffer);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0 || bytes.size() + n > limit)
+            return n == 0 ? bytes : QByteArray();
+        bytes.append(buffer, n);
+    }
 }
 
 // A '%' that starts no escape stays as it is, as trash-cli reads it: a record edited by hand

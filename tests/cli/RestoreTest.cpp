@@ -10,7 +10,9 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -120,6 +122,27 @@ TEST_F(RestoreCommand, ReadsTheTrashOnlyOnceTheRemovalItWaitedForHasFinished) {
     EXPECT_EQ(restored.exitCode, 0) << restored.err.toStdString();
     EXPECT_EQ(readFile(beta1), "newer");
     EXPECT_EQ(trashRecords().size(), 1);
+}
+
+TEST_F(RestoreCommand, PutsBackANameThatIsNotUtf8ByItsBytes) {
+    const QByteArray cafe = QFile::encodeName(premiere) + "/Caf\xe9", older = cafe + "/Caf\xe9-1.prproj";
+    ASSERT_EQ(::mkdir(cafe.constData(), 0755), 0);
+    for (const QByteArray& file : {older, cafe + "/Caf\xe9-2.prproj"}) {
+        const int fd = ::open(file.constData(), O_CREAT | O_WRONLY, 0644);
+        ASSERT_TRUE(fd >= 0 && ::write(fd, file.right(8).constData(), 8) == 8 && ::close(fd) == 0);
+        QThread::msleep(5);
+    }
+    EXPECT_EQ(run({"prune", "--keep", "1"}).exitCode, 0);
+    EXPECT_TRUE(run({"restore", "--list"}).out.contains(premiere + "/Caf\\xe9/Caf\\xe9-1.prproj\n"));
+    const ProgramRun last = run({"restore", "--last"});
+    EXPECT_EQ(last.exitCode, 0) << last.err.toStdString();
+    struct stat back {};
+    EXPECT_TRUE(::lstat(older.constData(), &back) == 0 && back.st_size == 8);
+    EXPECT_TRUE(trashRecords().isEmpty());
+    // QTemporaryDir cannot remove what it cannot name.
+    for (const QByteArray& file : {older, cafe + "/Caf\xe9-2.prproj"})
+        ::unlink(file.constData());
+    ::rmdir(cafe.constData());
 }
 
 } // namespace
