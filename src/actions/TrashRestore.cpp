@@ -359,12 +359,17 @@ std::optional<LocationLocks> TrashRestore::lockLocations(const QList<TrashedItem
     return locks;
 }
 
-RestoreReport TrashRestore::restore(const QList<TrashedItem>& items) {
+RestoreReport TrashRestore::restore(const QList<TrashedItem>& items, const CancelFlag* cancel) {
     RestoreReport report;
+    report.total = items.size();
     const std::optional<LocationLocks> locks = lockLocations(items, &report.error);
     if (!locks)
         return report;
     for (const TrashedItem& item : items) {
+        if (isCancelled(cancel)) {
+            report.cancelled = true;
+            break;
+        }
         QString reason;
         switch (restoreItem(item, &reason)) {
         case Outcome::Restored:
@@ -391,8 +396,8 @@ namespace {
 
 // The newest item the Trash holds from each path that passes the test, put back.
 template <typename Test>
-RestoreReport restoreNewest(const QStringList& originalPaths, const QStringList& locations,
-                            const Test& test) {
+RestoreReport restoreNewest(const QStringList& originalPaths, const QStringList& locations, const Test& test,
+                            const CancelFlag* cancel) {
     // The Trash is read with the locks held: a removal that ran while this run waited for
     // them may have trashed a newer item from one of the paths.
     QList<TrashedItem> wanted;
@@ -414,19 +419,22 @@ RestoreReport restoreNewest(const QStringList& originalPaths, const QStringList&
         else
             notFound << each.originalPath;
     }
-    report = TrashRestore::restore(chosen);
-    if (report.error.isEmpty())
+    report = TrashRestore::restore(chosen, cancel);
+    if (report.error.isEmpty() && !report.cancelled)
         report.notFound = notFound;
     return report;
 }
 
 } // namespace
 
-RestoreReport TrashRestore::restorePaths(const QStringList& originalPaths, const QStringList& locations) {
-    return restoreNewest(originalPaths, locations, [](const TrashedItem&) { return true; });
+RestoreReport TrashRestore::restorePaths(const QStringList& originalPaths, const QStringList& locations,
+                                         const CancelFlag* cancel) {
+    return restoreNewest(
+        originalPaths, locations, [](const TrashedItem&) { return true; }, cancel);
 }
 
-RestoreReport TrashRestore::restoreLast(const QStringList& locations, QString* error) {
+RestoreReport TrashRestore::restoreLast(const QStringList& locations, QString* error,
+                                        const CancelFlag* cancel) {
     const std::optional<RemovalJournal::Entry> last = RemovalJournal::last(error);
     if (!last)
         return {};
@@ -436,5 +444,5 @@ RestoreReport TrashRestore::restoreLast(const QStringList& locations, QString* e
     const auto during = [&](const TrashedItem& item) {
         return item.deletionDate >= from && item.deletionDate <= to;
     };
-    return restoreNewest(last->paths, locations, during);
+    return restoreNewest(last->paths, locations, during, cancel);
 }

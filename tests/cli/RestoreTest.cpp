@@ -10,6 +10,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <csignal>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -143,6 +144,29 @@ TEST_F(RestoreCommand, PutsBackANameThatIsNotUtf8ByItsBytes) {
     for (const QByteArray& file : {older, cafe + "/Caf\xe9-2.prproj"})
         ::unlink(file.constData());
     ::rmdir(cafe.constData());
+}
+
+// Ctrl+C comes while the restore waits for the location this test holds: it lands before the
+// first item, however fast the machine.
+TEST_F(RestoreCommand, CtrlCStopsBetweenItemsSaysSoAndExitsAsInterrupted) {
+    ASSERT_EQ(run({"prune", "--keep", "1"}).exitCode, 0);
+    std::optional<LocationLock> held = holdLocation();
+    ASSERT_TRUE(held);
+    QProcessEnvironment env = environment();
+    env.insert("VESTRY_LOCK_WAIT_MS", "20000");
+    const std::unique_ptr<QProcess> restore = startProgram(VESTRY_PROGRAM, {"restore", "--last"}, {env});
+    QElapsedTimer clock;
+    clock.start();
+    while (!hasOpen(restore->processId(), LocationLock::lockFilePath(premiere)) && clock.elapsed() < 20000)
+        QThread::msleep(10);
+    ASSERT_EQ(::kill(pid_t(restore->processId()), SIGINT), 0);
+    QThread::msleep(100);
+    held.reset();
+    const ProgramRun stopped = finishProgram(*restore, 30000);
+    EXPECT_EQ(stopped.exitCode, 130);
+    EXPECT_EQ(stopped.err,
+              "vestry restore: Cancelled: 0 of 2 autosaves were put back; the other 2 are untouched.\n");
+    EXPECT_EQ(trashRecords().size(), 2);
 }
 
 } // namespace
