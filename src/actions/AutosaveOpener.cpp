@@ -81,7 +81,10 @@ QString damagedBackup(const QString& backup) {
     if (::pread(fd.fd, header, sizeof header, 0) != ssize_t(sizeof header) ||
         std::memcmp(header, "SQLite format 3", 16) != 0)
         return QString();
-    // Page size (1 stands for 65536) and page count, big-endian, at 16 and 28.
+    // Page size (1 stands for 65536) and page count, big-endian, at 16 and 28; the count holds
+    // only while the change counter at 24 matches the one at 92 that vouches for it.
+    if (std::memcmp(header + 24, header + 92, 4) != 0)
+        return QString();
     const quint64 pageSize = header[16] == 0 && header[17] == 1 ? 65536 : (header[16] << 8 | header[17]);
     const quint64 pages = quint64(header[28]) << 24 | header[29] << 16 | header[30] << 8 | header[31];
     if (pageSize >= 512 && pages > 0 && quint64(info.st_size) < pageSize * pages)
