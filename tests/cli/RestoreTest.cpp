@@ -32,6 +32,18 @@ protected:
             env.insert("VESTRY_LOCK_WAIT_MS", lockWaitMs);
         return CommandLine::run(arguments, env);
     }
+    // A restore started while the test holds the location, once it waits for it.
+    std::unique_ptr<QProcess> startWaiting(const QStringList& arguments) {
+        QProcessEnvironment env = environment();
+        env.insert("VESTRY_LOCK_WAIT_MS", "20000");
+        std::unique_ptr<QProcess> restore = startProgram(VESTRY_PROGRAM, arguments, {env});
+        QElapsedTimer clock;
+        clock.start();
+        while (!hasOpen(restore->processId(), LocationLock::lockFilePath(premiere)) &&
+               clock.elapsed() < 20000)
+            QThread::msleep(10);
+        return restore;
+    }
 };
 
 TEST_F(RestoreCommand, ListsPutsBackTheLastRemovalAndRefusesWhereAFileStands) {
@@ -108,13 +120,7 @@ TEST_F(RestoreCommand, ReadsTheTrashOnlyOnceTheRemovalItWaitedForHasFinished) {
     QThread::msleep(1100); // deletion dates are whole seconds
     std::optional<LocationLock> held = holdLocation("vestry prune: moving autosaves to the Trash");
     ASSERT_TRUE(held);
-    QProcessEnvironment env = environment();
-    env.insert("VESTRY_LOCK_WAIT_MS", "20000");
-    const std::unique_ptr<QProcess> restore = startProgram(VESTRY_PROGRAM, {"restore", beta1}, {env});
-    QElapsedTimer clock;
-    clock.start();
-    while (!hasOpen(restore->processId(), LocationLock::lockFilePath(premiere)) && clock.elapsed() < 20000)
-        QThread::msleep(10);
+    const std::unique_ptr<QProcess> restore = startWaiting({"restore", beta1});
     write(beta1, "newer");
     const ProgramRun trashed = runProgram("trash-put", {beta1}, {environment()});
     ASSERT_EQ(trashed.exitCode, 0) << trashed.err.toStdString();
@@ -152,13 +158,7 @@ TEST_F(RestoreCommand, CtrlCStopsBetweenItemsSaysSoAndExitsAsInterrupted) {
     ASSERT_EQ(run({"prune", "--keep", "1"}).exitCode, 0);
     std::optional<LocationLock> held = holdLocation();
     ASSERT_TRUE(held);
-    QProcessEnvironment env = environment();
-    env.insert("VESTRY_LOCK_WAIT_MS", "20000");
-    const std::unique_ptr<QProcess> restore = startProgram(VESTRY_PROGRAM, {"restore", "--last"}, {env});
-    QElapsedTimer clock;
-    clock.start();
-    while (!hasOpen(restore->processId(), LocationLock::lockFilePath(premiere)) && clock.elapsed() < 20000)
-        QThread::msleep(10);
+    const std::unique_ptr<QProcess> restore = startWaiting({"restore", "--last"});
     ASSERT_EQ(::kill(pid_t(restore->processId()), SIGINT), 0);
     QThread::msleep(100);
     held.reset();
