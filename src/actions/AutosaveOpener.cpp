@@ -116,6 +116,12 @@ bool putEventBackupInPlace(const QString& backupPath, QString* why) {
     return false;
 }
 
+void restoreEvent(const QString& backup, AutosaveOpener::Reasons* notRestored) {
+    QString why;
+    if (!AutosaveOpener::restoreFCPXEvent(backup, &why) && notRestored)
+        notRestored->insert(backup, why);
+}
+
 } // namespace
 
 QString AutosaveOpener::finalCutIdentifier() {
@@ -184,7 +190,7 @@ AutosaveOpener::Plan AutosaveOpener::planFor(const SelectedRows& rows, const QSt
     return plan;
 }
 
-QStringList AutosaveOpener::open(const Plan& plan, bool* notLaunched) {
+QStringList AutosaveOpener::open(const Plan& plan, bool* notLaunched, Reasons* notRestored) {
     const Platform& platform = Platform::current();
     const std::pair<const QStringList*, QString> lists[] = {{&plan.finalCut, plan.finalCutIdentifier},
                                                             {&plan.motion, text(motion)},
@@ -201,7 +207,7 @@ QStringList AutosaveOpener::open(const Plan& plan, bool* notLaunched) {
     if (plan.eventBackups.isEmpty())
         return failed;
     for (const QString& backup : plan.eventBackups)
-        restoreFCPXEvent(backup);
+        restoreEvent(backup, notRestored);
     if (!platform.launchApplication(text(finalCutX))) {
         BMLog::appendLog(QStringLiteral("Unable to launch %1").arg(text(finalCutX)));
         if (notLaunched)
@@ -210,10 +216,11 @@ QStringList AutosaveOpener::open(const Plan& plan, bool* notLaunched) {
     return failed;
 }
 
-bool AutosaveOpener::openItem(const BMAutoItem& item, const QString& finalCutIdentifier, bool* notLaunched) {
+bool AutosaveOpener::openItem(const BMAutoItem& item, const QString& finalCutIdentifier, bool* notLaunched,
+                              Reasons* notRestored) {
     const Platform& platform = Platform::current();
     if (AutosaveType::normalized(item.type()) == AutosaveType::FinalCutX) {
-        restoreFCPXEvent(item.path());
+        restoreEvent(item.path(), notRestored);
         if (!platform.launchApplication(text(finalCutX))) {
             BMLog::appendLog(QStringLiteral("Unable to launch %1").arg(text(finalCutX)));
             if (notLaunched)

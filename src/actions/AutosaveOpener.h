@@ -43,12 +43,13 @@ public:
     // Hands each non-empty list to its application in one call; then restores each event
     // backup in turn and launches Final Cut Pro X once when there was any. Returns the files
     // the desktop could not open; notLaunched tells whether Final Cut Pro X was due and could
-    // not be started.
-    static QStringList open(const Plan& plan, bool* notLaunched = nullptr);
+    // not be started; notRestored gets each backup that could not be put in place, with why.
+    using Reasons = QHash<QString, QString>;
+    static QStringList open(const Plan& plan, bool* notLaunched = nullptr, Reasons* notRestored = nullptr);
     // One autosave: an event backup is restored and Final Cut Pro X launched; anything else
     // is opened with its editor. False when the desktop could not open it.
     static bool openItem(const BMAutoItem& item, const QString& finalCutIdentifier,
-                         bool* notLaunched = nullptr);
+                         bool* notLaunched = nullptr, Reasons* notRestored = nullptr);
 
     // Puts an event backup in place of its event's current version ("CurrentVersion.fcpevent"
     // in the folder above the backup's folder), which is kept aside under a free name

@@ -70,6 +70,22 @@ TEST_F(Opener, EachEditorGetsItsFilesOnceInOneCallAndEventsAreRestoredThenFinalC
     EXPECT_TRUE(QFileInfo::exists(backup("2026-11-16"))); // the backups themselves stay
 }
 
+TEST_F(Opener, OpeningABackupThatCannotBePutInPlaceSaysWhyAndStillStartsFinalCutX) {
+    scan();
+    ASSERT_TRUE(QFile::resize(backup("2026-11-16"), 0));
+    bool single = false;
+    const BMAutoItemPtr item =
+        AutosaveOpener::singleItem(rows({"Ceremony 2026-11-16 10-00.fcpevent"}), &single);
+    ASSERT_TRUE(item);
+    AutosaveOpener::Reasons notRestored;
+    EXPECT_TRUE(AutosaveOpener::openItem(*item, "com.apple.FinalCutPro", nullptr, &notRestored));
+    EXPECT_EQ(notRestored.value(backup("2026-11-16")), backup("2026-11-16") + ": the backup is empty");
+    AutosaveOpener::open(AutosaveOpener::planFor(rows({"Ceremony"}), "com.apple.FinalCutPro"), nullptr,
+                         &notRestored);
+    EXPECT_EQ(notRestored.keys(), QStringList{backup("2026-11-16")});
+    EXPECT_EQ(home().platform().launched(), (QStringList{"com.apple.FinalCut", "com.apple.FinalCut"}));
+}
+
 TEST_F(Opener, AFailedRestoreLeavesTheCurrentVersionInPlace) {
     // The backup vanished after the catalogue listed it: nothing can be put in place.
     ASSERT_TRUE(QFile::remove(backup("2026-11-16")));
