@@ -7,14 +7,119 @@
 #include "foundation/BMFileManager.h"
 #include "foundation/BMLog.h"
 #include "foundation/DestructiveGuard.h"
+#include "foundation/FileName.h"
 #include "foundation/FileTree.h"
 #include "foundation/PathText.h"
+#include "foundation/UniqueFd.h"
 #include "foundation/platform/Platform.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
 QString text(const char* identifier) {
     return QString::fromLatin1(identifier);
+}
+
+bool sameFolder(const QString& a, const QString& b) {
+    struct stat one {};
+    struct stat other {};
+    return ::stat(FileName::encode(a).constData(), &one) == 0 &&
+           ::stat(FileName::encode(b).constData(), &other) == 0 && one.st_dev == other.st_dev &&
+           one.st_ino == other.st_ino;
+}
+
+// Copies or moves one item, with privileges only where the right was refused: privileged
+// tools meet a full or read-only volume, a name too long or a taken one just the same, and
+// run as root they leave part of a copy behind them as if it were whole.
+bool transferItem(bool copy, const QString& source, const QString& destination, QString* why) {
+    if (copy ? BMFileManager::copyFile(source, destination, false, why)
+             : BMFileManager::moveFile(source, destination, false, why))
+        return true;
+    if (errno != EACCES && errno != EPERM)
+        return false;
+    return copy ? BMFileManager::copyFile(source, destination) : BMFileManager::moveFile(source, destination);
+}
+
+// Why the event's database cannot be swapped now, or nothing. The editor keeps its event open
+// as a database with a journal beside it: a database moved away from its journal loses the
+// changes held there, and the backup put in its place would be given them.
+QString eventInUse(const QString& current) {
+    for (const char* suffix : {"-wal", "-journal"}) {
+        const QString journal = current + QLatin1String(suffix);
+        if (FileTree::exists(journal))
+            return QStringLiteral("%1: the event is open, or was not closed cleanly (%2 is beside it)")
+                .arg(FileName::displayText(current), PathText::lastComponent(journal));
+    }
+    UniqueFd fd(::open(FileName::encode(current).constData(), O_RDONLY | O_CLOEXEC));
+    if (fd.fd < 0)
+        return FileTree::errorDescription(FileName::displayText(current), errno);
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    if (::fcntl(fd.fd, F_GETLK, &lock) == 0 && lock.l_type != F_UNLCK)
+        return QStringLiteral("%1: the event is open in another program (process %2)")
+            .arg(FileName::displayText(current), QString::number(lock.l_pid));
+    return QString();
+}
+
+// Why a backup cannot stand for its event, or nothing: it must be readable and, as a
+// database, as long as its header says.
+QString damagedBackup(const QString& backup) {
+    const QString shown = FileName::displayText(backup);
+    UniqueFd fd(::open(FileName::encode(backup).constData(), O_RDONLY | O_CLOEXEC));
+    struct stat info {};
+    if (fd.fd < 0 || ::fstat(fd.fd, &info) != 0)
+        return FileTree::errorDescription(shown, errno);
+    if (info.st_size == 0)
+        return QStringLiteral("%1: the backup is empty").arg(shown);
+    unsigned char header[100] = {};
+    if (::pread(fd.fd, header, sizeof header, 0) != ssize_t(sizeof header) ||
+        std::memcmp(header, "SQLite format 3", 16) != 0)
+        return QString();
+    // Page size (1 stands for 65536) and page count, big-endian, at 16 and 28; the count holds
+    // only while the change counter at 24 matches the one at 92 that vouches for it.
+    if (std::memcmp(header + 24, header + 92, 4) != 0)
+        return QString();
+    const quint64 pageSize = header[16] == 0 && header[17] == 1 ? 65536 : (header[16] << 8 | header[17]);
+    const quint64 pages = quint64(header[28]) << 24 | header[29] << 16 | header[30] << 8 | header[31];
+    if (pageSize >= 512 && pages > 0 && quint64(info.st_size) < pageSize * pages)
+        return QStringLiteral("%1: the backup is cut short (%2 of %3 bytes)")
+            .arg(shown, QString::number(info.st_size), QString::number(pageSize * pages));
+    return QString();
+}
+
+bool putEventBackupInPlace(const QString& backupPath, QString* why) {
+    const QString eventFolder = PathText::deletingLastComponent(PathText::deletingLastComponent(backupPath));
+    const QString current =
+        PathText::appendingComponent(eventFolder, QStringLiteral("CurrentVersion.fcpevent"));
+    if (!FileTree::exists(current)) {
+        *why = FileTree::errorDescription(FileName::displayText(current), ENOENT);
+        return false;
+    }
+    *why = damagedBackup(backupPath);
+    if (why->isEmpty())
+        *why = eventInUse(current);
+    if (!why->isEmpty())
+        return false;
+    const QString aside = BMFileManager::uniqueFilename(
+        PathText::appendingComponent(eventFolder, QStringLiteral("CurrentVersion-Backup.fcpevent")));
+    if (!transferItem(false, current, aside, why))
+        return false;
+    if (transferItem(true, backupPath, current, why))
+        return true;
+    BMFileManager::moveFile(aside, current);
+    return false;
+}
+
+void restoreEvent(const QString& backup, AutosaveOpener::Reasons* notRestored) {
+    QString why;
+    if (!AutosaveOpener::restoreFCPXEvent(backup, &why) && notRestored)
+        notRestored->insert(backup, why);
 }
 
 } // namespace
@@ -85,7 +190,7 @@ AutosaveOpener::Plan AutosaveOpener::planFor(const SelectedRows& rows, const QSt
     return plan;
 }
 
-QStringList AutosaveOpener::open(const Plan& plan, bool* notLaunched) {
+QStringList AutosaveOpener::open(const Plan& plan, bool* notLaunched, Reasons* notRestored) {
     const Platform& platform = Platform::current();
     const std::pair<const QStringList*, QString> lists[] = {{&plan.finalCut, plan.finalCutIdentifier},
                                                             {&plan.motion, text(motion)},
@@ -102,7 +207,7 @@ QStringList AutosaveOpener::open(const Plan& plan, bool* notLaunched) {
     if (plan.eventBackups.isEmpty())
         return failed;
     for (const QString& backup : plan.eventBackups)
-        restoreFCPXEvent(backup);
+        restoreEvent(backup, notRestored);
     if (!platform.launchApplication(text(finalCutX))) {
         BMLog::appendLog(QStringLiteral("Unable to launch %1").arg(text(finalCutX)));
         if (notLaunched)
@@ -111,10 +216,11 @@ QStringList AutosaveOpener::open(const Plan& plan, bool* notLaunched) {
     return failed;
 }
 
-bool AutosaveOpener::openItem(const BMAutoItem& item, const QString& finalCutIdentifier, bool* notLaunched) {
+bool AutosaveOpener::openItem(const BMAutoItem& item, const QString& finalCutIdentifier, bool* notLaunched,
+                              Reasons* notRestored) {
     const Platform& platform = Platform::current();
     if (AutosaveType::normalized(item.type()) == AutosaveType::FinalCutX) {
-        restoreFCPXEvent(item.path());
+        restoreEvent(item.path(), notRestored);
         if (!platform.launchApplication(text(finalCutX))) {
             BMLog::appendLog(QStringLiteral("Unable to launch %1").arg(text(finalCutX)));
             if (notLaunched)
@@ -129,22 +235,16 @@ bool AutosaveOpener::openItem(const BMAutoItem& item, const QString& finalCutIde
     return false;
 }
 
-bool AutosaveOpener::restoreFCPXEvent(const QString& backupPath) {
-    const QString eventFolder = PathText::deletingLastComponent(PathText::deletingLastComponent(backupPath));
-    const QString current =
-        PathText::appendingComponent(eventFolder, QStringLiteral("CurrentVersion.fcpevent"));
-    if (!FileTree::exists(current))
-        return false;
-    const QString aside = BMFileManager::uniqueFilename(
-        PathText::appendingComponent(eventFolder, QStringLiteral("CurrentVersion-Backup.fcpevent")));
-    if (!BMFileManager::moveFile(current, aside))
-        return false;
-    if (BMFileManager::copyFile(backupPath, current))
-        return true;
-    BMLog::appendLog(
-        QStringLiteral("Unable to restore %1; the event's current version stays").arg(backupPath));
-    BMFileManager::moveFile(aside, current);
-    return false;
+bool AutosaveOpener::restoreFCPXEvent(const QString& backupPath, QString* error) {
+    QString why;
+    const bool restored = putEventBackupInPlace(backupPath, &why);
+    if (!restored) {
+        BMLog::appendLog(QStringLiteral("Unable to restore %1: %2; the event's current version stays")
+                             .arg(FileName::displayText(backupPath), why));
+        if (error)
+            *error = why;
+    }
+    return restored;
 }
 
 bool AutosaveOpener::showInFinder(const SelectedRows& rows) {
@@ -197,13 +297,28 @@ AutosaveOpener::TransferReport AutosaveOpener::copyFiles(const SelectedRows& row
                 !DestructiveGuard(AutosaveSelection::locationOf(item)).permits(source, &refusal)) {
                 BMLog::appendLog(QStringLiteral("Not moving: %1.").arg(refusal));
                 report.failed << source;
+                report.reasons.insert(source, refusal);
+                continue;
+            }
+            // A free name beside itself would rename the autosave, and the editor would no
+            // longer know it as its own.
+            if (transfer == Transfer::Move && sameFolder(PathText::deletingLastComponent(source), folder)) {
+                report.done << source;
                 continue;
             }
             const QString destination = BMFileManager::uniqueFilename(
                 PathText::appendingComponent(folder, PathText::lastComponent(source)));
-            const bool ok = transfer == Transfer::Copy ? BMFileManager::copyFile(source, destination)
-                                                       : BMFileManager::moveFile(source, destination);
-            if (ok) {
+            QString why;
+            // A folder unmounted or removed meanwhile: its own name is the cause, not the autosave's.
+            struct stat into {};
+            const int found = ::stat(FileName::encode(folder).constData(), &into) == 0 ? 0 : errno;
+            if (found != 0 || !S_ISDIR(into.st_mode)) {
+                report.failed << source;
+                report.reasons.insert(source, FileTree::errorDescription(FileName::displayText(folder),
+                                                                         found != 0 ? found : ENOTDIR));
+                continue;
+            }
+            if (transferItem(transfer == Transfer::Copy, source, destination, &why)) {
                 report.done << destination;
             } else {
                 BMLog::appendLog(
@@ -211,6 +326,7 @@ AutosaveOpener::TransferReport AutosaveOpener::copyFiles(const SelectedRows& row
                         .arg(transfer == Transfer::Copy ? QStringLiteral("copy") : QStringLiteral("move"),
                              source, folder));
                 report.failed << source;
+                report.reasons.insert(source, why.isEmpty() ? FileName::displayText(source) : why);
             }
         }
         const QString projectFolder =

@@ -10,6 +10,7 @@
 #include "foundation/FileTree.h"
 #include "foundation/LocationLock.h"
 #include "foundation/PathText.h"
+#include "foundation/UniqueFd.h"
 #include "foundation/platform/Platform.h"
 #if defined(Q_OS_LINUX)
 #include "foundation/platform/linux/FreedesktopTrash.h"
@@ -20,9 +21,11 @@
 #include <QSet>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -30,11 +33,39 @@ namespace {
 
 constexpr char kRecordSuffix[] = ".trashinfo";
 
+// By the path's own bytes: QFile cannot open a name that is not valid UTF-8.
 QByteArray readSmallFile(const QString& path, qint64 limit = 64 * 1024) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly) || file.size() > limit)
+    UniqueFd fd(::open(FileName::encode(path).constData(), O_RDONLY | O_CLOEXEC));
+    struct stat info {};
+    if (fd.fd < 0 || ::fstat(fd.fd, &info) != 0 || info.st_size > limit)
         return QByteArray();
-    return file.readAll();
+    QByteArray bytes;
+    char buffer[16 * 1024];
+    for (;;) {
+        const ssize_t n = ::read(fd.fd, buffer, sizeof buffer);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0 || bytes.size() + n > limit)
+            return n == 0 ? bytes : QByteArray();
+        bytes.append(buffer, n);
+    }
+}
+
+// A '%' that starts no escape stays as it is, as trash-cli reads it: a record edited by hand
+// would otherwise name another file.
+QByteArray decodePercents(const QByteArray& text) {
+    const auto hex = [](char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; };
+    QByteArray bytes;
+    bytes.reserve(text.size());
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (text[i] == '%' && i + 2 < text.size() && hex(text[i + 1]) && hex(text[i + 2])) {
+            bytes += char(text.mid(i + 1, 2).toInt(nullptr, 16));
+            i += 2;
+        } else {
+            bytes += text[i];
+        }
+    }
+    return bytes;
 }
 
 // The top of the volume of a ".Trash-$uid" or ".Trash/$uid".
@@ -105,17 +136,39 @@ void removeMadeFolders(const QStringList& made) {
         ::rmdir(FileName::encode(*it).constData());
 }
 
+// The autosave location an item was removed from: the nearest folder above it that is one,
+// else the folder it was in.
+QString locationOf(const QString& originalPath) {
+    const QString parent = PathText::deletingLastComponent(originalPath);
+    for (QString folder = parent; !folder.isEmpty() && folder != QLatin1String("/");
+         folder = PathText::deletingLastComponent(folder)) {
+        if (AutosaveFolderScanner::layoutForFolder(folder) != AutosaveFolderScanner::Layout::None)
+            return folder;
+    }
+    return parent;
+}
+
 enum class Outcome { Restored, Refused, Failed };
 
 Outcome restoreItem(const TrashedItem& item, QString* reason) {
     const QString shown = FileName::displayText(item.originalPath);
+    // First, as a list shown a while ago may be stale: another run may have put it back.
+    if (!lexists(FileName::encode(item.pathInTrash))) {
+        *reason = QStringLiteral("%1: its item in the Trash, %2, is gone")
+                      .arg(shown, FileName::displayText(item.pathInTrash));
+        return Outcome::Failed;
+    }
     if (FileTree::exists(item.originalPath)) {
         *reason = QStringLiteral("%1: something already stands there; it stays in the Trash").arg(shown);
         return Outcome::Refused;
     }
-    if (!lexists(FileName::encode(item.pathInTrash))) {
-        *reason = QStringLiteral("%1: its item in the Trash, %2, is gone")
-                      .arg(shown, FileName::displayText(item.pathInTrash));
+    // Only project folders are made again: a location that is not there may be a volume not
+    // mounted, and an item put under its mount point would be hidden once it is.
+    const QString locationFolder = locationOf(item.originalPath);
+    if (!BMFileManager::isDirectoryAtPath(locationFolder)) {
+        *reason =
+            QStringLiteral("%1: its location %2 is not there (a volume not mounted?); it stays in the Trash")
+                .arg(shown, FileName::displayText(locationFolder));
         return Outcome::Failed;
     }
     QStringList made;
@@ -134,9 +187,27 @@ Outcome restoreItem(const TrashedItem& item, QString* reason) {
         *reason = QStringLiteral("%1: %2; it stays in the Trash").arg(shown, cause(failure));
         return Outcome::Failed;
     }
-    const QString destination = PathText::appendingComponent(FileName::decode(QByteArray(real)),
-                                                             PathText::lastComponent(item.originalPath));
+    const QByteArray realBytes(real);
     std::free(real);
+    const QString realParent = FileName::decode(realBytes);
+    // A folder on the way replaced by a link must not take the item out of its location.
+    const QString location = LocationLock::canonicalLocation(locationFolder);
+    if (realParent != location && !isInside(realParent, location)) {
+        removeMadeFolders(made);
+        *reason = QStringLiteral("%1: a link on the way leads outside the location %2, to %3; it stays in "
+                                 "the Trash")
+                      .arg(shown, FileName::displayText(location), FileName::displayText(realParent));
+        return Outcome::Failed;
+    }
+    struct stat parentInfo {};
+    if (::stat(realBytes.constData(), &parentInfo) == 0 && !S_ISDIR(parentInfo.st_mode)) {
+        removeMadeFolders(made);
+        *reason = QStringLiteral("%1: %2 is a file now, not a folder; it stays in the Trash")
+                      .arg(shown, FileName::displayText(realParent));
+        return Outcome::Failed;
+    }
+    const QString destination =
+        PathText::appendingComponent(realParent, PathText::lastComponent(item.originalPath));
     if (!FileTree::moveItem(item.pathInTrash, destination, &why)) {
         const bool standing = errno == EEXIST;
         // A copy that was made back and could not be checked is gone again; one whose Trash
@@ -155,18 +226,6 @@ Outcome restoreItem(const TrashedItem& item, QString* reason) {
                       .arg(shown, FileName::displayText(item.recordPath), cause(failure));
     }
     return Outcome::Restored;
-}
-
-// The autosave location an item was removed from: the nearest folder above it that is one,
-// else the folder it was in.
-QString locationOf(const QString& originalPath) {
-    const QString parent = PathText::deletingLastComponent(originalPath);
-    for (QString folder = parent; !folder.isEmpty() && folder != QLatin1String("/");
-         folder = PathText::deletingLastComponent(folder)) {
-        if (AutosaveFolderScanner::layoutForFolder(folder) != AutosaveFolderScanner::Layout::None)
-            return folder;
-    }
-    return parent;
 }
 
 // The newest of the items from a path, when the filter accepts one.
@@ -188,9 +247,13 @@ std::optional<TrashRestore::Record> TrashRestore::parseRecord(const QByteArray& 
         return std::nullopt;
     Record parsed;
     for (const QByteArray& line : lines) {
-        if (line.startsWith("Path="))
-            parsed.originalPath = FileName::decode(QByteArray::fromPercentEncoding(line.mid(5).trimmed()));
-        else if (line.startsWith("DeletionDate="))
+        if (line.startsWith("Path=")) {
+            const QByteArray path = decodePercents(line.mid(5).trimmed());
+            // The system calls would end the name at the nul: another file than the one removed.
+            if (path.contains('\0'))
+                return std::nullopt;
+            parsed.originalPath = FileName::decode(path);
+        } else if (line.startsWith("DeletionDate="))
             parsed.deletionDate =
                 QDateTime::fromString(QString::fromLatin1(line.mid(13).trimmed()), Qt::ISODate);
     }
@@ -296,12 +359,17 @@ std::optional<LocationLocks> TrashRestore::lockLocations(const QList<TrashedItem
     return locks;
 }
 
-RestoreReport TrashRestore::restore(const QList<TrashedItem>& items) {
+RestoreReport TrashRestore::restore(const QList<TrashedItem>& items, const CancelFlag* cancel) {
     RestoreReport report;
+    report.total = items.size();
     const std::optional<LocationLocks> locks = lockLocations(items, &report.error);
     if (!locks)
         return report;
     for (const TrashedItem& item : items) {
+        if (isCancelled(cancel)) {
+            report.cancelled = true;
+            break;
+        }
         QString reason;
         switch (restoreItem(item, &reason)) {
         case Outcome::Restored:
@@ -328,31 +396,45 @@ namespace {
 
 // The newest item the Trash holds from each path that passes the test, put back.
 template <typename Test>
-RestoreReport restoreNewest(const QStringList& originalPaths, const QStringList& locations,
-                            const Test& test) {
+RestoreReport restoreNewest(const QStringList& originalPaths, const QStringList& locations, const Test& test,
+                            const CancelFlag* cancel) {
+    // The Trash is read with the locks held: a removal that ran while this run waited for
+    // them may have trashed a newer item from one of the paths.
+    QList<TrashedItem> wanted;
+    for (const QString& path : originalPaths) {
+        TrashedItem item;
+        item.originalPath = QDir::cleanPath(path);
+        wanted << item;
+    }
+    RestoreReport report;
+    const std::optional<LocationLocks> locks = TrashRestore::lockLocations(wanted, &report.error);
+    if (!locks)
+        return report;
     const QList<TrashedItem> trashed = TrashRestore::list(locations);
     QList<TrashedItem> chosen;
     QStringList notFound;
-    for (const QString& path : originalPaths) {
-        const QString clean = QDir::cleanPath(path);
-        if (auto item = newestFrom(trashed, clean, test))
+    for (const TrashedItem& each : wanted) {
+        if (auto item = newestFrom(trashed, each.originalPath, test))
             chosen << *item;
         else
-            notFound << clean;
+            notFound << each.originalPath;
     }
-    RestoreReport report = TrashRestore::restore(chosen);
-    if (report.error.isEmpty())
+    report = TrashRestore::restore(chosen, cancel);
+    if (report.error.isEmpty() && !report.cancelled)
         report.notFound = notFound;
     return report;
 }
 
 } // namespace
 
-RestoreReport TrashRestore::restorePaths(const QStringList& originalPaths, const QStringList& locations) {
-    return restoreNewest(originalPaths, locations, [](const TrashedItem&) { return true; });
+RestoreReport TrashRestore::restorePaths(const QStringList& originalPaths, const QStringList& locations,
+                                         const CancelFlag* cancel) {
+    return restoreNewest(
+        originalPaths, locations, [](const TrashedItem&) { return true; }, cancel);
 }
 
-RestoreReport TrashRestore::restoreLast(const QStringList& locations, QString* error) {
+RestoreReport TrashRestore::restoreLast(const QStringList& locations, QString* error,
+                                        const CancelFlag* cancel) {
     const std::optional<RemovalJournal::Entry> last = RemovalJournal::last(error);
     if (!last)
         return {};
@@ -362,5 +444,5 @@ RestoreReport TrashRestore::restoreLast(const QStringList& locations, QString* e
     const auto during = [&](const TrashedItem& item) {
         return item.deletionDate >= from && item.deletionDate <= to;
     };
-    return restoreNewest(last->paths, locations, during);
+    return restoreNewest(last->paths, locations, during, cancel);
 }

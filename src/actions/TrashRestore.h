@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ActionProgress.h"
 #include "LocationLocks.h"
 
 #include <QDateTime>
@@ -27,6 +28,8 @@ struct RestoreReport {
     QStringList notFound;            // nothing in any Trash was removed from there
     QHash<QString, QString> reasons; // for refused and failed: the file and the cause in words
     QString error;                   // another run held a location: nothing was touched
+    bool cancelled = false;          // stopped between two items; those not reached stay in the Trash
+    qsizetype total = 0;             // the items it set out to put back
 
     bool ok() const { return error.isEmpty() && refused.isEmpty() && failed.isEmpty() && notFound.isEmpty(); }
 };
@@ -52,12 +55,15 @@ public:
 
     // These items, in this order, with the locks of their locations held, as a removal holds
     // them: a background run never works on a folder half put back.
-    static RestoreReport restore(const QList<TrashedItem>& items);
+    // A set cancel flag stops it before the next item; the one under way is finished.
+    static RestoreReport restore(const QList<TrashedItem>& items, const CancelFlag* cancel = nullptr);
     // The locks restore takes, for a caller that puts items back one by one and would have no
     // other run work between two of them. restore does not take a lock this thread holds.
     static std::optional<LocationLocks> lockLocations(const QList<TrashedItem>& items, QString* error);
     // The newest item removed from each path.
-    static RestoreReport restorePaths(const QStringList& originalPaths, const QStringList& locations);
+    static RestoreReport restorePaths(const QStringList& originalPaths, const QStringList& locations,
+                                      const CancelFlag* cancel = nullptr);
     // Everything the last recorded removal took; error says why when there is nothing to go by.
-    static RestoreReport restoreLast(const QStringList& locations, QString* error);
+    static RestoreReport restoreLast(const QStringList& locations, QString* error,
+                                     const CancelFlag* cancel = nullptr);
 };

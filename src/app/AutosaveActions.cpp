@@ -152,6 +152,14 @@ void reportFailures(const QString& message, const QStringList& paths,
         nullptr, false);
 }
 
+void reportNotRestored(const QHash<QString, QString>& reasons) {
+    QStringList backups = reasons.keys();
+    backups.sort();
+    reportFailures(
+        AutosaveActions::tr("Some events could not be restored; their current versions stay in place."),
+        backups, reasons);
+}
+
 // Another run held a location, so nothing was touched: the message names who holds it.
 void reportBusy(const RemovalReport& report) {
     if (!report.error.isEmpty())
@@ -468,8 +476,10 @@ void AutosaveActions::sendToApp() {
             if (item)
                 runWork([item, finalCut] {
                     bool notLaunched = false;
-                    if (!AutosaveOpener::openItem(*item, finalCut, &notLaunched))
+                    AutosaveOpener::Reasons notRestored;
+                    if (!AutosaveOpener::openItem(*item, finalCut, &notLaunched, &notRestored))
                         offerToReveal({item->path()});
+                    reportNotRestored(notRestored);
                     if (notLaunched)
                         reportNotLaunched();
                 });
@@ -480,7 +490,9 @@ void AutosaveActions::sendToApp() {
         if (ask(question.message, question.defaultButton, question.alternateButton, question.informative))
             runWork([plan] {
                 bool notLaunched = false;
-                offerToReveal(AutosaveOpener::open(plan, &notLaunched));
+                AutosaveOpener::Reasons notRestored;
+                offerToReveal(AutosaveOpener::open(plan, &notLaunched, &notRestored));
+                reportNotRestored(notRestored);
                 if (notLaunched)
                     reportNotLaunched();
             });
@@ -499,15 +511,15 @@ void AutosaveActions::restoreEvents() {
     if (backups.isEmpty())
         return;
     runWork([backups] {
-        QStringList failed;
+        AutosaveOpener::Reasons notRestored;
         for (const QString& backup : backups) {
-            if (!AutosaveOpener::restoreFCPXEvent(backup))
-                failed << backup;
+            QString why;
+            if (!AutosaveOpener::restoreFCPXEvent(backup, &why))
+                notRestored.insert(backup, why);
         }
         const bool launched =
             Platform::current().launchApplication(QString::fromLatin1(AutosaveOpener::finalCutX));
-        reportFailures(tr("Some events could not be restored; their current versions stay in place."),
-                       failed);
+        reportNotRestored(notRestored);
         if (!launched)
             reportNotLaunched();
     });
@@ -549,7 +561,7 @@ void AutosaveActions::transfer(bool copy) {
             BMAlert::alertSheetWithMessageText(tr("No autosaves were moved."), report.error, nullptr);
         reportFailures(copy ? tr("Some autosaves could not be copied.")
                             : tr("Some autosaves could not be moved."),
-                       report.failed);
+                       report.failed, report.reasons);
         if (!copy)
             m_controller->populateData();
     });

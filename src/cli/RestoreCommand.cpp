@@ -2,7 +2,9 @@
 
 #include "ArgumentChecks.h"
 #include "CatalogueArguments.h"
+#include "Interruption.h"
 #include "StandardOutput.h"
+#include "actions/ActionTexts.h"
 #include "actions/TrashRestore.h"
 #include "catalogue/CatalogueLocations.h"
 #include "catalogue/OutlineText.h"
@@ -96,10 +98,12 @@ int RestoreCommand::run() {
         writeStandardOutput(m_json ? listJson(items) : listText(items));
         return 0;
     }
+    // Ctrl+C stops between two items: one copied back from another volume is never left half made.
+    const Interruption interruption;
     RestoreReport report;
     if (m_last) {
         QString error;
-        report = TrashRestore::restoreLast(locations, &error);
+        report = TrashRestore::restoreLast(locations, &error, interruption.flag());
         if (!error.isEmpty()) {
             CatalogueArguments::warn(kCommand, QStringLiteral("nothing to put back: %1").arg(error));
             return 1;
@@ -108,7 +112,7 @@ int RestoreCommand::run() {
         QStringList paths;
         for (const std::string& path : m_paths)
             paths << CatalogueArguments::absolutePath(path);
-        report = TrashRestore::restorePaths(paths, locations);
+        report = TrashRestore::restorePaths(paths, locations, interruption.flag());
     }
     if (!report.error.isEmpty()) {
         CatalogueArguments::warn(kCommand, QStringLiteral("%1 Nothing was put back.").arg(report.error));
@@ -126,5 +130,10 @@ int RestoreCommand::run() {
     for (const QString& path : report.notFound)
         CatalogueArguments::warn(kCommand, QStringLiteral("%1: nothing in the Trash was removed from there")
                                                .arg(FileName::displayText(path)));
+    if (report.cancelled) {
+        CatalogueArguments::warn(kCommand, ActionTexts::cancelled(QStringLiteral("put back"),
+                                                                  report.restored.size(), report.total));
+        return Interruption::exitStatus;
+    }
     return report.ok() ? 0 : 1;
 }

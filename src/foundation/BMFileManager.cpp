@@ -433,7 +433,8 @@ bool BMFileManager::copyFile(const QString& source, const QString& destination) 
     return copyFile(source, destination, true);
 }
 
-bool BMFileManager::copyFile(const QString& source, const QString& destination, bool shouldAuth) {
+bool BMFileManager::copyFile(const QString& source, const QString& destination, bool shouldAuth,
+                             QString* error) {
     if (source.isEmpty()) {
         BMLog::appendLogAndPrint(QStringLiteral("Error copying file: source path is nil"));
         return false;
@@ -445,10 +446,14 @@ bool BMFileManager::copyFile(const QString& source, const QString& destination, 
     }
     // The parent folder, not the destination itself: a locked folder takes no new item.
     unlockFile(PathText::deletingLastComponent(destination));
-    QString error;
-    if (FileTree::copyItem(source, destination, &error))
+    QString why;
+    if (FileTree::copyItem(source, destination, &why))
         return true;
-    BMLog::appendLog(QStringLiteral("Error copying file: %1. Authorizing...").arg(error));
+    const int failure = errno;
+    BMLog::appendLog(QStringLiteral("Error copying file: %1. Authorizing...").arg(why));
+    if (error)
+        *error = why;
+    errno = failure;
     if (!shouldAuth)
         return false;
     return authorization().authCopyFile(source, destination);
@@ -477,7 +482,8 @@ bool BMFileManager::moveFile(const QString& source, const QString& destination) 
     return moveFile(source, destination, true);
 }
 
-bool BMFileManager::moveFile(const QString& source, const QString& destination, bool shouldAuth) {
+bool BMFileManager::moveFile(const QString& source, const QString& destination, bool shouldAuth,
+                             QString* error) {
     if (isProtected(source, "Unable to move path %1 because it is a system directory.") ||
         isRefusedOnDisk(source, "move"))
         return false;
@@ -496,10 +502,14 @@ bool BMFileManager::moveFile(const QString& source, const QString& destination, 
             FileTree::moveItem(intermediate, source, nullptr);
         }
     }
-    QString error;
-    if (FileTree::moveItem(source, destination, &error))
+    QString why;
+    if (FileTree::moveItem(source, destination, &why))
         return true;
-    BMLog::appendLog(QStringLiteral("Error moving file: %1.").arg(error));
+    const int failure = errno;
+    BMLog::appendLog(QStringLiteral("Error moving file: %1.").arg(why));
+    if (error)
+        *error = why;
+    errno = failure;
     if (!shouldAuth)
         return false;
     BMLog::appendLog(QStringLiteral("Authorizing..."));

@@ -140,14 +140,17 @@ public:
     static bool createEmptyFile(const QString& path);
 
     // ---- Copy and move ------------------------------------------------------------------
-    // The destination must not exist yet.
+    // The destination must not exist yet. error, when given, gets the file and the cause of
+    // the failure in this process, and errno tells it, when shouldAuth is false.
     static bool copyFile(const QString& source, const QString& destination);
-    static bool copyFile(const QString& source, const QString& destination, bool shouldAuth);
+    static bool copyFile(const QString& source, const QString& destination, bool shouldAuth,
+                         QString* error = nullptr);
     static bool copyFileWithTimeout(const QString& source, const QString& destination, qint64 seconds);
     // Each top-level entry into the existing destination folder; stops at the first failure.
     static bool copyContentsOfDirectory(const QString& source, const QString& destination, qint64 seconds);
     static bool moveFile(const QString& source, const QString& destination);
-    static bool moveFile(const QString& source, const QString& destination, bool shouldAuth);
+    static bool moveFile(const QString& source, const QString& destination, bool shouldAuth,
+                         QString* error = nullptr);
     static bool moveFileWithTimeout(const QString& source, const QString& destination, qint64 seconds);
 
     // ---- Archives -----------------------------------------------------------------------

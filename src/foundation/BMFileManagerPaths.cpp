@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
@@ -148,11 +149,20 @@ QString BMFileManager::uniqueFilename(const QString& path) {
     if (!pathIsTaken(path))
         return path;
     const QString extension = PathText::extension(path);
-    const QString stem = PathText::deletingExtension(path);
+    const QString folder = PathText::deletingLastComponent(path);
+    const QString name = PathText::lastComponent(PathText::deletingExtension(path));
     for (long n = 2;; ++n) {
-        QString candidate = QStringLiteral("%1 %2").arg(stem).arg(n);
+        QString tail = QLatin1Char(' ') + QString::number(n);
         if (!extension.isEmpty())
-            candidate += QLatin1Char('.') + extension;
+            tail += QLatin1Char('.') + extension;
+        // The number must fit in a name of NAME_MAX bytes: whole characters go from the end.
+        QString stem = name;
+        while (!stem.isEmpty() && FileName::encode(stem + tail).size() > NAME_MAX) {
+            const bool pair =
+                stem.size() >= 2 && stem.back().isLowSurrogate() && stem[stem.size() - 2].isHighSurrogate();
+            stem.chop(pair ? 2 : 1);
+        }
+        const QString candidate = PathText::appendingComponent(folder, stem + tail);
         if (!pathIsTaken(candidate))
             return candidate;
     }

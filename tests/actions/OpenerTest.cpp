@@ -1,6 +1,9 @@
 #include "ActionsFixture.h"
 #include "actions/AutosaveOpener.h"
 #include "catalogue/AutosaveType.h"
+#include "support/Tmpfs.h"
+
+#include <QProcess>
 
 namespace {
 
@@ -67,6 +70,22 @@ TEST_F(Opener, EachEditorGetsItsFilesOnceInOneCallAndEventsAreRestoredThenFinalC
     EXPECT_TRUE(QFileInfo::exists(backup("2026-11-16"))); // the backups themselves stay
 }
 
+TEST_F(Opener, OpeningABackupThatCannotBePutInPlaceSaysWhyAndStillStartsFinalCutX) {
+    scan();
+    ASSERT_TRUE(QFile::resize(backup("2026-11-16"), 0));
+    bool single = false;
+    const BMAutoItemPtr item =
+        AutosaveOpener::singleItem(rows({"Ceremony 2026-11-16 10-00.fcpevent"}), &single);
+    ASSERT_TRUE(item);
+    AutosaveOpener::Reasons notRestored;
+    EXPECT_TRUE(AutosaveOpener::openItem(*item, "com.apple.FinalCutPro", nullptr, &notRestored));
+    EXPECT_EQ(notRestored.value(backup("2026-11-16")), backup("2026-11-16") + ": the backup is empty");
+    AutosaveOpener::open(AutosaveOpener::planFor(rows({"Ceremony"}), "com.apple.FinalCutPro"), nullptr,
+                         &notRestored);
+    EXPECT_EQ(notRestored.keys(), QStringList{backup("2026-11-16")});
+    EXPECT_EQ(home().platform().launched(), (QStringList{"com.apple.FinalCut", "com.apple.FinalCut"}));
+}
+
 TEST_F(Opener, AFailedRestoreLeavesTheCurrentVersionInPlace) {
     // The backup vanished after the catalogue listed it: nothing can be put in place.
     ASSERT_TRUE(QFile::remove(backup("2026-11-16")));
@@ -77,6 +96,65 @@ TEST_F(Opener, AFailedRestoreLeavesTheCurrentVersionInPlace) {
     ASSERT_TRUE(QFile::remove(current()));
     EXPECT_FALSE(AutosaveOpener::restoreFCPXEvent(backup("2026-11-18")));
     EXPECT_EQ(QDir(library("Ceremony")).entryList(QDir::Files), QStringList());
+}
+
+// Events are databases: the sqlite3 tool makes them, holds one open, and cuts one short.
+TEST_F(Opener, ABackupIsNotPutInPlaceWhenCutShortOrWhileTheEventIsOpen) {
+    if (!QFileInfo("/usr/bin/sqlite3").isExecutable())
+        GTEST_SKIP() << "sqlite3 is not installed";
+    const auto sql = [](const QString& database, const QString& statements) {
+        const ProgramRun run = runProgram("/usr/bin/sqlite3", {database, statements});
+        ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    };
+    ASSERT_TRUE(QFile::remove(current()));
+    sql(current(), "create table clips(name); insert into clips values('current');");
+    const QByteArray currentBytes = readFile(current());
+    const QString cut = backup("2026-11-16");
+    ASSERT_TRUE(QFile::remove(cut));
+    sql(cut, "create table clips(name); with recursive n(i) as (select 1 union all select i + 1 from n "
+             "where i < 20) insert into clips select randomblob(3000) from n;");
+    ASSERT_TRUE(QFile::resize(cut, 4096));
+    const auto refused = [&](const QString& backupPath, const char* why) {
+        QString error;
+        EXPECT_FALSE(AutosaveOpener::restoreFCPXEvent(backupPath, &error));
+        EXPECT_TRUE(error.contains(why)) << error.toStdString();
+        EXPECT_EQ(readFile(current()), currentBytes);
+        EXPECT_FALSE(QFileInfo::exists(current("-Backup")));
+    };
+    refused(cut, "the backup is cut short (4096 of ");
+    ASSERT_TRUE(QFile::resize(cut, 0));
+    refused(cut, "the backup is empty");
+
+    QProcess editor;
+    editor.start("/usr/bin/sqlite3", {current()});
+    editor.write("begin immediate; select 'open';\n");
+    ASSERT_TRUE(editor.waitForReadyRead(10000));
+    refused(backup("2026-11-18"),
+            QString("is open in another program (process %1)").arg(editor.processId()).toUtf8().constData());
+    editor.closeWriteChannel();
+    if (!editor.waitForFinished(10000))
+        editor.kill();
+    editor.waitForFinished();
+    write("Movies/Wedding.fcpbundle/Ceremony/CurrentVersion.fcpevent-wal", "changes not yet written");
+    refused(backup("2026-11-18"), "was not closed cleanly (CurrentVersion.fcpevent-wal is beside it)");
+}
+
+TEST_F(Opener, ABackupThatDoesNotFitLeavesTheCurrentVersionAndSaysWhy) {
+    const QString disk = home().root() + "/disk";
+    Tmpfs volume(disk, "size=64k");
+    if (!volume.mounted())
+        GTEST_SKIP() << volume.why().toStdString();
+    const QString event = disk + "/Wedding.fcpbundle/Ceremony";
+    home().writeFile(event + "/CurrentVersion.fcpevent", "current");
+    home().writeFile(event + "/Backups/Ceremony 2026-11-16 10-00.fcpevent", QByteArray(40 * 1024, 'b'));
+    volume.fill();
+    home().platform().uid = 0; // a privileged retry would only leave part of the backup behind
+    QString error;
+    EXPECT_FALSE(
+        AutosaveOpener::restoreFCPXEvent(event + "/Backups/Ceremony 2026-11-16 10-00.fcpevent", &error));
+    EXPECT_TRUE(error.contains("No space left on device")) << error.toStdString();
+    EXPECT_EQ(readFile(event + "/CurrentVersion.fcpevent"), "current");
+    EXPECT_EQ(QDir(event).entryList(QDir::Files), QStringList{"CurrentVersion.fcpevent"});
 }
 
 TEST_F(Opener, MovingTheOnlyAutosaveOfAProjectTakesItsFolderCopyingDoesNot) {

@@ -91,6 +91,48 @@ TEST_F(Restore, TheLastRemovalComesBackAloneAndANamedPathItsNewestItem) {
     EXPECT_EQ(TrashRestore::list(locations()).size(), 1);
 }
 
+TEST_F(Restore, NeverThroughALinkOutOfTheLocationNorAsIfAStaleListStillHeldTheItem) {
+    scan();
+    ASSERT_TRUE(AutosaveRemoval::removeIndexSet(rows({"Beta"})).ok());
+    const QList<TrashedItem> items = TrashRestore::list(locations());
+    ASSERT_EQ(items.size(), 2);
+    const QString outside = home().makeFolder("outside");
+    ASSERT_TRUE(QFile::link(outside, premiere("Beta")));
+    const RestoreReport linked = TrashRestore::restore(items);
+    EXPECT_EQ(linked.failed.size(), 2);
+    const QString reason = linked.reasons.value(premiere("Beta/Beta-1.prproj"));
+    EXPECT_TRUE(
+        reason.contains("a link on the way leads outside the location " + premiere() + ", to " + outside))
+        << reason.toStdString();
+    EXPECT_EQ(QDir(outside).entryList(QDir::NoDotAndDotDot | QDir::AllEntries), QStringList());
+    EXPECT_EQ(trashRecords().size(), 2);
+
+    ASSERT_TRUE(QFile::remove(premiere("Beta")));
+    write("Documents/Adobe Premiere Pro Auto-Save/Beta", "a file now");
+    EXPECT_EQ(TrashRestore::restore(items).reasons.value(premiere("Beta/Beta-1.prproj")),
+              premiere("Beta/Beta-1.prproj") + ": " + premiere("Beta") +
+                  " is a file now, not a folder; it stays in the Trash");
+    ASSERT_TRUE(QFile::remove(premiere("Beta")));
+    ASSERT_TRUE(TrashRestore::restore(items).ok());
+    // The window's list from before: another run has put them back meanwhile.
+    const RestoreReport stale = TrashRestore::restore(items);
+    EXPECT_EQ(stale.failed.size(), 2);
+    EXPECT_TRUE(stale.refused.isEmpty());
+    EXPECT_TRUE(stale.reasons.value(premiere("Beta/Beta-2.prproj")).contains("is gone"));
+}
+
+// Records edited by hand: read as trash-cli reads them, never as another file's name.
+TEST(TrashRecord, AnEscapeThatIsNoneStaysAsWrittenAndANulMakesNoPath) {
+    const auto path = [](const QByteArray& written) {
+        const auto record = TrashRestore::parseRecord("[Trash Info]\r\nPath=" + written + "\r\n");
+        return record ? record->originalPath : QString("(none)");
+    };
+    EXPECT_EQ(path("/a/100%.prproj"), "/a/100%.prproj");
+    EXPECT_EQ(path("/a/%zz%2"), "/a/%zz%2");
+    EXPECT_EQ(path("/a/caf%c3%A9%20b"), "/a/caf\u00e9 b");
+    EXPECT_EQ(path("/a/nul%00.prproj"), "(none)");
+}
+
 // A location on a volume of its own, whose items go to the volume's Trash.
 class RestoreFromAVolume : public Restore {
 protected:
@@ -159,4 +201,19 @@ TEST_F(RestoreFromAVolume, AFailureNamesTheFileAndTheCauseAndLeavesTheItemWithIt
     EXPECT_TRUE(reason.contains("Read-only file system")) << reason.toStdString();
     EXPECT_EQ(::trashRecords(volumeTrash),
               (QMap<QString, QString>{{"Cut-1.prproj", location + "/Cut/Cut-1.prproj"}}));
+}
+
+TEST_F(RestoreFromAVolume, NothingIsMadeUnderTheMountPointOfAVolumeNoLongerMounted) {
+    // Where the volume's Trash cannot be made, the item is copied into the home Trash.
+    home().writeFile(disk + "/.Trash-" + QString::number(::getuid()), "not a folder");
+    ASSERT_TRUE(AutosaveRemoval::removeChildren(autosaves({"Cut-1.prproj"})).ok());
+    const QList<TrashedItem> items = TrashRestore::list({location});
+    ASSERT_EQ(items.size(), 1);
+    volume.reset();
+    const RestoreReport report = TrashRestore::restore(items);
+    EXPECT_EQ(report.failed, QStringList{location + "/Cut/Cut-1.prproj"});
+    EXPECT_TRUE(report.reasons.value(location + "/Cut/Cut-1.prproj")
+                    .contains("its location " + location + " is not there"));
+    EXPECT_EQ(QDir(disk).entryList(QDir::NoDotAndDotDot | QDir::AllEntries), QStringList());
+    EXPECT_EQ(trashRecords().size(), 1);
 }

@@ -10,7 +10,10 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <csignal>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -28,6 +31,18 @@ protected:
         if (!lockWaitMs.isNull())
             env.insert("VESTRY_LOCK_WAIT_MS", lockWaitMs);
         return CommandLine::run(arguments, env);
+    }
+    // A restore started while the test holds the location, once it waits for it.
+    std::unique_ptr<QProcess> startWaiting(const QStringList& arguments) {
+        QProcessEnvironment env = environment();
+        env.insert("VESTRY_LOCK_WAIT_MS", "20000");
+        std::unique_ptr<QProcess> restore = startProgram(VESTRY_PROGRAM, arguments, {env});
+        QElapsedTimer clock;
+        clock.start();
+        while (!hasOpen(restore->processId(), LocationLock::lockFilePath(premiere)) &&
+               clock.elapsed() < 20000)
+            QThread::msleep(10);
+        return restore;
     }
 };
 
@@ -96,6 +111,62 @@ TEST_F(RestoreCommand, WaitsForTheLocationsLockAsARemovalDoesThenPutsBackNothing
     const ProgramRun free = run({"restore", "--last"}, "1000");
     EXPECT_EQ(free.exitCode, 0) << free.err.toStdString();
     EXPECT_EQ(readFile(premiere + "/Beta/Beta-1.prproj"), QByteArray("Beta/Beta-1.prproj").repeated(10));
+}
+
+// A prune trashes a newer Beta-1 while the restore waits for it: the newer one comes back.
+TEST_F(RestoreCommand, ReadsTheTrashOnlyOnceTheRemovalItWaitedForHasFinished) {
+    const QString beta1 = premiere + "/Beta/Beta-1.prproj";
+    ASSERT_EQ(run({"prune", "--keep", "2"}).exitCode, 0);
+    QThread::msleep(1100); // deletion dates are whole seconds
+    std::optional<LocationLock> held = holdLocation("vestry prune: moving autosaves to the Trash");
+    ASSERT_TRUE(held);
+    const std::unique_ptr<QProcess> restore = startWaiting({"restore", beta1});
+    write(beta1, "newer");
+    const ProgramRun trashed = runProgram("trash-put", {beta1}, {environment()});
+    ASSERT_EQ(trashed.exitCode, 0) << trashed.err.toStdString();
+    held.reset();
+    const ProgramRun restored = finishProgram(*restore, 30000);
+    EXPECT_EQ(restored.exitCode, 0) << restored.err.toStdString();
+    EXPECT_EQ(readFile(beta1), "newer");
+    EXPECT_EQ(trashRecords().size(), 1);
+}
+
+TEST_F(RestoreCommand, PutsBackANameThatIsNotUtf8ByItsBytes) {
+    const QByteArray cafe = QFile::encodeName(premiere) + "/Caf\xe9", older = cafe + "/Caf\xe9-1.prproj";
+    ASSERT_EQ(::mkdir(cafe.constData(), 0755), 0);
+    for (const QByteArray& file : {older, cafe + "/Caf\xe9-2.prproj"}) {
+        const int fd = ::open(file.constData(), O_CREAT | O_WRONLY, 0644);
+        ASSERT_TRUE(fd >= 0 && ::write(fd, file.right(8).constData(), 8) == 8 && ::close(fd) == 0);
+        QThread::msleep(5);
+    }
+    EXPECT_EQ(run({"prune", "--keep", "1"}).exitCode, 0);
+    EXPECT_TRUE(run({"restore", "--list"}).out.contains(premiere + "/Caf\\xe9/Caf\\xe9-1.prproj\n"));
+    const ProgramRun last = run({"restore", "--last"});
+    EXPECT_EQ(last.exitCode, 0) << last.err.toStdString();
+    struct stat back {};
+    EXPECT_TRUE(::lstat(older.constData(), &back) == 0 && back.st_size == 8);
+    EXPECT_TRUE(trashRecords().isEmpty());
+    // QTemporaryDir cannot remove what it cannot name.
+    for (const QByteArray& file : {older, cafe + "/Caf\xe9-2.prproj"})
+        ::unlink(file.constData());
+    ::rmdir(cafe.constData());
+}
+
+// Ctrl+C comes while the restore waits for the location this test holds: it lands before the
+// first item, however fast the machine.
+TEST_F(RestoreCommand, CtrlCStopsBetweenItemsSaysSoAndExitsAsInterrupted) {
+    ASSERT_EQ(run({"prune", "--keep", "1"}).exitCode, 0);
+    std::optional<LocationLock> held = holdLocation();
+    ASSERT_TRUE(held);
+    const std::unique_ptr<QProcess> restore = startWaiting({"restore", "--last"});
+    ASSERT_EQ(::kill(pid_t(restore->processId()), SIGINT), 0);
+    QThread::msleep(100);
+    held.reset();
+    const ProgramRun stopped = finishProgram(*restore, 30000);
+    EXPECT_EQ(stopped.exitCode, 130);
+    EXPECT_EQ(stopped.err,
+              "vestry restore: Cancelled: 0 of 2 autosaves were put back; the other 2 are untouched.\n");
+    EXPECT_EQ(trashRecords().size(), 2);
 }
 
 } // namespace

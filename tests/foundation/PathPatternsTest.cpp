@@ -61,6 +61,17 @@ TEST_F(PathPatterns, UniqueNamesCountUpFromTwoPastDanglingLinks) {
     EXPECT_EQ(BMFileManager::uniqueFilename(base + "/link.mov"), base + "/link 2.mov");
 }
 
+TEST_F(PathPatterns, UniqueNamesKeepAPercentAndFitInAName) {
+    EXPECT_EQ(BMFileManager::uniqueFilename(home().writeFile("disk/Shot %1.prproj")),
+              base + "/Shot %1 2.prproj");
+    // 255 bytes, two-byte characters before the extension: the number takes a whole one's room.
+    const QString free =
+        BMFileManager::uniqueFilename(home().writeFile("disk/" + QString(124, QChar(0xe9)) + ".prproj"));
+    EXPECT_EQ(free, base + "/" + QString(123, QChar(0xe9)) + " 2.prproj");
+    QFile made(free);
+    EXPECT_TRUE(made.open(QIODevice::WriteOnly)) << made.errorString().toStdString();
+}
+
 TEST_F(PathPatterns, ListingIsInCodePointOrderWithHiddenEntriesAndReportsFailure) {
     home().writeFile("disk/.DS_Store");
     bool ok = false;
