@@ -3,6 +3,7 @@
 #include "ArgumentChecks.h"
 #include "CatalogueArguments.h"
 #include "StandardOutput.h"
+#include "actions/HelperRules.h"
 #include "automation/BMLaunchd.h"
 #include "automation/HelperJobs.h"
 #include "automation/HelperRunLog.h"
@@ -86,10 +87,17 @@ const Limit kLimits[] = {
      "beyond %1 GB for the folder"},
 };
 
+// As the helper reads them: one whose setting holds no number is off.
 std::optional<qint64> limitValue(const Limit& limit) {
-    if (!settings().boolValue(QLatin1String(limit.use)))
-        return std::nullopt;
-    return settings().integerValue(QLatin1String(limit.value));
+    const CleanupLimits limits = CleanupLimits::fromSettings(settings());
+    const auto in = [](const std::optional<qint64>& bytes, qint64 unit) {
+        return bytes ? std::optional<qint64>(*bytes / unit) : std::nullopt;
+    };
+    if (limit.value == kLimits[0].value)
+        return limits.ageDays;
+    if (limit.value == kLimits[1].value)
+        return in(limits.projectBytes, HelperRules::megabyte);
+    return in(limits.folderBytes, HelperRules::gigabyte);
 }
 
 bool archives() {

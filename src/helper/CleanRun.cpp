@@ -61,6 +61,8 @@ HelperRun::Outcome CleanRun::work() {
         return Outcome{false, message};
     }
     const CleanupLimits limits = CleanupLimits::fromSettings(settings);
+    for (const QString& warning : limits.unreadable)
+        tell(warning);
     if (!limits.any()) {
         tell(QStringLiteral("No clean-up limit is switched on (age, size, total size): nothing is chosen"));
         return Outcome{true, QStringLiteral("nothing to do: no clean-up limit is switched on")};
