@@ -12,6 +12,7 @@
 #include <QFileInfo>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <thread>
 
 namespace {
@@ -215,6 +216,31 @@ TEST_F(LaunchJobsTest, TheCleanJobWatchesTheFolderItsProjectsAndTheAtticsBins) {
     EXPECT_FALSE(jobs.cleanState().installed);
     EXPECT_FALSE(jobs.setupCleanHelper(false));
     EXPECT_EQ(m_alerts, QStringList{error + " / "});
+}
+
+// A unit file cannot name a folder whose name is not UTF-8, holds a line break or ends in a
+// space; one such project folder must not leave the whole autosave folder unwatched.
+TEST_F(LaunchJobsTest, AProjectFolderAUnitCannotNameIsLeftOutAndTheOthersAreWatched) {
+    const QString folder = QDir(home().home()).filePath("Autosaves");
+    const QByteArray bytes = QFile::encodeName(folder);
+    ASSERT_TRUE(QDir().mkpath(folder));
+    for (const QByteArray name : {"Edit", "100% done", "Caf\xe9", "Rough cut ", "Line\nbreak"})
+        ASSERT_EQ(::mkdir(bytes + "/" + name, 0755), 0) << name.constData();
+    BMSettings::standard().setValue(SettingsKey::autosaveFolder, "~/Autosaves");
+    ConsoleCapture console;
+    HelperJobs jobs;
+    EXPECT_TRUE(jobs.setupCleanHelper());
+    QStringList watched = jobs.cleanState().watchedPaths;
+    watched.sort();
+    EXPECT_EQ(watched, (QStringList{folder, folder + "/100% done", folder + "/Edit"}));
+    QStringList leftOut = console.lines().filter("Not watched by " + QString(HelperJobs::cleanLabel) + ": ");
+    leftOut.sort();
+    EXPECT_EQ(leftOut.size(), 3) << qPrintable(console.text());
+    EXPECT_TRUE(
+        leftOut.value(0).endsWith(folder + "/Caf\\xe9 is not valid UTF-8, which a systemd unit cannot hold"))
+        << qPrintable(leftOut.value(0));
+    EXPECT_TRUE(logText().contains(folder + "/Rough cut  ends in a space"));
+    EXPECT_TRUE(m_alerts.isEmpty());
 }
 
 TEST_F(LaunchJobsTest, TheTrashJobWatchesWhereTrashedFilesLand) {
