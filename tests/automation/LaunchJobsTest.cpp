@@ -1,5 +1,6 @@
 #include "FileOpsFixture.h"
 #include "Programs.h"
+#include "Tmpfs.h"
 #include "automation/BMLaunchd.h"
 #include "automation/HelperJobs.h"
 #include "foundation/BMFileManager.h"
@@ -216,6 +217,23 @@ TEST_F(LaunchJobsTest, TheCleanJobWatchesTheFolderItsProjectsAndTheAtticsBins) {
     EXPECT_FALSE(jobs.cleanState().installed);
     EXPECT_FALSE(jobs.setupCleanHelper(false));
     EXPECT_EQ(m_alerts, QStringList{error + " / "});
+}
+
+// Rights make no room: a full jobs folder is reported with its cause, and no unit is left
+// behind, neither an empty one (which systemd reads as a masked unit) nor half a job.
+TEST_F(LaunchJobsTest, AFullJobsFolderFailsWithTheCauseAndLeavesNoUnit) {
+    Tmpfs volume(userJobs(), "size=64k");
+    if (!volume.mounted())
+        GTEST_SKIP() << volume.why().toStdString();
+    volume.fill();
+    ConsoleCapture console;
+    EXPECT_FALSE(BMLaunchd::startLaunchAgent(label, job(), true));
+    const QString cause = userJobs() + '/' + service + ": No space left on device";
+    EXPECT_EQ(m_alerts, QStringList{"Error: Unable to create LaunchAgent / " + cause});
+    EXPECT_TRUE(console.text().contains("Error: Unable to create LaunchAgent " + cause))
+        << qPrintable(console.text());
+    EXPECT_EQ(QDir(userJobs()).entryList(QDir::Files), QStringList{"filler"});
+    EXPECT_TRUE(m_systemctl.calls().isEmpty());
 }
 
 // A unit file cannot name a folder whose name is not UTF-8, holds a line break or ends in a
