@@ -8,6 +8,7 @@
 #include "foundation/BMLocalPaths.h"
 #include "foundation/BMLog.h"
 #include "foundation/BMSettings.h"
+#include "foundation/FileName.h"
 #include "foundation/MainThread.h"
 #include "foundation/PathText.h"
 #include "foundation/PlistFile.h"
@@ -24,8 +25,9 @@ enum class Announce { No, Yes };
 // The test every candidate must pass, in its order, over one search's working list.
 class Candidates {
 public:
-    Candidates(QStringList& locations, QStringList& found, const AutosaveFolderScanner& scanner)
-        : m_locations(locations), m_found(found), m_scanner(scanner) {}
+    Candidates(QStringList& locations, QStringList& found, QStringList& unstorable,
+               const AutosaveFolderScanner& scanner)
+        : m_locations(locations), m_found(found), m_unstorable(unstorable), m_scanner(scanner) {}
 
     void consider(const QString& path, Announce announce) {
         if (path.isEmpty() || !BMFileManager::isDirectoryAtPath(path))
@@ -38,6 +40,16 @@ public:
         const std::optional<BMProjectList> projects = m_scanner.projectsFromFolder(path);
         if (!projects || projects->isEmpty())
             return;
+        // The settings file holds text: such a path would come back with "?" for its bytes,
+        // naming no folder, and be added again by every search.
+        if (FileName::hasInvalidBytes(path)) {
+            if (!m_unstorable.contains(path)) {
+                BMLog::appendLog(QStringLiteral("%1 is not stored: %2")
+                                     .arg(FileName::displayText(path), LocationDiscovery::unstorableReason));
+                m_unstorable.append(path);
+            }
+            return;
+        }
         // At once, so that the same folder from a later source is a duplicate.
         m_locations.append(path);
         m_found.append(path);
@@ -46,6 +58,7 @@ public:
 private:
     QStringList& m_locations;
     QStringList& m_found;
+    QStringList& m_unstorable;
     const AutosaveFolderScanner& m_scanner;
 };
 
@@ -176,7 +189,7 @@ LocationDiscovery::Outcome LocationDiscovery::searchForNewPaths() {
 
         AutosaveFolderScanner scanner(m_settings);
         scanner.setAutosaveFolderHook(hooks.autosaveFolderStored);
-        Candidates candidates(outcome.locations, outcome.found, scanner);
+        Candidates candidates(outcome.locations, outcome.found, outcome.unstorable, scanner);
 
         if (isInstalled("com.apple.FinalCutPro")) {
             BMLog::appendLog(QStringLiteral("Loading autosave path from FCP preference file..."));
