@@ -10,6 +10,7 @@
 #include "foundation/PathText.h"
 #include "foundation/SettingsKeys.h"
 
+#include <QFileInfo>
 #include <QHash>
 
 CleanRun::CleanRun(const QString& folder, Options options) : HelperRun(QStringLiteral("clean"), options) {
@@ -39,6 +40,19 @@ HelperRun::Outcome CleanRun::work() {
     if (!BMFileManager::isDirectoryAtPath(m_folder)) {
         const QString message = QStringLiteral("Error: The autosave path %1 does not exist.")
                                     .arg(FileName::displayText(m_folder));
+        BMLog::appendLogAndPrint(message);
+        return Outcome{false, message};
+    }
+    // Unattended, the job follows a link only to another autosave folder, never to whatever
+    // folder the link was pointed at (the editor's projects, the home) since it was switched on.
+    const QString real = QFileInfo(m_folder).canonicalFilePath();
+    const auto layout = AutosaveFolderScanner::layoutForFolder(m_folder);
+    if (layout != AutosaveFolderScanner::Layout::None &&
+        AutosaveFolderScanner::layoutForFolder(real) != layout) {
+        const QString message =
+            QStringLiteral("Error: The autosave path %1 leads to %2, which is not an autosave location of "
+                           "the same kind: nothing is cleaned.")
+                .arg(FileName::displayText(m_folder), FileName::displayText(real));
         BMLog::appendLogAndPrint(message);
         return Outcome{false, message};
     }

@@ -297,6 +297,33 @@ TEST_F(HelperProgram, AMissingFolderFailsNamingItAndTouchesNothing) {
     EXPECT_TRUE(unknown.err.contains("Usage: vestry-helper")) << unknown.err.toStdString();
 }
 
+// The autosave folder replaced by a link after the job was switched on: to another autosave
+// folder it is cleaned; to the editor's project files, nothing is touched.
+TEST_F(HelperProgram, AFolderReplacedByALinkIsCleanedOnlyWhereItLeadsToAnAutosaveFolder) {
+    set({{autoCleanUseCriteriaSize, true}, {autoCleanCriteriaSize, 0}, {guardMinutes, 0}});
+    const QString projects = home().home() + "/Films";
+    home().writeFile(projects + "/Wedding/Wedding-v1.prproj", "real work");
+    home().writeFile(projects + "/Wedding/Wedding-v2.prproj", "real work");
+    const QString moved = home().home() + "/Big/Adobe Premiere Pro Auto-Save";
+    autosave("Edit/Edit-1.prproj", 3);
+    autosave("Edit/Edit-2.prproj", 2);
+    ASSERT_TRUE(QDir().mkpath(home().home() + "/Big") && QDir().rename(location, moved) &&
+                QFile::link(projects, location));
+    const QStringList before = listing();
+    const Outcome refused = run({"-clean", location});
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_TRUE(
+        refused.err.contains("Error: The autosave path " + location + " leads to " + projects +
+                             ", which is not an autosave location of the same kind: nothing is cleaned."))
+        << refused.err.toStdString();
+    EXPECT_EQ(listing(), before);
+
+    ASSERT_TRUE(QFile::remove(location) && QFile::link(moved, location));
+    EXPECT_EQ(run({"-clean", location}).exitCode, 0);
+    EXPECT_FALSE(QFileInfo::exists(moved + "/Edit/Edit-1.prproj"));
+    EXPECT_TRUE(QFileInfo::exists(moved + "/Edit/Edit-2.prproj"));
+}
+
 TEST_F(HelperProgram, ARefusedMoveNamesTheFileAndTheCauseWithoutAsking) {
     if (::getuid() != 0 || !QFileInfo("/usr/bin/setpriv").isExecutable())
         GTEST_SKIP() << "needs root to run the helper as the user nobody";
