@@ -3,6 +3,7 @@
 #include "LocationLocks.h"
 #include "RemovalJournal.h"
 #include "catalogue/AutosaveFolderScanner.h"
+#include "editorprefs/InputFile.h"
 #include "foundation/BMFileManager.h"
 #include "foundation/BMLocalPaths.h"
 #include "foundation/BMLog.h"
@@ -30,11 +31,9 @@ namespace {
 
 constexpr char kRecordSuffix[] = ".trashinfo";
 
+// Only a regular file: a named pipe put among the records would block the reader for good.
 QByteArray readSmallFile(const QString& path, qint64 limit = 64 * 1024) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly) || file.size() > limit)
-        return QByteArray();
-    return file.readAll();
+    return InputFile::readAll(path, limit).value_or(QByteArray());
 }
 
 // The top of the volume of a ".Trash-$uid" or ".Trash/$uid".

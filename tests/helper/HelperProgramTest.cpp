@@ -21,6 +21,7 @@
 #include <QUrl>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -371,6 +372,27 @@ TEST_F(HelperProgram, AProjectFileInTheTrashTakesItsProjectsAutosaves) {
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
     EXPECT_TRUE(result.out.contains("): its project file is in the Trash\n")) << result.out.toStdString();
     EXPECT_EQ(left(), (QStringList{"Other/Other-1.prproj", "Other/Other-2.prproj"}));
+}
+
+// Odd things in the Trash: a named pipe for a record (it blocked the run for good), a folder
+// named like a project file, a project file without a record; the real record still counts.
+TEST_F(HelperProgram, OddItemsInTheTrashNeitherBlockNorStopTheRun) {
+    set({{autoRemove, 1}, {autosavePaths, QStringList{location}}, {guardMinutes, 0}});
+    autosave("Edit/Edit-1.prproj", 3);
+    autosave("Orphan/Orphan-1.prproj", 3);
+    trashRecord(".local/share/Trash/", "Edit.prproj", (home().home() + "/Projects/Edit.prproj").toUtf8());
+    const QString trash = home().home() + "/.local/share/Trash/";
+    home().writeFile(trash + "files/Orphan.prproj", "no record");
+    home().writeFile(trash + "files/Pipe.prproj", "its record is a pipe");
+    ASSERT_EQ(::mkfifo(QFile::encodeName(trash + "info/Pipe.prproj.trashinfo").constData(), 0600), 0);
+    ASSERT_TRUE(QDir().mkpath(trash + "files/Folder.prproj"));
+    RunOptions limited = options();
+    limited.timeoutMs = 20000;
+    const Outcome result = runProgram(VESTRY_HELPER_PROGRAM, {"-trash"}, limited);
+    EXPECT_TRUE(result.finished && !result.leftBehind);
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_TRUE(lastRun("trash").startsWith("ok: moved 2 autosaves")) << lastRun("trash").toStdString();
+    EXPECT_EQ(left(), QStringList());
 }
 
 TEST_F(HelperProgram, AProjectFileInAnotherVolumesTrashCounts) {
