@@ -338,6 +338,20 @@ int HelperCommand::enable() {
         BMProjectList projects;
         if (!CatalogueArguments::scanNamedFolder(kCommand, AutosaveFolderScanner(), folder, projects))
             return 1;
+        // Refused before the settings or the installed job change: the settings would keep the
+        // path with "?" for its bytes, and the job that works now would be stopped for nothing.
+        QString refusal;
+        if (FileName::hasInvalidBytes(folder))
+            refusal = QStringLiteral("%1: the path is not valid UTF-8, which the settings file cannot hold")
+                          .arg(FileName::displayText(folder));
+        else if (!Platform::current().launchJobFiles(
+                     QLatin1String(HelperJobs::cleanLabel),
+                     HelperJobs::cleanJob(HelperJobs::helperProgram(), folder, {folder}), m_system, &refusal))
+            refusal = QStringLiteral("the clean job cannot watch it: %1").arg(refusal);
+        if (!refusal.isEmpty()) {
+            warn(refusal + QStringLiteral("; nothing was changed"));
+            return 1;
+        }
         if (!m_folder.empty())
             settings().setValue(SettingsKey::autosaveFolder, PathText::abbreviatingHome(folder, home));
         settings().setValue(SettingsKey::autoClean, true);
