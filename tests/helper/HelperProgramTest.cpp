@@ -325,6 +325,27 @@ TEST_F(HelperProgram, AFolderReplacedByALinkIsCleanedOnlyWhereItLeadsToAnAutosav
     EXPECT_TRUE(QFileInfo::exists(moved + "/Edit/Edit-2.prproj"));
 }
 
+// A cache folder left to root (a run under sudo): every run would fail to lock, so that is a
+// failure, never "ok: skipped" as when another run is busy.
+TEST_F(HelperProgram, ARunThatCannotLockAtAllFailsNamingTheCause) {
+    if (::getuid() != 0 || !QFileInfo("/usr/bin/setpriv").isExecutable())
+        GTEST_SKIP() << "needs root to run the helper as the user nobody";
+    set({{autoCleanUseCriteriaAge, true}, {autoCleanCriteriaAge, 1}});
+    autosave("Edit/Edit-1.prproj", 3);
+    autosave("Edit/Edit-2.prproj", 2);
+    ASSERT_EQ(runProgram("chmod", {"-R", "a+rwX", home().root()}).exitCode, 0);
+    const QString cache = home().home() + "/.cache";
+    ASSERT_TRUE(QDir().mkpath(cache) &&
+                QFile::setPermissions(cache, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner |
+                                                 QFile::ReadOther | QFile::ExeOther));
+    const Outcome result = run(setprivAsNobody() + QStringList{VESTRY_HELPER_PROGRAM, "-clean", location},
+                               QString(), "/usr/bin/setpriv");
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.out.endsWith(cache + "/Vestry/locks: Permission denied\n")) << result.out.toStdString();
+    EXPECT_TRUE(lastRun("clean").startsWith("failed: Unable to lock")) << lastRun("clean").toStdString();
+    EXPECT_EQ(left(), (QStringList{"Edit/Edit-1.prproj", "Edit/Edit-2.prproj"}));
+}
+
 TEST_F(HelperProgram, ARefusedMoveNamesTheFileAndTheCauseWithoutAsking) {
     if (::getuid() != 0 || !QFileInfo("/usr/bin/setpriv").isExecutable())
         GTEST_SKIP() << "needs root to run the helper as the user nobody";
