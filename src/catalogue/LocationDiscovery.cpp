@@ -3,6 +3,7 @@
 #include "CatalogueLocations.h"
 #include "editorprefs/BMFCPPrefParser.h"
 #include "editorprefs/BMPremierePrefParser.h"
+#include "editorprefs/InputFile.h"
 #include "foundation/BMException.h"
 #include "foundation/BMFileManager.h"
 #include "foundation/BMLocalPaths.h"
@@ -165,11 +166,15 @@ QString LocationDiscovery::motionAutosavePath() {
     const QString preferences = BMLocalPaths::prefsDirectory(true);
     if (preferences.isEmpty())
         return QString();
-    const std::optional<QVariantMap> motion = PlistFile::readDictionary(
-        PathText::appendingComponent(preferences, QStringLiteral("com.apple.motion.plist")));
-    if (!motion)
+    // Another program's file, read as the other editors' are: a named pipe or a device in its
+    // place would block or never end.
+    const std::optional<QByteArray> bytes = InputFile::readAll(
+        PathText::appendingComponent(preferences, QStringLiteral("com.apple.motion.plist")),
+        PlistFile::maximumSize);
+    const std::optional<QVariant> motion = bytes ? PlistFile::parse(*bytes) : std::nullopt;
+    if (!motion || motion->typeId() != QMetaType::QVariantMap)
         return QString();
-    const QVariant path = motion->value(QStringLiteral("OZPreferenceManager::AutosaveVaultPath"));
+    const QVariant path = motion->toMap().value(QStringLiteral("OZPreferenceManager::AutosaveVaultPath"));
     return path.typeId() == QMetaType::QString
                ? PathText::expandingTilde(path.toString(), Platform::current().homeDirectory())
                : QString();

@@ -242,6 +242,19 @@ TEST_F(Discovery, FindsTheUnityAtticsOfAvidSharedStorage) {
 }
 
 // A tmpfs standing for an editing drive that the file name index leaves out.
+// A named pipe in place of Motion's preference file blocked the search for good.
+TEST_F(Discovery, AMotionPreferenceFileThatIsAPipeIsNotWaitedFor) {
+    const QByteArray pipe = QFile::encodeName(BMLocalPaths::prefsDirectory(true) + "/com.apple.motion.plist");
+    ASSERT_TRUE(QDir().mkpath(BMLocalPaths::prefsDirectory(true)));
+    ASSERT_EQ(::mkfifo(pipe.constData(), 0600), 0);
+    auto read = std::async(std::launch::async, [] { return LocationDiscovery::motionAutosavePath(); });
+    const bool answered = read.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+    if (!answered) // lets the blocked reader go, so that the test can end
+        ::close(::open(pipe.constData(), O_WRONLY | O_NONBLOCK));
+    EXPECT_TRUE(answered);
+    EXPECT_EQ(read.get(), QString());
+}
+
 class DiscoveryOnAVolume : public Discovery {
 protected:
     void SetUp() override {
