@@ -268,6 +268,12 @@ TEST_F(LaunchJobsTest, TheTrashJobWatchesWhereTrashedFilesLand) {
     EXPECT_TRUE(jobs.setupTrashHelper());
     const QString files = BMLocalPaths::trashDirectory() + "/files";
     EXPECT_TRUE(QFileInfo(files).isDir());
+    // For this user only, as the Trash's own code makes it: it will hold what is thrown away.
+    for (const QString& folder : {BMLocalPaths::trashDirectory(), files}) {
+        struct stat info {};
+        EXPECT_EQ(::stat(QFile::encodeName(folder).constData(), &info) == 0 ? info.st_mode & 07777 : 0, 0700u)
+            << qPrintable(folder);
+    }
     EXPECT_EQ(jobs.trashState().watchedPaths, QStringList{files});
     EXPECT_TRUE(readFile(userJobs() + '/' + service).contains("\"-trash\"\n"));
     jobs.stopTrashHelper();
