@@ -15,9 +15,9 @@
 
 namespace {
 
-// The number a limit's setting holds, whole units: nothing for what is not a number of zero
-// or more (text, a list, a negative or endless number), which reading as 0 would turn into
-// "every autosave but the newest".
+// The number a limit's setting holds: nothing for what is not a number of zero or more (text,
+// a list, a negative or endless number), which reading as 0 would turn into "every autosave
+// but the newest".
 std::optional<double> limitNumber(const QVariant& value) {
     double number = 0;
     bool ok = false;
@@ -37,11 +37,12 @@ std::optional<double> limitNumber(const QVariant& value) {
     }
     if (!ok || !std::isfinite(number) || number < 0)
         return std::nullopt;
-    return std::floor(number);
+    return number;
 }
 
 // A limit beyond what T holds is kept as T's largest, so that a huge limit takes nothing
-// rather than wrapping round to a negative one that takes everything.
+// rather than wrapping round to a negative one that takes everything; a fraction rounds up,
+// to the limit that takes less (half a day is a day, half a megabyte 524,288 bytes).
 template <typename T>
 std::optional<T> limitIf(const BMSettings& settings, const char* useKey, const char* valueKey,
                          QStringList& unreadable, qint64 unit = 1) {
@@ -74,8 +75,8 @@ std::optional<T> limitIf(const BMSettings& settings, const char* useKey, const c
         unreadable << warning;
         return std::nullopt;
     }
-    const double most = double(std::numeric_limits<T>::max()) / double(unit);
-    return *number >= most ? std::numeric_limits<T>::max() : T(qint64(*number) * unit);
+    const double limit = std::ceil(*number * double(unit));
+    return limit >= double(std::numeric_limits<T>::max()) ? std::numeric_limits<T>::max() : T(limit);
 }
 
 bool olderThan(const BMAutoItem& item, int days, const QDateTime& now) {

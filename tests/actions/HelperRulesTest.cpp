@@ -141,9 +141,13 @@ TEST(HelperRules, ALimitThatIsNoNumberIsOffAndAHugeOneTakesNothing) {
     EXPECT_EQ(chosen(HelperRules::cleanupChoices({edit}, clean, kNow)), "");
     EXPECT_EQ(chosen(HelperRules::removalChoices(*edit, removal, {}, kNow)), "");
 
-    // 0 is a limit: everything but the newest is older than 0 days.
+    // 0 is a limit; a fraction rounds up, to the limit that takes less.
     settings.setValue(SettingsKey::autoCleanCriteriaAge, "0");
+    settings.setValue(SettingsKey::autoCleanCriteriaSize, 0.5);
+    settings.setValue(SettingsKey::autoRemoveCriteriaAge, 0.5);
     EXPECT_EQ(CleanupLimits::fromSettings(settings).ageDays, 0);
+    EXPECT_EQ(CleanupLimits::fromSettings(settings).projectBytes, kMB / 2);
+    EXPECT_EQ(RemovalLimits::fromSettings(settings).ageDays, 1);
 }
 
 TEST(HelperRules, RemovalTakesEverythingOrWhatBreaksALimit) {
