@@ -341,7 +341,8 @@ TEST_F(HelperProgram, ARunThatCannotLockAtAllFailsNamingTheCause) {
     const Outcome result = run(setprivAsNobody() + QStringList{VESTRY_HELPER_PROGRAM, "-clean", location},
                                QString(), "/usr/bin/setpriv");
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_TRUE(result.out.endsWith(cache + "/Vestry/locks: Permission denied\n")) << result.out.toStdString();
+    EXPECT_TRUE(result.out.endsWith(cache + "/Vestry/locks: Permission denied\n"))
+        << result.out.toStdString();
     EXPECT_TRUE(lastRun("clean").startsWith("failed: Unable to lock")) << lastRun("clean").toStdString();
     EXPECT_EQ(left(), (QStringList{"Edit/Edit-1.prproj", "Edit/Edit-2.prproj"}));
 }
