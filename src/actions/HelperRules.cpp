@@ -10,16 +10,73 @@
 #include <QSet>
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 
 namespace {
 
+// The number a limit's setting holds: nothing for what is not a number of zero or more (text,
+// a list, a negative or endless number), which reading as 0 would turn into "every autosave
+// but the newest".
+std::optional<double> limitNumber(const QVariant& value) {
+    double number = 0;
+    bool ok = false;
+    switch (value.typeId()) {
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::Double:
+        number = value.toDouble(&ok);
+        break;
+    case QMetaType::QString:
+        number = value.toString().trimmed().toDouble(&ok);
+        break;
+    default:
+        break;
+    }
+    if (!ok || !std::isfinite(number) || number < 0)
+        return std::nullopt;
+    return number;
+}
+
+// A limit beyond what T holds is kept as T's largest, so that a huge limit takes nothing
+// rather than wrapping round to a negative one that takes everything; a fraction rounds up,
+// to the limit that takes less (half a day is a day, half a megabyte 524,288 bytes).
 template <typename T>
 std::optional<T> limitIf(const BMSettings& settings, const char* useKey, const char* valueKey,
-                         qint64 unit = 1) {
+                         QStringList& unreadable, qint64 unit = 1) {
     if (!settings.boolValue(QLatin1String(useKey)))
         return std::nullopt;
-    const qint64 value = std::max<qint64>(0, settings.integerValue(QLatin1String(valueKey)));
-    return T(value * unit);
+    const QVariant value = settings.value(QLatin1String(valueKey));
+    const std::optional<double> number = limitNumber(value);
+    if (!number) {
+        QString shown;
+        switch (value.typeId()) {
+        case QMetaType::UnknownType:
+            shown = QStringLiteral("nothing");
+            break;
+        case QMetaType::QVariantMap:
+            shown = QStringLiteral("a dictionary");
+            break;
+        case QMetaType::QVariantList:
+        case QMetaType::QStringList:
+            shown = QStringLiteral("a list");
+            break;
+        case QMetaType::QByteArray:
+            shown = QStringLiteral("data");
+            break;
+        default:
+            shown = QStringLiteral("\"%1\"").arg(value.toString());
+        }
+        const QString warning =
+            QStringLiteral("The setting %1 holds %2, not a number of zero or more: that limit is off")
+                .arg(QLatin1String(valueKey), shown);
+        unreadable << warning;
+        return std::nullopt;
+    }
+    const double limit = std::ceil(*number * double(unit));
+    return limit >= double(std::numeric_limits<T>::max()) ? std::numeric_limits<T>::max() : T(limit);
 }
 
 bool olderThan(const BMAutoItem& item, int days, const QDateTime& now) {
@@ -106,11 +163,12 @@ private:
 CleanupLimits CleanupLimits::fromSettings(const BMSettings& settings) {
     using namespace SettingsKey;
     CleanupLimits limits;
-    limits.ageDays = limitIf<int>(settings, autoCleanUseCriteriaAge, autoCleanCriteriaAge);
-    limits.projectBytes =
-        limitIf<qint64>(settings, autoCleanUseCriteriaSize, autoCleanCriteriaSize, HelperRules::megabyte);
+    QStringList& unreadable = limits.unreadable;
+    limits.ageDays = limitIf<int>(settings, autoCleanUseCriteriaAge, autoCleanCriteriaAge, unreadable);
+    limits.projectBytes = limitIf<qint64>(settings, autoCleanUseCriteriaSize, autoCleanCriteriaSize,
+                                          unreadable, HelperRules::megabyte);
     limits.folderBytes = limitIf<qint64>(settings, autoCleanUseCriteriaTotalSize, autoCleanCriteriaTotalSize,
-                                         HelperRules::gigabyte);
+                                         unreadable, HelperRules::gigabyte);
     limits.pinned = PinnedPaths::fromSettings(settings);
     limits.guard = RecentWriteGuard::fromSettings(settings);
     return limits;
@@ -124,12 +182,14 @@ RemovalLimits RemovalLimits::fromSettings(const BMSettings& settings) {
     limits.guard = RecentWriteGuard::fromSettings(settings);
     if (limits.everything)
         return limits;
-    limits.ageDays = limitIf<int>(settings, autoRemoveUseCriteriaAge, autoRemoveCriteriaAge);
-    limits.autosaveBytes =
-        limitIf<qint64>(settings, autoRemoveUseCriteriaSize, autoRemoveCriteriaSize, HelperRules::megabyte);
-    limits.keepNewest = limitIf<int>(settings, autoRemoveUseCriteriaTotalCount, autoRemoveCriteriaTotalCount);
+    QStringList& unreadable = limits.unreadable;
+    limits.ageDays = limitIf<int>(settings, autoRemoveUseCriteriaAge, autoRemoveCriteriaAge, unreadable);
+    limits.autosaveBytes = limitIf<qint64>(settings, autoRemoveUseCriteriaSize, autoRemoveCriteriaSize,
+                                           unreadable, HelperRules::megabyte);
+    limits.keepNewest =
+        limitIf<int>(settings, autoRemoveUseCriteriaTotalCount, autoRemoveCriteriaTotalCount, unreadable);
     limits.projectBytes = limitIf<qint64>(settings, autoRemoveUseCriteriaTotalSize,
-                                          autoRemoveCriteriaTotalSize, HelperRules::megabyte);
+                                          autoRemoveCriteriaTotalSize, unreadable, HelperRules::megabyte);
     return limits;
 }
 

@@ -7,6 +7,7 @@
 #include <QDateTime>
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 #include <optional>
 
@@ -28,6 +29,7 @@ struct CleanupLimits {
     std::optional<qint64> folderBytes;
     PinnedPaths pinned;     // never chosen, but counted in a size
     RecentWriteGuard guard; // likewise
+    QStringList unreadable; // a warning for each switched-on limit that is off: its setting is no number
 
     static CleanupLimits fromSettings(const BMSettings& settings);
     bool any() const { return ageDays || projectBytes || folderBytes; }
@@ -43,6 +45,7 @@ struct RemovalLimits {
     std::optional<qint64> projectBytes;
     PinnedPaths pinned;     // never chosen, but counted in a size
     RecentWriteGuard guard; // likewise
+    QStringList unreadable; // as above
 
     static RemovalLimits fromSettings(const BMSettings& settings);
     bool any() const { return everything || ageDays || autosaveBytes || keepNewest || projectBytes; }

@@ -3,6 +3,7 @@
 #include "LocationLocks.h"
 #include "RemovalJournal.h"
 #include "catalogue/AutosaveFolderScanner.h"
+#include "editorprefs/InputFile.h"
 #include "foundation/BMFileManager.h"
 #include "foundation/BMLocalPaths.h"
 #include "foundation/BMLog.h"
@@ -33,22 +34,9 @@ namespace {
 
 constexpr char kRecordSuffix[] = ".trashinfo";
 
-// By the path's own bytes: QFile cannot open a name that is not valid UTF-8.
+// Only a regular file: a named pipe put among the records would block the reader for good.
 QByteArray readSmallFile(const QString& path, qint64 limit = 64 * 1024) {
-    UniqueFd fd(::open(FileName::encode(path).constData(), O_RDONLY | O_CLOEXEC));
-    struct stat info {};
-    if (fd.fd < 0 || ::fstat(fd.fd, &info) != 0 || info.st_size > limit)
-        return QByteArray();
-    QByteArray bytes;
-    char buffer[16 * 1024];
-    for (;;) {
-        const ssize_t n = ::read(fd.fd, buffer, sizeof buffer);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0 || bytes.size() + n > limit)
-            return n == 0 ? bytes : QByteArray();
-        bytes.append(buffer, n);
-    }
+    return InputFile::readAll(path, limit).value_or(QByteArray());
 }
 
 // A '%' that starts no escape stays as it is, as trash-cli reads it: a record edited by hand

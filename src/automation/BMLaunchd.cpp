@@ -139,15 +139,24 @@ void runTool(Tool tool, const QStringList& arguments, bool privileged) {
         BMTaskEx::runTaskWithTimeout(path, arguments, commandTimeout);
 }
 
-bool writeAtomically(const QString& path, const QByteArray& contents) {
+bool writeAtomically(const QString& path, const QByteArray& contents, QString* cause = nullptr) {
     QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
-    if (file.write(contents) != contents.size()) {
-        file.cancelWriting();
-        return false;
-    }
-    return file.commit();
+    // Qt keeps a small write in its buffer, and when the disk is full as commit() writes it out
+    // it still puts the empty file in place (an empty unit is a masked one): flushed first, the
+    // failure is seen.
+    if (file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size() && file.flush() &&
+        file.commit())
+        return true;
+    if (cause)
+        *cause = file.errorString();
+    file.cancelWriting();
+    return false;
+}
+
+// Whether the folder refuses this user, so that rights could help; a full or read-only disk
+// refuses everyone.
+bool refusesUser(const QString& folder) {
+    return ::access(FileName::encode(folder).constData(), W_OK) != 0 && (errno == EACCES || errno == EPERM);
 }
 
 bool settingIsTrue(const LaunchJobSettings& settings, const char* key) {
@@ -266,15 +275,26 @@ bool BMLaunchd::startJob(const QString& label, const LaunchJobSettings& settings
     bool privileged = shouldAuth;
     for (qsizetype i = 0; i < files->size(); ++i) {
         const QString& path = paths.at(i);
-        if (writeAtomically(path, files->at(i).contents))
+        QString cause;
+        if (writeAtomically(path, files->at(i).contents, &cause))
             continue;
-        if (!placeWithPrivileges(files->at(i), path, folder)) {
-            // Half a job would only mislead: the files placed before this one go again.
-            for (qsizetype placed = 0; placed < i; ++placed)
-                removeJobFile(paths.at(placed), privileged);
-            return false;
+        const bool rightsHelp = refusesUser(folder);
+        if (rightsHelp && placeWithPrivileges(files->at(i), path, folder)) {
+            privileged = true;
+            continue;
         }
-        privileged = true;
+        if (!rightsHelp) {
+            const QString text =
+                QStringLiteral("Error: Unable to create LaunchAgent %1: %2").arg(path, cause);
+            BMLog::appendLog(text);
+            Console::print(text);
+            showAlert({QStringLiteral("Error: Unable to create LaunchAgent"),
+                       QStringLiteral("%1: %2").arg(path, cause)});
+        }
+        // Half a job would only mislead: the files placed before this one go again.
+        for (qsizetype placed = 0; placed < i; ++placed)
+            removeJobFile(paths.at(placed), privileged);
+        return false;
     }
 
     if (!killProcessName.isEmpty())

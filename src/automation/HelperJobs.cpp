@@ -7,6 +7,7 @@
 #include "foundation/BMSettings.h"
 #include "foundation/BMTaskEx.h"
 #include "foundation/FileName.h"
+#include "foundation/FileTree.h"
 #include "foundation/PathText.h"
 #include "foundation/SettingsKeys.h"
 
@@ -14,6 +15,8 @@
 #include <QDir>
 
 #include <algorithm>
+#include <cerrno>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -42,6 +45,22 @@ QStringList folderEntries(const QString& folder) {
             folders << path;
     }
     return folders;
+}
+
+// Each missing folder of the path, outermost first, with mode 0700.
+void makePrivateFolders(const QString& path) {
+    QStringList missing;
+    for (QString folder = path;
+         !folder.isEmpty() && folder != QLatin1String("/") && !FileTree::exists(folder);
+         folder = PathText::deletingLastComponent(folder))
+        missing.prepend(folder);
+    for (const QString& folder : missing) {
+        if (::mkdir(FileName::encode(folder).constData(), 0700) != 0 && errno != EEXIST) {
+            BMLog::appendLog(QStringLiteral("Unable to create directory %1")
+                                 .arg(FileTree::errorDescription(folder, errno)));
+            return;
+        }
+    }
 }
 
 // A computer-wide job is removed from the computer's folder; the user's through
@@ -127,9 +146,11 @@ bool HelperJobs::setupTrashHelper() {
         BMLog::appendLog(QStringLiteral("Setting up trash helper..."));
         BMSettings::standard().synchronize();
         const QString items = Platform::current().trashItemsFolder(BMLocalPaths::trashDirectory());
-        // The path unit watches the folder only if it is there.
+        // The path unit watches the folder only if it is there. Made as the Trash's own code
+        // makes it, for this user only: other users of a shared machine must not see what is
+        // thrown away, and the Trash keeps the mode it is first given.
         if (!BMFileManager::isDirectoryAtPath(items))
-            BMFileManager::createDirectory(items, false);
+            makePrivateFolders(items);
         return BMLaunchd::startLaunchAgent(trashLabel, trashJob(helperProgram(), items), m_user);
     });
 }

@@ -538,7 +538,10 @@ std::optional<BMProjectList> AutosaveFolderScanner::scan(const QString& folder, 
             report(ScanStatus::ListingFailed);
             return BMProjectList();
         }
-        if (!m_settings.hasValue(QLatin1String(SettingsKey::autosaveFolder))) {
+        // A path that is not UTF-8 would be stored with "?" for its bytes, naming no folder
+        // for the clean-up job: the next folder is stored instead.
+        if (!m_settings.hasValue(QLatin1String(SettingsKey::autosaveFolder)) &&
+            !FileName::hasInvalidBytes(folder)) {
             const QString abbreviated =
                 PathText::abbreviatingHome(folder, Platform::current().homeDirectory());
             m_settings.setValue(QLatin1String(SettingsKey::autosaveFolder), abbreviated);

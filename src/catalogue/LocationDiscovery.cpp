@@ -3,11 +3,13 @@
 #include "CatalogueLocations.h"
 #include "editorprefs/BMFCPPrefParser.h"
 #include "editorprefs/BMPremierePrefParser.h"
+#include "editorprefs/InputFile.h"
 #include "foundation/BMException.h"
 #include "foundation/BMFileManager.h"
 #include "foundation/BMLocalPaths.h"
 #include "foundation/BMLog.h"
 #include "foundation/BMSettings.h"
+#include "foundation/FileName.h"
 #include "foundation/MainThread.h"
 #include "foundation/PathText.h"
 #include "foundation/PlistFile.h"
@@ -24,8 +26,9 @@ enum class Announce { No, Yes };
 // The test every candidate must pass, in its order, over one search's working list.
 class Candidates {
 public:
-    Candidates(QStringList& locations, QStringList& found, const AutosaveFolderScanner& scanner)
-        : m_locations(locations), m_found(found), m_scanner(scanner) {}
+    Candidates(QStringList& locations, QStringList& found, QStringList& unstorable,
+               const AutosaveFolderScanner& scanner)
+        : m_locations(locations), m_found(found), m_unstorable(unstorable), m_scanner(scanner) {}
 
     void consider(const QString& path, Announce announce) {
         if (path.isEmpty() || !BMFileManager::isDirectoryAtPath(path))
@@ -38,6 +41,16 @@ public:
         const std::optional<BMProjectList> projects = m_scanner.projectsFromFolder(path);
         if (!projects || projects->isEmpty())
             return;
+        // The settings file holds text: such a path would come back with "?" for its bytes,
+        // naming no folder, and be added again by every search.
+        if (FileName::hasInvalidBytes(path)) {
+            if (!m_unstorable.contains(path)) {
+                BMLog::appendLog(QStringLiteral("%1 is not stored: %2")
+                                     .arg(FileName::displayText(path), LocationDiscovery::unstorableReason));
+                m_unstorable.append(path);
+            }
+            return;
+        }
         // At once, so that the same folder from a later source is a duplicate.
         m_locations.append(path);
         m_found.append(path);
@@ -46,6 +59,7 @@ public:
 private:
     QStringList& m_locations;
     QStringList& m_found;
+    QStringList& m_unstorable;
     const AutosaveFolderScanner& m_scanner;
 };
 
@@ -152,11 +166,15 @@ QString LocationDiscovery::motionAutosavePath() {
     const QString preferences = BMLocalPaths::prefsDirectory(true);
     if (preferences.isEmpty())
         return QString();
-    const std::optional<QVariantMap> motion = PlistFile::readDictionary(
-        PathText::appendingComponent(preferences, QStringLiteral("com.apple.motion.plist")));
-    if (!motion)
+    // Another program's file, read as the other editors' are: a named pipe or a device in its
+    // place would block or never end.
+    const std::optional<QByteArray> bytes = InputFile::readAll(
+        PathText::appendingComponent(preferences, QStringLiteral("com.apple.motion.plist")),
+        PlistFile::maximumSize);
+    const std::optional<QVariant> motion = bytes ? PlistFile::parse(*bytes) : std::nullopt;
+    if (!motion || motion->typeId() != QMetaType::QVariantMap)
         return QString();
-    const QVariant path = motion->value(QStringLiteral("OZPreferenceManager::AutosaveVaultPath"));
+    const QVariant path = motion->toMap().value(QStringLiteral("OZPreferenceManager::AutosaveVaultPath"));
     return path.typeId() == QMetaType::QString
                ? PathText::expandingTilde(path.toString(), Platform::current().homeDirectory())
                : QString();
@@ -176,7 +194,7 @@ LocationDiscovery::Outcome LocationDiscovery::searchForNewPaths() {
 
         AutosaveFolderScanner scanner(m_settings);
         scanner.setAutosaveFolderHook(hooks.autosaveFolderStored);
-        Candidates candidates(outcome.locations, outcome.found, scanner);
+        Candidates candidates(outcome.locations, outcome.found, outcome.unstorable, scanner);
 
         if (isInstalled("com.apple.FinalCutPro")) {
             BMLog::appendLog(QStringLiteral("Loading autosave path from FCP preference file..."));

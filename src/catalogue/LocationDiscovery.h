@@ -61,6 +61,9 @@ public:
         QStringList locations;
         // The locations it accepted, in the order it found them.
         QStringList found;
+        // Folders holding autosaves whose path is not valid UTF-8: the settings cannot hold
+        // them, so they are never stored (each search finds them again).
+        QStringList unstorable;
         // Whether a name search could be asked, the index tool or a walk of a mounted volume (and
         // so whether anything could be stored).
         bool nameSearchAvailable = false;
@@ -77,6 +80,9 @@ public:
 
     // The method name under which a failed search is logged.
     static constexpr char exceptionMethod[] = "-[AppController searchForNewPaths]";
+    // Why a folder of unstorable is not stored.
+    static constexpr char unstorableReason[] =
+        "its path is not valid UTF-8, which the settings file cannot hold";
     // How long the name search may take, per query.
     static constexpr double nameSearchTimeoutSeconds = 10.0;
     // A volume walked completely is walked again at most this often by one discovery object

@@ -5,6 +5,7 @@
 #include "catalogue/LocationDiscovery.h"
 #include "foundation/BMSettings.h"
 #include "foundation/Console.h"
+#include "foundation/FileName.h"
 #include "foundation/SettingsKeys.h"
 
 #include <QJsonArray>
@@ -47,7 +48,7 @@ QString volumesText(const QList<LocationDiscovery::SearchedVolume>& volumes) {
         return QStringLiteral("No removable or network volume is mounted.\n");
     QString out;
     for (const LocationDiscovery::SearchedVolume& volume : volumes) {
-        out += QStringLiteral("searched %1").arg(volume.path);
+        out += QStringLiteral("searched %1").arg(FileName::displayText(volume.path));
         if (!volume.problem.isEmpty())
             out += QStringLiteral(" (could not be read: %1)").arg(volume.problem);
         else if (volume.cutOff)
@@ -62,7 +63,8 @@ QString locationsText(const QStringList& stored, const QStringList& added) {
     qsizetype newCount = 0;
     for (const QString& path : stored) {
         const bool isNew = added.contains(path);
-        out += (isNew ? QStringLiteral("new  ") : QStringLiteral("     ")) + path + QLatin1Char('\n');
+        out += (isNew ? QStringLiteral("new  ") : QStringLiteral("     ")) + FileName::displayText(path) +
+               QLatin1Char('\n');
         newCount += isNew ? 1 : 0;
     }
     QLocale locale;
@@ -104,6 +106,10 @@ int DiscoverCommand::run() {
                 .arg(count)
                 .arg(count == 1 ? QStringLiteral("location") : QStringLiteral("locations")));
     }
+
+    for (const QString& path : outcome.unstorable)
+        Console::print(QStringLiteral("vestry discover: %1 holds autosaves but is not stored: %2")
+                           .arg(FileName::displayText(path), LocationDiscovery::unstorableReason));
 
     const QStringList stored =
         CatalogueLocations::storedPaths(settings, QLatin1String(SettingsKey::autosavePaths));

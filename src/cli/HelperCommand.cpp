@@ -3,6 +3,7 @@
 #include "ArgumentChecks.h"
 #include "CatalogueArguments.h"
 #include "StandardOutput.h"
+#include "actions/HelperRules.h"
 #include "automation/BMLaunchd.h"
 #include "automation/HelperJobs.h"
 #include "automation/HelperRunLog.h"
@@ -86,10 +87,17 @@ const Limit kLimits[] = {
      "beyond %1 GB for the folder"},
 };
 
+// As the helper reads them: one whose setting holds no number is off.
 std::optional<qint64> limitValue(const Limit& limit) {
-    if (!settings().boolValue(QLatin1String(limit.use)))
-        return std::nullopt;
-    return settings().integerValue(QLatin1String(limit.value));
+    const CleanupLimits limits = CleanupLimits::fromSettings(settings());
+    const auto in = [](const std::optional<qint64>& bytes, qint64 unit) {
+        return bytes ? std::optional<qint64>(*bytes / unit) : std::nullopt;
+    };
+    if (limit.value == kLimits[0].value)
+        return limits.ageDays;
+    if (limit.value == kLimits[1].value)
+        return in(limits.projectBytes, HelperRules::megabyte);
+    return in(limits.folderBytes, HelperRules::gigabyte);
 }
 
 bool archives() {
@@ -330,6 +338,20 @@ int HelperCommand::enable() {
         BMProjectList projects;
         if (!CatalogueArguments::scanNamedFolder(kCommand, AutosaveFolderScanner(), folder, projects))
             return 1;
+        // Refused before the settings or the installed job change: the settings would keep the
+        // path with "?" for its bytes, and the job that works now would be stopped for nothing.
+        QString refusal;
+        if (FileName::hasInvalidBytes(folder))
+            refusal = QStringLiteral("%1: the path is not valid UTF-8, which the settings file cannot hold")
+                          .arg(FileName::displayText(folder));
+        else if (!Platform::current().launchJobFiles(
+                     QLatin1String(HelperJobs::cleanLabel),
+                     HelperJobs::cleanJob(HelperJobs::helperProgram(), folder, {folder}), m_system, &refusal))
+            refusal = QStringLiteral("the clean job cannot watch it: %1").arg(refusal);
+        if (!refusal.isEmpty()) {
+            warn(refusal + QStringLiteral("; nothing was changed"));
+            return 1;
+        }
         if (!m_folder.empty())
             settings().setValue(SettingsKey::autosaveFolder, PathText::abbreviatingHome(folder, home));
         settings().setValue(SettingsKey::autoClean, true);

@@ -309,8 +309,10 @@ bool BMPremierePrefParser::setStringValue(const QString& value, const QString& x
     ByteWriter writer;
     document.save(writer, "\t", pugi::format_raw | pugi::format_no_declaration, pugi::encoding_utf8);
     QSaveFile file(path);
+    // Flushed before the commit: Qt would otherwise put an empty file in place of the editor's
+    // when a small write it buffered meets a full disk.
     if (!file.open(QIODevice::WriteOnly) || file.write(writer.bytes) != writer.bytes.size() ||
-        !file.commit()) {
+        !file.flush() || !file.commit()) {
         log(QStringLiteral("Error writing Adobe Premiere preference file %1: %2")
                 .arg(path, file.errorString()));
         return false;

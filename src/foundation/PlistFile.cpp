@@ -222,7 +222,9 @@ bool PlistFile::writeXml(const QString& path, const QVariant& value, QString* er
     if (!file.open(QIODevice::WriteOnly))
         return fail(file.errorString());
     const QByteArray bytes = toXml(value);
-    if (file.write(bytes) != bytes.size()) {
+    // Qt keeps a small write in its buffer, and when the disk is full as commit() writes it out
+    // it still puts the empty file in place of the old one: flushed first, the failure is seen.
+    if (file.write(bytes) != bytes.size() || !file.flush()) {
         const QString cause = file.errorString();
         file.cancelWriting();
         return fail(cause);

@@ -10,6 +10,7 @@
 #include "foundation/PathText.h"
 #include "foundation/SettingsKeys.h"
 
+#include <QFileInfo>
 #include <QHash>
 
 CleanRun::CleanRun(const QString& folder, Options options) : HelperRun(QStringLiteral("clean"), options) {
@@ -42,6 +43,19 @@ HelperRun::Outcome CleanRun::work() {
         BMLog::appendLogAndPrint(message);
         return Outcome{false, message};
     }
+    // Unattended, the job follows a link only to another autosave folder, never to whatever
+    // folder the link was pointed at (the editor's projects, the home) since it was switched on.
+    const QString real = QFileInfo(m_folder).canonicalFilePath();
+    const auto layout = AutosaveFolderScanner::layoutForFolder(m_folder);
+    if (layout != AutosaveFolderScanner::Layout::None &&
+        AutosaveFolderScanner::layoutForFolder(real) != layout) {
+        const QString message =
+            QStringLiteral("Error: The autosave path %1 leads to %2, which is not an autosave location of "
+                           "the same kind: nothing is cleaned.")
+                .arg(FileName::displayText(m_folder), FileName::displayText(real));
+        BMLog::appendLogAndPrint(message);
+        return Outcome{false, message};
+    }
     if (auto off = stopWhenSwitchedOff(SettingsKey::autoClean, QStringLiteral("clean-up"),
                                        QStringLiteral("nothing is cleaned")))
         return *off;
@@ -61,6 +75,8 @@ HelperRun::Outcome CleanRun::work() {
         return Outcome{false, message};
     }
     const CleanupLimits limits = CleanupLimits::fromSettings(settings);
+    for (const QString& warning : limits.unreadable)
+        tell(warning);
     if (!limits.any()) {
         tell(QStringLiteral("No clean-up limit is switched on (age, size, total size): nothing is chosen"));
         return Outcome{true, QStringLiteral("nothing to do: no clean-up limit is switched on")};

@@ -91,7 +91,7 @@ QString HelperRun::runLockKey(const QString& job, const QString& folder) {
     return QStringLiteral("vestry-helper -%1 %2").arg(job, LocationLock::canonicalLocation(folder));
 }
 
-std::optional<LocationLock> HelperRun::takeRunLock(QString* busy) const {
+std::optional<LocationLock> HelperRun::takeRunLock(QString* why, bool* anotherRun) const {
     const QString key = runLockKey(m_job, m_folder);
     if (const auto holder = LocationLock::currentHolder(key))
         tell(QStringLiteral("Another helper run (process %1) is busy; waiting up to %2 s for it")
@@ -102,7 +102,8 @@ std::optional<LocationLock> HelperRun::takeRunLock(QString* busy) const {
         key, QStringLiteral("vestry-helper -%1").arg(m_job), LocationLocks::wait(), &error);
     if (!lock) {
         const auto holder = LocationLock::currentHolder(key);
-        *busy =
+        *anotherRun = holder.has_value();
+        *why =
             holder ? QStringLiteral("another helper run (process %1) is still busy").arg(holder->pid) : error;
     }
     return lock;
@@ -111,11 +112,15 @@ std::optional<LocationLock> HelperRun::takeRunLock(QString* busy) const {
 HelperRun::Outcome HelperRun::run() {
     BMLog::appendLog(HelperRunLog::startedLine(m_job, m_folder));
     Outcome outcome;
-    QString busy;
-    std::optional<LocationLock> lock = takeRunLock(&busy);
-    if (!lock) {
+    QString why;
+    bool anotherRun = false;
+    std::optional<LocationLock> lock = takeRunLock(&why, &anotherRun);
+    if (!lock && anotherRun) {
         // The other run does the work; a change it missed starts another run after it.
-        outcome = Outcome{true, QStringLiteral("skipped: %1").arg(busy)};
+        outcome = Outcome{true, QStringLiteral("skipped: %1").arg(why)};
+    } else if (!lock) {
+        // Every run would meet it: a failure, never a skip that looks like a success.
+        outcome = Outcome{false, why};
     } else {
         try {
             outcome = work();

@@ -80,8 +80,10 @@ protected:
 
 private:
     // Two runs of a job never work at once: the second waits its turn, bounded, and then
-    // scans afresh, so it finds what the first left and never moves anything twice.
-    std::optional<LocationLock> takeRunLock(QString* busy) const;
+    // scans afresh, so it finds what the first left and never moves anything twice. Without
+    // the lock, why says why, and anotherRun whether another run still holds it (rather than
+    // the lock not being possible at all: an unwritable cache folder).
+    std::optional<LocationLock> takeRunLock(QString* why, bool* anotherRun) const;
 
 protected:
     QString m_job;

@@ -32,6 +32,8 @@ HelperRun::Outcome TrashRun::work() {
                                        QStringLiteral("nothing is removed")))
         return *off;
     const RemovalLimits limits = RemovalLimits::fromSettings(settings);
+    for (const QString& warning : limits.unreadable)
+        tell(warning);
     if (!limits.any()) {
         tell(QStringLiteral("The removal rule is set to limits and none is switched on: nothing is chosen"));
         return Outcome{true, QStringLiteral("nothing to do: no removal limit is switched on")};

@@ -1,6 +1,7 @@
 #include "TrashedProjects.h"
 
 #include "catalogue/AutosaveType.h"
+#include "editorprefs/InputFile.h"
 #include "foundation/BMFileManager.h"
 #include "foundation/BMLocalPaths.h"
 #include "foundation/FileName.h"
@@ -18,11 +19,9 @@
 
 namespace {
 
+// Only a regular file: a named pipe put among the records would block the run for good.
 QByteArray readSmallFile(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly) || file.size() > 64 * 1024)
-        return QByteArray();
-    return file.readAll();
+    return InputFile::readAll(path, 64 * 1024).value_or(QByteArray());
 }
 
 bool hasFinalCutType(const QString& path) {

@@ -8,6 +8,7 @@
 #include <QTemporaryDir>
 #include <QTimeZone>
 
+#include <cmath>
 #include <gtest/gtest.h>
 
 namespace {
@@ -95,6 +96,58 @@ TEST(HelperRules, LimitsComeFromTheSettingsInUnitsOf1024) {
     EXPECT_EQ(limits.folderBytes, 2 * 1073741824LL);
     settings.setValue(SettingsKey::autoRemoveUseCriteria, 1);
     EXPECT_FALSE(RemovalLimits::fromSettings(settings).any()) << "row 1 without a criterion";
+}
+
+// A hand-edited or damaged settings file: a limit read as 0 or wrapped round to a negative
+// number would take every autosave but the newest.
+TEST(HelperRules, ALimitThatIsNoNumberIsOffAndAHugeOneTakesNothing) {
+    QTemporaryDir dir;
+    BMSettings settings([&] { return dir.path() + "/s.plist"; });
+    settings.registerDefaults(BMSettings::applicationDefaults());
+    for (const char* use : {SettingsKey::autoCleanUseCriteriaAge, SettingsKey::autoCleanUseCriteriaSize,
+                            SettingsKey::autoCleanUseCriteriaTotalSize, SettingsKey::autoRemoveUseCriteriaAge,
+                            SettingsKey::autoRemoveUseCriteriaTotalCount})
+        settings.setValue(use, true);
+    settings.setValue(SettingsKey::autoRemoveUseCriteria, 1);
+    const BMProjectPtr edit = project("Edit", {{"e1", 400, 900 * kMB}, {"e2", 300, 900 * kMB}, {"e3", 1}});
+
+    settings.setValue(SettingsKey::autoCleanCriteriaAge, "thirty");
+    settings.setValue(SettingsKey::autoCleanCriteriaSize, QVariantMap{{"MB", 10}});
+    settings.setValue(SettingsKey::autoCleanCriteriaTotalSize, -1);
+    settings.setValue(SettingsKey::autoRemoveCriteriaAge, std::nan(""));
+    settings.setValue(SettingsKey::autoRemoveCriteriaTotalCount, QVariantList{20});
+    CleanupLimits clean = CleanupLimits::fromSettings(settings);
+    RemovalLimits removal = RemovalLimits::fromSettings(settings);
+    EXPECT_FALSE(clean.any());
+    EXPECT_FALSE(removal.any());
+    EXPECT_EQ(clean.unreadable,
+              (QStringList{"The setting autoCleanCriteriaAge holds \"thirty\", not a number of zero or more: "
+                           "that limit is off",
+                           "The setting autoCleanCriteriaSize holds a dictionary, not a number of zero or "
+                           "more: that limit is off",
+                           "The setting autoCleanCriteriaTotalSize holds \"-1\", not a number of zero or "
+                           "more: that limit is off"}));
+    EXPECT_EQ(removal.unreadable.size(), 2);
+
+    // Beyond an int of days, 2^63 bytes in megabytes, 2^32 autosaves: nothing breaks them.
+    settings.setValue(SettingsKey::autoCleanCriteriaAge, 3e9);
+    settings.setValue(SettingsKey::autoCleanCriteriaSize, 1e13);
+    settings.setValue(SettingsKey::autoCleanCriteriaTotalSize, "1e30");
+    settings.setValue(SettingsKey::autoRemoveCriteriaAge, 1e300);
+    settings.setValue(SettingsKey::autoRemoveCriteriaTotalCount, qint64(1) << 32);
+    clean = CleanupLimits::fromSettings(settings);
+    removal = RemovalLimits::fromSettings(settings);
+    EXPECT_TRUE(clean.unreadable.isEmpty() && removal.unreadable.isEmpty());
+    EXPECT_EQ(chosen(HelperRules::cleanupChoices({edit}, clean, kNow)), "");
+    EXPECT_EQ(chosen(HelperRules::removalChoices(*edit, removal, {}, kNow)), "");
+
+    // 0 is a limit; a fraction rounds up, to the limit that takes less.
+    settings.setValue(SettingsKey::autoCleanCriteriaAge, "0");
+    settings.setValue(SettingsKey::autoCleanCriteriaSize, 0.5);
+    settings.setValue(SettingsKey::autoRemoveCriteriaAge, 0.5);
+    EXPECT_EQ(CleanupLimits::fromSettings(settings).ageDays, 0);
+    EXPECT_EQ(CleanupLimits::fromSettings(settings).projectBytes, kMB / 2);
+    EXPECT_EQ(RemovalLimits::fromSettings(settings).ageDays, 1);
 }
 
 TEST(HelperRules, RemovalTakesEverythingOrWhatBreaksALimit) {

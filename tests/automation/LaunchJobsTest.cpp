@@ -1,5 +1,6 @@
 #include "FileOpsFixture.h"
 #include "Programs.h"
+#include "Tmpfs.h"
 #include "automation/BMLaunchd.h"
 #include "automation/HelperJobs.h"
 #include "foundation/BMFileManager.h"
@@ -12,6 +13,7 @@
 #include <QFileInfo>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <thread>
 
 namespace {
@@ -217,6 +219,48 @@ TEST_F(LaunchJobsTest, TheCleanJobWatchesTheFolderItsProjectsAndTheAtticsBins) {
     EXPECT_EQ(m_alerts, QStringList{error + " / "});
 }
 
+// Rights make no room: a full jobs folder is reported with its cause, and no unit is left
+// behind, neither an empty one (which systemd reads as a masked unit) nor half a job.
+TEST_F(LaunchJobsTest, AFullJobsFolderFailsWithTheCauseAndLeavesNoUnit) {
+    Tmpfs volume(userJobs(), "size=64k");
+    if (!volume.mounted())
+        GTEST_SKIP() << volume.why().toStdString();
+    volume.fill();
+    ConsoleCapture console;
+    EXPECT_FALSE(BMLaunchd::startLaunchAgent(label, job(), true));
+    const QString cause = userJobs() + '/' + service + ": No space left on device";
+    EXPECT_EQ(m_alerts, QStringList{"Error: Unable to create LaunchAgent / " + cause});
+    EXPECT_TRUE(console.text().contains("Error: Unable to create LaunchAgent " + cause))
+        << qPrintable(console.text());
+    EXPECT_EQ(QDir(userJobs()).entryList(QDir::Files), QStringList{"filler"});
+    EXPECT_TRUE(m_systemctl.calls().isEmpty());
+}
+
+// A unit file cannot name a folder whose name is not UTF-8, holds a line break or ends in a
+// space; one such project folder must not leave the whole autosave folder unwatched.
+TEST_F(LaunchJobsTest, AProjectFolderAUnitCannotNameIsLeftOutAndTheOthersAreWatched) {
+    const QString folder = QDir(home().home()).filePath("Autosaves");
+    const QByteArray bytes = QFile::encodeName(folder);
+    ASSERT_TRUE(QDir().mkpath(folder));
+    for (const QByteArray name : {"Edit", "100% done", "Caf\xe9", "Rough cut ", "Line\nbreak"})
+        ASSERT_EQ(::mkdir(bytes + "/" + name, 0755), 0) << name.constData();
+    BMSettings::standard().setValue(SettingsKey::autosaveFolder, "~/Autosaves");
+    ConsoleCapture console;
+    HelperJobs jobs;
+    EXPECT_TRUE(jobs.setupCleanHelper());
+    QStringList watched = jobs.cleanState().watchedPaths;
+    watched.sort();
+    EXPECT_EQ(watched, (QStringList{folder, folder + "/100% done", folder + "/Edit"}));
+    QStringList leftOut = console.lines().filter("Not watched by " + QString(HelperJobs::cleanLabel) + ": ");
+    leftOut.sort();
+    EXPECT_EQ(leftOut.size(), 3) << qPrintable(console.text());
+    EXPECT_TRUE(
+        leftOut.value(0).endsWith(folder + "/Caf\\xe9 is not valid UTF-8, which a systemd unit cannot hold"))
+        << qPrintable(leftOut.value(0));
+    EXPECT_TRUE(logText().contains(folder + "/Rough cut  ends in a space"));
+    EXPECT_TRUE(m_alerts.isEmpty());
+}
+
 TEST_F(LaunchJobsTest, TheTrashJobWatchesWhereTrashedFilesLand) {
     HelperJobs jobs;
     ASSERT_FALSE(QFileInfo::exists(userJobs()));
@@ -224,6 +268,12 @@ TEST_F(LaunchJobsTest, TheTrashJobWatchesWhereTrashedFilesLand) {
     EXPECT_TRUE(jobs.setupTrashHelper());
     const QString files = BMLocalPaths::trashDirectory() + "/files";
     EXPECT_TRUE(QFileInfo(files).isDir());
+    // For this user only, as the Trash's own code makes it: it will hold what is thrown away.
+    for (const QString& folder : {BMLocalPaths::trashDirectory(), files}) {
+        struct stat info {};
+        EXPECT_EQ(::stat(QFile::encodeName(folder).constData(), &info) == 0 ? info.st_mode & 07777 : 0, 0700u)
+            << qPrintable(folder);
+    }
     EXPECT_EQ(jobs.trashState().watchedPaths, QStringList{files});
     EXPECT_TRUE(readFile(userJobs() + '/' + service).contains("\"-trash\"\n"));
     jobs.stopTrashHelper();

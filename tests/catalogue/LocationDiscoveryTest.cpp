@@ -8,6 +8,7 @@
 #include "editorprefs/BMFCPPrefParser.h"
 #include "foundation/BMLocalPaths.h"
 #include "foundation/BMSettings.h"
+#include "foundation/FileName.h"
 #include "foundation/MainThread.h"
 #include "foundation/PlistFile.h"
 #include "foundation/SettingsKeys.h"
@@ -21,9 +22,12 @@
 #include <QElapsedTimer>
 #include <QFile>
 
+#include <fcntl.h>
 #include <future>
 #include <gtest/gtest.h>
 #include <stdexcept>
+#include <sys/stat.h>
+#include <unistd.h>
 
 class Discovery : public CatalogueTest::LoggedHomeTest {
 protected:
@@ -238,6 +242,19 @@ TEST_F(Discovery, FindsTheUnityAtticsOfAvidSharedStorage) {
 }
 
 // A tmpfs standing for an editing drive that the file name index leaves out.
+// A named pipe in place of Motion's preference file blocked the search for good.
+TEST_F(Discovery, AMotionPreferenceFileThatIsAPipeIsNotWaitedFor) {
+    const QByteArray pipe = QFile::encodeName(BMLocalPaths::prefsDirectory(true) + "/com.apple.motion.plist");
+    ASSERT_TRUE(QDir().mkpath(BMLocalPaths::prefsDirectory(true)));
+    ASSERT_EQ(::mkfifo(pipe.constData(), 0600), 0);
+    auto read = std::async(std::launch::async, [] { return LocationDiscovery::motionAutosavePath(); });
+    const bool answered = read.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+    if (!answered) // lets the blocked reader go, so that the test can end
+        ::close(::open(pipe.constData(), O_WRONLY | O_NONBLOCK));
+    EXPECT_TRUE(answered);
+    EXPECT_EQ(read.get(), QString());
+}
+
 class DiscoveryOnAVolume : public Discovery {
 protected:
     void SetUp() override {
@@ -294,6 +311,30 @@ TEST_F(DiscoveryOnAVolume, FindsFoldersWithinTheDepthOutsideTheSystemsFoldersAnd
     LocationDiscovery fresh(settings());
     fresh.setVolumeSearchBounds({3, 10.0});
     EXPECT_EQ(fresh.searchForNewPaths().found, QStringList{later});
+}
+
+// The settings file holds text: a path that is not UTF-8 came back with "?" for its bytes,
+// naming no folder, and every search added it again.
+TEST_F(DiscoveryOnAVolume, AFolderWhosePathIsNotUTF8IsFoundButNeverStored) {
+    const QString plain = premiereFolder(volume + "/Jobs/Adobe Premiere Pro Auto-Save");
+    const QByteArray folder = QFile::encodeName(volume) + "/Caf\xe9";
+    const QByteArray cafe = folder + "/Adobe Premiere Pro Auto-Save";
+    ASSERT_TRUE(::mkdir(folder.constData(), 0755) == 0 && ::mkdir(cafe.constData(), 0755) == 0);
+    const int fd = ::open(cafe + "/Cut-1.prproj", O_WRONLY | O_CREAT, 0644);
+    ASSERT_GE(fd, 0);
+    ::close(fd);
+
+    for (int search = 0; search < 2; ++search) {
+        const LocationDiscovery::Outcome outcome = LocationDiscovery(settings()).searchForNewPaths();
+        EXPECT_EQ(outcome.found, search == 0 ? QStringList{plain} : QStringList());
+        ASSERT_EQ(outcome.unstorable.size(), 1);
+        EXPECT_EQ(FileName::encode(outcome.unstorable[0]), cafe);
+    }
+    EXPECT_EQ(stored(), QStringList{plain});
+    EXPECT_EQ(settings().stringValue(SettingsKey::autosaveFolder), plain);
+    EXPECT_TRUE(logText().contains(volume +
+                                   "/Caf\\xe9/Adobe Premiere Pro Auto-Save is not stored: its path is "
+                                   "not valid UTF-8, which the settings file cannot hold"));
 }
 
 TEST_F(DiscoveryOnAVolume, AWalkThatRunsOutOfTimeIsCutOffAndSaysSo) {

@@ -236,9 +236,12 @@ TEST_F(CommandLine, DiscoverWalksAnEditingDriveTheIndexLeavesOutAndSaysSo) {
         env.insert(LinuxPlatform::locateDatabaseVariable, index);
     const QString drive = "/mnt/EDIT";
     const QString found = drive + "/Jobs/Wedding/Adobe Premiere Pro Auto-Save";
-    const QString script = "mount -t tmpfs -o size=1m tmpfs /mnt && mkdir /mnt/EDIT && "
-                           "mount -t tmpfs -o size=4m tmpfs /mnt/EDIT && mkdir -p \"$1/Cut\" && "
-                           "echo x > \"$1/Cut/Cut-1.prproj\" && shift && exec \"$@\"";
+    const QString script =
+        "mount -t tmpfs -o size=1m tmpfs /mnt && mkdir /mnt/EDIT && "
+        "mount -t tmpfs -o size=4m tmpfs /mnt/EDIT && mkdir -p \"$1/Cut\" && "
+        "echo x > \"$1/Cut/Cut-1.prproj\" && for d in \"$(printf 'Caf\\351')\" "
+        "\"$(printf 'New\\nline')\"; do mkdir -p \"/mnt/EDIT/$d/Autosave Vault/T\" && "
+        "echo x > \"/mnt/EDIT/$d/Autosave Vault/T/T_2026-11-20_1030.motn\"; done && shift && exec \"$@\"";
     const Outcome result = run({"--mount", "--propagation", "private", "sh", "-c", script, "sh", found,
                                 VESTRY_PROGRAM, "discover", "--volumes"},
                                env, "/usr/bin/unshare");
@@ -248,9 +251,19 @@ TEST_F(CommandLine, DiscoverWalksAnEditingDriveTheIndexLeavesOutAndSaysSo) {
     EXPECT_TRUE(result.out.contains("\nsearched " + drive + "\n") ||
                 result.out.startsWith("searched " + drive + "\n"))
         << result.out.toStdString();
-    EXPECT_TRUE(result.out.endsWith("new  " + found + "\n1 location, 1 new\n")) << result.out.toStdString();
+    // A line break is shown escaped; a path the settings cannot hold is named and not stored.
+    const QString lineBreak = drive + "/New\nline/Autosave Vault";
+    EXPECT_TRUE(result.out.contains("new  " + found + "\n") &&
+                result.out.contains("new  " + drive + "/New\\nline/Autosave Vault\n") &&
+                result.out.endsWith("\n2 locations, 2 new\n"))
+        << result.out.toStdString();
+    EXPECT_EQ(result.err,
+              "vestry discover: " + drive +
+                  "/Caf\\xe9/Autosave Vault holds autosaves but is not stored: its path is not valid "
+                  "UTF-8, which the settings file cannot hold\n");
     const QString settings = home().home() + "/.config/com.brightmoor.Vestry.plist";
-    EXPECT_EQ(PlistFile::readDictionary(settings)->value("autosavePaths").toStringList(), QStringList{found});
+    const QStringList stored = PlistFile::readDictionary(settings)->value("autosavePaths").toStringList();
+    EXPECT_EQ(QSet<QString>(stored.begin(), stored.end()), (QSet<QString>{found, lineBreak}));
 }
 
 TEST_F(CommandLine, ListSaysWhichStoredLocationsAreOfflineAndKeepsThem) {
@@ -610,6 +623,27 @@ TEST_F(HelperCommand, AFolderThatIsNotThereNotALocationOrNoneAtAllChangesNothing
     EXPECT_TRUE(result.err.contains("no autosave folder has been chosen")) << result.err.toStdString();
     EXPECT_FALSE(QFileInfo::exists(settingsFile));
     EXPECT_FALSE(QFileInfo::exists(home().home() + "/.config/systemd"));
+}
+
+// A folder whose path the settings or a unit cannot hold is refused before anything changes:
+// the settings kept it with "?" for its bytes, and the job that worked was stopped.
+TEST_F(HelperCommand, AFolderAUnitCannotNameChangesNeitherTheSettingsNorTheJob) {
+    ASSERT_EQ(run({"helper", "enable", "clean", premiere}, env).exitCode, 0);
+    const QByteArray before = readFile(units + ".path");
+    const QVariant folder = stored().value("autosaveFolder");
+    const QString root = home().home() + "/";
+    for (const char* name : {"Caf\\351", "New\\nline"}) {
+        const QString script =
+            QString("mkdir -p \"$1$(printf '%1')/Adobe Premiere Pro Auto-Save/Cut\" && "
+                    "echo x > \"$1$(printf '%1')/Adobe Premiere Pro Auto-Save/Cut/Cut-1.prproj\" "
+                    "&& exec \"$0\" helper enable clean \"$1$(printf '%1')/Adobe Premiere Pro Auto-Save\"")
+                .arg(name);
+        const Outcome result = run({"-c", script, VESTRY_PROGRAM, root}, env, "/bin/sh");
+        EXPECT_EQ(result.exitCode, 1);
+        EXPECT_TRUE(result.err.endsWith("; nothing was changed\n")) << result.err.toStdString();
+        EXPECT_EQ(stored().value("autosaveFolder"), folder);
+        EXPECT_EQ(readFile(units + ".path"), before);
+    }
 }
 
 // A file server's job lives in /etc/systemd/system, inside the system folders that removal

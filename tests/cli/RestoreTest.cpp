@@ -88,6 +88,19 @@ TEST_F(RestoreCommand, ListsPutsBackTheLastRemovalAndRefusesWhereAFileStands) {
     EXPECT_EQ(run({"restore"}).exitCode, 2);
 }
 
+// A named pipe among the restore records blocked the reader for good; it is no record.
+TEST_F(RestoreCommand, ANamedPipeAmongTheRecordsIsSkippedWithoutWaiting) {
+    ASSERT_EQ(run({"prune", "--keep", "1"}).exitCode, 0);
+    const QByteArray pipe =
+        QFile::encodeName(home().home()) + "/.local/share/Trash/info/Pipe.prproj.trashinfo";
+    ASSERT_EQ(::mkfifo(pipe.constData(), 0600), 0);
+    const ProgramRun listed =
+        runProgram(VESTRY_PROGRAM, {"restore", "--list"}, {environment(), home().home(), 20000});
+    EXPECT_TRUE(listed.finished && !listed.leftBehind);
+    EXPECT_TRUE(listed.out.endsWith("\n2 items in the Trash from the autosave locations\n"))
+        << listed.out.toStdString();
+}
+
 TEST_F(RestoreCommand, WaitsForTheLocationsLockAsARemovalDoesThenPutsBackNothing) {
     ASSERT_EQ(run({"prune", "--keep", "1"}).exitCode, 0);
     std::optional<LocationLock> held = holdLocation("vestry-helper -clean");

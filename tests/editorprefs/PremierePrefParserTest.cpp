@@ -4,9 +4,11 @@
 #include "editorprefs/InputFile.h"
 #include "foundation/BMLocalPaths.h"
 #include "support/Gzip.h"
+#include "support/Tmpfs.h"
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QRandomGenerator>
 
 namespace {
@@ -204,6 +206,18 @@ TEST_F(Premiere, SetsTextsAndKeepsTheRestOfTheFile) {
 
     EXPECT_FALSE(BMPremierePrefParser::setStringValue("x", "//*[", "7.0"));
     EXPECT_FALSE(BMPremierePrefParser::setStringValue("x", "//a", "5.5")) << "no such file";
+
+    // On a full disk the editor's file stays as it was, never replaced by an empty one.
+    const QString folder = QFileInfo(prefsFile("7.0")).absolutePath();
+    const QByteArray before = readFile(prefsFile("7.0"));
+    Tmpfs volume(folder, "size=64k");
+    if (!volume.mounted())
+        GTEST_SKIP() << volume.why().toStdString();
+    writeFile(prefsFile("7.0"), before);
+    volume.fill();
+    EXPECT_FALSE(
+        BMPremierePrefParser::setStringValue("/x.prproj", "//*[starts-with(name(),'BE.Prefs')]", "7.0"));
+    EXPECT_EQ(readFile(prefsFile("7.0")), before);
 }
 
 TEST_F(Premiere, ReadBundlesThenConfigurationFiles) {

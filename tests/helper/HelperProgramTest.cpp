@@ -21,6 +21,7 @@
 #include <QUrl>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -297,6 +298,55 @@ TEST_F(HelperProgram, AMissingFolderFailsNamingItAndTouchesNothing) {
     EXPECT_TRUE(unknown.err.contains("Usage: vestry-helper")) << unknown.err.toStdString();
 }
 
+// The autosave folder replaced by a link after the job was switched on: to another autosave
+// folder it is cleaned; to the editor's project files, nothing is touched.
+TEST_F(HelperProgram, AFolderReplacedByALinkIsCleanedOnlyWhereItLeadsToAnAutosaveFolder) {
+    set({{autoCleanUseCriteriaSize, true}, {autoCleanCriteriaSize, 0}, {guardMinutes, 0}});
+    const QString projects = home().home() + "/Films";
+    home().writeFile(projects + "/Wedding/Wedding-v1.prproj", "real work");
+    home().writeFile(projects + "/Wedding/Wedding-v2.prproj", "real work");
+    const QString moved = home().home() + "/Big/Adobe Premiere Pro Auto-Save";
+    autosave("Edit/Edit-1.prproj", 3);
+    autosave("Edit/Edit-2.prproj", 2);
+    ASSERT_TRUE(QDir().mkpath(home().home() + "/Big") && QDir().rename(location, moved) &&
+                QFile::link(projects, location));
+    const QStringList before = listing();
+    const Outcome refused = run({"-clean", location});
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_TRUE(
+        refused.err.contains("Error: The autosave path " + location + " leads to " + projects +
+                             ", which is not an autosave location of the same kind: nothing is cleaned."))
+        << refused.err.toStdString();
+    EXPECT_EQ(listing(), before);
+
+    ASSERT_TRUE(QFile::remove(location) && QFile::link(moved, location));
+    EXPECT_EQ(run({"-clean", location}).exitCode, 0);
+    EXPECT_FALSE(QFileInfo::exists(moved + "/Edit/Edit-1.prproj"));
+    EXPECT_TRUE(QFileInfo::exists(moved + "/Edit/Edit-2.prproj"));
+}
+
+// A cache folder left to root (a run under sudo): every run would fail to lock, so that is a
+// failure, never "ok: skipped" as when another run is busy.
+TEST_F(HelperProgram, ARunThatCannotLockAtAllFailsNamingTheCause) {
+    if (::getuid() != 0 || !QFileInfo("/usr/bin/setpriv").isExecutable())
+        GTEST_SKIP() << "needs root to run the helper as the user nobody";
+    set({{autoCleanUseCriteriaAge, true}, {autoCleanCriteriaAge, 1}});
+    autosave("Edit/Edit-1.prproj", 3);
+    autosave("Edit/Edit-2.prproj", 2);
+    ASSERT_EQ(runProgram("chmod", {"-R", "a+rwX", home().root()}).exitCode, 0);
+    const QString cache = home().home() + "/.cache";
+    ASSERT_TRUE(QDir().mkpath(cache) &&
+                QFile::setPermissions(cache, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner |
+                                                 QFile::ReadOther | QFile::ExeOther));
+    const Outcome result = run(setprivAsNobody() + QStringList{VESTRY_HELPER_PROGRAM, "-clean", location},
+                               QString(), "/usr/bin/setpriv");
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.out.endsWith(cache + "/Vestry/locks: Permission denied\n"))
+        << result.out.toStdString();
+    EXPECT_TRUE(lastRun("clean").startsWith("failed: Unable to lock")) << lastRun("clean").toStdString();
+    EXPECT_EQ(left(), (QStringList{"Edit/Edit-1.prproj", "Edit/Edit-2.prproj"}));
+}
+
 TEST_F(HelperProgram, ARefusedMoveNamesTheFileAndTheCauseWithoutAsking) {
     if (::getuid() != 0 || !QFileInfo("/usr/bin/setpriv").isExecutable())
         GTEST_SKIP() << "needs root to run the helper as the user nobody";
@@ -344,6 +394,27 @@ TEST_F(HelperProgram, AProjectFileInTheTrashTakesItsProjectsAutosaves) {
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
     EXPECT_TRUE(result.out.contains("): its project file is in the Trash\n")) << result.out.toStdString();
     EXPECT_EQ(left(), (QStringList{"Other/Other-1.prproj", "Other/Other-2.prproj"}));
+}
+
+// Odd things in the Trash: a named pipe for a record (it blocked the run for good), a folder
+// named like a project file, a project file without a record; the real record still counts.
+TEST_F(HelperProgram, OddItemsInTheTrashNeitherBlockNorStopTheRun) {
+    set({{autoRemove, 1}, {autosavePaths, QStringList{location}}, {guardMinutes, 0}});
+    autosave("Edit/Edit-1.prproj", 3);
+    autosave("Orphan/Orphan-1.prproj", 3);
+    trashRecord(".local/share/Trash/", "Edit.prproj", (home().home() + "/Projects/Edit.prproj").toUtf8());
+    const QString trash = home().home() + "/.local/share/Trash/";
+    home().writeFile(trash + "files/Orphan.prproj", "no record");
+    home().writeFile(trash + "files/Pipe.prproj", "its record is a pipe");
+    ASSERT_EQ(::mkfifo(QFile::encodeName(trash + "info/Pipe.prproj.trashinfo").constData(), 0600), 0);
+    ASSERT_TRUE(QDir().mkpath(trash + "files/Folder.prproj"));
+    RunOptions limited = options();
+    limited.timeoutMs = 20000;
+    const Outcome result = runProgram(VESTRY_HELPER_PROGRAM, {"-trash"}, limited);
+    EXPECT_TRUE(result.finished && !result.leftBehind);
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_TRUE(lastRun("trash").startsWith("ok: moved 2 autosaves")) << lastRun("trash").toStdString();
+    EXPECT_EQ(left(), QStringList());
 }
 
 TEST_F(HelperProgram, AProjectFileInAnotherVolumesTrashCounts) {

@@ -1,6 +1,7 @@
 #include "SystemdUnits.h"
 
 #include "LinuxPlatform.h"
+#include "foundation/BMLog.h"
 #include "foundation/FileName.h"
 
 #include <QFile>
@@ -132,11 +133,22 @@ std::optional<QList<LaunchJobFile>> SystemdUnits::units(const QString& label,
         service += QStringLiteral("IOSchedulingClass=idle\n");
 
     QString path = QStringLiteral("[Unit]\n") + description + QStringLiteral("\n[Path]\n");
-    for (const QString& watched : valueOf(settings, "WatchPaths").toStringList()) {
-        const auto value = pathValue(watched, error);
-        if (!value)
+    const QStringList watchPaths = valueOf(settings, "WatchPaths").toStringList();
+    for (qsizetype i = 0; i < watchPaths.size(); ++i) {
+        QString reason;
+        const auto value = pathValue(watchPaths[i], &reason);
+        if (value) {
+            path += QStringLiteral("PathChanged=") + *value + QLatin1Char('\n');
+            continue;
+        }
+        // The first path is what the job is for. A later one (a project folder whose name a
+        // unit cannot carry) must not keep the job from watching all the others: it is left
+        // out, and the job still cleans it whenever it runs.
+        if (i == 0) {
+            fail(error, reason);
             return std::nullopt;
-        path += QStringLiteral("PathChanged=") + *value + QLatin1Char('\n');
+        }
+        BMLog::appendLogAndPrint(QStringLiteral("Not watched by %1: %2").arg(label, reason));
     }
     path += QStringLiteral("Unit=") + serviceName(label) +
             QStringLiteral("\n\n[Install]\nWantedBy=default.target\n");

@@ -18,7 +18,8 @@ public:
     static QString pathName(const QString& label) { return label + QStringLiteral(".path"); }
 
     // Both units; nothing, with the reason, when the label is not a unit name or a value is
-    // not something a unit file can hold.
+    // not something a unit file can hold, except that a watched path after the first that a
+    // unit cannot hold is only left out, with a line in the log and on the console.
     static std::optional<QList<LaunchJobFile>> units(const QString& label, const LaunchJobSettings& settings,
                                                      QString* error);
     static QList<LaunchJobCommand> commands(LaunchJobStep step, const QString& label, bool runAtLoad,
