@@ -1,6 +1,7 @@
 #include "RemovalJournal.h"
 
 #include "AutosaveRemoval.h"
+#include "foundation/AtomicFile.h"
 #include "foundation/BMLocalPaths.h"
 #include "foundation/BMLog.h"
 #include "foundation/FileTree.h"
@@ -10,7 +11,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSaveFile>
 
 namespace {
 
@@ -74,11 +74,10 @@ bool RemovalJournal::write(const Entry& entry, QString* error) {
                        {QStringLiteral("started"), entry.started.toUTC().toString(Qt::ISODateWithMs)},
                        {QStringLiteral("finished"), entry.finished.toUTC().toString(Qt::ISODateWithMs)},
                        {QStringLiteral("paths"), QJsonArray::fromStringList(entry.paths)}};
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(QJsonDocument(object).toJson()) < 0 ||
-        !file.commit()) {
+    QString cause;
+    if (!AtomicFile::write(path, QJsonDocument(object).toJson(), &cause)) {
         if (error)
-            *error = QStringLiteral("%1: %2").arg(path, file.errorString());
+            *error = QStringLiteral("%1: %2").arg(path, cause);
         return false;
     }
     return true;

@@ -1,5 +1,6 @@
 #include "BMLaunchd.h"
 
+#include "foundation/AtomicFile.h"
 #include "foundation/BMAuthorization.h"
 #include "foundation/BMFileManager.h"
 #include "foundation/BMLocalPaths.h"
@@ -12,7 +13,6 @@
 #include "foundation/UniqueFd.h"
 
 #include <QFileInfo>
-#include <QSaveFile>
 
 #include <cerrno>
 #include <fcntl.h>
@@ -139,20 +139,6 @@ void runTool(Tool tool, const QStringList& arguments, bool privileged) {
         BMTaskEx::runTaskWithTimeout(path, arguments, commandTimeout);
 }
 
-bool writeAtomically(const QString& path, const QByteArray& contents, QString* cause = nullptr) {
-    QSaveFile file(path);
-    // Qt keeps a small write in its buffer, and when the disk is full as commit() writes it out
-    // it still puts the empty file in place (an empty unit is a masked one): flushed first, the
-    // failure is seen.
-    if (file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size() && file.flush() &&
-        file.commit())
-        return true;
-    if (cause)
-        *cause = file.errorString();
-    file.cancelWriting();
-    return false;
-}
-
 // Whether the folder refuses this user, so that rights could help; a full or read-only disk
 // refuses everyone.
 bool refusesUser(const QString& folder) {
@@ -208,7 +194,7 @@ QString permissionsText(const QString& folder) {
 // folder and a privileged move. False, with the messages given, when the file is not there.
 bool placeWithPrivileges(const LaunchJobFile& file, const QString& path, const QString& folder) {
     const QString temporary = BMLocalPaths::tempDirectory() + QLatin1Char('/') + file.name;
-    if (!writeAtomically(temporary, file.contents)) {
+    if (!AtomicFile::write(temporary, file.contents)) {
         BMLog::appendLog(
             QStringLiteral(
                 "Error: Unable to create LaunchAgent. Please check you have correct permissions for "
@@ -276,7 +262,7 @@ bool BMLaunchd::startJob(const QString& label, const LaunchJobSettings& settings
     for (qsizetype i = 0; i < files->size(); ++i) {
         const QString& path = paths.at(i);
         QString cause;
-        if (writeAtomically(path, files->at(i).contents, &cause))
+        if (AtomicFile::write(path, files->at(i).contents, &cause))
             continue;
         const bool rightsHelp = refusesUser(folder);
         if (rightsHelp && placeWithPrivileges(files->at(i), path, folder)) {

@@ -3,13 +3,12 @@
 #include "BMPremiere.h"
 #include "BMXMLParser.h"
 #include "InputFile.h"
+#include "foundation/AtomicFile.h"
 #include "foundation/BMFileManager.h"
 #include "foundation/BMLocalPaths.h"
 #include "foundation/BMLog.h"
 #include "foundation/PathText.h"
 #include "foundation/platform/Platform.h"
-
-#include <QSaveFile>
 
 const QString BMPremierePrefParser::recentDocumentsQuery = QStringLiteral(
     "./PremiereData[1]/Preferences[1]/Properties[1]/*[starts-with(name(),'BE.Prefs.MRU.Document.')]/text()");
@@ -308,13 +307,9 @@ bool BMPremierePrefParser::setStringValue(const QString& value, const QString& x
 
     ByteWriter writer;
     document.save(writer, "\t", pugi::format_raw | pugi::format_no_declaration, pugi::encoding_utf8);
-    QSaveFile file(path);
-    // Flushed before the commit: Qt would otherwise put an empty file in place of the editor's
-    // when a small write it buffered meets a full disk.
-    if (!file.open(QIODevice::WriteOnly) || file.write(writer.bytes) != writer.bytes.size() ||
-        !file.flush() || !file.commit()) {
-        log(QStringLiteral("Error writing Adobe Premiere preference file %1: %2")
-                .arg(path, file.errorString()));
+    QString cause;
+    if (!AtomicFile::write(path, writer.bytes, &cause)) {
+        log(QStringLiteral("Error writing Adobe Premiere preference file %1: %2").arg(path, cause));
         return false;
     }
     return true;

@@ -1,12 +1,12 @@
 #include "PlistFile.h"
 
+#include "AtomicFile.h"
 #include "PlistCheck.h"
 
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 
 #include <cmath>
 #include <memory>
@@ -218,16 +218,5 @@ bool PlistFile::writeXml(const QString& path, const QVariant& value, QString* er
     const QString folder = QFileInfo(path).absolutePath();
     if (!QDir().mkpath(folder))
         return fail(QStringLiteral("the folder %1 could not be created").arg(folder));
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return fail(file.errorString());
-    const QByteArray bytes = toXml(value);
-    // Qt keeps a small write in its buffer, and when the disk is full as commit() writes it out
-    // it still puts the empty file in place of the old one: flushed first, the failure is seen.
-    if (file.write(bytes) != bytes.size() || !file.flush()) {
-        const QString cause = file.errorString();
-        file.cancelWriting();
-        return fail(cause);
-    }
-    return file.commit() || fail(file.errorString());
+    return AtomicFile::write(path, toXml(value), error);
 }
