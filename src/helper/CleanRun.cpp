@@ -103,7 +103,7 @@ HelperRun::Outcome CleanRun::work() {
     Tally tally;
     moveToTrash(choices, tally);
     if (!tally.failure.isEmpty())
-        return Outcome{false, QStringLiteral("%1; %2").arg(tally.failure, tallyText(tally))};
+        return failedAfter(tally, tallyText(tally));
     return Outcome{true, tallyText(tally)};
 }
 
@@ -169,6 +169,6 @@ HelperRun::Outcome CleanRun::archiveAndTrash(const BMProjectList& projects, cons
                                  .arg(FileName::displayText(folder));
     const QString result = QStringLiteral("%1, %2").arg(archived, tallyText(tally));
     if (!tally.failure.isEmpty())
-        return Outcome{false, QStringLiteral("%1; %2").arg(tally.failure, result)};
+        return failedAfter(tally, result);
     return Outcome{true, result};
 }

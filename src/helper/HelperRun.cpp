@@ -194,6 +194,13 @@ void HelperRun::moveToTrash(const RuleChoices& choices, Tally& tally) {
     }
 }
 
+HelperRun::Outcome HelperRun::failedAfter(const Tally& tally, const QString& done) {
+    QString failure = tally.failure;
+    if (failure.endsWith(QLatin1Char('.')))
+        failure.chop(1);
+    return Outcome{false, QStringLiteral("%1; %2").arg(failure, done)};
+}
+
 QString HelperRun::tallyText(const Tally& tally) const {
     QString text = QStringLiteral("%1 %2 to the Trash")
                        .arg(dryRun() ? QStringLiteral("would move") : QStringLiteral("moved"),

@@ -77,6 +77,8 @@ protected:
     // "3 autosaves (1.2 MB)"
     static QString autosavesText(qsizetype count, double bytes);
     QString tallyText(const Tally& tally) const;
+    // The failure that stopped the run, then what it had done: one sentence.
+    static Outcome failedAfter(const Tally& tally, const QString& done);
 
 private:
     // Two runs of a job never work at once: the second waits its turn, bounded, and then

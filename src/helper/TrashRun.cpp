@@ -93,6 +93,6 @@ HelperRun::Outcome TrashRun::work() {
     Tally tally;
     moveToTrash(choices, tally);
     if (!tally.failure.isEmpty())
-        return Outcome{false, QStringLiteral("%1; %2").arg(tally.failure, tallyText(tally))};
+        return failedAfter(tally, tallyText(tally));
     return Outcome{true, tallyText(tally)};
 }

@@ -14,6 +14,7 @@
 #include "support/TempHome.h"
 #include "support/Tmpfs.h"
 
+#include <QCoreApplication>
 #include <QDirIterator>
 #include <QFile>
 #include <QProcess>
@@ -344,6 +345,26 @@ TEST_F(HelperProgram, ARunThatCannotLockAtAllFailsNamingTheCause) {
     EXPECT_TRUE(result.out.endsWith(cache + "/Vestry/locks: Permission denied\n"))
         << result.out.toStdString();
     EXPECT_TRUE(lastRun("clean").startsWith("failed: Unable to lock")) << lastRun("clean").toStdString();
+    EXPECT_EQ(left(), (QStringList{"Edit/Edit-1.prproj", "Edit/Edit-2.prproj"}));
+}
+
+// A location another run is working on: the run fails naming the holder, and says what it
+// did before, in one sentence.
+TEST_F(HelperProgram, ALocationAnotherRunHoldsFailsTheRunNamingTheHolder) {
+    set({{autoCleanUseCriteriaAge, true}, {autoCleanCriteriaAge, 1}});
+    autosave("Edit/Edit-1.prproj", 3);
+    autosave("Edit/Edit-2.prproj", 2);
+    QString error;
+    const auto held = LocationLock::acquire(location, "a prune", std::chrono::milliseconds(0), &error);
+    ASSERT_TRUE(held) << error.toStdString();
+    RunOptions waiting = options();
+    waiting.environment.insert("VESTRY_LOCK_WAIT_MS", "200");
+    EXPECT_EQ(runProgram(VESTRY_HELPER_PROGRAM, {"-clean", location}, waiting).exitCode, 1);
+    EXPECT_EQ(lastRun("clean"),
+              QString("failed: %1 is busy: another Vestry run (process %2, a prune) is working "
+                      "on it. Try again when it has finished; moved 0 autosaves (0 B) to the Trash")
+                  .arg(location)
+                  .arg(QCoreApplication::applicationPid()));
     EXPECT_EQ(left(), (QStringList{"Edit/Edit-1.prproj", "Edit/Edit-2.prproj"}));
 }
 
