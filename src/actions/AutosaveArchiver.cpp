@@ -109,7 +109,7 @@ bool writeManifest(const QString& temp, const QByteArray& json, QString* error) 
 
 Result gatherAndCompress(const BMAutoItemList& autosaves, const QString& temp, const QString& destination,
                          ArchiveManifest& manifest, const ProgressCallback& progress,
-                         const CancelFlag* cancel) {
+                         const CancelFlag* cancel, AutosaveArchiver::Existing existing) {
     QString error;
     qint64 totalBytes = 0;
     for (const BMAutoItemPtr& item : autosaves)
@@ -164,6 +164,13 @@ Result gatherAndCompress(const BMAutoItemList& autosaves, const QString& temp, c
     if (isCancelled(cancel))
         return cancelled();
     reportProgress(progress, ActionProgress::Stage::Compressing, 0, 0);
+    if (existing == AutosaveArchiver::Existing::Refuse && FileTree::exists(destination)) {
+        const QString cause =
+            QStringLiteral("%1 appeared while the autosaves were gathered (another archive?); it is left as "
+                           "it is and nothing was moved to the Trash.")
+                .arg(FileName::displayText(destination));
+        return failed(cause, QStringLiteral("Error: unable to create archive."), cause);
+    }
     const bool replaced = !FileTree::exists(destination) || BMFileManager::trashFile(destination);
     QString cause;
     if (!replaced)
@@ -271,11 +278,10 @@ QString AutosaveArchiver::proposedFileName(const SelectedRows& rows) {
     return QStringLiteral("%1.zip").arg(PathText::deletingExtension(rows.first().name()));
 }
 
-AutosaveArchiver::Result AutosaveArchiver::archiveSelectionToFile(const SelectedRows& rows,
-                                                                  const QString& destination,
-                                                                  const ProgressCallback& progress,
-                                                                  const CancelFlag* cancel,
-                                                                  const PinnedPaths& pins) {
+AutosaveArchiver::Result
+AutosaveArchiver::archiveSelectionToFile(const SelectedRows& rows, const QString& destination,
+                                         const ProgressCallback& progress, const CancelFlag* cancel,
+                                         const PinnedPaths& pins, Existing existing) {
     Result result;
     try {
         BMLog::appendLog(QStringLiteral("Archiving autosaves to file..."));
@@ -294,7 +300,8 @@ AutosaveArchiver::Result AutosaveArchiver::archiveSelectionToFile(const Selected
                           QStringLiteral("Error: Unable to create temporary directory"), error);
         }
         ArchiveManifest manifest;
-        result = gatherAndCompress(autosaves, temp->path(), destination, manifest, progress, cancel);
+        result =
+            gatherAndCompress(autosaves, temp->path(), destination, manifest, progress, cancel, existing);
         // The copies have done their work; a gigabyte of them should not stay behind.
         if (!temp->remove(&error))
             BMLog::appendLog(QStringLiteral("Unable to remove the temporary folder: %1").arg(error));

@@ -120,12 +120,15 @@ int ArchiveCommand::run() {
 
     TerminalProgress progress;
     const Interruption interruption;
+    // The destination was free when checked above; whatever is there by the time the archive
+    // is written belongs to somebody else.
     const AutosaveArchiver::Result result =
-        AutosaveArchiver::archiveSelectionToFile(rows, destination, progress.callback(), interruption.flag());
+        AutosaveArchiver::archiveSelectionToFile(rows, destination, progress.callback(), interruption.flag(),
+                                                 PinnedPaths::stored(), AutosaveArchiver::Existing::Refuse);
     progress.clear();
     if (result.cancelled) {
         CatalogueArguments::warn(kCommand, ActionTexts::cancelledArchive());
-        return Interruption::exitStatus;
+        return interruption.exitStatus();
     }
     if (result.error.isError()) {
         CatalogueArguments::warn(kCommand,
@@ -147,7 +150,7 @@ int ArchiveCommand::run() {
                           .arg(destination,
                                ActionTexts::cancelled(QStringLiteral("moved to the Trash"),
                                                       result.removal.removed.size(), result.removal.total)));
-        return Interruption::exitStatus;
+        return interruption.exitStatus();
     }
     const qsizetype pinned = result.pinned.size();
     const QString moved =

@@ -51,6 +51,15 @@ int PinCommand::run() {
         if (m_pin) {
             // A pin made through a link is the same pin as one made through the real path.
             const QString stored = PinnedPaths::storedForm(path);
+            // Stored, such a pin would name another path, and the autosave would not be kept.
+            if (FileName::hasInvalidBytes(stored)) {
+                CatalogueArguments::warn(
+                    name,
+                    QStringLiteral("%1: the path is not valid UTF-8, which the settings file cannot hold")
+                        .arg(FileName::displayText(path)));
+                resolved = false;
+                continue;
+            }
             if (!pins.contains(stored)) {
                 pins = PinnedPaths::removing(pins, path);
                 pins << stored;

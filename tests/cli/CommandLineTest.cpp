@@ -132,6 +132,42 @@ TEST_F(CommandLine, PruneDryRunListsWhatWouldGoAndChangesNothing) {
     EXPECT_FALSE(QFileInfo::exists(home().home() + "/.local/share/Trash"));
 }
 
+// "vestry list --json > file" on a full disk: a script must not take a cut listing for a whole one.
+TEST_F(CommandLine, ResultsThatCannotBeWrittenOutAreAFailureNamingTheCause) {
+    for (const QStringList& arguments :
+         {QStringList{"list", premiere}, QStringList{"list", "--json", premiere},
+          QStringList{"prune", "--dry-run", "--keep", "1", premiere}}) {
+        QProcess vestry;
+        vestry.setProcessEnvironment(environment());
+        vestry.setStandardOutputFile("/dev/full");
+        vestry.start(VESTRY_PROGRAM, arguments);
+        ASSERT_TRUE(vestry.waitForFinished(20000));
+        EXPECT_EQ(vestry.exitCode(), 1) << arguments.join(' ').toStdString();
+        EXPECT_EQ(vestry.readAllStandardError(),
+                  "vestry " + arguments[0].toUtf8() +
+                      ": the results could not be written to standard output: No space left on device\n");
+    }
+}
+
+// Given again through a link (the link's name ends as a location's must), or twice as typed.
+TEST_F(CommandLine, TheSameLocationGivenTwiceIsTakenOnce) {
+    const QString linked = home().root() + "/elsewhere/Adobe Premiere Pro Auto-Save";
+    ASSERT_TRUE(QDir().mkpath(home().root() + "/elsewhere"));
+    ASSERT_TRUE(QFile::link(premiere, linked));
+    const QString note = "vestry %1: " + linked + ": the same folder as " + premiere + ", taken once\n";
+    const Outcome list = run({"list", "--summary", premiere, linked});
+    EXPECT_EQ(list.exitCode, 0);
+    EXPECT_EQ(list.err, note.arg("list"));
+    EXPECT_TRUE(list.out.contains("2 projects, 4 autosaves")) << list.out.toStdString();
+    const Outcome prune = run({"prune", "--keep", "1", premiere, linked, premiere});
+    EXPECT_EQ(prune.exitCode, 0);
+    EXPECT_EQ(prune.err, note.arg("prune") + "vestry prune: " + premiere + ": the same folder as " +
+                             premiere + ", taken once\n");
+    EXPECT_TRUE(prune.out.endsWith("Moved 2 autosaves, 360 bytes (360 B), to the Trash\n"))
+        << prune.out.toStdString();
+    EXPECT_EQ(autosavesLeft(), (QStringList{kAll[0], kAll[3]}));
+}
+
 TEST_F(CommandLine, PruneMovesTheRestToTheTrashAndReportsThemInJson) {
     // Without a path: every location the settings know.
     BMSettings::standard().setValue(SettingsKey::autosavePaths, QStringList{premiere});
@@ -467,34 +503,67 @@ TEST_F(CommandLine, ALocationTheUserMayNotReadIsAnErrorNamingTheCause) {
         << result.err.toStdString();
 }
 
-// Ctrl+C comes while the prune waits for the location this test holds, so it lands before the
-// first file whatever the machine's speed.
-TEST_F(CommandLine, CtrlCStopsAPruneBetweenFilesSaysSoAndExitsAsInterrupted) {
+// The signal comes while the prune waits for the location this test holds, so it lands before
+// the first file whatever the machine's speed. SIGTERM is what `kill`, `timeout` and systemd send.
+TEST_F(CommandLine, CtrlCOrSigtermStopsAPruneBetweenFilesSaysSoAndExitsAsInterrupted) {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        SCOPED_TRACE(signal);
+        std::optional<LocationLock> held = holdLocation();
+        ASSERT_TRUE(held);
+        QProcess prune;
+        QProcessEnvironment env = environment();
+        env.insert("VESTRY_LOCK_WAIT_MS", "30000");
+        prune.setProcessEnvironment(env);
+        prune.start(VESTRY_PROGRAM, {"prune", "--keep", "1", premiere});
+        QElapsedTimer clock;
+        clock.start();
+        while (!hasOpen(prune.processId(), LocationLock::lockFilePath(premiere)) && clock.elapsed() < 20000)
+            QThread::msleep(10);
+        ASSERT_EQ(::kill(pid_t(prune.processId()), signal), 0);
+        QThread::msleep(100);
+        held.reset();
+        if (!prune.waitForFinished(20000)) {
+            prune.kill();
+            prune.waitForFinished();
+            FAIL() << "vestry prune did not finish";
+        }
+        EXPECT_EQ(prune.exitStatus(), QProcess::NormalExit);
+        EXPECT_EQ(prune.exitCode(), 128 + signal);
+        EXPECT_EQ(prune.readAllStandardError(), "vestry prune: Cancelled: 0 of 2 autosaves were moved to the "
+                                                "Trash; the other 2 are untouched.\n");
+        EXPECT_EQ(autosavesLeft(), kAll);
+    }
+}
+
+// Another archive to the same name finishes while this one waits for the location.
+TEST_F(CommandLine, AnArchiveThatAppearsAtTheDestinationMeanwhileIsNeitherTrashedNorReplaced) {
     std::optional<LocationLock> held = holdLocation();
     ASSERT_TRUE(held);
-    QProcess prune;
+    const QString zip = home().root() + "/Autosaves.zip";
+    QProcess archive;
     QProcessEnvironment env = environment();
     env.insert("VESTRY_LOCK_WAIT_MS", "30000");
-    prune.setProcessEnvironment(env);
-    prune.start(VESTRY_PROGRAM, {"prune", "--keep", "1", premiere});
+    archive.setProcessEnvironment(env);
+    archive.start(VESTRY_PROGRAM, {"archive", "--to", zip, premiere + "/Beta"});
     QElapsedTimer clock;
     clock.start();
-    while (!hasOpen(prune.processId(), LocationLock::lockFilePath(premiere)) && clock.elapsed() < 20000)
+    while (!hasOpen(archive.processId(), LocationLock::lockFilePath(premiere)) && clock.elapsed() < 20000)
         QThread::msleep(10);
-    ASSERT_EQ(::kill(pid_t(prune.processId()), SIGINT), 0);
-    QThread::msleep(100);
+    write(zip, "the other run's archive");
     held.reset();
-    if (!prune.waitForFinished(20000)) {
-        prune.kill();
-        prune.waitForFinished();
-        FAIL() << "vestry prune did not finish";
+    if (!archive.waitForFinished(20000)) {
+        archive.kill();
+        archive.waitForFinished();
+        FAIL() << "vestry archive did not finish";
     }
-    EXPECT_EQ(prune.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(prune.exitCode(), 130);
-    EXPECT_EQ(
-        prune.readAllStandardError(),
-        "vestry prune: Cancelled: 0 of 2 autosaves were moved to the Trash; the other 2 are untouched.\n");
+    EXPECT_EQ(archive.exitCode(), 1);
+    EXPECT_TRUE(archive.readAllStandardError().contains(
+        (zip + " appeared while the autosaves were gathered (another archive?); it is left as it is and "
+               "nothing was moved to the Trash.")
+            .toUtf8()));
+    EXPECT_EQ(readFile(zip), "the other run's archive");
     EXPECT_EQ(autosavesLeft(), kAll);
+    EXPECT_TRUE(trashRecords().isEmpty());
 }
 
 // A destination volume of its own, full before the command starts.

@@ -6,13 +6,18 @@
 #include "support/MacMetadata.h"
 #include "support/ZipEntries.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcess>
 #include <QThread>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -153,6 +158,52 @@ TEST_F(Pins, KeepAnAutosaveFromTheRulesAndFromTheTrashAfterAnArchive) {
               (QStringList{"Beta/", "Beta/Beta-1.prproj", "Beta/Beta-3.prproj", "manifest.json"}));
     EXPECT_TRUE(QFile::exists(at("Beta/Beta-1.prproj")));
     EXPECT_FALSE(QFile::exists(at("Beta/Beta-3.prproj")));
+}
+
+// The settings file holds text: such a pin would be stored as "Caf?", which keeps nothing.
+TEST_F(Pins, OfAPathThatIsNotUtf8AreRefusedNotStoredAsAnotherPath) {
+    ASSERT_EQ(run({"pin", at("Beta")}).exitCode, 0);
+    const QByteArray cafe = QFile::encodeName(premiere) + "/Caf\xe9", file = cafe + "/Caf\xe9-1.prproj";
+    ASSERT_EQ(::mkdir(cafe.constData(), 0755), 0);
+    const int fd = ::open(file.constData(), O_CREAT | O_WRONLY, 0644);
+    ASSERT_TRUE(fd >= 0 && ::close(fd) == 0);
+    // A shell passes the name's bytes, which a QString argument cannot.
+    const ProgramRun pin =
+        run({"-c", "exec \"$0\" pin \"$1$(printf '\\351')\"", VESTRY_PROGRAM, premiere + "/Caf"},
+            environment(), "/bin/sh");
+    EXPECT_EQ(pin.exitCode, 1);
+    EXPECT_TRUE(pin.err.endsWith("vestry pin: " + premiere +
+                                 "/Caf\\xe9: the path is not valid UTF-8, which the settings file cannot "
+                                 "hold\nvestry pin: nothing was changed\n"))
+        << pin.err.toStdString();
+    EXPECT_EQ(stored(), QStringList{QString("~/") + kLocation + "/Beta"});
+    ::unlink(file.constData());
+    ::rmdir(cafe.constData());
+}
+
+// The pin is set while the prune waits for another run, after it listed the location.
+TEST_F(Pins, SetWhileAPruneWaitsForAnotherRunStillKeepTheAutosave) {
+    std::optional<LocationLock> held = holdLocation();
+    ASSERT_TRUE(held);
+    QProcess prune;
+    QProcessEnvironment env = environment();
+    env.insert("VESTRY_LOCK_WAIT_MS", "30000");
+    prune.setProcessEnvironment(env);
+    prune.start(VESTRY_PROGRAM, {"prune", "--keep", "1", premiere});
+    QElapsedTimer clock;
+    clock.start();
+    while (!hasOpen(prune.processId(), LocationLock::lockFilePath(premiere)) && clock.elapsed() < 20000)
+        QThread::msleep(10);
+    EXPECT_EQ(run({"pin", at("Beta/Beta-1.prproj")}).exitCode, 0);
+    held.reset();
+    if (!prune.waitForFinished(20000)) {
+        prune.kill();
+        prune.waitForFinished();
+        FAIL() << "vestry prune did not finish";
+    }
+    EXPECT_EQ(prune.exitCode(), 0) << prune.readAllStandardError().toStdString();
+    EXPECT_EQ(autosavesLeft(),
+              (QStringList{"Alpha/Alpha-1.prproj", "Beta/Beta-1.prproj", "Beta/Beta-3.prproj"}));
 }
 
 TEST_F(Pins, AndTheCombinedRuleKeepTheNewestThenTakeTheOldThenTheOldestOverTheSize) {
