@@ -16,8 +16,10 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -179,6 +181,27 @@ TEST_F(Pins, OfAPathThatIsNotUtf8AreRefusedNotStoredAsAnotherPath) {
     EXPECT_EQ(stored(), QStringList{QString("~/") + kLocation + "/Beta"});
     ::unlink(file.constData());
     ::rmdir(cafe.constData());
+}
+
+// A script that pins in the background, one run per path: each pin is kept.
+TEST_F(Pins, SetByRunsAtOnceAreAllKept) {
+    QStringList paths{at("Alpha"), at("Beta")};
+    for (const QString& name : kAll)
+        paths << at(name);
+    std::vector<std::unique_ptr<QProcess>> runs;
+    for (const QString& path : paths) {
+        runs.push_back(std::make_unique<QProcess>());
+        runs.back()->setProcessEnvironment(environment());
+        runs.back()->start(VESTRY_PROGRAM, {"pin", path});
+    }
+    for (const auto& pin : runs) {
+        if (!pin->waitForFinished(30000)) {
+            pin->kill();
+            pin->waitForFinished();
+        }
+        EXPECT_EQ(pin->exitCode(), 0) << pin->readAllStandardError().toStdString();
+    }
+    EXPECT_EQ(stored().size(), paths.size()) << stored().join(", ").toStdString();
 }
 
 // The pin is set while the prune waits for another run, after it listed the location.
