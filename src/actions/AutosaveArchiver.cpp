@@ -7,6 +7,7 @@
 #include "foundation/BMLocalPaths.h"
 #include "foundation/BMLog.h"
 #include "foundation/BMTaskEx.h"
+#include "foundation/DestructiveGuard.h"
 #include "foundation/FileName.h"
 #include "foundation/FileTree.h"
 #include "foundation/PathText.h"
@@ -33,14 +34,20 @@ Result failed(const QString& logLine, const QString& message, const QString& inf
     return result;
 }
 
-// The autosaves to gather, each once, in row order; files gone meanwhile are left out.
+// The autosaves to gather, each once, in row order; files gone meanwhile are left out. A
+// file is known by its real path: a project given again through a link to its location
+// would otherwise be gathered twice, and the second copy refused.
 BMAutoItemList existingAutosaves(const SelectedRows& rows) {
     BMAutoItemList autosaves;
     QSet<QString> seen;
     for (const BMAutoItemPtr& item : AutosaveSelection::autosavesOf(rows)) {
-        if (!item || seen.contains(item->path()) || !FileTree::exists(item->path()))
+        if (!item || !FileTree::exists(item->path()))
             continue;
-        seen.insert(item->path());
+        const QString real = DestructiveGuard::canonicalPath(item->path());
+        const QString key = real.isEmpty() ? item->path() : real;
+        if (seen.contains(key))
+            continue;
+        seen.insert(key);
         autosaves << item;
     }
     return autosaves;

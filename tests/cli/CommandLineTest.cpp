@@ -211,9 +211,14 @@ TEST_F(CommandLine, PruneShowsProgressOnATerminal) {
     EXPECT_TRUE(out.endsWith("\nMoved 2 autosaves, 360 bytes (360 B), to the Trash\n")) << out.toStdString();
 }
 
+// Beta is given twice, once through a link to its location: its autosaves go in once.
 TEST_F(CommandLine, ArchivePacksAProjectAndAnAutosaveThenTrashesThem) {
-    const Outcome result = run({"archive", "--to", "Autosaves.zip",
-                                "Documents/Adobe Premiere Pro Auto-Save/Beta/", autosave(kAll[0])});
+    const QString linked = home().root() + "/elsewhere/Adobe Premiere Pro Auto-Save";
+    ASSERT_TRUE(QDir().mkpath(home().root() + "/elsewhere"));
+    ASSERT_TRUE(QFile::link(premiere, linked));
+    const Outcome result =
+        run({"archive", "--to", "Autosaves.zip", "Documents/Adobe Premiere Pro Auto-Save/Beta/",
+             autosave(kAll[0]), linked + "/Beta"});
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
     const QString destination = home().home() + "/Autosaves.zip";
     EXPECT_TRUE(result.out.startsWith("Archived 4 autosaves to " + destination + " ("))
