@@ -516,26 +516,14 @@ TEST_F(CommandLine, CtrlCOrSigtermStopsAPruneBetweenFilesSaysSoAndExitsAsInterru
         std::optional<LocationLock> held = holdLocation();
         ASSERT_TRUE(held);
         QProcess prune;
-        QProcessEnvironment env = environment();
-        env.insert("VESTRY_LOCK_WAIT_MS", "30000");
-        prune.setProcessEnvironment(env);
-        prune.start(VESTRY_PROGRAM, {"prune", "--keep", "1", premiere});
-        QElapsedTimer clock;
-        clock.start();
-        while (!hasOpen(prune.processId(), LocationLock::lockFilePath(premiere)) && clock.elapsed() < 20000)
-            QThread::msleep(10);
+        startWaiting(prune, {"prune", "--keep", "1", premiere});
         ASSERT_EQ(::kill(pid_t(prune.processId()), signal), 0);
         QThread::msleep(100);
         held.reset();
-        if (!prune.waitForFinished(20000)) {
-            prune.kill();
-            prune.waitForFinished();
-            FAIL() << "vestry prune did not finish";
-        }
-        EXPECT_EQ(prune.exitStatus(), QProcess::NormalExit);
-        EXPECT_EQ(prune.exitCode(), 128 + signal);
-        EXPECT_EQ(prune.readAllStandardError(), "vestry prune: Cancelled: 0 of 2 autosaves were moved to the "
-                                                "Trash; the other 2 are untouched.\n");
+        const Outcome result = finishProgram(prune, 20000);
+        EXPECT_EQ(result.exitCode, 128 + signal);
+        EXPECT_EQ(result.err, "vestry prune: Cancelled: 0 of 2 autosaves were moved to the Trash; the other "
+                              "2 are untouched.\n");
         EXPECT_EQ(autosavesLeft(), kAll);
     }
 }
@@ -546,26 +534,15 @@ TEST_F(CommandLine, AnArchiveThatAppearsAtTheDestinationMeanwhileIsNeitherTrashe
     ASSERT_TRUE(held);
     const QString zip = home().root() + "/Autosaves.zip";
     QProcess archive;
-    QProcessEnvironment env = environment();
-    env.insert("VESTRY_LOCK_WAIT_MS", "30000");
-    archive.setProcessEnvironment(env);
-    archive.start(VESTRY_PROGRAM, {"archive", "--to", zip, premiere + "/Beta"});
-    QElapsedTimer clock;
-    clock.start();
-    while (!hasOpen(archive.processId(), LocationLock::lockFilePath(premiere)) && clock.elapsed() < 20000)
-        QThread::msleep(10);
+    startWaiting(archive, {"archive", "--to", zip, premiere + "/Beta"});
     write(zip, "the other run's archive");
     held.reset();
-    if (!archive.waitForFinished(20000)) {
-        archive.kill();
-        archive.waitForFinished();
-        FAIL() << "vestry archive did not finish";
-    }
-    EXPECT_EQ(archive.exitCode(), 1);
-    EXPECT_TRUE(archive.readAllStandardError().contains(
-        (zip + " appeared while the autosaves were gathered (another archive?); it is left as it is and "
-               "nothing was moved to the Trash.")
-            .toUtf8()));
+    const Outcome result = finishProgram(archive, 20000);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.err.contains(zip +
+                                    " appeared while the autosaves were gathered (another archive?); it is "
+                                    "left as it is and nothing was moved to the Trash."))
+        << result.err.toStdString();
     EXPECT_EQ(readFile(zip), "the other run's archive");
     EXPECT_EQ(autosavesLeft(), kAll);
     EXPECT_TRUE(trashRecords().isEmpty());

@@ -6,7 +6,6 @@
 #include "support/MacMetadata.h"
 #include "support/ZipEntries.h"
 
-#include <QElapsedTimer>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -209,22 +208,11 @@ TEST_F(Pins, SetWhileAPruneWaitsForAnotherRunStillKeepTheAutosave) {
     std::optional<LocationLock> held = holdLocation();
     ASSERT_TRUE(held);
     QProcess prune;
-    QProcessEnvironment env = environment();
-    env.insert("VESTRY_LOCK_WAIT_MS", "30000");
-    prune.setProcessEnvironment(env);
-    prune.start(VESTRY_PROGRAM, {"prune", "--keep", "1", premiere});
-    QElapsedTimer clock;
-    clock.start();
-    while (!hasOpen(prune.processId(), LocationLock::lockFilePath(premiere)) && clock.elapsed() < 20000)
-        QThread::msleep(10);
+    startWaiting(prune, {"prune", "--keep", "1", premiere});
     EXPECT_EQ(run({"pin", at("Beta/Beta-1.prproj")}).exitCode, 0);
     held.reset();
-    if (!prune.waitForFinished(20000)) {
-        prune.kill();
-        prune.waitForFinished();
-        FAIL() << "vestry prune did not finish";
-    }
-    EXPECT_EQ(prune.exitCode(), 0) << prune.readAllStandardError().toStdString();
+    const ProgramRun pruned = finishProgram(prune, 20000);
+    EXPECT_EQ(pruned.exitCode, 0) << pruned.err.toStdString();
     EXPECT_EQ(autosavesLeft(),
               (QStringList{"Alpha/Alpha-1.prproj", "Beta/Beta-1.prproj", "Beta/Beta-3.prproj"}));
 }
