@@ -141,8 +141,8 @@ int ArchiveCommand::run() {
         return 1;
     }
     for (const QString& path : result.removal.failed) {
-        CatalogueArguments::warn(
-            kCommand, QStringLiteral("%1: archived, but could not be moved to the Trash").arg(path));
+        CatalogueArguments::warn(kCommand, QStringLiteral("%1: archived, but could not be moved to the Trash")
+                                               .arg(FileName::displayText(path)));
     }
     if (result.removal.cancelled) {
         CatalogueArguments::warn(

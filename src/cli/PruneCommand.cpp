@@ -185,7 +185,8 @@ int PruneCommand::run() {
         }
         // Another run took them first: what was asked for is done, so no failure.
         for (const QString& path : report.missing)
-            CatalogueArguments::warn(kCommand, QStringLiteral("%1: already gone").arg(path));
+            CatalogueArguments::warn(kCommand,
+                                     QStringLiteral("%1: already gone").arg(FileName::displayText(path)));
         for (const QString& path : report.failed) {
             const QString reason = report.reasons.value(path);
             CatalogueArguments::warn(

@@ -548,6 +548,23 @@ TEST_F(CommandLine, AnArchiveThatAppearsAtTheDestinationMeanwhileIsNeitherTrashe
     EXPECT_TRUE(trashRecords().isEmpty());
 }
 
+// Removed by somebody else while the prune waited: named as every other message names it.
+TEST_F(CommandLine, AnAutosaveGoneWhileThePruneWaitedIsNamedOnOneLine) {
+    const QString older = premiere + "/New\nline/Take-1.prproj";
+    write(older);
+    QThread::msleep(5);
+    write(premiere + "/New\nline/Take-2.prproj");
+    std::optional<LocationLock> held = holdLocation();
+    ASSERT_TRUE(held);
+    QProcess prune;
+    startWaiting(prune, {"prune", "--keep", "1", premiere});
+    ASSERT_TRUE(QFile::remove(older));
+    held.reset();
+    const Outcome result = finishProgram(prune, 20000);
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.err, "vestry prune: " + premiere + "/New\\nline/Take-1.prproj: already gone\n");
+}
+
 // A destination volume of its own, full before the command starts.
 class CommandLineOnAFullDisk : public CommandLine {
 protected:
