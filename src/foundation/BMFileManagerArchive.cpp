@@ -58,9 +58,17 @@ QString archiveError(archive* a) {
 
 // A name beside the final one, so that a half-written result never carries that name.
 QString partialPathFor(const QString& path) {
-    return PathText::appendingComponent(
-        PathText::deletingLastComponent(path),
-        QStringLiteral(".%1.%2.partial").arg(PathText::lastComponent(path), BMLocalPaths::randomString(8)));
+    const QString suffix = QStringLiteral(".%1.partial").arg(BMLocalPaths::randomString(8));
+    // A name near the limit of 255 bytes leaves no room for the marks: it is shortened by whole
+    // characters, so that the archive may still have any name the system allows.
+    QString name = PathText::lastComponent(path);
+    while (!name.isEmpty() && FileName::encode(QLatin1Char('.') + name + suffix).size() > 255) {
+        const bool pair =
+            name.size() > 1 && name.back().isLowSurrogate() && name[name.size() - 2].isHighSurrogate();
+        name.chop(pair ? 2 : 1);
+    }
+    return PathText::appendingComponent(PathText::deletingLastComponent(path),
+                                        QLatin1Char('.') + name + suffix);
 }
 
 bool renameIntoPlace(const QString& from, const QString& to) {

@@ -565,6 +565,16 @@ TEST_F(CommandLine, AnAutosaveGoneWhileThePruneWaitedIsNamedOnOneLine) {
     EXPECT_EQ(result.err, "vestry prune: " + premiere + "/New\\nline/Take-1.prproj: already gone\n");
 }
 
+// The longest name the system allows, of two-byte characters.
+TEST_F(CommandLine, AnArchiveNamedWithAllTheBytesANameMayHaveIsWritten) {
+    const QString zip = home().root() + "/" + QString(125, QChar(0xe9)) + "a.zip";
+    ASSERT_EQ(QFile::encodeName(zip.mid(zip.lastIndexOf('/') + 1)).size(), 255);
+    const Outcome result = run({"archive", "--to", zip, premiere + "/Beta"});
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_EQ(zipEntryNames(zip).filter(".prproj").size(), 3);
+    EXPECT_EQ(QDir(home().root()).entryList({"*.partial"}, QDir::Files | QDir::Hidden), QStringList());
+}
+
 // A destination volume of its own, full before the command starts.
 class CommandLineOnAFullDisk : public CommandLine {
 protected:
