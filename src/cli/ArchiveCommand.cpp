@@ -141,8 +141,12 @@ int ArchiveCommand::run() {
         return 1;
     }
     for (const QString& path : result.removal.failed) {
-        CatalogueArguments::warn(kCommand, QStringLiteral("%1: archived, but could not be moved to the Trash")
-                                               .arg(FileName::displayText(path)));
+        const QString reason = result.removal.reasons.value(path);
+        CatalogueArguments::warn(
+            kCommand, reason.isEmpty()
+                          ? QStringLiteral("%1: archived, but could not be moved to the Trash")
+                                .arg(FileName::displayText(path))
+                          : QStringLiteral("%1; it is in the archive and stays where it was").arg(reason));
     }
     if (result.removal.cancelled) {
         CatalogueArguments::warn(
@@ -153,9 +157,14 @@ int ArchiveCommand::run() {
         return interruption.exitStatus();
     }
     const qsizetype pinned = result.pinned.size();
-    const QString moved =
-        pinned == 0 ? (result.autosaves == 1 ? QStringLiteral("it") : QStringLiteral("them"))
-                    : QStringLiteral("%1 (%2 pinned stayed)").arg(result.autosaves - pinned).arg(pinned);
+    const qsizetype toMove = result.autosaves - pinned;
+    const qsizetype removed = result.removal.removed.size();
+    // What reached the Trash, not what was meant to: a script reads this line.
+    QString moved = removed < toMove ? QStringLiteral("%1 of %2").arg(removed).arg(toMove)
+                    : pinned == 0    ? (result.autosaves == 1 ? QStringLiteral("it") : QStringLiteral("them"))
+                                     : QString::number(removed);
+    if (pinned > 0)
+        moved += QStringLiteral(" (%1 pinned stayed)").arg(pinned);
     writeStandardOutput(
         QStringLiteral("Archived %1 %2 to %3 (%4); moved %5 to the Trash\n")
             .arg(result.autosaves)

@@ -575,6 +575,21 @@ TEST_F(CommandLine, AnArchiveNamedWithAllTheBytesANameMayHaveIsWritten) {
     EXPECT_EQ(QDir(home().root()).entryList({"*.partial"}, QDir::Files | QDir::Hidden), QStringList());
 }
 
+// The archive is made, then the Trash refuses every autosave (its info folder is a file).
+TEST_F(CommandLine, AnArchiveWhoseAutosavesStayedSaysSoOnStandardOutputToo) {
+    write(home().home() + "/.local/share/Trash/info", "not a folder");
+    const QString zip = home().root() + "/Autosaves.zip";
+    const Outcome result = run({"archive", "--to", zip, premiere + "/Beta"});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.out.endsWith("); moved 0 of 3 to the Trash\n")) << result.out.toStdString();
+    EXPECT_TRUE(
+        result.err.contains("Beta-1.prproj to the Trash: cannot use the Trash folder " + home().home() +
+                            "/.local/share/Trash/info: Not a directory; it is in the archive and stays "
+                            "where it was\n"))
+        << result.err.toStdString();
+    EXPECT_EQ(autosavesLeft(), kAll);
+}
+
 // A destination volume of its own, full before the command starts.
 class CommandLineOnAFullDisk : public CommandLine {
 protected:
