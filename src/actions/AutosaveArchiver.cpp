@@ -7,6 +7,7 @@
 #include "foundation/BMLocalPaths.h"
 #include "foundation/BMLog.h"
 #include "foundation/BMTaskEx.h"
+#include "foundation/DestructiveGuard.h"
 #include "foundation/FileName.h"
 #include "foundation/FileTree.h"
 #include "foundation/PathText.h"
@@ -33,14 +34,20 @@ Result failed(const QString& logLine, const QString& message, const QString& inf
     return result;
 }
 
-// The autosaves to gather, each once, in row order; files gone meanwhile are left out.
+// The autosaves to gather, each once, in row order; files gone meanwhile are left out. A
+// file is known by its real path: a project given again through a link to its location
+// would otherwise be gathered twice, and the second copy refused.
 BMAutoItemList existingAutosaves(const SelectedRows& rows) {
     BMAutoItemList autosaves;
     QSet<QString> seen;
     for (const BMAutoItemPtr& item : AutosaveSelection::autosavesOf(rows)) {
-        if (!item || seen.contains(item->path()) || !FileTree::exists(item->path()))
+        if (!item || !FileTree::exists(item->path()))
             continue;
-        seen.insert(item->path());
+        const QString real = DestructiveGuard::canonicalPath(item->path());
+        const QString key = real.isEmpty() ? item->path() : real;
+        if (seen.contains(key))
+            continue;
+        seen.insert(key);
         autosaves << item;
     }
     return autosaves;
@@ -109,7 +116,7 @@ bool writeManifest(const QString& temp, const QByteArray& json, QString* error) 
 
 Result gatherAndCompress(const BMAutoItemList& autosaves, const QString& temp, const QString& destination,
                          ArchiveManifest& manifest, const ProgressCallback& progress,
-                         const CancelFlag* cancel) {
+                         const CancelFlag* cancel, AutosaveArchiver::Existing existing) {
     QString error;
     qint64 totalBytes = 0;
     for (const BMAutoItemPtr& item : autosaves)
@@ -164,6 +171,13 @@ Result gatherAndCompress(const BMAutoItemList& autosaves, const QString& temp, c
     if (isCancelled(cancel))
         return cancelled();
     reportProgress(progress, ActionProgress::Stage::Compressing, 0, 0);
+    if (existing == AutosaveArchiver::Existing::Refuse && FileTree::exists(destination)) {
+        const QString cause =
+            QStringLiteral("%1 appeared while the autosaves were gathered (another archive?); it is left as "
+                           "it is and nothing was moved to the Trash.")
+                .arg(FileName::displayText(destination));
+        return failed(cause, QStringLiteral("Error: unable to create archive."), cause);
+    }
     const bool replaced = !FileTree::exists(destination) || BMFileManager::trashFile(destination);
     QString cause;
     if (!replaced)
@@ -271,11 +285,10 @@ QString AutosaveArchiver::proposedFileName(const SelectedRows& rows) {
     return QStringLiteral("%1.zip").arg(PathText::deletingExtension(rows.first().name()));
 }
 
-AutosaveArchiver::Result AutosaveArchiver::archiveSelectionToFile(const SelectedRows& rows,
-                                                                  const QString& destination,
-                                                                  const ProgressCallback& progress,
-                                                                  const CancelFlag* cancel,
-                                                                  const PinnedPaths& pins) {
+AutosaveArchiver::Result
+AutosaveArchiver::archiveSelectionToFile(const SelectedRows& rows, const QString& destination,
+                                         const ProgressCallback& progress, const CancelFlag* cancel,
+                                         const PinnedPaths& pins, Existing existing) {
     Result result;
     try {
         BMLog::appendLog(QStringLiteral("Archiving autosaves to file..."));
@@ -294,7 +307,8 @@ AutosaveArchiver::Result AutosaveArchiver::archiveSelectionToFile(const Selected
                           QStringLiteral("Error: Unable to create temporary directory"), error);
         }
         ArchiveManifest manifest;
-        result = gatherAndCompress(autosaves, temp->path(), destination, manifest, progress, cancel);
+        result =
+            gatherAndCompress(autosaves, temp->path(), destination, manifest, progress, cancel, existing);
         // The copies have done their work; a gigabyte of them should not stay behind.
         if (!temp->remove(&error))
             BMLog::appendLog(QStringLiteral("Unable to remove the temporary folder: %1").arg(error));

@@ -23,18 +23,25 @@ public:
     static QString proposedFileName(const SelectedRows& rows);
 
     struct Result {
-        bool archived = false; // the archive exists at the destination
-        qint64 autosaves = 0;  // how many went into it
-        ActionError error;     // what the user is told when it stopped; nothing was removed then
-                               // (an archive that failed its check is left at the destination)
-        RemovalReport removal; // what went to the Trash once the archive existed
-        QStringList pinned;    // archived but left in place: a pin keeps an autosave where it is
+        bool archived = false;  // the archive exists at the destination
+        qint64 autosaves = 0;   // how many went into it
+        ActionError error;      // what the user is told when it stopped; nothing was removed then
+                                // (an archive that failed its check is left at the destination)
+        RemovalReport removal;  // what went to the Trash once the archive existed
+        QStringList pinned;     // archived but left in place: a pin keeps an autosave where it is
         bool cancelled = false; // stopped before the archive was complete: no archive and nothing
                                 // removed (a stop while trashing shows in removal instead)
     };
 
-    // An archive already at the destination goes to the Trash first (the user agreed to
-    // replace it), so that a failed run can never pass it off as the new one. A set cancel flag
+    // What becomes of a file at the destination when the archive is about to be written.
+    enum class Existing {
+        Replace, // it goes to the Trash first (the user agreed to replace it)
+        Refuse,  // the archive fails and nothing moves: the file came after the user's check
+                 // (another run's archive, finished while this one gathered)
+    };
+
+    // An archive already at the destination goes to the Trash first (existing, by default),
+    // so that a failed run can never pass it off as the new one. A set cancel flag
     // before the archive is complete and checked takes away what this run wrote (its scratch
     // folder, its unfinished archive) and trashes nothing; once the archive is checked, it
     // stays and the trashing stops between files. Pinned autosaves (pins, by default the stored
@@ -42,5 +49,6 @@ public:
     static Result archiveSelectionToFile(const SelectedRows& rows, const QString& destination,
                                          const ProgressCallback& progress = {},
                                          const CancelFlag* cancel = nullptr,
-                                         const PinnedPaths& pins = PinnedPaths::stored());
+                                         const PinnedPaths& pins = PinnedPaths::stored(),
+                                         Existing existing = Existing::Replace);
 };

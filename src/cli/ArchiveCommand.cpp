@@ -120,12 +120,15 @@ int ArchiveCommand::run() {
 
     TerminalProgress progress;
     const Interruption interruption;
+    // The destination was free when checked above; whatever is there by the time the archive
+    // is written belongs to somebody else.
     const AutosaveArchiver::Result result =
-        AutosaveArchiver::archiveSelectionToFile(rows, destination, progress.callback(), interruption.flag());
+        AutosaveArchiver::archiveSelectionToFile(rows, destination, progress.callback(), interruption.flag(),
+                                                 PinnedPaths::stored(), AutosaveArchiver::Existing::Refuse);
     progress.clear();
     if (result.cancelled) {
         CatalogueArguments::warn(kCommand, ActionTexts::cancelledArchive());
-        return Interruption::exitStatus;
+        return interruption.exitStatus();
     }
     if (result.error.isError()) {
         CatalogueArguments::warn(kCommand,
@@ -138,8 +141,12 @@ int ArchiveCommand::run() {
         return 1;
     }
     for (const QString& path : result.removal.failed) {
+        const QString reason = result.removal.reasons.value(path);
         CatalogueArguments::warn(
-            kCommand, QStringLiteral("%1: archived, but could not be moved to the Trash").arg(path));
+            kCommand, reason.isEmpty()
+                          ? QStringLiteral("%1: archived, but could not be moved to the Trash")
+                                .arg(FileName::displayText(path))
+                          : QStringLiteral("%1; it is in the archive and stays where it was").arg(reason));
     }
     if (result.removal.cancelled) {
         CatalogueArguments::warn(
@@ -147,12 +154,17 @@ int ArchiveCommand::run() {
                           .arg(destination,
                                ActionTexts::cancelled(QStringLiteral("moved to the Trash"),
                                                       result.removal.removed.size(), result.removal.total)));
-        return Interruption::exitStatus;
+        return interruption.exitStatus();
     }
     const qsizetype pinned = result.pinned.size();
-    const QString moved =
-        pinned == 0 ? (result.autosaves == 1 ? QStringLiteral("it") : QStringLiteral("them"))
-                    : QStringLiteral("%1 (%2 pinned stayed)").arg(result.autosaves - pinned).arg(pinned);
+    const qsizetype toMove = result.autosaves - pinned;
+    const qsizetype removed = result.removal.removed.size();
+    // What reached the Trash, not what was meant to: a script reads this line.
+    QString moved = removed < toMove ? QStringLiteral("%1 of %2").arg(removed).arg(toMove)
+                    : pinned == 0    ? (result.autosaves == 1 ? QStringLiteral("it") : QStringLiteral("them"))
+                                     : QString::number(removed);
+    if (pinned > 0)
+        moved += QStringLiteral(" (%1 pinned stayed)").arg(pinned);
     writeStandardOutput(
         QStringLiteral("Archived %1 %2 to %3 (%4); moved %5 to the Trash\n")
             .arg(result.autosaves)

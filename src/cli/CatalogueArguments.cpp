@@ -4,10 +4,12 @@
 #include "foundation/BMFileManager.h"
 #include "foundation/BMSettings.h"
 #include "foundation/Console.h"
+#include "foundation/DestructiveGuard.h"
 #include "foundation/FileName.h"
 
 #include <QDir>
 #include <QFile>
+#include <QHash>
 
 namespace CatalogueArguments {
 
@@ -116,9 +118,21 @@ void catalogueOf(const char* command, const std::vector<std::string>& paths, boo
             scanLocation(scanner, location);
         return;
     }
+    // The same folder named twice (once through a link, say) is listed once: twice, its
+    // autosaves would be counted twice and a prune would set out to remove each twice.
+    QHash<QString, QString> scanned; // real path -> the path it was first scanned by
     for (const std::string& argument : paths) {
-        if (!scanNamed(scanner, absolutePath(argument)))
+        const QString path = absolutePath(argument);
+        const QString real = DestructiveGuard::resolvedFolder(path);
+        if (const auto first = scanned.constFind(real); !real.isEmpty() && first != scanned.cend()) {
+            warn(command, QStringLiteral("%1: the same folder as %2, taken once")
+                              .arg(FileName::displayText(path), FileName::displayText(*first)));
+            continue;
+        }
+        if (!scanNamed(scanner, path))
             *ok = false;
+        else if (!real.isEmpty())
+            scanned.insert(real, path);
     }
 }
 

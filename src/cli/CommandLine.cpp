@@ -1,5 +1,6 @@
 #include "CommandLine.h"
 
+#include "StandardOutput.h"
 #include "Subcommand.h"
 #include "foundation/BMLog.h"
 #include "foundation/Console.h"
@@ -40,9 +41,12 @@ std::optional<int> runCommandLine(int argc, char** argv) {
     }
 
     Subcommand* chosen = nullptr;
+    std::string name;
     for (size_t i = 0; i < commands.size(); ++i) {
-        if (parsers[i]->parsed())
+        if (parsers[i]->parsed()) {
             chosen = commands[i].get();
+            name = parsers[i]->get_name();
+        }
     }
     if (!chosen) {
         std::fputs(app.help().c_str(), stderr);
@@ -57,7 +61,16 @@ std::optional<int> runCommandLine(int argc, char** argv) {
     // A log of the command line's own: a few runs must not rotate the window's log away.
     BMLog::setAppName(QStringLiteral("Vestry.cli"));
     BMLog::createNewLog(QStringLiteral("Vestry.cli"));
-    const int status = chosen->run();
+    int status = chosen->run();
+    // Results that did not all arrive (a full disk under "> file") are no success, even when
+    // the work itself went well.
+    flushOutput(stdout);
+    if (const QString problem = outputProblem(); !problem.isEmpty()) {
+        Console::print(QStringLiteral("vestry %1: the results could not be written to standard output: %2")
+                           .arg(QString::fromStdString(name), problem));
+        if (status == 0)
+            status = 1;
+    }
     BMLog::willTerminate();
     return status;
 }

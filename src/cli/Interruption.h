@@ -2,9 +2,10 @@
 
 #include "actions/ActionProgress.h"
 
-// While one lives, Ctrl+C (SIGINT) asks the work under way to stop between two files instead
-// of ending the program in the middle of one. A second Ctrl+C ends the program as usual, so
-// that work that cannot stop soon can still be left.
+// While one lives, Ctrl+C (SIGINT), a closed terminal (SIGHUP) or a plain kill (SIGTERM, as
+// systemd and `timeout` send) asks the work under way to stop between two files instead of
+// ending the program in the middle of one, with nothing said. A second signal ends the
+// program as usual, so that work that cannot stop soon can still be left.
 class Interruption {
 public:
     Interruption();
@@ -15,6 +16,7 @@ public:
     const CancelFlag* flag() const;
     bool happened() const { return isCancelled(flag()); }
 
-    // The exit status of a command that stopped on Ctrl+C, as shells report it.
-    static constexpr int exitStatus = 130;
+    // The exit status of a command stopped by the signal that came, as shells report it:
+    // 130 for Ctrl+C, 143 for SIGTERM.
+    int exitStatus() const;
 };

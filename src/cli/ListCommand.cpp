@@ -58,7 +58,7 @@ public:
         auto flush = [&out](qsizetype atLeast) {
             if (out.size() < atLeast)
                 return;
-            std::fwrite(out.constData(), 1, size_t(out.size()), stdout);
+            writeOutput(stdout, out.constData(), size_t(out.size()));
             out.truncate(0);
         };
         QString line;
@@ -97,7 +97,7 @@ public:
             tail += FileName::displayText(location) + QStringLiteral(" (offline)\n");
         out += tail.toUtf8();
         flush(0);
-        std::fflush(stdout);
+        flushOutput(stdout);
     }
 
 private:
@@ -178,8 +178,8 @@ int ListCommand::run() {
         });
         if (m_json) {
             const QByteArray json = SummaryText::json(summary, offline);
-            std::fwrite(json.constData(), 1, size_t(json.size()), stdout);
-            std::fflush(stdout);
+            writeOutput(stdout, json.constData(), size_t(json.size()));
+            flushOutput(stdout);
         } else {
             writeStandardOutput(SummaryText::text(summary, text, offline));
         }

@@ -1,5 +1,7 @@
 #include "ListWriter.h"
 
+#include "StandardOutput.h"
+
 #include <QDateTime>
 #include <QLocale>
 
@@ -86,7 +88,7 @@ JsonListWriter::~JsonListWriter() {
 void JsonListWriter::flushIfFull() {
     if (m_buffer.size() < kFlushAt)
         return;
-    std::fwrite(m_buffer.constData(), 1, size_t(m_buffer.size()), m_out);
+    writeOutput(m_out, m_buffer.constData(), size_t(m_buffer.size()));
     m_buffer.truncate(0); // keeps its room
 }
 
@@ -138,9 +140,9 @@ void JsonListWriter::finish() {
         return;
     m_finished = true;
     m_buffer.append("]}\n");
-    std::fwrite(m_buffer.constData(), 1, size_t(m_buffer.size()), m_out);
+    writeOutput(m_out, m_buffer.constData(), size_t(m_buffer.size()));
     m_buffer.clear();
-    std::fflush(m_out);
+    flushOutput(m_out);
 }
 
 void JsonListWriter::appendString(QByteArray& out, const QString& text) {

@@ -4,6 +4,7 @@
 #include "CatalogueArguments.h"
 #include "CatalogueRows.h"
 #include "StandardOutput.h"
+#include "actions/LocationLocks.h"
 #include "catalogue/PinnedPaths.h"
 #include "foundation/BMSettings.h"
 #include "foundation/FileName.h"
@@ -24,6 +25,18 @@ CLI::App* PinCommand::define(CLI::App& parent) {
 int PinCommand::run() {
     const char* name = m_pin ? "pin" : "unpin";
     BMSettings& settings = BMSettings::standard();
+    // Pins are read, changed and written back whole: two runs at once would each write the
+    // list without the other's pin. So one at a time, each reading what the last one wrote.
+    QString error;
+    const std::optional<LocationLock> lock = LocationLock::acquire(
+        settings.userFilePath(), LocationLocks::describeRun(QStringLiteral("changing the pins")),
+        LocationLocks::wait(), &error);
+    if (!lock) {
+        CatalogueArguments::warn(name, error);
+        CatalogueArguments::warn(name, QStringLiteral("nothing was changed"));
+        return 1;
+    }
+    settings.synchronize();
     QStringList pins = PinnedPaths::fromSettings(settings).paths();
     CatalogueRows resolver(name);
     QStringList changed;
@@ -51,6 +64,15 @@ int PinCommand::run() {
         if (m_pin) {
             // A pin made through a link is the same pin as one made through the real path.
             const QString stored = PinnedPaths::storedForm(path);
+            // Stored, such a pin would name another path, and the autosave would not be kept.
+            if (FileName::hasInvalidBytes(stored)) {
+                CatalogueArguments::warn(
+                    name,
+                    QStringLiteral("%1: the path is not valid UTF-8, which the settings file cannot hold")
+                        .arg(FileName::displayText(path)));
+                resolved = false;
+                continue;
+            }
             if (!pins.contains(stored)) {
                 pins = PinnedPaths::removing(pins, path);
                 pins << stored;

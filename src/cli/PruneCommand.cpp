@@ -8,8 +8,10 @@
 #include "actions/ActionTexts.h"
 #include "actions/AutosaveRemoval.h"
 #include "actions/CombinedRule.h"
+#include "actions/LocationLocks.h"
 #include "actions/RetentionRules.h"
 #include "catalogue/OutlineText.h"
+#include "foundation/BMSettings.h"
 #include "foundation/FileName.h"
 
 #include <QJsonArray>
@@ -129,6 +131,21 @@ int PruneCommand::run() {
     if (!scanned)
         return 1;
     const SelectedRows rows = AutosaveSelection::allProjects(projects);
+    // The choice is made once no other run works on these locations, and with the pins as
+    // they are then: a pin set while this prune waited for another run must still hold.
+    std::optional<Interruption> interruption;
+    std::optional<LocationLocks> locks;
+    if (!m_dryRun) {
+        interruption.emplace();
+        QString error;
+        locks = LocationLocks::acquire(AutosaveSelection::autosavesOf(rows),
+                                       QStringLiteral("moving autosaves to the Trash"), &error);
+        if (!locks) {
+            CatalogueArguments::warn(kCommand, QStringLiteral("%1 Nothing was moved.").arg(error));
+            return 1;
+        }
+        BMSettings::standard().synchronize();
+    }
     const int rules = (m_olderThan > 0) + (m_keep > 0) + (m_maxSize > 0);
     RetentionChoice choice;
     if (rules == 1 && m_olderThan > 0) {
@@ -153,14 +170,13 @@ int PruneCommand::run() {
         autosaves = listed(choice.autosaves);
     } else {
         TerminalProgress progress;
-        const Interruption interruption;
         const RemovalReport report = AutosaveRemoval::removeChildren(
-            choice.autosaves, progress.callback(), AutosaveRemoval::OnFailure::Stop, interruption.flag());
+            choice.autosaves, progress.callback(), AutosaveRemoval::OnFailure::Stop, interruption->flag());
         progress.clear();
         if (report.cancelled) {
             CatalogueArguments::warn(kCommand, ActionTexts::cancelled(QStringLiteral("moved to the Trash"),
                                                                       report.removed.size(), report.total));
-            status = Interruption::exitStatus;
+            status = interruption->exitStatus();
         }
         autosaves = report.removed;
         if (!report.error.isEmpty()) {
@@ -169,7 +185,8 @@ int PruneCommand::run() {
         }
         // Another run took them first: what was asked for is done, so no failure.
         for (const QString& path : report.missing)
-            CatalogueArguments::warn(kCommand, QStringLiteral("%1: already gone").arg(path));
+            CatalogueArguments::warn(kCommand,
+                                     QStringLiteral("%1: already gone").arg(FileName::displayText(path)));
         for (const QString& path : report.failed) {
             const QString reason = report.reasons.value(path);
             CatalogueArguments::warn(

@@ -133,7 +133,7 @@ int RestoreCommand::run() {
     if (report.cancelled) {
         CatalogueArguments::warn(kCommand, ActionTexts::cancelled(QStringLiteral("put back"),
                                                                   report.restored.size(), report.total));
-        return Interruption::exitStatus;
+        return interruption.exitStatus();
     }
     return report.ok() ? 0 : 1;
 }

@@ -46,7 +46,9 @@ QString archiveError(archive* a) {
     QString error = text ? QString::fromUtf8(text) : QStringLiteral("unknown error");
     // libarchive says "Write error"; the system's reason is what a person can act on.
     const int code = archive_errno(a);
-    if (code > 0) {
+    // A file that is no zip comes with EILSEQ, whose text ("Invalid or incomplete multibyte
+    // or wide character") says nothing about it.
+    if (code > 0 && code != EILSEQ) {
         const QString reason = QString::fromLocal8Bit(std::strerror(code));
         if (!error.contains(reason))
             error += QStringLiteral(": ") + reason;
@@ -56,9 +58,17 @@ QString archiveError(archive* a) {
 
 // A name beside the final one, so that a half-written result never carries that name.
 QString partialPathFor(const QString& path) {
-    return PathText::appendingComponent(
-        PathText::deletingLastComponent(path),
-        QStringLiteral(".%1.%2.partial").arg(PathText::lastComponent(path), BMLocalPaths::randomString(8)));
+    const QString suffix = QStringLiteral(".%1.partial").arg(BMLocalPaths::randomString(8));
+    // A name near the limit of 255 bytes leaves no room for the marks: it is shortened by whole
+    // characters, so that the archive may still have any name the system allows.
+    QString name = PathText::lastComponent(path);
+    while (!name.isEmpty() && FileName::encode(QLatin1Char('.') + name + suffix).size() > 255) {
+        const bool pair =
+            name.size() > 1 && name.back().isLowSurrogate() && name[name.size() - 2].isHighSurrogate();
+        name.chop(pair ? 2 : 1);
+    }
+    return PathText::appendingComponent(PathText::deletingLastComponent(path),
+                                        QLatin1Char('.') + name + suffix);
 }
 
 bool renameIntoPlace(const QString& from, const QString& to) {
@@ -201,11 +211,27 @@ bool writeZip(const QString& source, const QString& destination, bool includePar
 
 // ---- Reading ------------------------------------------------------------------------------
 
-ArchivePtr openZip(const QString& file) {
+// Null, with the cause, when the file cannot be opened: then libarchive's own text would be
+// about its state, not the file. A named pipe or a device is refused before it is opened, as
+// opening it could wait for good.
+ArchivePtr openZip(const QString& file, QString* error) {
+    const QByteArray path = FileName::encode(file);
+    struct stat status {};
+    if (::stat(path.constData(), &status) != 0) {
+        *error = QString::fromLocal8Bit(std::strerror(errno));
+        return nullptr;
+    }
+    if (!S_ISREG(status.st_mode)) {
+        *error = S_ISDIR(status.st_mode) ? QString::fromLocal8Bit(std::strerror(EISDIR))
+                                         : QStringLiteral("not a regular file");
+        return nullptr;
+    }
     ArchivePtr reader(archive_read_new());
     archive_read_support_format_zip(reader.get());
-    if (archive_read_open_filename(reader.get(), FileName::encode(file).constData(), 1 << 16) != ARCHIVE_OK)
-        return ArchivePtr(reader.release()); // the caller reads the error from it
+    if (archive_read_open_filename(reader.get(), path.constData(), 1 << 16) != ARCHIVE_OK) {
+        *error = archiveError(reader.get());
+        return nullptr;
+    }
     return reader;
 }
 
@@ -246,8 +272,10 @@ bool refuseEntry(const QString& name, QString* error) {
 
 // The entries of a zip one by one, past the Mac metadata.
 struct EntryReader {
-    explicit EntryReader(const QString& file) : reader(openZip(file)) {}
+    explicit EntryReader(const QString& file) : reader(openZip(file, &openError)) {}
     bool next() {
+        if (!reader)
+            return false;
         while ((status = archive_read_next_header(reader.get(), &entry)) == ARCHIVE_OK ||
                status == ARCHIVE_WARN) {
             name = entryName(entry);
@@ -258,12 +286,17 @@ struct EntryReader {
     }
     // After the last entry: whether the archive ended cleanly, with libarchive's text if not.
     bool endedCleanly(QString* error) const {
+        if (!reader) {
+            *error = openError;
+            return false;
+        }
         if (status == ARCHIVE_EOF)
             return true;
         *error = archiveError(reader.get());
         return false;
     }
 
+    QString openError;
     ArchivePtr reader;
     archive_entry* entry = nullptr;
     QString name;

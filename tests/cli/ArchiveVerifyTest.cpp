@@ -4,6 +4,8 @@
 
 #include <QStandardPaths>
 
+#include <sys/stat.h>
+
 namespace {
 
 // Beta's three autosaves archived by the program.
@@ -58,4 +60,24 @@ TEST_F(ArchiveVerify, NamesEveryChangedMissingAndExtraEntry) {
     const Outcome bare = run({"archive", "--verify", archive});
     EXPECT_EQ(bare.exitCode, 1);
     EXPECT_EQ(bare.err, "vestry archive: " + archive + " has no manifest.json\n");
+}
+
+// What a user may give by mistake: each refused at once with its cause, never a wait on a pipe
+// nor libarchive's text about its own state.
+TEST_F(CommandLine, VerifyOfWhatIsNoZipSaysWhyAtOnce) {
+    const QString root = home().root();
+    write(root + "/notes.zip", "not a zip");
+    ASSERT_TRUE(QDir().mkpath(root + "/folder.zip"));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(root + "/pipe.zip").constData(), 0600), 0);
+    for (const auto& [name, cause] : {std::pair{"none.zip", "No such file or directory"},
+                                      {"folder.zip", "Is a directory"},
+                                      {"pipe.zip", "not a regular file"},
+                                      {"notes.zip", "Unrecognized archive format"}}) {
+        const QString zip = root + "/" + name;
+        const Outcome result =
+            runProgram(VESTRY_PROGRAM, {"archive", "--verify", zip}, {environment(), root, 20000});
+        EXPECT_TRUE(result.finished) << name;
+        EXPECT_EQ(result.exitCode, 1) << name;
+        EXPECT_EQ(result.err, "vestry archive: " + zip + " cannot be read: " + cause + "\n");
+    }
 }

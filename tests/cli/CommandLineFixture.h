@@ -8,6 +8,7 @@
 #include "support/TempHome.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QProcess>
 #include <QThread>
@@ -19,6 +20,15 @@ using Outcome = ProgramRun;
 
 inline const QStringList kAll{"Alpha/Alpha-1.prproj", "Beta/Beta-1.prproj", "Beta/Beta-2.prproj",
                               "Beta/Beta-3.prproj"};
+
+// Whether the process has the file open (a waiting run has its lock file open).
+inline bool hasOpen(qint64 pid, const QString& file) {
+    const QDir fds(QStringLiteral("/proc/%1/fd").arg(pid));
+    for (const QString& fd : fds.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot))
+        if (QFileInfo(fds.filePath(fd)).symLinkTarget() == file)
+            return true;
+    return false;
+}
 
 // A Premiere location with Alpha (one autosave of 200 bytes) and Beta (three of 180, created in
 // this order a few milliseconds apart, so that the newest is known).
@@ -84,14 +94,17 @@ protected:
         return held;
     }
 
+    // Starts the program and returns once it waits for the location this test holds.
+    void startWaiting(QProcess& process, const QStringList& arguments) {
+        QProcessEnvironment env = environment();
+        env.insert("VESTRY_LOCK_WAIT_MS", "30000");
+        process.setProcessEnvironment(env);
+        process.start(VESTRY_PROGRAM, arguments);
+        QElapsedTimer clock;
+        clock.start();
+        while (!hasOpen(process.processId(), LocationLock::lockFilePath(premiere)) && clock.elapsed() < 20000)
+            QThread::msleep(10);
+    }
+
     QString premiere;
 };
-
-// Whether the process has the file open (a waiting run has its lock file open).
-inline bool hasOpen(qint64 pid, const QString& file) {
-    const QDir fds(QStringLiteral("/proc/%1/fd").arg(pid));
-    for (const QString& fd : fds.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot))
-        if (QFileInfo(fds.filePath(fd)).symLinkTarget() == file)
-            return true;
-    return false;
-}

@@ -132,6 +132,42 @@ TEST_F(CommandLine, PruneDryRunListsWhatWouldGoAndChangesNothing) {
     EXPECT_FALSE(QFileInfo::exists(home().home() + "/.local/share/Trash"));
 }
 
+// "vestry list --json > file" on a full disk: a script must not take a cut listing for a whole one.
+TEST_F(CommandLine, ResultsThatCannotBeWrittenOutAreAFailureNamingTheCause) {
+    for (const QStringList& arguments :
+         {QStringList{"list", premiere}, QStringList{"list", "--json", premiere},
+          QStringList{"prune", "--dry-run", "--keep", "1", premiere}}) {
+        QProcess vestry;
+        vestry.setProcessEnvironment(environment());
+        vestry.setStandardOutputFile("/dev/full");
+        vestry.start(VESTRY_PROGRAM, arguments);
+        ASSERT_TRUE(vestry.waitForFinished(20000));
+        EXPECT_EQ(vestry.exitCode(), 1) << arguments.join(' ').toStdString();
+        EXPECT_EQ(vestry.readAllStandardError(),
+                  "vestry " + arguments[0].toUtf8() +
+                      ": the results could not be written to standard output: No space left on device\n");
+    }
+}
+
+// Given again through a link (the link's name ends as a location's must), or twice as typed.
+TEST_F(CommandLine, TheSameLocationGivenTwiceIsTakenOnce) {
+    const QString linked = home().root() + "/elsewhere/Adobe Premiere Pro Auto-Save";
+    ASSERT_TRUE(QDir().mkpath(home().root() + "/elsewhere"));
+    ASSERT_TRUE(QFile::link(premiere, linked));
+    const QString note = "vestry %1: " + linked + ": the same folder as " + premiere + ", taken once\n";
+    const Outcome list = run({"list", "--summary", premiere, linked});
+    EXPECT_EQ(list.exitCode, 0);
+    EXPECT_EQ(list.err, note.arg("list"));
+    EXPECT_TRUE(list.out.contains("2 projects, 4 autosaves")) << list.out.toStdString();
+    const Outcome prune = run({"prune", "--keep", "1", premiere, linked, premiere});
+    EXPECT_EQ(prune.exitCode, 0);
+    EXPECT_EQ(prune.err, note.arg("prune") + "vestry prune: " + premiere + ": the same folder as " +
+                             premiere + ", taken once\n");
+    EXPECT_TRUE(prune.out.endsWith("Moved 2 autosaves, 360 bytes (360 B), to the Trash\n"))
+        << prune.out.toStdString();
+    EXPECT_EQ(autosavesLeft(), (QStringList{kAll[0], kAll[3]}));
+}
+
 TEST_F(CommandLine, PruneMovesTheRestToTheTrashAndReportsThemInJson) {
     // Without a path: every location the settings know.
     BMSettings::standard().setValue(SettingsKey::autosavePaths, QStringList{premiere});
@@ -175,9 +211,14 @@ TEST_F(CommandLine, PruneShowsProgressOnATerminal) {
     EXPECT_TRUE(out.endsWith("\nMoved 2 autosaves, 360 bytes (360 B), to the Trash\n")) << out.toStdString();
 }
 
+// Beta is given twice, once through a link to its location: its autosaves go in once.
 TEST_F(CommandLine, ArchivePacksAProjectAndAnAutosaveThenTrashesThem) {
-    const Outcome result = run({"archive", "--to", "Autosaves.zip",
-                                "Documents/Adobe Premiere Pro Auto-Save/Beta/", autosave(kAll[0])});
+    const QString linked = home().root() + "/elsewhere/Adobe Premiere Pro Auto-Save";
+    ASSERT_TRUE(QDir().mkpath(home().root() + "/elsewhere"));
+    ASSERT_TRUE(QFile::link(premiere, linked));
+    const Outcome result =
+        run({"archive", "--to", "Autosaves.zip", "Documents/Adobe Premiere Pro Auto-Save/Beta/",
+             autosave(kAll[0]), linked + "/Beta"});
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
     const QString destination = home().home() + "/Autosaves.zip";
     EXPECT_TRUE(result.out.startsWith("Archived 4 autosaves to " + destination + " ("))
@@ -467,33 +508,85 @@ TEST_F(CommandLine, ALocationTheUserMayNotReadIsAnErrorNamingTheCause) {
         << result.err.toStdString();
 }
 
-// Ctrl+C comes while the prune waits for the location this test holds, so it lands before the
-// first file whatever the machine's speed.
-TEST_F(CommandLine, CtrlCStopsAPruneBetweenFilesSaysSoAndExitsAsInterrupted) {
+// The signal comes while the prune waits for the location this test holds, so it lands before
+// the first file whatever the machine's speed. SIGTERM is what `kill`, `timeout` and systemd send.
+TEST_F(CommandLine, CtrlCOrSigtermStopsAPruneBetweenFilesSaysSoAndExitsAsInterrupted) {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        SCOPED_TRACE(signal);
+        std::optional<LocationLock> held = holdLocation();
+        ASSERT_TRUE(held);
+        QProcess prune;
+        startWaiting(prune, {"prune", "--keep", "1", premiere});
+        ASSERT_EQ(::kill(pid_t(prune.processId()), signal), 0);
+        QThread::msleep(100);
+        held.reset();
+        const Outcome result = finishProgram(prune, 20000);
+        EXPECT_EQ(result.exitCode, 128 + signal);
+        EXPECT_EQ(result.err, "vestry prune: Cancelled: 0 of 2 autosaves were moved to the Trash; the other "
+                              "2 are untouched.\n");
+        EXPECT_EQ(autosavesLeft(), kAll);
+    }
+}
+
+// Another archive to the same name finishes while this one waits for the location.
+TEST_F(CommandLine, AnArchiveThatAppearsAtTheDestinationMeanwhileIsNeitherTrashedNorReplaced) {
+    std::optional<LocationLock> held = holdLocation();
+    ASSERT_TRUE(held);
+    const QString zip = home().root() + "/Autosaves.zip";
+    QProcess archive;
+    startWaiting(archive, {"archive", "--to", zip, premiere + "/Beta"});
+    write(zip, "the other run's archive");
+    held.reset();
+    const Outcome result = finishProgram(archive, 20000);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.err.contains(zip +
+                                    " appeared while the autosaves were gathered (another archive?); it is "
+                                    "left as it is and nothing was moved to the Trash."))
+        << result.err.toStdString();
+    EXPECT_EQ(readFile(zip), "the other run's archive");
+    EXPECT_EQ(autosavesLeft(), kAll);
+    EXPECT_TRUE(trashRecords().isEmpty());
+}
+
+// Removed by somebody else while the prune waited: named as every other message names it.
+TEST_F(CommandLine, AnAutosaveGoneWhileThePruneWaitedIsNamedOnOneLine) {
+    const QString older = premiere + "/New\nline/Take-1.prproj";
+    write(older);
+    QThread::msleep(5);
+    write(premiere + "/New\nline/Take-2.prproj");
     std::optional<LocationLock> held = holdLocation();
     ASSERT_TRUE(held);
     QProcess prune;
-    QProcessEnvironment env = environment();
-    env.insert("VESTRY_LOCK_WAIT_MS", "30000");
-    prune.setProcessEnvironment(env);
-    prune.start(VESTRY_PROGRAM, {"prune", "--keep", "1", premiere});
-    QElapsedTimer clock;
-    clock.start();
-    while (!hasOpen(prune.processId(), LocationLock::lockFilePath(premiere)) && clock.elapsed() < 20000)
-        QThread::msleep(10);
-    ASSERT_EQ(::kill(pid_t(prune.processId()), SIGINT), 0);
-    QThread::msleep(100);
+    startWaiting(prune, {"prune", "--keep", "1", premiere});
+    ASSERT_TRUE(QFile::remove(older));
     held.reset();
-    if (!prune.waitForFinished(20000)) {
-        prune.kill();
-        prune.waitForFinished();
-        FAIL() << "vestry prune did not finish";
-    }
-    EXPECT_EQ(prune.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(prune.exitCode(), 130);
-    EXPECT_EQ(
-        prune.readAllStandardError(),
-        "vestry prune: Cancelled: 0 of 2 autosaves were moved to the Trash; the other 2 are untouched.\n");
+    const Outcome result = finishProgram(prune, 20000);
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.err, "vestry prune: " + premiere + "/New\\nline/Take-1.prproj: already gone\n");
+}
+
+// The longest name the system allows, of two-byte characters.
+TEST_F(CommandLine, AnArchiveNamedWithAllTheBytesANameMayHaveIsWritten) {
+    const QString zip = home().root() + "/" + QString(125, QChar(0xe9)) + "a.zip";
+    ASSERT_EQ(QFile::encodeName(zip.mid(zip.lastIndexOf('/') + 1)).size(), 255);
+    const Outcome result = run({"archive", "--to", zip, premiere + "/Beta"});
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_EQ(zipEntryNames(zip).filter(".prproj").size(), 3);
+    EXPECT_EQ(QDir(home().root()).entryList({"*.partial"}, QDir::Files | QDir::Hidden), QStringList());
+}
+
+// The archive is made, then the Trash refuses every autosave (its info folder is a file).
+TEST_F(CommandLine, AnArchiveWhoseAutosavesStayedSaysSoOnStandardOutputToo) {
+    write(home().home() + "/.local/share/Trash/info", "not a folder");
+    const QString zip = home().root() + "/Autosaves.zip";
+    const Outcome result = run({"archive", "--to", zip, premiere + "/Beta"});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.out.endsWith("); moved 0 of 3 to the Trash\n")) << result.out.toStdString();
+    EXPECT_TRUE(
+        result.err.contains("Beta-1.prproj to the Trash: cannot use the Trash folder " + home().home() +
+                            "/.local/share/Trash/info: Not a directory; it is in the archive and stays "
+                            "where it was\n"))
+        << result.err.toStdString();
     EXPECT_EQ(autosavesLeft(), kAll);
 }
 

@@ -10,9 +10,15 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcess>
 #include <QThread>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -153,6 +159,62 @@ TEST_F(Pins, KeepAnAutosaveFromTheRulesAndFromTheTrashAfterAnArchive) {
               (QStringList{"Beta/", "Beta/Beta-1.prproj", "Beta/Beta-3.prproj", "manifest.json"}));
     EXPECT_TRUE(QFile::exists(at("Beta/Beta-1.prproj")));
     EXPECT_FALSE(QFile::exists(at("Beta/Beta-3.prproj")));
+}
+
+// The settings file holds text: such a pin would be stored as "Caf?", which keeps nothing.
+TEST_F(Pins, OfAPathThatIsNotUtf8AreRefusedNotStoredAsAnotherPath) {
+    ASSERT_EQ(run({"pin", at("Beta")}).exitCode, 0);
+    const QByteArray cafe = QFile::encodeName(premiere) + "/Caf\xe9", file = cafe + "/Caf\xe9-1.prproj";
+    ASSERT_EQ(::mkdir(cafe.constData(), 0755), 0);
+    const int fd = ::open(file.constData(), O_CREAT | O_WRONLY, 0644);
+    ASSERT_TRUE(fd >= 0 && ::close(fd) == 0);
+    // A shell passes the name's bytes, which a QString argument cannot.
+    const ProgramRun pin =
+        run({"-c", "exec \"$0\" pin \"$1$(printf '\\351')\"", VESTRY_PROGRAM, premiere + "/Caf"},
+            environment(), "/bin/sh");
+    EXPECT_EQ(pin.exitCode, 1);
+    EXPECT_TRUE(pin.err.endsWith("vestry pin: " + premiere +
+                                 "/Caf\\xe9: the path is not valid UTF-8, which the settings file cannot "
+                                 "hold\nvestry pin: nothing was changed\n"))
+        << pin.err.toStdString();
+    EXPECT_EQ(stored(), QStringList{QString("~/") + kLocation + "/Beta"});
+    ::unlink(file.constData());
+    ::rmdir(cafe.constData());
+}
+
+// A script that pins in the background, one run per path: each pin is kept.
+TEST_F(Pins, SetByRunsAtOnceAreAllKept) {
+    QStringList paths{at("Alpha"), at("Beta")};
+    for (const QString& name : kAll)
+        paths << at(name);
+    std::vector<std::unique_ptr<QProcess>> runs;
+    for (const QString& path : paths) {
+        runs.push_back(std::make_unique<QProcess>());
+        runs.back()->setProcessEnvironment(environment());
+        runs.back()->start(VESTRY_PROGRAM, {"pin", path});
+    }
+    for (const auto& pin : runs) {
+        if (!pin->waitForFinished(30000)) {
+            pin->kill();
+            pin->waitForFinished();
+        }
+        EXPECT_EQ(pin->exitCode(), 0) << pin->readAllStandardError().toStdString();
+    }
+    EXPECT_EQ(stored().size(), paths.size()) << stored().join(", ").toStdString();
+}
+
+// The pin is set while the prune waits for another run, after it listed the location.
+TEST_F(Pins, SetWhileAPruneWaitsForAnotherRunStillKeepTheAutosave) {
+    std::optional<LocationLock> held = holdLocation();
+    ASSERT_TRUE(held);
+    QProcess prune;
+    startWaiting(prune, {"prune", "--keep", "1", premiere});
+    EXPECT_EQ(run({"pin", at("Beta/Beta-1.prproj")}).exitCode, 0);
+    held.reset();
+    const ProgramRun pruned = finishProgram(prune, 20000);
+    EXPECT_EQ(pruned.exitCode, 0) << pruned.err.toStdString();
+    EXPECT_EQ(autosavesLeft(),
+              (QStringList{"Alpha/Alpha-1.prproj", "Beta/Beta-1.prproj", "Beta/Beta-3.prproj"}));
 }
 
 TEST_F(Pins, AndTheCombinedRuleKeepTheNewestThenTakeTheOldThenTheOldestOverTheSize) {
