@@ -130,6 +130,10 @@ struct Attributes {
     QDateTime created;
     double size = 0.0;
     qint64 modified = BMAutoItem::noDate;
+    // Every editor's autosave is one file. A folder named like one, or one a user made in a
+    // bin to keep older backups, is not: listed, it would count 4 KB and take its whole
+    // contents to the Trash with it.
+    bool isFolder = false;
 };
 
 // The seam answers "nothing" on failure; the reason is the errno of its status call.
@@ -144,7 +148,8 @@ std::optional<Attributes> attributesOf(const OpenFolder& folder, const QString& 
                           : QStringLiteral("The file could not be examined");
         return std::nullopt;
     }
-    return Attributes{facts->created, double(facts->size), BMAutoItem::msecsOf(facts->modified)};
+    return Attributes{facts->created, double(facts->size), BMAutoItem::msecsOf(facts->modified),
+                      facts->isDirectory};
 }
 
 // Attributes for the layouts that list a file even when its attributes cannot be read.
@@ -256,8 +261,9 @@ BMProjectPtr scanAvidEntry(const QString& entryName, const QString& entryPath, M
         const QString binPath = childPath(bins, bin);
         OpenFolder binFolder(binsFolder, bin, binPath);
         for (const QString& file : visibleEntries(binFolder, messages)) {
-            const QString path = childPath(binPath, file);
-            items.append(makeItem(AutosaveType::Avid, file, path, attributesOrEmpty(binFolder, file)));
+            const Attributes attributes = attributesOrEmpty(binFolder, file);
+            if (!attributes.isFolder)
+                items.append(makeItem(AutosaveType::Avid, file, childPath(binPath, file), attributes));
         }
     }
     return keptIfAny(BMProject::projectType(AutosaveType::Avid, entryName, entryPath), std::move(items));
@@ -276,8 +282,9 @@ BMProjectPtr scanLibraryEntry(const QString& folder, const QString& entryName, c
     for (const QString& name : entriesWithoutLinks(backupsFolder, messages)) {
         if (!BMFileManager::matchesLikePattern(name, QStringLiteral("*.fcpevent")))
             continue;
-        const QString path = childPath(backups, name);
-        items.append(makeItem(AutosaveType::FinalCutX, name, path, attributesOrEmpty(backupsFolder, name)));
+        const Attributes attributes = attributesOrEmpty(backupsFolder, name);
+        if (!attributes.isFolder)
+            items.append(makeItem(AutosaveType::FinalCutX, name, childPath(backups, name), attributes));
     }
     return keptIfAny(BMProject::projectType(
                          AutosaveType::FinalCutX, entryName,
@@ -291,7 +298,8 @@ void scanLoosePremiereFile(const QString& entryName, const QString& entryPath, c
     for (const BMProjectPtr& project : results.premiereProjectsNamed(projectName)) {
         if (std::optional<Attributes> attributes =
                 attributesOrLog(location.folder, entryName, entryPath, messages)) {
-            project->addChild(makeItem(AutosaveType::Premiere, entryName, entryPath, *attributes));
+            if (!attributes->isFolder)
+                project->addChild(makeItem(AutosaveType::Premiere, entryName, entryPath, *attributes));
             return;
         }
         failed = true;
@@ -299,12 +307,12 @@ void scanLoosePremiereFile(const QString& entryName, const QString& entryPath, c
     if (failed)
         return;
     // A project of its own, standing for the file itself.
+    std::optional<Attributes> attributes = attributesOrLog(location.folder, entryName, entryPath, messages);
+    if (!attributes || attributes->isFolder)
+        return;
     BMProjectPtr project = BMProject::projectType(AutosaveType::Premiere, projectName, entryPath);
-    if (std::optional<Attributes> attributes =
-            attributesOrLog(location.folder, entryName, entryPath, messages)) {
-        project->addChild(makeItem(AutosaveType::Premiere, entryName, entryPath, *attributes));
-        results.add(project);
-    }
+    project->addChild(makeItem(AutosaveType::Premiere, entryName, entryPath, *attributes));
+    results.add(project);
 }
 
 BMProjectPtr scanProjectFolder(const QString& entryName, const QString& entryPath, const Location& location,
@@ -339,7 +347,8 @@ BMProjectPtr scanProjectFolder(const QString& entryName, const QString& entryPat
         }
         if (itemType < 0)
             continue;
-        if (std::optional<Attributes> attributes = attributesOrLog(folder, name, path, messages))
+        const std::optional<Attributes> attributes = attributesOrLog(folder, name, path, messages);
+        if (attributes && !attributes->isFolder)
             items.append(makeItem(itemType, name, path, *attributes));
     }
     return keptIfAny(BMProject::projectType(projectType, entryName, entryPath), std::move(items));

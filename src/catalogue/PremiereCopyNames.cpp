@@ -3,12 +3,34 @@
 #include "NamePattern.h"
 #include "foundation/PathText.h"
 
+#include <QHash>
 #include <QSet>
 
 namespace {
 
 // "-YYYY-MM-DD_HH-MM-SS"
 constexpr qsizetype kTimestampLength = 20;
+
+// A Mac drive gives names decomposed ("e" and a combining accent), most other places composed:
+// copies of one project that came by both ways look the same and are the same project.
+QString comparable(const QString& name) {
+    return name.normalized(QString::NormalizationForm_C);
+}
+
+// Each name given in one form per project: the smallest of the forms met, whatever the order.
+QStringList inOneForm(QStringList names) {
+    QHash<QString, QString> shown;
+    for (const QString& name : std::as_const(names)) {
+        auto it = shown.find(comparable(name));
+        if (it == shown.end())
+            shown.insert(comparable(name), name);
+        else if (name < it.value())
+            it.value() = name;
+    }
+    for (QString& name : names)
+        name = shown.value(comparable(name));
+    return names;
+}
 
 } // namespace
 
@@ -37,7 +59,7 @@ QStringList PremiereCopyNames::projectNames(const QStringList& fileNames, bool g
     if (!groupTimestampedCopies) {
         for (const QString& fileName : fileNames)
             names.append(ringProjectName(fileName));
-        return names;
+        return inOneForm(names);
     }
     // The emergency copy of "my-film" holds a "-" too: it is known by the timestamped copies
     // beside it, wherever the listing puts them.
@@ -47,7 +69,7 @@ QStringList PremiereCopyNames::projectNames(const QStringList& fileNames, bool g
     for (const QString& fileName : fileNames) {
         stamped.append(timestampedProjectName(fileName));
         if (stamped.last())
-            timestampedProjects.insert(*stamped.last());
+            timestampedProjects.insert(comparable(*stamped.last()));
     }
     for (qsizetype i = 0; i < fileNames.size(); ++i) {
         if (stamped[i]) {
@@ -55,8 +77,9 @@ QStringList PremiereCopyNames::projectNames(const QStringList& fileNames, bool g
             continue;
         }
         const QString base = PathText::deletingExtension(fileNames[i]);
-        const bool emergencyCopy = timestampedProjects.contains(base) || !base.contains(QLatin1Char('-'));
+        const bool emergencyCopy =
+            timestampedProjects.contains(comparable(base)) || !base.contains(QLatin1Char('-'));
         names.append(emergencyCopy ? base : ringProjectName(fileNames[i]));
     }
-    return names;
+    return inOneForm(names);
 }

@@ -29,6 +29,12 @@ QString RecentWriteGuard::writtenText(const BMAutoItem& item, const QDateTime& n
     if (written == BMAutoItem::noDate)
         return QStringLiteral("written at an unknown time");
     const qint64 minutes = (now.toMSecsSinceEpoch() - written) / 60'000;
+    // A file from a machine whose clock runs ahead (a file server's, a laptop set to the
+    // wrong year) is guarded all the same, but it was not written just now.
+    if (minutes < 0)
+        return QStringLiteral("dated %1 minute%2 ahead of this computer's clock")
+            .arg(-minutes)
+            .arg(minutes == -1 ? "" : "s");
     if (minutes < 1)
         return QStringLiteral("written less than a minute ago");
     return QStringLiteral("written %1 minute%2 ago").arg(minutes).arg(minutes == 1 ? "" : "s");

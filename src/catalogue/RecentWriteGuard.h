@@ -24,7 +24,7 @@ public:
     int minutes() const { return m_minutes; }
     // Written within the guard's minutes before now (or after now: a clock set back).
     bool guards(const BMAutoItem& item, const QDateTime& now = QDateTime::currentDateTimeUtc()) const;
-    // "written 3 minutes ago"
+    // "written 3 minutes ago"; "dated 5 minutes ahead of this computer's clock"
     static QString writtenText(const BMAutoItem& item,
                                const QDateTime& now = QDateTime::currentDateTimeUtc());
 

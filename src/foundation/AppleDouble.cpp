@@ -64,6 +64,13 @@ QString AppleDouble::companionPath(const QString& path) {
 }
 
 std::optional<QByteArray> AppleDouble::finderInfo(QByteArrayView header, qint64 fileSize) {
+    const std::optional<qsizetype> offset = finderInfoOffset(header, fileSize);
+    if (!offset)
+        return std::nullopt;
+    return header.sliced(*offset, finderInfoSize).toByteArray();
+}
+
+std::optional<qsizetype> AppleDouble::finderInfoOffset(QByteArrayView header, qint64 fileSize) {
     if (header.size() < kEntriesOffset || fileSize < header.size() || bigEndian32(header, 0) != kMagic ||
         bigEndian32(header, 4) != kVersion2)
         return std::nullopt;
@@ -82,7 +89,7 @@ std::optional<QByteArray> AppleDouble::finderInfo(QByteArrayView header, qint64 
         if (offset < entriesEnd || length < finderInfoSize || offset + length > fileSize ||
             offset + finderInfoSize > header.size())
             return std::nullopt;
-        return header.sliced(offset, finderInfoSize).toByteArray();
+        return qsizetype(offset);
     }
     return std::nullopt;
 }

@@ -27,6 +27,8 @@ public:
     static std::optional<QByteArray> finderInfo(QByteArrayView header) {
         return finderInfo(header, header.size());
     }
+    // Where the FinderInfo lies in such a header; nothing when it holds none.
+    static std::optional<qsizetype> finderInfoOffset(QByteArrayView header, qint64 fileSize);
 
     // The FinderInfo that the companion file of a path holds. Only a regular file is read
     // (never through a link, never a pipe that would wait), and at most maxHeaderBytes of it.

@@ -63,13 +63,15 @@ TEST_P(ScannerLayouts, BuildProjects) {
 INSTANTIATE_TEST_SUITE_P(
     Rows, ScannerLayouts,
     ::testing::Values(
-        LayoutRow{"VaultCopiesHaveTheTypeAndTheDateNameOthersNoProject",
-                  "Final Cut Pro Documents/Autosave Vault",
-                  {"Wedding/Wedding_11-20-26_1030|100|FCPF", "Wedding/Wedding_11-21-26_0915|250|AFP",
-                   "Wedding/Wedding draft|5|FCPF", "Wedding/.Wedding_11-22-26_0915|5|FCPF",
-                   "Wedding/notes.txt", "Trailer/Trailer_11-20-26_1030|1|TEXT", "A/Z draft||FCPF",
-                   "B/notes.txt", "C/.A_2012-01-05_1030.motn", "C/.DS_Store", "readme.txt"},
-                  "Wedding(0)@Wedding: Wedding_11-20-26_1030:0 Wedding_11-21-26_0915:0"},
+        LayoutRow{
+            "VaultCopiesHaveTheTypeAndTheDateNameOthersNoProject",
+            "Final Cut Pro Documents/Autosave Vault",
+            {"Wedding/Wedding_11-20-26_1030|100|FCPF", "Wedding/Wedding_11-21-26_0915|250|AFP",
+             "Wedding/Wedding_11-22-26_0915|250|SMB", "Wedding/Wedding draft|5|FCPF",
+             "Wedding/.Wedding_11-22-26_0915|5|FCPF", "Wedding/notes.txt",
+             "Trailer/Trailer_11-20-26_1030|1|TEXT", "A/Z draft||FCPF", "B/notes.txt",
+             "C/.A_2012-01-05_1030.motn", "C/.DS_Store", "readme.txt"},
+            "Wedding(0)@Wedding: Wedding_11-20-26_1030:0 Wedding_11-21-26_0915:0 Wedding_11-22-26_0915:0"},
         LayoutRow{"VaultOnADriveWithoutAttributesTypedByTheAppleDoubleFiles",
                   "Drive/Autosave Vault",
                   {"Wedding/Wedding_11-20-26_1030|100|._FCPF", "Wedding/Wedding_11-21-26_0915|100",
@@ -115,6 +117,18 @@ INSTANTIATE_TEST_SUITE_P(
                    "Äpfel/Bins/Schnitt/Schnitt.avb"},
                   "jo(3)@jo: jo/Bins/Rough Cut/Rough Cut.1.avb:3 jo/Bins/Selects/Selects.1.avb:3; "
                   "Äpfel(3)@Äpfel: Äpfel/Bins/Schnitt/Schnitt.avb:3"},
+        LayoutRow{"AFolderInABinIsNoAutosave",
+                  "Avid Attic",
+                  {"jo/Bins/Reel/Reel.1.avb", "jo/Bins/Reel/Older/Reel.0.avb", "jo/Bins/Reel/Reel.2.avb/x"},
+                  "jo(3)@jo: jo/Bins/Reel/Reel.1.avb:3"},
+        LayoutRow{"AFolderNamedLikeAPremiereCopyIsNoAutosave",
+                  "Adobe Premiere Pro Auto-Save",
+                  {"Doc/Doc-1.prproj", "Doc/Doc-2.prproj/x", "Doc-3.prproj/x", "Dir-1.prproj/x"},
+                  "Doc(2)@Doc: Doc-1.prproj:2"},
+        LayoutRow{"AFolderNamedLikeAnEventBackupIsNoAutosave",
+                  "Movies/My Library.fcpbundle",
+                  {"Day/Backups/Day 1.fcpevent/x", "Day/Backups/Day 2.fcpevent"},
+                  "Day(4)@Day/CurrentVersion.fcpevent: Day/Backups/Day 2.fcpevent:4"},
         LayoutRow{"UnityAtticOfAvidSharedStorageIsAnAttic",
                   "Workspace/Unity Attic",
                   {"jo/Bins/Reel 1/Reel 1.1.avb|10|._TEXT"},
@@ -240,6 +254,16 @@ INSTANTIATE_TEST_SUITE_P(
                      true,
                      {"my-film-2020-01-02_03-04-05.prproj", "my-film.prproj", "my-cut-2.prproj"},
                      {"my-film", "my-film", "my-cut"}},
+        // Composed and decomposed "é" (a Mac drive's form), with and without grouping.
+        CopyNamesRow{"BothFormsOfANameAreOneProject",
+                     true,
+                     {"Cafe\u0301-2024-03-10_03-30-00.prproj", "Caf\u00e9.prproj",
+                      "my-caf\u00e9-2020-01-02_03-04-05.prproj", "my-cafe\u0301.prproj"},
+                     {"Cafe\u0301", "Cafe\u0301", "my-cafe\u0301", "my-cafe\u0301"}},
+        CopyNamesRow{"BothFormsOfARingNameAreOneProject",
+                     false,
+                     {"Caf\u00e9-2.prproj", "Cafe\u0301-3.prproj"},
+                     {"Cafe\u0301", "Cafe\u0301"}},
         CopyNamesRow{"AnEmergencyCopyWithADashAloneKeepsTheRingRule", true, {"my-film.prproj"}, {"my"}},
         CopyNamesRow{"NearMissSuffixesKeepTheRingRule",
                      true,
@@ -259,6 +283,21 @@ TEST_F(ScannerTest, DatesAndSizesComeFromTheFileSystemNotTheName) {
         EXPECT_GT(copy->createdDate().date().year(), 2019) << location;
         EXPECT_EQ(copy->fileSize(), QByteArray(location) == "Avid Attic" ? 4113.0 : 0.0);
     }
+}
+
+// cp -p, rsync -t, unzip and a move from another volume keep the time of the last write but
+// give the copy a new birth time, in the order of the copying.
+TEST_F(ScannerTest, ACopyKeepingItsModificationTimeIsDatedByIt) {
+    const QString location = path("Adobe Premiere Pro Auto-Save");
+    ASSERT_TRUE(makeTree(location, {"Edit/Edit-2.prproj", "Edit/Edit-1.prproj"}));
+    const QDateTime written(QDate(2012, 1, 5), QTime(9, 15), Qt::UTC);
+    ASSERT_TRUE(keepOriginalModificationTime(location + "/Edit/Edit-1.prproj", written));
+    ASSERT_TRUE(keepOriginalModificationTime(location + "/Edit/Edit-2.prproj", written.addSecs(900)));
+    const BMProjectPtr project = scan(location).first();
+    EXPECT_EQ(project->startDate(), written);
+    EXPECT_EQ(project->endDate(), written.addSecs(900));
+    project->sortChildrenByDate(true);
+    EXPECT_EQ(project->children().first()->name(), "Edit-2.prproj") << "the newest first";
 }
 
 TEST_F(ScannerTest, ACopyOnASambaShareKeepsTheDateTheMacGaveIt) {

@@ -1,4 +1,5 @@
 #include "CatalogueTestSupport.h"
+#include "catalogue/RecentWriteGuard.h"
 
 #include <gtest/gtest.h>
 
@@ -63,4 +64,18 @@ TEST(BMProject, AddAndRemoveKeepTheInvariantAndParentNeverDangles) {
     EXPECT_EQ(project->childCount(), 2);
     project.reset();
     EXPECT_EQ(added->parent(), nullptr) << "outlived its project: a null parent, not a dangling one";
+}
+
+// A share's clock ahead of this computer's, or a laptop set to a later year.
+TEST(RecentWriteGuardText, AFileDatedAfterNowIsGuardedButNotCalledJustWritten) {
+    const BMAutoItemPtr copy = item("Edit-1.prproj", 1, 0);
+    const RecentWriteGuard guard(10);
+    for (const auto& [ahead, text] :
+         {std::pair{qint64(30), "written less than a minute ago"},
+          {qint64(60), "dated 1 minute ahead of this computer's clock"},
+          {qint64(3 * 86400), "dated 4320 minutes ahead of this computer's clock"}}) {
+        copy->setModifiedMsecs(at(ahead).toMSecsSinceEpoch());
+        EXPECT_TRUE(guard.guards(*copy, at(0)));
+        EXPECT_EQ(RecentWriteGuard::writtenText(*copy, at(0)), text);
+    }
 }

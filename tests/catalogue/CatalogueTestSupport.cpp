@@ -33,14 +33,20 @@ bool makeTree(const QString& root, const QStringList& entries) {
                 return false;
             continue;
         }
-        const bool afp = kind == "AFP";
-        if (kind.size() != 4 && !afp)
+        // As a Samba or netatalk share keeps a Mac's FinderInfo: "AFP" netatalk's metadata,
+        // "SMB" the AfpInfo stream with the nul streams_xattr adds.
+        const bool afp = kind == "AFP", smb = kind == "SMB";
+        if (kind.size() != 4 && !afp && !smb)
             continue;
-        const QByteArray info = (afp ? QByteArray("FCPF") : kind.toLatin1()) + "KeyG" + QByteArray(24, 0);
-        const QByteArray value = afp ? LinuxPlatform::afpInfoWithFinderInfo(QByteArray(), info) : info;
-        if (::setxattr(QFile::encodeName(path).constData(),
-                       afp ? LinuxPlatform::netatalkAttribute : LinuxPlatform::finderInfoAttribute,
-                       value.constData(), size_t(value.size()), 0) != 0)
+        const QByteArray info = finderInfoOfType(afp || smb ? "FCPF" : kind.toLatin1().constData());
+        const QByteArray value = afp   ? netatalkMetadata(info)
+                                 : smb ? LinuxPlatform::afpInfoWithFinderInfo(QByteArray(), info) + '\0'
+                                       : info;
+        const char* attribute = afp   ? LinuxPlatform::netatalkAttribute
+                                : smb ? LinuxPlatform::afpStreamAttribute
+                                      : LinuxPlatform::finderInfoAttribute;
+        if (::setxattr(QFile::encodeName(path).constData(), attribute, value.constData(),
+                       size_t(value.size()), 0) != 0)
             return false;
     }
     return true;

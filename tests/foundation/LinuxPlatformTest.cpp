@@ -77,6 +77,32 @@ TEST_F(PlatformFiles, FinderInfoFromEitherAttributeTheSharesRecordWinningAndKept
     EXPECT_EQ(platform.finderInfo(file), labelled); // the share's record, so it was updated
 }
 
+// The records a Mac's metadata gets on a Samba or netatalk share, read and changed in place.
+TEST_F(PlatformFiles, FinderInfoOfASharesRecordIsReadAndChangedInPlace) {
+    const LinuxPlatform platform;
+    QByteArray labelled = finderInfoOfType("FCPF");
+    labelled[9] = 0x0C;
+    const QByteArray metadata = netatalkMetadata(finderInfoOfType("FCPF"), "Reel 4, final grade");
+    const QByteArray stream =
+        LinuxPlatform::afpInfoWithFinderInfo(QByteArray(), finderInfoOfType("FCPF")) + '\0';
+    for (const auto& [attribute, record] : {std::pair{LinuxPlatform::netatalkAttribute, metadata},
+                                            std::pair{LinuxPlatform::afpStreamAttribute, stream}}) {
+        const QString file = home().writeFile(QStringLiteral("share/%1").arg(record.size()), "x");
+        const QByteArray encoded = QFile::encodeName(file);
+        if (::setxattr(encoded.constData(), attribute, record.constData(), size_t(record.size()), 0) != 0)
+            GTEST_SKIP() << "this file system refuses user extended attributes";
+        EXPECT_EQ(platform.finderInfo(file), finderInfoOfType("FCPF")) << attribute;
+        ASSERT_TRUE(platform.setFinderInfo(file, labelled));
+        EXPECT_EQ(platform.finderInfo(file), labelled) << attribute;
+        char buffer[1024];
+        const ssize_t n = ::getxattr(encoded.constData(), attribute, buffer, sizeof buffer);
+        QByteArray expected = record;
+        expected.replace(record.size() == 402 ? 122 : 16, 32, labelled); // nothing else changed
+        EXPECT_EQ(QByteArray(buffer, qsizetype(std::max<ssize_t>(n, 0))), expected) << attribute;
+        EXPECT_EQ(::getxattr(encoded.constData(), LinuxPlatform::finderInfoAttribute, nullptr, 0), -1);
+    }
+}
+
 TEST_F(PlatformFiles, FileFactsGiveSizeKindAndDates) {
     const QString file = home().writeFile("facts/twelve.txt", "twelve bytes"),
                   link = home().root() + "/facts/link";

@@ -48,6 +48,25 @@ QByteArray appleDoubleFile(const QByteArray& finderInfo) {
     return out.leftJustified(fileSize, '\0');
 }
 
+QByteArray netatalkMetadata(const QByteArray& finderInfo, const QByteArray& comment) {
+    QByteArray out;
+    bigEndian<quint32>(out, 0x00051607);
+    bigEndian<quint32>(out, 0x00020000);
+    out.append(QByteArray(16, 0));
+    bigEndian<quint16>(out, 8);
+    // {id, length}; each entry follows the one before it.
+    const quint32 entries[8][2] = {{9, 32},         {4, 200},        {8, 16},         {14, 4},
+                                   {0x80444556, 8}, {0x80494E4F, 8}, {0x80535954, 4}, {0x8053567E, 4}};
+    quint32 offset = 26 + 8 * 12;
+    for (const auto& [id, length] : entries) {
+        for (quint32 value : {id, offset, length})
+            bigEndian<quint32>(out, value);
+        offset += length;
+    }
+    out += finderInfo.leftJustified(32, '\0', true) + comment.leftJustified(200, '\0', true);
+    return out.leftJustified(402, '\0');
+}
+
 QByteArray dosAttribRecord(int version, const QDateTime& created, bool createTimeValid, const char* hexText) {
     const quint64 ticks = quint64(created.toMSecsSinceEpoch() + 11644473600000LL) * 10000;
     const quint32 archive = 0x20;

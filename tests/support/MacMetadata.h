@@ -14,6 +14,12 @@ QByteArray finderInfoOfType(const char type[4]);
 // at the end of 4096 bytes.
 QByteArray appleDoubleFile(const QByteArray& finderInfo);
 
+// What Samba (fruit:metadata=netatalk, its default) and netatalk keep in the attribute
+// "user.org.netatalk.Metadata": an AppleDouble header of 402 bytes with eight entries, the
+// FinderInfo (9) first at 122, then the comment of 200 bytes (whose text is given), dates,
+// AFP file info and netatalk's private ones.
+QByteArray netatalkMetadata(const QByteArray& finderInfo, const QByteArray& comment = {});
+
 // Samba's "user.DOSATTRIB" record of a version (3: Samba 3.5 to 4.10, with the attributes as
 // hex text, "0x20" unless given; 4: 4.11 on; 5: later), its creation time marked valid or not.
 QByteArray dosAttribRecord(int version, const QDateTime& created, bool createTimeValid = true,

@@ -318,8 +318,11 @@ std::optional<FileFacts> factsOf(int folder, const char* name, bool followLinks,
         if (auto created = DosAttrib::createTime(QByteArrayView(record, recordSize)))
             facts.created = *created;
     }
+    // Otherwise a birth time later than the last write is a copy's (cp -p, rsync -t, an unzipped
+    // archive, a move from another volume): the Mac's own rule then dates the file by its
+    // modification time, so copies keep their order by age.
     if (!facts.created.isValid())
-        facts.created = (info.stx_mask & STATX_BTIME) ? toDate(info.stx_btime) : facts.modified;
+        facts.created = bornAfterModified ? facts.modified : toDate(info.stx_btime);
     return facts;
 }
 
@@ -345,8 +348,11 @@ constexpr int kFinderInfoSize = 32;
 constexpr int kAfpInfoSize = 60;
 constexpr int kAfpFinderInfoOffset = 16;
 
+// Room for the largest record read: netatalk's metadata.
+constexpr int kRecordBufferSize = 512;
+
 std::optional<QByteArray> readAttribute(const QByteArray& path, const char* name) {
-    char buffer[256];
+    char buffer[kRecordBufferSize];
     const ssize_t n = ::getxattr(path.constData(), name, buffer, sizeof buffer);
     if (n < 0)
         return std::nullopt;
@@ -358,11 +364,16 @@ std::optional<QByteArray> LinuxPlatform::finderInfoFromAfpInfo(const QByteArray&
     // "AFP\0", version 1.0, big-endian.
     if (afpInfo.size() < kAfpFinderInfoOffset + kFinderInfoSize ||
         !afpInfo.startsWith(QByteArray("AFP\0", 4)))
-        return std::nullopt;
+        return AppleDouble::finderInfo(afpInfo);
     return afpInfo.mid(kAfpFinderInfoOffset, kFinderInfoSize);
 }
 
 QByteArray LinuxPlatform::afpInfoWithFinderInfo(QByteArray afpInfo, const QByteArray& info) {
+    if (const std::optional<qsizetype> at = AppleDouble::finderInfoOffset(afpInfo, afpInfo.size());
+        at && !afpInfo.startsWith(QByteArray("AFP\0", 4))) {
+        afpInfo.replace(*at, kFinderInfoSize, info.leftJustified(kFinderInfoSize, 0, true));
+        return afpInfo;
+    }
     if (afpInfo.size() < kAfpInfoSize || !afpInfo.startsWith(QByteArray("AFP\0", 4))) {
         afpInfo = QByteArray(kAfpInfoSize, 0);
         afpInfo.replace(0, 8, QByteArray("AFP\0\0\1\0\0", 8));
@@ -379,16 +390,21 @@ template <typename Read>
 std::optional<QByteArray> finderInfoFromListing(const QByteArray& encoded, const char* names, ssize_t length,
                                                 const Read& read) {
     bool hasNetatalk = length < 0;
+    bool hasStream = length < 0;
     bool hasFinderInfo = length < 0;
     bool hasDosAttrib = length < 0;
     for (ssize_t at = 0; at < length; at += ssize_t(std::strlen(names + at)) + 1) {
         hasNetatalk = hasNetatalk || std::strcmp(names + at, LinuxPlatform::netatalkAttribute) == 0;
+        hasStream = hasStream || std::strcmp(names + at, LinuxPlatform::afpStreamAttribute) == 0;
         hasFinderInfo = hasFinderInfo || std::strcmp(names + at, LinuxPlatform::finderInfoAttribute) == 0;
         hasDosAttrib = hasDosAttrib || std::strcmp(names + at, DosAttrib::attributeName) == 0;
     }
     lastListing = LastListing{encoded, std::chrono::steady_clock::now(), hasDosAttrib};
-    if (hasNetatalk) {
-        if (auto afp = read(LinuxPlatform::netatalkAttribute)) {
+    for (const auto& [has, attribute] : {std::pair{hasNetatalk, LinuxPlatform::netatalkAttribute},
+                                         {hasStream, LinuxPlatform::afpStreamAttribute}}) {
+        if (!has)
+            continue;
+        if (auto afp = read(attribute)) {
             if (auto info = LinuxPlatform::finderInfoFromAfpInfo(*afp))
                 return info;
         }
@@ -440,7 +456,7 @@ std::optional<QByteArray> LinuxPlatform::finderInfoAt(int folder, const QString&
     }
     return finderInfoFromListing(
         encoded, names, length, [&](const char* attribute) -> std::optional<QByteArray> {
-            char buffer[256];
+            char buffer[kRecordBufferSize];
             XattrArgs args{quint64(quintptr(buffer)), quint32(sizeof buffer), 0};
             const long n = ::syscall(kGetXattrAt, folder, name.constData(), AT_SYMLINK_NOFOLLOW, attribute,
                                      &args, sizeof args);
@@ -454,10 +470,12 @@ bool LinuxPlatform::setFinderInfo(const QString& path, const QByteArray& info) c
     const QByteArray encoded = FileName::encode(path);
     const QByteArray padded = info.leftJustified(kFinderInfoSize, 0, true);
     // Keep a share's own record current when there is one, so the Mac sees the change.
-    if (auto afp = readAttribute(encoded, netatalkAttribute)) {
-        const QByteArray record = afpInfoWithFinderInfo(*afp, padded);
-        return ::setxattr(encoded.constData(), netatalkAttribute, record.constData(), size_t(record.size()),
-                          0) == 0;
+    for (const char* attribute : {netatalkAttribute, afpStreamAttribute}) {
+        if (auto afp = readAttribute(encoded, attribute)) {
+            const QByteArray record = afpInfoWithFinderInfo(*afp, padded);
+            return ::setxattr(encoded.constData(), attribute, record.constData(), size_t(record.size()), 0) ==
+                   0;
+        }
     }
     return ::setxattr(encoded.constData(), finderInfoAttribute, padded.constData(), size_t(padded.size()),
                       0) == 0;

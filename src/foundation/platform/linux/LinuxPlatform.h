@@ -100,10 +100,16 @@ public:
     QStringList launchJobWatchedPaths(const QString& label, const QString& folder) const override;
     // ---- end of launch jobs -------------------------------------------------------------------
 
+    // Where a Mac's FinderInfo lies on a Samba or netatalk share: netatalk's metadata (Samba's
+    // fruit:metadata=netatalk, its default) is an AppleDouble header of 402 bytes; with
+    // fruit:metadata=stream, the AfpInfo stream is kept by streams_xattr.
     static constexpr char netatalkAttribute[] = "user.org.netatalk.Metadata";
+    static constexpr char afpStreamAttribute[] = "user.DosStream.AFP_AfpInfo:$DATA";
     static constexpr char finderInfoAttribute[] = "user.com.apple.FinderInfo";
-    // The FinderInfo inside an AfpInfo record; nothing when the record is not one.
+    // The FinderInfo inside a share's record, an AfpInfo record or an AppleDouble header;
+    // nothing when the record is neither.
     static std::optional<QByteArray> finderInfoFromAfpInfo(const QByteArray& afpInfo);
+    // The record with the FinderInfo replaced, everything else in it kept.
     static QByteArray afpInfoWithFinderInfo(QByteArray afpInfo, const QByteArray& info);
 
     // Pure helpers, public so that they can be tested on their own.
