@@ -30,6 +30,7 @@
 #include "foundation/BMLocalPaths.h"
 #include "foundation/BMLog.h"
 #include "foundation/BMSettings.h"
+#include "foundation/FileName.h"
 #include "foundation/FileTree.h"
 #include "foundation/MainThread.h"
 #include "foundation/PathText.h"
@@ -687,7 +688,7 @@ void AppController::updateStatusLine() {
         QStringLiteral("%1, %2, %3").arg(projectText, autosaveText, OutlineText().formatFileSize(bytes));
     QStringList offline;
     for (const QString& location : m_offlineLocations)
-        offline << tr("%1 (offline)").arg(abbreviated(location));
+        offline << tr("%1 (offline)").arg(FileName::displayText(abbreviated(location)));
     if (!offline.isEmpty()) {
         const qint64 count = offline.size();
         text += QStringLiteral("; ") + (count == 1 ? tr("1 location offline")
