@@ -777,6 +777,8 @@ void AppController::prefsAddManualPath() {
             chosen = vault;
         if (!m_manualPathArray.contains(chosen))
             m_manualPathArray << chosen;
+        // `vestry discover` may have stored locations since the window read the list.
+        settings().synchronize();
         QStringList known = CatalogueLocations::storedPaths(settings(), SettingsKey::autosavePaths);
         if (!known.contains(chosen)) {
             known << chosen;
@@ -794,6 +796,7 @@ void AppController::prefsRemoveManualPath() {
     if (row < 0 || row >= m_manualPathArray.size())
         return;
     const QString path = m_manualPathArray.takeAt(row);
+    settings().synchronize(); // as when adding
     QStringList known = CatalogueLocations::storedPaths(settings(), SettingsKey::autosavePaths);
     if (known.removeAll(path) > 0)
         settings().setValue(SettingsKey::autosavePaths, CatalogueLocations::storablePaths(known));

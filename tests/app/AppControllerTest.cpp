@@ -153,6 +153,35 @@ TEST_F(Controller, AddedFoldersAreStoredOnceWithTheirVaultAndRemovedOnesForgotte
     EXPECT_EQ(settings().stringListValue(SettingsKey::manualPaths), QStringList{inHome[1]});
 }
 
+// `vestry discover` stores a location while the window is open; adding and removing a folder
+// in the preferences keeps it.
+TEST_F(Controller, LocationsAnotherProgramStoredMeanwhileSurviveAddingAndRemovingAFolder) {
+    start();
+    const auto stored = [this] {
+        BMSettings file([this] { return settings().userFilePath(); });
+        return file.stringListValue(SettingsKey::autosavePaths);
+    };
+    const auto storeElsewhere = [this](const QStringList& locations) {
+        BMSettings file([this] { return settings().userFilePath(); });
+        file.setValue(SettingsKey::autosavePaths, locations);
+    };
+    const QStringList found = stored() + QStringList{"/Volumes/Cart/Autosave Vault"};
+    storeElsewhere(found);
+    chosenFolder = home().makeFolder("Edit");
+    expectRebuild([&] { controller->prefsAddManualPath(); });
+    QStringList now = stored();
+    EXPECT_TRUE(now.contains("/Volumes/Cart/Autosave Vault") && now.contains(chosenFolder))
+        << now.join(", ").toStdString();
+
+    storeElsewhere(found + QStringList{chosenFolder, "/Volumes/Two/Avid Attic"});
+    controller->preferencesWindow()->manualPathList()->setCurrentRow(0);
+    controller->prefsRemoveManualPath();
+    now = stored();
+    EXPECT_TRUE(now.contains("/Volumes/Cart/Autosave Vault") && now.contains("/Volumes/Two/Avid Attic") &&
+                !now.contains(chosenFolder))
+        << now.join(", ").toStdString();
+}
+
 TEST_F(Controller, TurningTheAdminPasswordOffNeedsAuthorisationAndAnalyticsHaveTheirOwnFile) {
     start();
     QCheckBox* box = controller->preferencesWindow()->adminPasswordBox();
