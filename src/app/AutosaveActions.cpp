@@ -359,7 +359,9 @@ QString AutosaveActions::pinnedNote(const SelectedRows& rows) const {
 const PinnedPaths& AutosaveActions::currentPins() const {
     // `vestry pin` may have pinned something since the window last read the settings.
     BMSettings::standard().synchronize();
-    m_controller->model()->setPins(PinnedPaths::stored());
+    PinnedPaths pins = PinnedPaths::stored();
+    if (pins.paths() != m_controller->model()->pins().paths())
+        m_controller->model()->setPins(std::move(pins));
     return m_controller->model()->pins();
 }
 
