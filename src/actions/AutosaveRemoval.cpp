@@ -6,12 +6,33 @@
 #include "foundation/BMFileManager.h"
 #include "foundation/BMLog.h"
 #include "foundation/DestructiveGuard.h"
+#include "foundation/FileName.h"
 #include "foundation/FileTree.h"
 #include "foundation/TrashBatch.h"
+#include "foundation/platform/Platform.h"
 
 namespace {
 
 enum class Outcome { Removed, Missing, Failed };
+
+// A list that is minutes or days old may show a file that an editor has since written again
+// under the same name (Premiere reuses its autosave names): that file is not the one the user
+// or a rule chose. Folders are left to the guard and the Trash; their dates say little.
+bool changedSinceListed(const BMAutoItem& item, QString* why) {
+    if (item.modifiedMsecs() == BMAutoItem::noDate)
+        return false;
+    const std::optional<FileFacts> facts = Platform::current().fileFacts(item.path(), false);
+    if (!facts || facts->isDirectory)
+        return false;
+    if (BMAutoItem::msecsOf(facts->modified) == item.modifiedMsecs() &&
+        double(facts->size) == item.fileSize())
+        return false;
+    *why = QStringLiteral("%1: written again since it was listed (now %2 bytes, %3); it stays where it is")
+               .arg(FileName::displayText(item.path()))
+               .arg(facts->size)
+               .arg(facts->modified.toLocalTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")));
+    return true;
+}
 
 Outcome trashAutosave(const BMAutoItemPtr& item, RemovalReport& report) {
     const QString& path = item->path();
@@ -25,6 +46,13 @@ Outcome trashAutosave(const BMAutoItemPtr& item, RemovalReport& report) {
         BMLog::appendLog(QStringLiteral("Not moving to the Trash: %1.").arg(refusal));
         report.failed << path;
         report.reasons.insert(path, refusal);
+        return Outcome::Failed;
+    }
+    QString changed;
+    if (changedSinceListed(*item, &changed)) {
+        BMLog::appendLog(QStringLiteral("Not moving to the Trash: %1.").arg(changed));
+        report.failed << path;
+        report.reasons.insert(path, changed);
         return Outcome::Failed;
     }
     // Taken before the move: the item's own fields say what it was.

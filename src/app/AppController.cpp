@@ -30,6 +30,7 @@
 #include "foundation/BMLocalPaths.h"
 #include "foundation/BMLog.h"
 #include "foundation/BMSettings.h"
+#include "foundation/FileName.h"
 #include "foundation/FileTree.h"
 #include "foundation/MainThread.h"
 #include "foundation/PathText.h"
@@ -49,7 +50,11 @@
 #include <QListWidget>
 #include <QToolButton>
 
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
 #include <set>
+#include <unistd.h>
 
 namespace {
 
@@ -63,6 +68,16 @@ QString home() {
 
 QString abbreviated(const QString& path) {
     return PathText::abbreviatingHome(path, home());
+}
+
+// Why the folder cannot be listed now, in words.
+QString listingError(const QString& folder) {
+    const int fd = ::open(FileName::encode(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd >= 0) {
+        ::close(fd);
+        return QStringLiteral("it could not be listed");
+    }
+    return QString::fromLocal8Bit(std::strerror(errno));
 }
 
 // A clean-up set-up that found its folder ends with a rebuild, so that the window lists what
@@ -494,9 +509,13 @@ void AppController::populateDataOnThisThread(bool saveExpandedState) {
             MainThread::runAndWait([this, folder] { m_preferences->setAutosaveFolderText(folder); });
         });
         BMProjectList projects;
+        QStringList unreadable;
         auto scan = [&](const QString& location) {
-            if (auto found = scanner.projectsFromFolder(location))
+            ScanStatus status = ScanStatus::Scanned;
+            if (auto found = scanner.projectsFromFolder(location, &status))
                 projects.append(*found);
+            if (status == ScanStatus::ListingFailed)
+                unreadable << location;
             const QString shown = abbreviated(location);
             const int found = int(projects.size());
             MainThread::runAndWait([this, shown, total, found] {
@@ -516,8 +535,9 @@ void AppController::populateDataOnThisThread(bool saveExpandedState) {
         if (m_orphanFilter)
             orphans = findOrphans(projects);
         BMLog::fastAppendLog(QStringLiteral("Updating data..."));
-        MainThread::runAndWait([this, &projects, &offline, &orphans] {
+        MainThread::runAndWait([this, &projects, &offline, &unreadable, &orphans] {
             m_offlineLocations = offline;
+            m_unreadableLocations = unreadable;
             setDataArray(std::move(projects), std::move(orphans));
         });
         BMLog::appendLog(QStringLiteral("Refreshing outline view..."));
@@ -687,11 +707,20 @@ void AppController::updateStatusLine() {
         QStringLiteral("%1, %2, %3").arg(projectText, autosaveText, OutlineText().formatFileSize(bytes));
     QStringList offline;
     for (const QString& location : m_offlineLocations)
-        offline << tr("%1 (offline)").arg(abbreviated(location));
+        offline << tr("%1 (offline)").arg(FileName::displayText(abbreviated(location)));
     if (!offline.isEmpty()) {
         const qint64 count = offline.size();
         text += QStringLiteral("; ") + (count == 1 ? tr("1 location offline")
                                                    : tr("%1 locations offline").arg(locale.toString(count)));
+    }
+    // A location that is there but cannot be listed would otherwise just look empty.
+    for (const QString& location : m_unreadableLocations)
+        offline << tr("%1 (could not be read: %2)")
+                       .arg(FileName::displayText(abbreviated(location)), listingError(location));
+    if (const qint64 count = m_unreadableLocations.size(); count > 0) {
+        text += QStringLiteral("; ") +
+                (count == 1 ? tr("1 location could not be read")
+                            : tr("%1 locations could not be read").arg(locale.toString(count)));
     }
     if (m_orphanFilter && m_orphans)
         text += QStringLiteral("; ") + tr("orphaned projects only");
@@ -776,6 +805,8 @@ void AppController::prefsAddManualPath() {
             chosen = vault;
         if (!m_manualPathArray.contains(chosen))
             m_manualPathArray << chosen;
+        // `vestry discover` may have stored locations since the window read the list.
+        settings().synchronize();
         QStringList known = CatalogueLocations::storedPaths(settings(), SettingsKey::autosavePaths);
         if (!known.contains(chosen)) {
             known << chosen;
@@ -793,6 +824,7 @@ void AppController::prefsRemoveManualPath() {
     if (row < 0 || row >= m_manualPathArray.size())
         return;
     const QString path = m_manualPathArray.takeAt(row);
+    settings().synchronize(); // as when adding
     QStringList known = CatalogueLocations::storedPaths(settings(), SettingsKey::autosavePaths);
     if (known.removeAll(path) > 0)
         settings().setValue(SettingsKey::autosavePaths, CatalogueLocations::storablePaths(known));

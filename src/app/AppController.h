@@ -213,6 +213,8 @@ private:
     QStringList m_manualPathArray;
     // Stored locations that were not there at the last rebuild; the status line names them.
     QStringList m_offlineLocations;
+    // Those that were there but could not be listed; the status line names them too.
+    QStringList m_unreadableLocations;
     std::function<void()> m_locationSearch;
     // Finds new autosave folders; the workers that use it are waited for before it goes.
     std::unique_ptr<LocationDiscovery> m_discovery;

@@ -344,7 +344,7 @@ void AutosaveActions::remove() {
 
 // A pin keeps rules away, not the user: removing by hand goes on, but the question says so.
 QString AutosaveActions::pinnedNote(const SelectedRows& rows) const {
-    const PinnedPaths& pins = m_controller->model()->pins();
+    const PinnedPaths& pins = currentPins();
     const auto pinned = std::count_if(rows.cbegin(), rows.cend(), [&](const SelectedRow& row) {
         return row.isProject() ? pins.isPinned(*row.project) : pins.isPinned(*row.item);
     });
@@ -356,8 +356,18 @@ QString AutosaveActions::pinnedNote(const SelectedRows& rows) const {
            (pinned == 1 ? tr("1 of them is pinned.") : tr("%1 of them are pinned.").arg(qint64(pinned)));
 }
 
+const PinnedPaths& AutosaveActions::currentPins() const {
+    // `vestry pin` may have pinned something since the window last read the settings.
+    BMSettings::standard().synchronize();
+    PinnedPaths pins = PinnedPaths::stored();
+    if (pins.paths() != m_controller->model()->pins().paths())
+        m_controller->model()->setPins(std::move(pins));
+    return m_controller->model()->pins();
+}
+
 void AutosaveActions::removeOlderAutosaves(int days) {
-    const RetentionChoice choice = RetentionRules::removeOlderAutosaves(selectedRows(), days, m_env.now());
+    const RetentionChoice choice =
+        RetentionRules::removeOlderAutosaves(selectedRows(), days, m_env.now(), currentPins());
     if (choice.ask)
         confirmRuleRemoval(choice.autosaves);
 }
@@ -366,7 +376,9 @@ void AutosaveActions::removeAllExceptMostRecent(int keep) {
     // The rule leaves the projects it thins out sorted newest first.
     const SelectedRows rows = selectedRows();
     RetentionChoice choice;
-    m_controller->model()->reorder([&] { choice = RetentionRules::removeAllExceptMostRecent(rows, keep); });
+    const PinnedPaths& pins = currentPins();
+    m_controller->model()->reorder(
+        [&] { choice = RetentionRules::removeAllExceptMostRecent(rows, keep, pins); });
     if (choice.ask)
         confirmRuleRemoval(choice.autosaves);
 }
@@ -381,8 +393,7 @@ void AutosaveActions::thinOut() {
     const bool selectionOnly = !projects.isEmpty();
     if (!selectionOnly)
         projects = m_controller->dataArray();
-    ThinOutDialog dialog(projects, selectionOnly, m_controller->model()->pins(), m_env.now(),
-                         m_controller->mainWindow());
+    ThinOutDialog dialog(projects, selectionOnly, currentPins(), m_env.now(), m_controller->mainWindow());
     if (dialog.exec() != QDialog::Accepted)
         return;
     BMAutoItemList items;

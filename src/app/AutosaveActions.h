@@ -10,6 +10,7 @@
 #include <functional>
 
 class AppController;
+class PinnedPaths;
 class RulePreviewSheet;
 class QWidget;
 
@@ -75,6 +76,8 @@ private:
     bool ask(const QString& message, const QString& defaultButton, const QString& alternateButton,
              const QString& informative) const;
     void runWork(std::function<void()> work);
+    // The pins as the settings file holds them now, given to the outline too.
+    const PinnedPaths& currentPins() const;
     // " 2 of them are pinned." for the removal question, or nothing.
     QString pinnedNote(const SelectedRows& rows) const;
     void transfer(bool copy);

@@ -4,6 +4,7 @@
 #include "catalogue/OutlineSorting.h"
 #include "catalogue/RecentWriteGuard.h"
 #include "foundation/BMException.h"
+#include "foundation/FileName.h"
 #include "foundation/PathText.h"
 #include "foundation/platform/Platform.h"
 
@@ -204,11 +205,14 @@ QVariant AutosaveOutlineModel::data(const QModelIndex& index, int role) const {
             if (BMProjectPtr project = projectAt(index)) {
                 switch (role) {
                 case Qt::DisplayRole:
+                    // Names as the rest of the program shows them: a line break or a byte that is
+                    // not UTF-8 would otherwise cut the row short or draw as nothing.
                     if (index.column() == LocationColumn) {
-                        return PathText::abbreviatingHome(PathText::deletingLastComponent(project->path()),
-                                                          Platform::current().homeDirectory());
+                        return FileName::displayText(
+                            PathText::abbreviatingHome(PathText::deletingLastComponent(project->path()),
+                                                       Platform::current().homeDirectory()));
                     }
-                    return m_text.cellText(*project, column);
+                    return FileName::displayText(m_text.cellText(*project, column));
                 case Qt::ToolTipRole:
                     return projectToolTip(*project);
                 case Qt::FontRole:
@@ -239,7 +243,9 @@ QVariant AutosaveOutlineModel::data(const QModelIndex& index, int role) const {
             } else if (BMAutoItemPtr item = itemAt(index)) {
                 switch (role) {
                 case Qt::DisplayRole:
-                    return index.column() == LocationColumn ? QString() : m_text.cellText(*item, column);
+                    return index.column() == LocationColumn
+                               ? QString()
+                               : FileName::displayText(m_text.cellText(*item, column));
                 case Qt::DecorationRole:
                     if (index.column() != NameColumn)
                         return QVariant();
@@ -273,19 +279,20 @@ QVariant AutosaveOutlineModel::data(const QModelIndex& index, int role) const {
 QString AutosaveOutlineModel::itemToolTip(const BMAutoItem& item) {
     const RecentWriteGuard guard = RecentWriteGuard::stored();
     if (!guard.guards(item))
-        return item.path();
+        return FileName::displayText(item.path());
     QString written = RecentWriteGuard::writtenText(item);
     written[0] = written[0].toUpper();
     return QStringLiteral("%1\n%2: the background jobs leave it alone for %3 minute%4")
-        .arg(item.path(), written)
+        .arg(FileName::displayText(item.path()), written)
         .arg(guard.minutes())
         .arg(guard.minutes() == 1 ? "" : "s");
 }
 
 QString AutosaveOutlineModel::projectToolTip(const BMProject& project) const {
-    QString tip = project.path();
+    QString tip = FileName::displayText(project.path());
     if (const auto orphan = m_orphans.constFind(project.path()); orphan != m_orphans.cend())
-        tip += QLatin1Char('\n') + tr("Its project file no longer exists: %1").arg(*orphan);
+        tip += QLatin1Char('\n') +
+               tr("Its project file no longer exists: %1").arg(FileName::displayText(*orphan));
     return m_pins.isPinned(project) ? AutosaveIcons::pinnedToolTip(tip) : tip;
 }
 

@@ -44,6 +44,8 @@ void PinCommands::change(bool pin) {
     const auto* actions = m_controller->findChild<AutosaveActions*>();
     if (!actions)
         return;
+    // Added to the pins `vestry pin` may have stored since the window last read them.
+    BMSettings::standard().synchronize();
     const PinnedPaths pins = PinnedPaths::stored();
     QStringList paths = pins.paths();
     for (const SelectedRow& row : actions->selectedRows()) {

@@ -315,9 +315,23 @@ bool BMSettings::writeUserFile() {
     return !m_dirty;
 }
 
+void BMSettings::reloadUnlessPending() {
+    if (m_dirty)
+        return ensureLoaded();
+    // A file set aside at the first read is absent now: what became of it is still to be told.
+    const QString problem = m_userFileProblem;
+    m_loaded = false;
+    ensureLoaded();
+    if (m_userFileProblem.isEmpty())
+        m_userFileProblem = problem;
+}
+
 bool BMSettings::setValue(const QString& key, const QVariant& value) {
     std::lock_guard lock(m_mutex);
-    ensureLoaded();
+    // The command line and the helper write the same file while a window is open: the key is
+    // changed in what the file holds now, not in what this program read minutes ago, which
+    // would put back what they changed. Changes still waiting to be written are kept instead.
+    reloadUnlessPending();
     QVariant stored = value;
     if (value.typeId() == QMetaType::QStringList)
         stored = QVariant(QVariantList(value.toStringList().cbegin(), value.toStringList().cend()));
@@ -329,7 +343,7 @@ bool BMSettings::setValue(const QString& key, const QVariant& value) {
 
 bool BMSettings::removeValue(const QString& key) {
     std::lock_guard lock(m_mutex);
-    ensureLoaded();
+    reloadUnlessPending(); // as in setValue
     if (m_user.remove(key) == 0)
         return true;
     return writeUserFile();

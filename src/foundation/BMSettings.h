@@ -65,6 +65,7 @@ public:
 
 private:
     void ensureLoaded() const;
+    void reloadUnlessPending();
     bool writeUserFile();
 
     PathSource m_userFile;

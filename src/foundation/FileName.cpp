@@ -152,6 +152,17 @@ bool FileName::hasInvalidBytes(const QString& name) {
     return false;
 }
 
+namespace {
+
+// The invisible marks that change the direction of the text after them. Letters of right-to-left
+// scripts are not among them and are shown as they are.
+bool isDirectionControl(char16_t unit) {
+    return unit == 0x061C || unit == 0x200E || unit == 0x200F || (unit >= 0x202A && unit <= 0x202E) ||
+           (unit >= 0x2066 && unit <= 0x2069);
+}
+
+} // namespace
+
 QString FileName::displayText(const QString& name) {
     QString text;
     text.reserve(name.size());
@@ -169,6 +180,10 @@ QString FileName::displayText(const QString& name) {
             text.append(QLatin1String("\\t"));
         } else if (unit < 0x20 || unit == 0x7F) {
             text.append(QStringLiteral("\\x%1").arg(int(unit), 2, 16, QLatin1Char('0')));
+        } else if (isDirectionControl(unit)) {
+            // Drawn, it turns the rest of the name round: "Shot \u202Eevom" would read "Shot move".
+            text.append(QLatin1String("\\u") +
+                        QString::number(int(unit), 16).toUpper().rightJustified(4, QLatin1Char('0')));
         } else {
             text.append(name[i]);
         }

@@ -8,6 +8,7 @@
 #include "foundation/BMSettings.h"
 #include "foundation/PlistFile.h"
 #include "foundation/SettingsKeys.h"
+#include "support/Programs.h"
 
 #include <QCheckBox>
 #include <QHeaderView>
@@ -16,6 +17,9 @@
 #include <QTabWidget>
 #include <QToolButton>
 #include <QUrlQuery>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -151,6 +155,35 @@ TEST_F(Controller, AddedFoldersAreStoredOnceWithTheirVaultAndRemovedOnesForgotte
     controller->preferencesWindow()->manualPathList()->setCurrentRow(-1);
     controller->prefsRemoveManualPath(); // nothing selected: nothing happens
     EXPECT_EQ(settings().stringListValue(SettingsKey::manualPaths), QStringList{inHome[1]});
+}
+
+// `vestry discover` stores a location while the window is open; adding and removing a folder
+// in the preferences keeps it.
+TEST_F(Controller, LocationsAnotherProgramStoredMeanwhileSurviveAddingAndRemovingAFolder) {
+    start();
+    const auto stored = [this] {
+        BMSettings file([this] { return settings().userFilePath(); });
+        return file.stringListValue(SettingsKey::autosavePaths);
+    };
+    const auto storeElsewhere = [this](const QStringList& locations) {
+        BMSettings file([this] { return settings().userFilePath(); });
+        file.setValue(SettingsKey::autosavePaths, locations);
+    };
+    const QStringList found = stored() + QStringList{"/Volumes/Cart/Autosave Vault"};
+    storeElsewhere(found);
+    chosenFolder = home().makeFolder("Edit");
+    expectRebuild([&] { controller->prefsAddManualPath(); });
+    QStringList now = stored();
+    EXPECT_TRUE(now.contains("/Volumes/Cart/Autosave Vault") && now.contains(chosenFolder))
+        << now.join(", ").toStdString();
+
+    storeElsewhere(found + QStringList{chosenFolder, "/Volumes/Two/Avid Attic"});
+    controller->preferencesWindow()->manualPathList()->setCurrentRow(0);
+    controller->prefsRemoveManualPath();
+    now = stored();
+    EXPECT_TRUE(now.contains("/Volumes/Cart/Autosave Vault") && now.contains("/Volumes/Two/Avid Attic") &&
+                !now.contains(chosenFolder))
+        << now.join(", ").toStdString();
 }
 
 TEST_F(Controller, TurningTheAdminPasswordOffNeedsAuthorisationAndAnalyticsHaveTheirOwnFile) {
@@ -359,6 +392,35 @@ TEST_F(Controller, AStoredLocationOnADriveThatIsNotMountedIsShownOfflineAndKeptU
     EXPECT_TRUE(projectNames().contains("Delta"));
     EXPECT_FALSE(status->text().contains("offline")) << status->text().toStdString();
     EXPECT_TRUE(status->toolTip().isEmpty());
+}
+
+// A location the user may not list looked empty. Root lists everything, so the window runs as
+// nobody: this test runs itself again under setpriv, given a location only root may open.
+TEST_F(Controller, ALocationThatCannotBeReadIsNamedInTheStatusLineWithTheCause) {
+    const QString locked = qEnvironmentVariable("VESTRY_TEST_LOCKED_LOCATION");
+    if (locked.isEmpty()) {
+        if (::getuid() != 0 || !QFileInfo("/usr/bin/setpriv").isExecutable())
+            GTEST_SKIP() << "needs root and setpriv to run the window as nobody";
+        home().writeFile("Locked/Autosave Vault/Shut/Shut_2026-11-01_0900.motn", "m");
+        const QString location = home().root() + "/Locked/Autosave Vault";
+        ASSERT_EQ(::chmod(QFile::encodeName(home().root()), 0755), 0);
+        ASSERT_EQ(::chmod(QFile::encodeName(location), 0700), 0);
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("VESTRY_TEST_LOCKED_LOCATION", location);
+        const ProgramRun run = runProgram(
+            "/usr/bin/setpriv",
+            setprivAsNobody() + QStringList{QFileInfo("/proc/self/exe").canonicalFilePath(),
+                                            "--gtest_filter=Controller.ALocationThatCannotBeRead*"},
+            {env, QString(), 60000, QByteArray(), true});
+        EXPECT_EQ(run.exitCode, 0) << run.out.toStdString();
+        EXPECT_TRUE(run.out.contains("[  PASSED  ] 1 test.")) << run.out.toStdString();
+        return;
+    }
+    settings().setValue(SettingsKey::autosavePaths, QStringList{premiere, locked});
+    start();
+    const QLabel* status = controller->mainWindow()->statusLabel();
+    EXPECT_EQ(status->text(), "3 projects, 4 autosaves, 4.6 KB; 1 location could not be read");
+    EXPECT_EQ(status->toolTip(), locked + " (could not be read: Permission denied)");
 }
 
 TEST_F(Controller, WhileTheCatalogueIsBuiltTheWindowSaysSoAndCountsWhatItFound) {

@@ -13,6 +13,8 @@
 #include <QTest>
 #include <QThread>
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -352,4 +354,58 @@ TEST_F(Actions, ProgressSheetCancelOrEscStopsARemovalBetweenFilesAndTheWindowSay
         ASSERT_TRUE(waitFor([&] { return rebuilt.count() > 0; }));
         controller->waitForWorkers();
     }
+}
+
+// The list is days old when a rule runs; meanwhile Premiere wrote Beta-1 again under its old name.
+// The rule chose the file the list showed, not the new one: that one stays, and the alert says why.
+TEST_F(Actions, AnAutosaveWrittenAgainSinceTheListWasMadeIsNotMovedToTheTrash) {
+    start();
+    write("Documents/Adobe Premiere Pro Auto-Save/Beta/Beta-1.prproj", "the newest edit, saved just now");
+    now = now.addDays(10);
+    select({projectIndex("Beta")});
+    {
+        Answerer confirm("Remove");
+        menu().removeOlderThan[2]->trigger();
+        ASSERT_TRUE(waitFor([&] { return confirm.count == 1; }));
+        EXPECT_EQ(confirm.text, "Are you sure you wish to remove 2 autosaves?");
+    }
+    QSignalSpy rebuilt(controller.get(), &AppController::catalogueRebuilt);
+    QPointer<QMessageBox> told;
+    ASSERT_TRUE(waitFor([&] { return (told = visibleAlert()) != nullptr; }));
+    EXPECT_EQ(told->text(), "Some autosaves could not be moved to the Trash.");
+    EXPECT_TRUE(told->informativeText().startsWith(
+        premiere("Beta/Beta-1.prproj: written again since it was listed (now 31 bytes, ")))
+        << told->informativeText().toStdString();
+    clickButton(told, "OK");
+    ASSERT_TRUE(waitFor([&] { return rebuilt.count() > 0; }));
+    controller->waitForWorkers();
+    EXPECT_EQ(trashed(), QStringList{"Beta-2.prproj"});
+    EXPECT_EQ(readFile(premiere("Beta/Beta-1.prproj")), "the newest edit, saved just now");
+    EXPECT_EQ(controller->model()->itemAt(itemIndex("Beta", 0))->name(), "Beta-1.prproj");
+}
+
+// A line break would cut the row and its tooltip short; bytes that are not UTF-8 would draw as
+// nothing: the outline shows such names escaped, as every message does.
+TEST_F(Actions, OddNamesAreShownEscapedInTheOutlineAndItsTooltips) {
+    const QByteArray folder = QFile::encodeName(premiere());
+    for (const QByteArray& name : {QByteArray("New\nline"), QByteArray("Caf\xe9")}) {
+        ASSERT_EQ(::mkdir(folder + '/' + name, 0755), 0);
+        const int fd = ::open(folder + '/' + name + '/' + name + "-1.prproj", O_CREAT | O_WRONLY, 0644);
+        ASSERT_GE(fd, 0);
+        ::close(fd);
+    }
+    start();
+    QStringList shown;
+    for (int row = 0; row < controller->model()->rowCount(); ++row)
+        shown << controller->model()->index(row, 0).data().toString();
+    shown.sort();
+    EXPECT_EQ(shown, (QStringList{"Alpha", "Beta", "Caf\\xe9", "Ceremony", "New\\nline"}));
+    const QModelIndex odd = projectIndex("New\nline");
+    ASSERT_TRUE(odd.isValid());
+    EXPECT_EQ(odd.data(Qt::ToolTipRole).toString(), premiere("New\\nline"));
+    const QModelIndex autosave = controller->model()->index(0, 0, odd);
+    EXPECT_EQ(autosave.data().toString(), "New\\nline-1.prproj");
+    // Its second line is the recent-write note.
+    EXPECT_EQ(autosave.data(Qt::ToolTipRole).toString().section('\n', 0, 0),
+              premiere("New\\nline/New\\nline-1.prproj"));
 }

@@ -7,6 +7,7 @@
 #include "catalogue/PinnedPaths.h"
 #include "foundation/BMSettings.h"
 #include "foundation/SettingsKeys.h"
+#include "support/Programs.h"
 
 #include <QAction>
 #include <QImage>
@@ -155,4 +156,35 @@ TEST_F(RecentlyRemoved, WhileAnotherRunHoldsTheLocationNothingIsPutBackAndTheAle
         << why.toStdString();
     EXPECT_EQ(readFile(inTrash("Alpha-1.prproj")), "Alpha/Alpha-1.prproj");
     EXPECT_FALSE(QFileInfo::exists(premiere("Alpha")));
+}
+
+// `vestry pin` and `vestry unpin` while the window is open: the window's own writes to the
+// settings keep what they stored, and its rules keep away from what is pinned now.
+TEST_F(Pins, PinsTheCommandLineChangesWhileTheWindowIsOpenAreKeptAndHonoured) {
+    start();
+    const auto vestry = [&](const QStringList& arguments) {
+        const ProgramRun run =
+            runProgram(VESTRY_PROGRAM, arguments, {QProcessEnvironment::systemEnvironment(), home().home()});
+        EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    };
+    const auto storedPins = [] {
+        BMSettings file([] { return BMSettings::standard().userFilePath(); });
+        return PinnedPaths::fromSettings(file).paths();
+    };
+    vestry({"pin", premiere("Beta")});
+    // The user comes back to the window, which stores its open rows and reads the list again.
+    expectRebuild([&] { controller->applicationBecameActive(); });
+    EXPECT_EQ(storedPins(), QStringList{path(projectIndex("Beta"))});
+    EXPECT_TRUE(badged(projectIndex("Beta")));
+
+    vestry({"unpin", premiere("Beta")});
+    vestry({"pin", premiere("Alpha")});
+    now = now.addDays(10);
+    select({projectIndex("Alpha"), projectIndex("Beta")});
+    Answerer answer("Remove");
+    expectRebuild([&] { menu().removeOlderThan[2]->trigger(); });
+    EXPECT_EQ(answer.text, "Are you sure you wish to remove this autosave?");
+    EXPECT_EQ(trashed(), QStringList{"Beta-1.prproj"});
+    EXPECT_EQ(readFile(premiere("Alpha/Alpha-1.prproj")), "Alpha/Alpha-1.prproj");
+    EXPECT_TRUE(badged(projectIndex("Alpha")));
 }
