@@ -65,12 +65,12 @@ public:
 
     enum class Transfer { Copy, Move };
     struct TransferReport {
-        QStringList done;   // destinations written
-        QStringList failed; // sources that could not be copied or moved
+        QStringList done;                // destinations written
+        QStringList failed;              // sources that could not be copied or moved
         QHash<QString, QString> reasons; // for failed: the file and the cause in words
-        QString error;      // a move that did not start: another run holds a location
-        qint64 total = 0;   // the autosaves it set out to copy or move
-        bool cancelled = false; // stopped between two files; those not reached are untouched
+        QString error;                   // a move that did not start: another run holds a location
+        qint64 total = 0;                // the autosaves it set out to copy or move
+        bool cancelled = false;          // stopped between two files; those not reached are untouched
     };
     // Copies or moves every autosave of the rows that still exists into the folder (under
     // its own name, or a free one beside an existing file), then removes the folders a move
