@@ -122,6 +122,19 @@ protected:
         lines.sort();
         return lines;
     }
+    static bool canRunAsNobody() { return ::getuid() == 0 && QFileInfo("/usr/bin/setpriv").isExecutable(); }
+    // Two autosaves a one-day limit thins out, in a home the user nobody may work in.
+    void twoAutosavesNobodyMayClean() {
+        set({{autoCleanUseCriteriaAge, true}, {autoCleanCriteriaAge, 1}});
+        autosave("Edit/Edit-1.prproj", 3);
+        autosave("Edit/Edit-2.prproj", 2);
+        ASSERT_EQ(runProgram("chmod", {"-R", "a+rwX", home().root()}).exitCode, 0);
+    }
+    Outcome cleanAsNobody() {
+        return run(setprivAsNobody() + QStringList{VESTRY_HELPER_PROGRAM, "-clean", location}, QString(),
+                   "/usr/bin/setpriv");
+    }
+
     // The job's last run as the task log has it: "ok: <result>" or "failed: <result>".
     QString lastRun(const QString& job) const {
         const auto run = HelperRunLog::lastRun(home().home() + "/.local/state/Brightmoor", job);
@@ -329,18 +342,14 @@ TEST_F(HelperProgram, AFolderReplacedByALinkIsCleanedOnlyWhereItLeadsToAnAutosav
 // A cache folder left to root (a run under sudo): every run would fail to lock, so that is a
 // failure, never "ok: skipped" as when another run is busy.
 TEST_F(HelperProgram, ARunThatCannotLockAtAllFailsNamingTheCause) {
-    if (::getuid() != 0 || !QFileInfo("/usr/bin/setpriv").isExecutable())
+    if (!canRunAsNobody())
         GTEST_SKIP() << "needs root to run the helper as the user nobody";
-    set({{autoCleanUseCriteriaAge, true}, {autoCleanCriteriaAge, 1}});
-    autosave("Edit/Edit-1.prproj", 3);
-    autosave("Edit/Edit-2.prproj", 2);
-    ASSERT_EQ(runProgram("chmod", {"-R", "a+rwX", home().root()}).exitCode, 0);
+    twoAutosavesNobodyMayClean();
     const QString cache = home().home() + "/.cache";
     ASSERT_TRUE(QDir().mkpath(cache) &&
                 QFile::setPermissions(cache, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner |
                                                  QFile::ReadOther | QFile::ExeOther));
-    const Outcome result = run(setprivAsNobody() + QStringList{VESTRY_HELPER_PROGRAM, "-clean", location},
-                               QString(), "/usr/bin/setpriv");
+    const Outcome result = cleanAsNobody();
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_TRUE(result.out.endsWith(cache + "/Vestry/locks: Permission denied\n"))
         << result.out.toStdString();
@@ -369,18 +378,14 @@ TEST_F(HelperProgram, ALocationAnotherRunHoldsFailsTheRunNamingTheHolder) {
 }
 
 TEST_F(HelperProgram, ARefusedMoveNamesTheFileAndTheCauseWithoutAsking) {
-    if (::getuid() != 0 || !QFileInfo("/usr/bin/setpriv").isExecutable())
+    if (!canRunAsNobody())
         GTEST_SKIP() << "needs root to run the helper as the user nobody";
-    set({{autoCleanUseCriteriaAge, true}, {autoCleanCriteriaAge, 1}});
-    autosave("Edit/Edit-1.prproj", 3);
-    autosave("Edit/Edit-2.prproj", 2);
-    ASSERT_EQ(runProgram("chmod", {"-R", "a+rwX", home().root()}).exitCode, 0);
+    twoAutosavesNobodyMayClean();
     ASSERT_TRUE(QFile::setPermissions(location + "/Edit", QFile::ReadOwner | QFile::WriteOwner |
                                                               QFile::ExeOwner | QFile::ReadOther |
                                                               QFile::ExeOther));
     // Nobody may not take files out of Edit; without a window to ask in, nothing asks.
-    const Outcome result = run(setprivAsNobody() + QStringList{VESTRY_HELPER_PROGRAM, "-clean", location},
-                               QString(), "/usr/bin/setpriv");
+    const Outcome result = cleanAsNobody();
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_EQ(left(), (QStringList{"Edit/Edit-1.prproj", "Edit/Edit-2.prproj"}));
     EXPECT_TRUE(
