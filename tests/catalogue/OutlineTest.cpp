@@ -31,38 +31,26 @@ constexpr qint64 kNone = std::numeric_limits<qint64>::min();
 
 } // namespace
 
-struct SortRow {
-    const char* rowName;
-    const char* column;
-    bool descending;
-    QStringList projects;
-    QStringList firstProjectChildren;
-};
-
-class OutlineSort : public ::testing::TestWithParam<SortRow> {};
-
-TEST_P(OutlineSort, OrdersProjectsAndTheirChildren) {
-    const SortRow& row = GetParam();
-    const BMProjectList sorted =
-        OutlineSorting::sortProjects(catalogue(), QString::fromLatin1(row.column), row.descending);
-    EXPECT_EQ(namesOf(sorted), row.projects);
-    EXPECT_EQ(namesOf(sorted.first()->children()), row.firstProjectChildren);
-    EXPECT_EQ(sorted.first()->children().first()->parent(), sorted.first());
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Rows, OutlineSort,
-    ::testing::Values(
-        SortRow{"Name", "colName", false, {"alpha", "Beta", "gamma"}, {"a1", "a2"}},
-        SortRow{"NameDescending", "colName", true, {"gamma", "Beta", "alpha"}, {"g2", "G1"}},
-        SortRow{"DateByFirstAutosave", "colDate", false, {"Beta", "gamma", "alpha"}, {"b2", "B1"}},
-        SortRow{"DateDescendingByLastAutosave", "colDate", true, {"gamma", "alpha", "Beta"}, {"g2", "G1"}},
-        SortRow{"Size", "colSize", false, {"gamma", "alpha", "Beta"}, {"G1", "g2"}},
-        SortRow{"SizeDescending", "colSize", true, {"Beta", "alpha", "gamma"}, {"B1", "b2"}},
-        SortRow{"AnyOtherColumnBySize", "colKind", false, {"gamma", "alpha", "Beta"}, {"G1", "g2"}}),
-    [](const auto& info) { return std::string(info.param.rowName); });
-
-TEST(OutlineSort, DescendingIsTheExactReverseEvenForEqualKeys) {
+TEST(OutlineSort, OrdersProjectsAndTheirChildrenAndDescendingIsTheExactReverseEvenForEqualKeys) {
+    const struct {
+        const char* column;
+        bool descending;
+        QStringList projects, firstProjectChildren;
+    } rows[] = {{"colName", false, {"alpha", "Beta", "gamma"}, {"a1", "a2"}},
+                {"colName", true, {"gamma", "Beta", "alpha"}, {"g2", "G1"}},
+                {"colDate", false, {"Beta", "gamma", "alpha"}, {"b2", "B1"}}, // by the first autosave
+                {"colDate", true, {"gamma", "alpha", "Beta"}, {"g2", "G1"}},  // by the last autosave
+                {"colSize", false, {"gamma", "alpha", "Beta"}, {"G1", "g2"}},
+                {"colSize", true, {"Beta", "alpha", "gamma"}, {"B1", "b2"}},
+                {"colKind", false, {"gamma", "alpha", "Beta"}, {"G1", "g2"}}}; // any other: by size
+    for (const auto& row : rows) {
+        const BMProjectList sorted =
+            OutlineSorting::sortProjects(catalogue(), QString::fromLatin1(row.column), row.descending);
+        EXPECT_EQ(namesOf(sorted), row.projects) << row.column << row.descending;
+        EXPECT_EQ(namesOf(sorted.first()->children()), row.firstProjectChildren)
+            << row.column << row.descending;
+        EXPECT_EQ(sorted.first()->children().first()->parent(), sorted.first());
+    }
     BMProjectList twins;
     for (const char* name : {"one", "two", "three"}) {
         twins << BMProject::projectType(3, name, name);
@@ -74,67 +62,44 @@ TEST(OutlineSort, DescendingIsTheExactReverseEvenForEqualKeys) {
               (QStringList{"three", "two", "one"}));
 }
 
-struct SizeRow {
-    const char* rowName;
-    double bytes;
-    const char* text;
-    const char* locale = "en_US";
-};
-
-class OutlineFileSize : public ::testing::TestWithParam<SizeRow> {};
-
-TEST_P(OutlineFileSize, IsWrittenInUnitsOf1024) {
-    EXPECT_EQ(text(GetParam().locale).formatFileSize(GetParam().bytes), QString::fromUtf8(GetParam().text));
+// Grouped, one or two fraction digits, an exact half rounded to even.
+TEST(OutlineFileSize, IsWrittenInUnitsOf1024GroupedAndRoundedHalfToEven) {
+    QStringList texts;
+    for (const double bytes :
+         {0.0, 1023.0, 1536.0, 1180.0, 1152.0, 1160.0, 1048575.0, 1048576.0, 1234.5 * 1073741824})
+        texts << text().formatFileSize(bytes);
+    EXPECT_EQ(texts, (QStringList{"0 B", "1,023 B", "1.5 KB", "1.15 KB", "1.12 KB", "1.13 KB", "1,024 KB",
+                                  "1 MB", "1,234.5 GB"}));
+    EXPECT_EQ(text("de_DE").formatFileSize(1023 + 1536 * 1024.0), "1,5 MB");
+    EXPECT_EQ(text("C").formatFileSize(1023), "1,023 B");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows, OutlineFileSize,
-    ::testing::Values(SizeRow{"Zero", 0, "0 B"}, SizeRow{"BytesAreGrouped", 1023, "1,023 B"},
-                      SizeRow{"OneFractionDigitWhenEnough", 1536, "1.5 KB"},
-                      SizeRow{"TwoFractionDigitsAtMost", 1180, "1.15 KB"},
-                      SizeRow{"ExactHalfRoundsToEvenDown", 1152, "1.12 KB"},
-                      SizeRow{"ExactHalfRoundsToEvenUp", 1160, "1.13 KB"},
-                      SizeRow{"JustBelowAMegabyte", 1048575, "1,024 KB"},
-                      SizeRow{"OneMegabyte", 1048576, "1 MB"},
-                      SizeRow{"GigabytesAreGroupedToo", 1234.5 * 1073741824, "1,234.5 GB"},
-                      SizeRow{"GermanSeparators", 1023 + 1536 * 1024.0, "1,5 MB", "de_DE"},
-                      SizeRow{"CLocaleStillGroups", 1023, "1,023 B", "C"}),
-    [](const auto& info) { return std::string(info.param.rowName); });
-
-struct DateRow {
-    const char* rowName;
-    qint64 start; // kNone: no date
-    qint64 end;
-    const char* text;
-    const char* locale = "en_US";
-    const char* zone = "UTC";
-};
-
-class OutlineDates : public ::testing::TestWithParam<DateRow> {};
-
-// Rows with only a start are items; the others are projects.
-TEST_P(OutlineDates, AreWrittenAsTheOutlineShowsThem) {
-    const DateRow& row = GetParam();
+// Rows without an end are items; the others are projects.
+TEST(OutlineDates, AreWrittenAsTheOutlineShowsThem) {
+    const struct {
+        qint64 start, end; // kNone: no date
+        bool item;
+        const char* text;
+        const char* locale = "en_US";
+        const char* zone = "UTC";
+    } rows[] = {{kEvening, kNone, true, "Nov 22, 2026 10:25:41 PM"},
+                {kEvening, kNone, true, "Nov 22, 2026 11:25:41 PM", "en_US", "Europe/Berlin"},
+                {kEvening, kNone, true, "22 Nov 2026 22:25:41", "C"},
+                {kNone, kNone, true, ""},
+                {kNone, 0, false, ""},
+                {0, kNone, false, ""},
+                {3, 3, false, "Nov 22, 2026 10:00:03 AM"},
+                {-3897, kEvening, false, "11/22/2026 08:55:03 - 10:25:41 PM"},
+                {-86400 * 2, 3600, false, "11/20/2026 10:00:00 - 11:00:00 AM"}, // over days: ends as a time
+                {86400 * 3, 0, false, "11/25/2026 10:00:00 - 10:00:00 AM"},     // start after end
+                // The start ignores the locale, not the zone.
+                {0, 60, false, "11/22/2026 11:00:00 - 11:01:00", "de_DE", "Europe/Berlin"}};
     auto date = [](qint64 seconds) { return seconds == kNone ? QDateTime() : at(seconds); };
-    const OutlineText outline = text(row.locale, row.zone);
-    const QString shown = QByteArray(row.rowName).startsWith("Item")
-                              ? outline.itemDateText(date(row.start))
-                              : outline.projectDateText(date(row.start), date(row.end));
-    EXPECT_EQ(shown, QString::fromUtf8(row.text));
+    for (const auto& row : rows) {
+        const OutlineText outline = text(row.locale, row.zone);
+        EXPECT_EQ(row.item ? outline.itemDateText(date(row.start))
+                           : outline.projectDateText(date(row.start), date(row.end)),
+                  QString::fromUtf8(row.text))
+            << row.text;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Rows, OutlineDates,
-    ::testing::Values(
-        DateRow{"ItemMediumStyles", kEvening, kNone, "Nov 22, 2026 10:25:41 PM"},
-        DateRow{"ItemInTheUsersZone", kEvening, kNone, "Nov 22, 2026 11:25:41 PM", "en_US", "Europe/Berlin"},
-        DateRow{"ItemCLocale", kEvening, kNone, "22 Nov 2026 22:25:41", "C"},
-        DateRow{"ItemWithoutDate", kNone, kNone, ""}, DateRow{"ProjectWithoutStart", kNone, 0, ""},
-        DateRow{"ProjectWithoutEnd", 0, kNone, ""},
-        DateRow{"ProjectOfOneDate", 3, 3, "Nov 22, 2026 10:00:03 AM"},
-        DateRow{"ProjectSameDay", -3897, kEvening, "11/22/2026 08:55:03 - 10:25:41 PM"},
-        DateRow{"ProjectOverDaysEndsAsATime", -86400 * 2, 3600, "11/20/2026 10:00:00 - 11:00:00 AM"},
-        DateRow{"ProjectStartAfterEnd", 86400 * 3, 0, "11/25/2026 10:00:00 - 10:00:00 AM"},
-        DateRow{"ProjectStartIgnoresLocaleNotZone", 0, 60, "11/22/2026 11:00:00 - 11:01:00", "de_DE",
-                "Europe/Berlin"}),
-    [](const auto& info) { return std::string(info.param.rowName); });
