@@ -156,7 +156,7 @@ INSTANTIATE_TEST_SUITE_P(
 // Premiere's copies lying loose in its folder, named by the editor's versions up to 2018
 // ("<Project>-N", N a ring) and since 2019 ("<Project>-YYYY-MM-DD_HH-MM-SS" and the emergency
 // copy "<Project>"). The listing is in name order, so an emergency copy comes after its
-// timestamped copies; PremiereCopyNamesRows covers the other orders.
+// timestamped copies; PremiereCopyNames covers the other orders.
 struct LooseRow {
     const char* rowName;
     int grouping; // premiereGroupTimestampedCopies; -1: no setting and no defaults registered
@@ -224,55 +224,46 @@ INSTANTIATE_TEST_SUITE_P(
             "video(2)@video-2019-11-04_15-04-08.prproj: video-2019-11-04_15-04-08.prproj:2 video.prproj:2"}),
     [](const auto& info) { return std::string(info.param.rowName); });
 
-struct CopyNamesRow {
-    const char* rowName;
-    bool grouping;
-    QStringList fileNames;
-    QStringList projects; // one per file name
-};
-
-class PremiereCopyNamesRows : public ::testing::TestWithParam<CopyNamesRow> {};
-
 // Each file gets the same project whichever order the listing gives.
-TEST_P(PremiereCopyNamesRows, AnyOrderGivesTheSameProjects) {
-    const CopyNamesRow& row = GetParam();
-    EXPECT_EQ(PremiereCopyNames::projectNames(row.fileNames, row.grouping), row.projects);
-    QStringList reversedFiles = row.fileNames, reversedProjects = row.projects;
-    std::reverse(reversedFiles.begin(), reversedFiles.end());
-    std::reverse(reversedProjects.begin(), reversedProjects.end());
-    EXPECT_EQ(PremiereCopyNames::projectNames(reversedFiles, row.grouping), reversedProjects);
+TEST(PremiereCopyNames, AnyOrderGivesTheSameProjects) {
+    const struct {
+        const char* rowName;
+        bool grouping;
+        QStringList fileNames, projects; // one project per file name
+    } rows[] = {{"EmergencyCopyBeforeItsCopies",
+                 true,
+                 {"video.prproj", "video-2019-11-04_15-04-08.prproj", "video-2019-11-04_15-19-08.prproj"},
+                 {"video", "video", "video"}},
+                {"EmergencyCopyWithADashBetweenItsCopies",
+                 true,
+                 {"my-film-2020-01-02_03-04-05.prproj", "my-film.prproj", "my-cut-2.prproj"},
+                 {"my-film", "my-film", "my-cut"}},
+                // Composed and decomposed "é" (a Mac drive's form), with and without grouping.
+                {"BothFormsOfANameAreOneProject",
+                 true,
+                 {"Cafe\u0301-2024-03-10_03-30-00.prproj", "Caf\u00e9.prproj",
+                  "my-caf\u00e9-2020-01-02_03-04-05.prproj", "my-cafe\u0301.prproj"},
+                 {"Cafe\u0301", "Cafe\u0301", "my-cafe\u0301", "my-cafe\u0301"}},
+                {"BothFormsOfARingNameAreOneProject",
+                 false,
+                 {"Caf\u00e9-2.prproj", "Cafe\u0301-3.prproj"},
+                 {"Cafe\u0301", "Cafe\u0301"}},
+                {"AnEmergencyCopyWithADashAloneKeepsTheRingRule", true, {"my-film.prproj"}, {"my"}},
+                {"NearMissSuffixesKeepTheRingRule",
+                 true,
+                 {"a-2019-11-04_15-04.prproj", "b-2019-11-04-15-04-08.prproj", "c-2019-21-04_15-04-08.prproj",
+                  "d_2019-11-04_15-04-08.prproj", "e-2019-11-04_15-04-08x.prproj"},
+                 {"a-2019-11-04_15", "b-2019-11-04-15-04", "c-2019-21-04_15-04", "d_2019-11-04_15-04",
+                  "e-2019-11-04_15-04"}}};
+    for (const auto& row : rows) {
+        EXPECT_EQ(PremiereCopyNames::projectNames(row.fileNames, row.grouping), row.projects) << row.rowName;
+        QStringList reversedFiles = row.fileNames, reversedProjects = row.projects;
+        std::reverse(reversedFiles.begin(), reversedFiles.end());
+        std::reverse(reversedProjects.begin(), reversedProjects.end());
+        EXPECT_EQ(PremiereCopyNames::projectNames(reversedFiles, row.grouping), reversedProjects)
+            << row.rowName;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Rows, PremiereCopyNamesRows,
-    ::testing::Values(
-        CopyNamesRow{"EmergencyCopyBeforeItsCopies",
-                     true,
-                     {"video.prproj", "video-2019-11-04_15-04-08.prproj", "video-2019-11-04_15-19-08.prproj"},
-                     {"video", "video", "video"}},
-        CopyNamesRow{"EmergencyCopyWithADashBetweenItsCopies",
-                     true,
-                     {"my-film-2020-01-02_03-04-05.prproj", "my-film.prproj", "my-cut-2.prproj"},
-                     {"my-film", "my-film", "my-cut"}},
-        // Composed and decomposed "é" (a Mac drive's form), with and without grouping.
-        CopyNamesRow{"BothFormsOfANameAreOneProject",
-                     true,
-                     {"Cafe\u0301-2024-03-10_03-30-00.prproj", "Caf\u00e9.prproj",
-                      "my-caf\u00e9-2020-01-02_03-04-05.prproj", "my-cafe\u0301.prproj"},
-                     {"Cafe\u0301", "Cafe\u0301", "my-cafe\u0301", "my-cafe\u0301"}},
-        CopyNamesRow{"BothFormsOfARingNameAreOneProject",
-                     false,
-                     {"Caf\u00e9-2.prproj", "Cafe\u0301-3.prproj"},
-                     {"Cafe\u0301", "Cafe\u0301"}},
-        CopyNamesRow{"AnEmergencyCopyWithADashAloneKeepsTheRingRule", true, {"my-film.prproj"}, {"my"}},
-        CopyNamesRow{"NearMissSuffixesKeepTheRingRule",
-                     true,
-                     {"a-2019-11-04_15-04.prproj", "b-2019-11-04-15-04-08.prproj",
-                      "c-2019-21-04_15-04-08.prproj", "d_2019-11-04_15-04-08.prproj",
-                      "e-2019-11-04_15-04-08x.prproj"},
-                     {"a-2019-11-04_15", "b-2019-11-04-15-04", "c-2019-21-04_15-04", "d_2019-11-04_15-04",
-                      "e-2019-11-04_15-04"}}),
-    [](const auto& info) { return std::string(info.param.rowName); });
 
 TEST_F(ScannerTest, DatesAndSizesComeFromTheFileSystemNotTheName) {
     ASSERT_TRUE(makeTree(path("Avid Attic"), {"jo/Bins/Bin/Bin.01-05-12_0915.avb|4113"}));
@@ -283,33 +274,28 @@ TEST_F(ScannerTest, DatesAndSizesComeFromTheFileSystemNotTheName) {
         EXPECT_GT(copy->createdDate().date().year(), 2019) << location;
         EXPECT_EQ(copy->fileSize(), QByteArray(location) == "Avid Attic" ? 4113.0 : 0.0);
     }
-}
-
-// cp -p, rsync -t, unzip and a move from another volume keep the time of the last write but
-// give the copy a new birth time, in the order of the copying.
-TEST_F(ScannerTest, ACopyKeepingItsModificationTimeIsDatedByIt) {
-    const QString location = path("Adobe Premiere Pro Auto-Save");
-    ASSERT_TRUE(makeTree(location, {"Edit/Edit-2.prproj", "Edit/Edit-1.prproj"}));
+    // cp -p, rsync -t, unzip and a move from another volume keep the time of the last write but
+    // give the copy a new birth time, in the order of the copying: such a copy is dated by the write.
+    const QString kept = path("Kept/Adobe Premiere Pro Auto-Save");
+    ASSERT_TRUE(makeTree(kept, {"Edit/Edit-2.prproj", "Edit/Edit-1.prproj"}));
     const QDateTime written(QDate(2012, 1, 5), QTime(9, 15), Qt::UTC);
-    ASSERT_TRUE(keepOriginalModificationTime(location + "/Edit/Edit-1.prproj", written));
-    ASSERT_TRUE(keepOriginalModificationTime(location + "/Edit/Edit-2.prproj", written.addSecs(900)));
-    const BMProjectPtr project = scan(location).first();
+    ASSERT_TRUE(keepOriginalModificationTime(kept + "/Edit/Edit-1.prproj", written));
+    ASSERT_TRUE(keepOriginalModificationTime(kept + "/Edit/Edit-2.prproj", written.addSecs(900)));
+    const BMProjectPtr project = scan(kept).first();
     EXPECT_EQ(project->startDate(), written);
     EXPECT_EQ(project->endDate(), written.addSecs(900));
     project->sortChildrenByDate(true);
     EXPECT_EQ(project->children().first()->name(), "Edit-2.prproj") << "the newest first";
-}
 
-TEST_F(ScannerTest, ACopyOnASambaShareKeepsTheDateTheMacGaveIt) {
-    const QDateTime copied(QDate(2012, 1, 5), QTime(9, 15), Qt::UTC);
-    ASSERT_TRUE(makeTree(path("Share/Avid Attic"), {"jo/Bins/Bin/Bin.1.avb", "jo/Bins/Bin/Bin.2.avb"}));
-    if (!setDosAttrib(path("Share/Avid Attic/jo/Bins/Bin/Bin.1.avb"), dosAttribRecord(4, copied)))
+    // A copy on a Samba share keeps the date the Mac gave it.
+    const QString bin = path("Share/Avid Attic/jo/Bins/Bin");
+    ASSERT_TRUE(makeTree(bin, {"Bin.1.avb", "Bin.2.avb"}));
+    if (!setDosAttrib(bin + "/Bin.1.avb", dosAttribRecord(4, written)))
         GTEST_SKIP() << "this file system refuses user extended attributes";
-    ASSERT_TRUE(
-        keepOriginalModificationTime(path("Share/Avid Attic/jo/Bins/Bin/Bin.1.avb"), copied.addDays(1)));
+    ASSERT_TRUE(keepOriginalModificationTime(bin + "/Bin.1.avb", written.addDays(1)));
     const BMAutoItemList items = scan(path("Share/Avid Attic")).first()->children();
     ASSERT_EQ(items.size(), 2);
-    EXPECT_EQ(items[0]->createdDate(), copied);
+    EXPECT_EQ(items[0]->createdDate(), written);
     EXPECT_GT(items[1]->createdDate().date().year(), 2012) << "no record: the birth time";
 }
 
@@ -410,40 +396,26 @@ TEST_F(ScannerTest, FirstListedFolderBecomesTheAutosaveFolderOnce) {
     EXPECT_TRUE(logText().contains("Checking " + path("Gone/Avid Attic") + " for autosaves...\n"));
 }
 
-struct PatternRow {
-    const char* rowName;
-    const char* pattern; // null: Final Cut's vault pattern; "motn": Motion's
-    const char* name;
-    bool matches;
-};
-
-class NamePatternRows : public ::testing::TestWithParam<PatternRow> {};
-
-TEST_P(NamePatternRows, Matches) {
-    const PatternRow& row = GetParam();
-    const NamePattern own(QString::fromUtf8(row.pattern ? row.pattern : ""));
-    const NamePattern& pattern = !row.pattern ? AutosaveFolderScanner::vaultNamePattern()
-                                 : QByteArray(row.pattern) == "motn"
-                                     ? AutosaveFolderScanner::motionNamePattern()
-                                     : own;
-    EXPECT_EQ(pattern.matches(QString::fromUtf8(row.name)), row.matches) << row.name;
+TEST(NamePattern, MatchesAsAShellPatternAndTheVaultAndMotionPatternsTakeOnlyTheirCopies) {
+    // A star backtracks; "?" takes exactly one character, any letter; sets of ranges, negated
+    // sets, "]" first in a set; an unclosed "[" is literal; an escaped star is a star.
+    EXPECT_TRUE(NamePattern("*_[0-9]").matches(u"a_b_c_7"));
+    EXPECT_FALSE(NamePattern("a?c").matches(u"ac"));
+    EXPECT_TRUE(NamePattern("a?c").matches(u"aöc"));
+    EXPECT_TRUE(NamePattern("[a-cx-z][0-3]").matches(u"y3"));
+    EXPECT_TRUE(NamePattern("[!0-9][^a]").matches(u"ab"));
+    EXPECT_TRUE(NamePattern("[]a]").matches(u"]"));
+    EXPECT_TRUE(NamePattern("a[0-9").matches(u"a[0-9"));
+    EXPECT_FALSE(NamePattern("a\\*").matches(u"ab"));
+    // Final Cut's vault copies: no four-digit year, no month above 39, no extension.
+    const NamePattern& vault = AutosaveFolderScanner::vaultNamePattern();
+    EXPECT_TRUE(vault.matches(u"My_Big_Edit_01-05-12_0915"));
+    EXPECT_FALSE(vault.matches(u"Wedding_11-22-2026_1030"));
+    EXPECT_FALSE(vault.matches(u"Wedding_41-22-26_1030"));
+    EXPECT_FALSE(vault.matches(u"Wedding_11-22-26_1030.fcp"));
+    // Motion's: no month above 19, and the case of the extension matters.
+    const NamePattern& motion = AutosaveFolderScanner::motionNamePattern();
+    EXPECT_TRUE(motion.matches(u"Titles_2012-01-05_1030.motn"));
+    EXPECT_FALSE(motion.matches(u"Titles_2012-21-05_1030.motn"));
+    EXPECT_FALSE(motion.matches(u"Titles_2012-01-05_1030.MOTN"));
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Rows, NamePatternRows,
-    ::testing::Values(PatternRow{"StarBacktracks", "*_[0-9]", "a_b_c_7", true},
-                      PatternRow{"QuestionMarkTakesExactlyOne", "a?c", "ac", false},
-                      PatternRow{"QuestionMarkTakesAnyLetter", "a?c", "aöc", true},
-                      PatternRow{"SetOfRanges", "[a-cx-z][0-3]", "y3", true},
-                      PatternRow{"NegatedSet", "[!0-9][^a]", "ab", true},
-                      PatternRow{"ClosingBracketFirstInSet", "[]a]", "]", true},
-                      PatternRow{"UnclosedBracketIsLiteral", "a[0-9", "a[0-9", true},
-                      PatternRow{"EscapedStar", "a\\*", "ab", false},
-                      PatternRow{"VaultCopy", nullptr, "My_Big_Edit_01-05-12_0915", true},
-                      PatternRow{"VaultFourDigitYear", nullptr, "Wedding_11-22-2026_1030", false},
-                      PatternRow{"VaultMonthAboveThirtyNine", nullptr, "Wedding_41-22-26_1030", false},
-                      PatternRow{"VaultWithExtension", nullptr, "Wedding_11-22-26_1030.fcp", false},
-                      PatternRow{"MotionCopy", "motn", "Titles_2012-01-05_1030.motn", true},
-                      PatternRow{"MotionMonthAboveNineteen", "motn", "Titles_2012-21-05_1030.motn", false},
-                      PatternRow{"MotionCaseMatters", "motn", "Titles_2012-01-05_1030.MOTN", false}),
-    [](const auto& info) { return std::string(info.param.rowName); });
