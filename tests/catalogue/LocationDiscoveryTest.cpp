@@ -133,10 +133,14 @@ TEST_F(Discovery, StoresWhatEachSourceFindsInTheOrderOfTheSources) {
     write(spotLibrary + "/Day One/Backups/Day One 2026-11-20.fcpevent");
     const QString spotPremiere = premiereFolder(disk("spot/Adobe Premiere Pro Auto-Save"));
     const QString spotVault = vault(disk("spot/Autosave Vault"));
-    standInTool({spotLibrary, spotPremiere, old, spotVault, fcp, motion, premiere});
+    // The Unity Attics of Avid's shared storage, by their exact name.
+    const QString unity = disk("Workspace/Unity Attic"), notes = disk("Workspace/Unity Attic notes");
+    write(unity + "/jo/Bins/Reel 1/Reel 1.1.avb");
+    write(notes + "/jo/Bins/Reel 1/Reel 1.1.avb");
+    standInTool({spotLibrary, spotPremiere, old, notes, spotVault, fcp, motion, premiere, unity});
 
     const LocationDiscovery::Outcome outcome = discovery->searchForNewPaths();
-    const QStringList added{fcp, fce, motion, premiere, beside, spotVault, spotPremiere, spotLibrary};
+    const QStringList added{fcp, fce, motion, premiere, beside, spotVault, spotPremiere, spotLibrary, unity};
     EXPECT_EQ(outcome.found, added);
     EXPECT_EQ(stored(), QStringList{old} + added);
     EXPECT_TRUE(outcome.stored && outcome.nameSearchAvailable && !outcome.failed);
@@ -232,16 +236,6 @@ TEST_F(Discovery, AsksTheWindowOnTheMainThreadAndStartsTheRebuildFromTheSearch) 
               (QStringList{"key?", "show", "folder " + motion + " on worker", "rebuild on worker", "end"}));
 }
 
-TEST_F(Discovery, FindsTheUnityAtticsOfAvidSharedStorage) {
-    const QString unity = disk("Workspace/Unity Attic");
-    write(unity + "/jo/Bins/Reel 1/Reel 1.1.avb");
-    const QString notes = disk("Workspace/Unity Attic notes");
-    write(notes + "/jo/Bins/Reel 1/Reel 1.1.avb");
-    standInTool({notes, unity});
-    EXPECT_EQ(discovery->searchForNewPaths().found, QStringList{unity});
-}
-
-// A tmpfs standing for an editing drive that the file name index leaves out.
 // A named pipe in place of Motion's preference file blocked the search for good.
 TEST_F(Discovery, AMotionPreferenceFileThatIsAPipeIsNotWaitedFor) {
     const QByteArray pipe = QFile::encodeName(BMLocalPaths::prefsDirectory(true) + "/com.apple.motion.plist");
@@ -255,6 +249,7 @@ TEST_F(Discovery, AMotionPreferenceFileThatIsAPipeIsNotWaitedFor) {
     EXPECT_EQ(read.get(), QString());
 }
 
+// A tmpfs standing for an editing drive that the file name index leaves out.
 class DiscoveryOnAVolume : public Discovery {
 protected:
     void SetUp() override {
@@ -456,36 +451,22 @@ INSTANTIATE_TEST_SUITE_P(Rows, CatalogueLogLines,
                                            LogRow{"ScanFails", failedScan}),
                          byRowName);
 
-class CatalogueLocationsTest : public CatalogueTest::LoggedHomeTest {};
+using CatalogueLocationsTest = CatalogueTest::LoggedHomeTest;
 
-TEST_F(CatalogueLocationsTest, EntriesNotTextOrNotAbsoluteAreIgnoredWithAWarningAndTheRestCount) {
-    BMSettings& settings = BMSettings::standard();
-    settings.setValue("autosavePaths",
-                      QVariantList{"/v/Autosave Vault", 12, QVariantMap{{"path", "/x"}},
-                                   "Documents/Avid Attic", "", "/p/Adobe Premiere Pro Auto-Save"});
-    settings.setValue("manualPaths", "/m/Avid Attic");
-    const CatalogueLocations locations{QStringList()};
-    EXPECT_EQ(locations.locations(settings),
-              (QStringList{"/v/Autosave Vault", "/p/Adobe Premiere Pro Auto-Save"}));
-    locations.locations(settings); // read again: each warning is given once
-    const QString log = logText();
-    for (const char* entry : {"the number 12", "a dictionary", "\"Documents/Avid Attic\"", "\"\""}) {
-        const QString warning = QString("the entry %1 of \"autosavePaths\" is ignored").arg(entry);
-        EXPECT_EQ(log.count(warning), 1) << warning.toStdString() << "\n" << log.toStdString();
-    }
-    EXPECT_EQ(log.count("\"manualPaths\" is \"/m/Avid Attic\", not a list of folders"), 1)
-        << log.toStdString();
-}
-
-TEST_F(CatalogueLocationsTest, DiscoveredThenManualOnesNotListedYetThenSharedAtticsThatExist) {
+TEST_F(CatalogueLocationsTest,
+       DiscoveredThenManualOnesNotListedYetThenSharedAtticsThatExistAndBadEntriesAreIgnored) {
     const QString composer = home().root() + "/Users/Shared/AvidMediaComposer/Avid Attic";
     const QString symphony = home().root() + "/Users/Shared/AvidSymphony/Avid Attic";
     BMSettings& settings = BMSettings::standard();
     auto locations = [&] { return CatalogueLocations({composer, symphony}).locations(settings); };
+    settings.setValue("manualPaths", "/m/Avid Attic");
     EXPECT_TRUE(locations().isEmpty());
-    // Repeats among the discovered ones stay; manual ones are compared as exact text.
-    settings.setValue("autosavePaths", QStringList{"/v/Autosave Vault", "/p/Adobe Premiere Pro Auto-Save",
-                                                   "/v/Autosave Vault"});
+    // Repeats among the discovered ones stay; manual ones are compared as exact text. Entries not
+    // text or not absolute are ignored with a warning, given once however often read.
+    settings.setValue("autosavePaths",
+                      QVariantList{"/v/Autosave Vault", 12, "/p/Adobe Premiere Pro Auto-Save",
+                                   QVariantMap{{"path", "/x"}}, "Documents/Avid Attic", "",
+                                   "/v/Autosave Vault"});
     settings.setValue("manualPaths", QStringList{"/m/Avid Attic", "/v/Autosave Vault", "/m/Avid Attic",
                                                  "/v/Autosave Vault/", symphony});
     const QStringList listed{"/v/Autosave Vault",  "/p/Adobe Premiere Pro Auto-Save",
@@ -497,4 +478,11 @@ TEST_F(CatalogueLocationsTest, DiscoveredThenManualOnesNotListedYetThenSharedAtt
     EXPECT_EQ(locations(), listed + QStringList{symphony});
     QDir().mkpath(composer);
     EXPECT_EQ(locations(), listed + QStringList({composer, symphony}));
+    const QString log = logText();
+    for (const char* entry : {"the number 12", "a dictionary", "\"Documents/Avid Attic\"", "\"\""}) {
+        const QString warning = QString("the entry %1 of \"autosavePaths\" is ignored").arg(entry);
+        EXPECT_EQ(log.count(warning), 1) << warning.toStdString() << "\n" << log.toStdString();
+    }
+    EXPECT_EQ(log.count("\"manualPaths\" is \"/m/Avid Attic\", not a list of folders"), 1)
+        << log.toStdString();
 }
