@@ -49,57 +49,47 @@ TEST_F(PlatformFiles, NobodyAtTheSeatMeansTheProcesssOwnUser) {
     EXPECT_EQ(SeatPlatform(seat, home().root() + "/not-running").consoleUser(), own);
 }
 
-TEST_F(PlatformFiles, FinderInfoFromEitherAttributeTheSharesRecordWinningAndKeptUpToDate) {
-    const QString file = home().writeFile("vault/Wedding_11-22-26_1030", "x");
-    const QByteArray encoded = QFile::encodeName(file);
-    auto set = [&](const QByteArray& name, const QByteArray& value) {
-        return ::setxattr(encoded.constData(), name.constData(), value.constData(), size_t(value.size()),
-                          0) == 0;
-    };
-    if (!set("user.xdg.origin.url", "https://example.org"))
-        GTEST_SKIP() << "this file system refuses user extended attributes";
+// The records a Mac's metadata gets on a Samba or netatalk share win over the file's own
+// attribute, and are read and changed in place, however many attribute names the file has.
+TEST_F(PlatformFiles, FinderInfoFromEitherAttributeTheSharesRecordWinningAndChangedInPlace) {
     const LinuxPlatform platform;
-    ASSERT_TRUE(platform.setFinderInfo(file, finderInfoOfType("TEXT")));
-    EXPECT_EQ(platform.finderInfo(file), finderInfoOfType("TEXT"));
-    // A file a Mac left on a netatalk share, with more attribute names than one listing holds.
-    for (int n = 0; n < 40; ++n)
-        ASSERT_TRUE(set("user.vestry.padding-attribute-with-a-long-name-" + QByteArray::number(n), "x"));
     const QByteArray record = LinuxPlatform::afpInfoWithFinderInfo(QByteArray(), finderInfoOfType("FCPF"));
     EXPECT_EQ(record.size(), 60);
     EXPECT_TRUE(record.startsWith(QByteArray("AFP\0\0\1\0\0", 8)));
     EXPECT_EQ(record.mid(16, 32), finderInfoOfType("FCPF")); // the FinderInfo's place in the record
     EXPECT_FALSE(LinuxPlatform::finderInfoFromAfpInfo(QByteArray("XYZ") + QByteArray(57, 0)));
-    ASSERT_TRUE(set(LinuxPlatform::netatalkAttribute, record));
-    EXPECT_EQ(platform.finderInfo(file), finderInfoOfType("FCPF"));
-    QByteArray labelled = finderInfoOfType("FCPF");
-    labelled[9] = 0x0C;
-    ASSERT_TRUE(platform.setFinderInfo(file, labelled));
-    EXPECT_EQ(platform.finderInfo(file), labelled); // the share's record, so it was updated
-}
-
-// The records a Mac's metadata gets on a Samba or netatalk share, read and changed in place.
-TEST_F(PlatformFiles, FinderInfoOfASharesRecordIsReadAndChangedInPlace) {
-    const LinuxPlatform platform;
     QByteArray labelled = finderInfoOfType("FCPF");
     labelled[9] = 0x0C;
     const QByteArray metadata = netatalkMetadata(finderInfoOfType("FCPF"), "Reel 4, final grade");
-    const QByteArray stream =
-        LinuxPlatform::afpInfoWithFinderInfo(QByteArray(), finderInfoOfType("FCPF")) + '\0';
-    for (const auto& [attribute, record] : {std::pair{LinuxPlatform::netatalkAttribute, metadata},
-                                            std::pair{LinuxPlatform::afpStreamAttribute, stream}}) {
-        const QString file = home().writeFile(QStringLiteral("share/%1").arg(record.size()), "x");
+    for (const auto& [attribute, value] : {std::pair{LinuxPlatform::netatalkAttribute, metadata},
+                                           std::pair{LinuxPlatform::afpStreamAttribute, record + '\0'}}) {
+        const QString file = home().writeFile(QStringLiteral("share/%1").arg(value.size()), "x");
         const QByteArray encoded = QFile::encodeName(file);
-        if (::setxattr(encoded.constData(), attribute, record.constData(), size_t(record.size()), 0) != 0)
+        auto set = [&](const char* name, const QByteArray& bytes) {
+            return ::setxattr(encoded.constData(), name, bytes.constData(), size_t(bytes.size()), 0) == 0;
+        };
+        if (!set("user.xdg.origin.url", "https://example.org"))
             GTEST_SKIP() << "this file system refuses user extended attributes";
+        for (int n = 0; n < 40; ++n)
+            ASSERT_TRUE(set("user.vestry.padding-attribute-with-a-long-name-" + QByteArray::number(n), "x"));
+        ASSERT_TRUE(set(attribute, value));
         EXPECT_EQ(platform.finderInfo(file), finderInfoOfType("FCPF")) << attribute;
         ASSERT_TRUE(platform.setFinderInfo(file, labelled));
         EXPECT_EQ(platform.finderInfo(file), labelled) << attribute;
         char buffer[1024];
         const ssize_t n = ::getxattr(encoded.constData(), attribute, buffer, sizeof buffer);
-        QByteArray expected = record;
-        expected.replace(record.size() == 402 ? 122 : 16, 32, labelled); // nothing else changed
+        QByteArray expected = value;
+        expected.replace(value.size() == 402 ? 122 : 16, 32, labelled); // nothing else changed
         EXPECT_EQ(QByteArray(buffer, qsizetype(std::max<ssize_t>(n, 0))), expected) << attribute;
         EXPECT_EQ(::getxattr(encoded.constData(), LinuxPlatform::finderInfoAttribute, nullptr, 0), -1);
+        // The file's own attribute, where there is no record.
+        const QString own = home().writeFile("own/" + QString::number(value.size()), "x");
+        ASSERT_TRUE(platform.setFinderInfo(own, finderInfoOfType("TEXT")));
+        EXPECT_EQ(platform.finderInfo(own), finderInfoOfType("TEXT"));
+        ASSERT_EQ(::setxattr(QFile::encodeName(own).constData(), attribute, value.constData(),
+                             size_t(value.size()), 0),
+                  0);
+        EXPECT_EQ(platform.finderInfo(own), finderInfoOfType("FCPF")) << "the record wins";
     }
 }
 
