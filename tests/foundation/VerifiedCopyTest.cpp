@@ -178,7 +178,7 @@ INSTANTIATE_TEST_SUITE_P(Sizes, BothPaths,
                                            SizeCase{"StoppedAtTheFirstReport", 2 * qint64(kStep) + 7, true}),
                          [](const auto& info) { return std::string(info.param.name); });
 
-TEST_F(VerifiedCopy, AShortWriteOrAFailingSourceGoesTheSameWayOnBothPaths) {
+TEST_F(VerifiedCopy, AShortWriteOrAFailingSourceGoesTheSameWayOnBothPathsAndAFailedRepositionIsReadBack) {
     const QByteArray contents = pattern(5 * 32768 + 100);
     const QString source = writeWork("Cut.fcp", contents), copy = work("copy.fcp");
     // Chunk by chunk, the second call puts down 7232 bytes; four chunks a call, the first stops there.
@@ -202,23 +202,20 @@ TEST_F(VerifiedCopy, AShortWriteOrAFailingSourceGoesTheSameWayOnBothPaths) {
                                         "Error: copied file size does not match original source " + source}));
     EXPECT_EQ(readFile(copy), contents.left(40000));
     EXPECT_TRUE(one.progress.isEmpty());
-}
 
-TEST_F(VerifiedCopy, AFailedRepositionIsReportedAndStillReadBack) {
-    const QString source = writeWork("Cut.fcp", pattern(50000)), copy = work("copy.fcp");
+    // A failed reposition is reported, and the first chunk read back from the wrong place.
     auto seek = std::make_shared<Faults>(copy, true);
     seek->failSeek = true;
-    const Outcome o = copyWith(source, {copy}, seek);
-    const qsizetype at = o.console.indexOf("Error: unable to seek within file " + copy);
-    ASSERT_GE(at, 0) << o.console.join('\n').toStdString();
-    EXPECT_EQ(o.console.mid(at + 1, 4),
+    one = copyWith(source, {copy}, seek);
+    const qsizetype at = one.console.indexOf("Error: unable to seek within file " + copy);
+    ASSERT_GE(at, 0) << one.console.join('\n').toStdString();
+    EXPECT_EQ(one.console.mid(at + 1, 4),
               (QStringList{"cur pos: 0", "read size: 32768", QString("errno: %1").arg(EIO), "err: 1"}));
-    // The first chunk was read back from the wrong place: the digest cannot match.
-    EXPECT_EQ(o.failures, QStringList{copy});
-    EXPECT_EQ(o.files, QStringList{md5OfFile(source)});
+    EXPECT_EQ(one.failures, QStringList{copy});
+    EXPECT_EQ(one.files, QStringList{md5OfFile(source)});
 }
 
-TEST_F(VerifiedCopy, Sha1CopyCreatesMissingFoldersAndKeepsModeAndDate) {
+TEST_F(VerifiedCopy, Sha1CopyCreatesMissingFoldersAndKeepsModeAndDateAndABareNameIsInTheWorkingFolder) {
     const QString source = writeWork("Cut.fcp", "autosave"), copy = work("deep/er/Cut.fcp");
     ASSERT_TRUE(QFile::setPermissions(source, QFile::ReadOwner | QFile::WriteOwner));
     const QDateTime old(QDate(2011, 1, 2), QTime(3, 4, 5), Qt::UTC);
@@ -231,10 +228,7 @@ TEST_F(VerifiedCopy, Sha1CopyCreatesMissingFoldersAndKeepsModeAndDate) {
     struct stat info {};
     ASSERT_EQ(::stat(QFile::encodeName(copy).constData(), &info), 0);
     EXPECT_EQ(info.st_mode & 07777, 0600u);
-}
-
-TEST_F(VerifiedCopy, ABareNameIsCopiedIntoTheWorkingFolder) {
-    const QString source = writeWork("Cut.fcp", "autosave");
+    // A bare name is copied into the working folder.
     const QString before = QDir::currentPath();
     ASSERT_TRUE(QDir::setCurrent(work("")));
     const bool copied = BMFileManager::copyFileWithProgress(source, QStringList{"Cut copy.fcp"},
@@ -268,13 +262,14 @@ TEST_F(VerifiedCopy, RefusalsSayWhyAndStopBeforeWriting) {
 // Without a checksum: the kernel copies within a volume to one destination, memory otherwise.
 using KernelCopy = FileOpsTest;
 
-TEST_F(KernelCopy, WithinAVolumeAndAcrossVolumesEveryDestinationGetsEveryByte) {
+TEST_F(KernelCopy,
+       WithinAVolumeAndAcrossVolumesEveryDestinationGetsEveryByteAndAFullVolumeKeepsNoPartialCopy) {
     Tmpfs volume(work("volume"), "size=320m");
     if (!volume.mounted())
         GTEST_SKIP() << volume.why().toStdString();
     // The kernel's copy reports where the copy through memory does.
     const qint64 size = 2 * qint64(BMFileManager::progressStep) + 12345;
-    const QByteArray contents = pattern(size);
+    QByteArray contents = pattern(size);
     const QString digest = Hash::hash(contents, Hash::Md5).toHex();
     const QStringList one{work("volume/a/Cut.mov")}, two{work("volume/a/Cut.mov"), work("volume/b/Cut.mov")};
     for (const QString& source : {writeWork("Cut.mov", contents), writeWork("volume/Cut.mov", contents)})
@@ -286,13 +281,11 @@ TEST_F(KernelCopy, WithinAVolumeAndAcrossVolumesEveryDestinationGetsEveryByte) {
                                                   2 * BMFileManager::progressStep, quint64(size)}));
             EXPECT_EQ(c.files, QStringList(destinations.size(), digest)) << source.toStdString();
         }
-}
 
-TEST_F(KernelCopy, AFullVolumeKeepsNoPartialCopyAndSaysWhichFile) {
-    Tmpfs volume(work("small"), "size=1m");
-    if (!volume.mounted())
-        GTEST_SKIP() << volume.why().toStdString();
-    const QByteArray contents = pattern(700 * 1024);
+    // A full volume keeps no partial copy, and the message says which file.
+    Tmpfs small(work("small"), "size=1m");
+    ASSERT_TRUE(small.mounted()) << small.why().toStdString();
+    contents = pattern(700 * 1024);
     const QString destination = work("small/copy.mov"), whole = work("whole.mov");
     // Within the full volume (the kernel's copy) and into it from another (through memory).
     for (const QString& source : {writeWork("small/Cut.mov", contents), writeWork("Cut.mov", contents)}) {
