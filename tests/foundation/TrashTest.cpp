@@ -226,20 +226,6 @@ TEST_F(TrashTest, TakenNamesGetANumberAndNamesTooLongForARecordAreShortened) {
     EXPECT_EQ(FreedesktopTrash::nameInTrash(".hidden", 1), ".hidden 2");
 }
 
-TEST_F(TrashTest, OnAFullDiskTheItemStaysWithoutARecordAndTheMessageSaysWhy) {
-    if (!mountDataHome("size=256k"))
-        GTEST_SKIP() << "mounting a tmpfs is not permitted here";
-    const QString item = itemBesideTrash();
-    m_mounts.back()->fill();
-    ConsoleCapture console;
-    EXPECT_FALSE(BMFileManager::trashFile(item, false));
-    EXPECT_EQ(readBytes(item), "x");
-    EXPECT_TRUE(isEmptyTrash(trash())) << "no empty record may be left";
-    EXPECT_TRUE(console.text().contains("Unable to move " + item + " to the Trash: "))
-        << console.text().toStdString();
-    EXPECT_TRUE(console.text().contains("No space left on device")) << console.text().toStdString();
-}
-
 TEST_F(TrashTest, WithoutFreeInodesTheMoveFailsAtOnceInsteadOfHanging) {
     if (!mountDataHome("size=1m,nr_inodes=16"))
         GTEST_SKIP() << "mounting a tmpfs is not permitted here";
@@ -341,11 +327,12 @@ TEST_F(TrashTest, AnotherVolumeUsesItsOwnTrashAndRefusesLinkedOnes) {
     EXPECT_EQ(entries(volume + "/decoy/files"), (QStringList{"a.mov", "c.mov"}));
 }
 
-TEST_F(TrashTest, AFailedCopyIntoTheHomeTrashLeavesNothingThereAndTheItemWhole) {
+TEST_F(TrashTest, AFullHomeTrashTakesNothingAndSaysWhyAndTheItemStaysWhole) {
     const QString volume = home().root() + "/volume";
     if (!mountTmpfs(volume, "size=1m") || !mountDataHome("size=64k"))
         GTEST_SKIP() << "mounting a tmpfs is not permitted here";
-    // The volume's own Trash cannot be used: the home Trash is the only way.
+    const QString beside = itemBesideTrash();
+    // The volume's own Trash cannot be used: the copy into the home Trash is the only way.
     ASSERT_EQ(::symlink("/nonexistent", QFile::encodeName(volume + "/.Trash-" + QString::number(::getuid()))),
               0);
     writeBytes(volume + "/cut/small.fcp", "small");
@@ -356,6 +343,16 @@ TEST_F(TrashTest, AFailedCopyIntoTheHomeTrashLeavesNothingThereAndTheItemWhole) 
     EXPECT_TRUE(isEmptyTrash(trash()));
     EXPECT_EQ(readBytes(volume + "/cut/small.fcp"), "small");
     EXPECT_EQ(readBytes(big).size(), 200 * 1024);
+
+    // An item on the full volume itself stays without a record.
+    m_mounts.back()->fill();
+    ConsoleCapture console;
+    EXPECT_FALSE(BMFileManager::trashFile(beside, false));
+    EXPECT_EQ(readBytes(beside), "x");
+    EXPECT_TRUE(isEmptyTrash(trash())) << "no empty record may be left";
+    EXPECT_TRUE(console.text().contains("Unable to move " + beside + " to the Trash: "))
+        << console.text().toStdString();
+    EXPECT_TRUE(console.text().contains("No space left on device")) << console.text().toStdString();
 }
 
 TEST_F(TrashTest, AnItemOnAReadOnlyVolumeIsNotCopiedAnywhere) {
