@@ -107,7 +107,7 @@ TEST(FcsetScanner, StopsOnceEveryRequestedKeyIsFinished) {
     FcsetBuilder builder;
     builder.key("autoSaveVault").path("Media:Vault").fillerUntil(450).noise(2).key("render").path("Media:R");
     EXPECT_EQ(scan(builder.bytes()).size(), 2);
-    const Found only = scan(builder.bytes(), QStringList{QStringLiteral("\rautoSaveVault")});
+    const Found only = scan(builder.bytes(), QStringList{"\rautoSaveVault"});
     ASSERT_EQ(only.size(), 1);
     EXPECT_EQ(only[0].first, "autoSaveVault");
 }
@@ -162,15 +162,15 @@ class FcpPrefs : public EditorPrefsTest {
 protected:
     void SetUp() override {
         EditorPrefsTest::SetUp();
-        installApplication(QStringLiteral("Final Cut Pro.app"), QStringLiteral("7.0.3"));
+        installApplication("Final Cut Pro.app", "7.0.3");
     }
 
     QString applications() const { return BMLocalPaths::applicationDirectory(false); }
     QString installApplication(const QString& relative, const QString& version, bool binary = false) {
         return makeApplication(applications() + QLatin1Char('/') + relative,
-                               {{QStringLiteral("CFBundleShortVersionString"), version}}, binary);
+                               {{"CFBundleShortVersionString", version}}, binary);
     }
-    QString prefsPath(const QString& version = QStringLiteral("7.0")) const {
+    QString prefsPath(const QString& version = "7.0") const {
         return preferences() +
                QStringLiteral("/Final Cut Pro User Data/Final Cut Pro %1 Prefs.fcset").arg(version);
     }
@@ -180,7 +180,7 @@ protected:
         writeFile(prefsPath(), bytes);
         setModified(prefsPath(), QDateTime::fromSecsSinceEpoch(++seconds, Qt::UTC));
     }
-    QString defaultRoot() const { return documents() + QStringLiteral("/Final Cut Pro Documents"); }
+    QString defaultRoot() const { return documents() + "/Final Cut Pro Documents"; }
 
     static BMFCPPrefParser loaded() {
         BMFCPPrefParser parser;
@@ -194,32 +194,31 @@ protected:
     }
 };
 
-TEST_F(FcpPrefs, KeepsOnlyTheFirstCharacterOfTheVersion) {
+// The file is named by the first character of each part of the version.
+TEST_F(FcpPrefs,
+       FindsTheApplicationHereInTheStudioFolderOrThroughThePlatformAndKeepsTheVersionsFirstCharacters) {
     const std::tuple<QString, bool, QString> rows[] = {
         {"10.1", false, "1.0"}, {"6.0.6", true, "6.0"}, {"5", false, "5.0"}};
     for (const auto& [shortVersion, binaryInfo, fileVersion] : rows) {
-        installApplication(QStringLiteral("Final Cut Pro.app"), shortVersion, binaryInfo);
+        installApplication("Final Cut Pro.app", shortVersion, binaryInfo);
         EXPECT_EQ(BMFCPPrefParser().preferenceFilePath(), prefsPath(fileVersion))
             << shortVersion.toStdString();
     }
-}
 
-TEST_F(FcpPrefs, FindsTheApplicationInTheStudioFolderOrThroughThePlatform) {
-    installApplication(QStringLiteral("Final Cut Studio/Final Cut Pro.app"), QStringLiteral("6.0.5"));
-    EXPECT_EQ(BMFCPPrefParser().preferenceFilePath(), prefsPath(QStringLiteral("6.0")));
+    installApplication("Final Cut Studio/Final Cut Pro.app", "6.0.5");
+    EXPECT_EQ(BMFCPPrefParser().preferenceFilePath(), prefsPath("6.0"));
     ASSERT_TRUE(QDir(applications()).removeRecursively());
     EXPECT_TRUE(BMFCPPrefParser().preferenceFilePath().isNull());
-    const QString elsewhere = makeApplication(home().root() + QStringLiteral("/elsewhere"),
-                                              {{QStringLiteral("CFBundleShortVersionString"), "7.0.3"}});
-    home().platform().applications.insert(QStringLiteral("com.apple.FinalCutPro"), elsewhere);
-    EXPECT_EQ(BMFCPPrefParser().preferenceFilePath(), prefsPath(QStringLiteral("7.0")));
+    const QString elsewhere =
+        makeApplication(home().root() + "/elsewhere", {{"CFBundleShortVersionString", "7.0.3"}});
+    home().platform().applications.insert("com.apple.FinalCutPro", elsewhere);
+    EXPECT_EQ(BMFCPPrefParser().preferenceFilePath(), prefsPath("7.0"));
 
-    installApplication(QStringLiteral("Final Cut Express.app"), QStringLiteral("4.0.1"));
+    installApplication("Final Cut Express.app", "4.0.1");
     BMFCPPrefParser express = BMFCPPrefParser::initWithFinalCutExpress();
     EXPECT_EQ(express.preferenceFilePath(),
-              preferences() +
-                  QStringLiteral("/Final Cut Express User Data/Final Cut Express 4.0 Prefs.fcset"));
-    EXPECT_EQ(express.defaultRootFolder(), documents() + QStringLiteral("/Final Cut Express Documents"));
+              preferences() + "/Final Cut Express User Data/Final Cut Express 4.0 Prefs.fcset");
+    EXPECT_EQ(express.defaultRootFolder(), documents() + "/Final Cut Express Documents");
 }
 
 TEST_F(FcpPrefs, ReportsWhatCannotBeReadOnTheConsoleAndLeavesEveryPathEmpty) {
@@ -232,13 +231,13 @@ TEST_F(FcpPrefs, ReportsWhatCannotBeReadOnTheConsoleAndLeavesEveryPathEmpty) {
     ASSERT_EQ(::mkfifo(QFile::encodeName(prefsPath()).constData(), 0644), 0);
     EXPECT_TRUE(loaded().autosavePath().isNull());
 
-    const QString info = applications() + QStringLiteral("/Final Cut Pro.app/Contents/Info.plist");
+    const QString info = applications() + "/Final Cut Pro.app/Contents/Info.plist";
     writeFile(info, "not a property list");
     BMFCPPrefParser broken;
-    broken.setAutosavePath(QStringLiteral("/left/over"));
+    broken.setAutosavePath("/left/over");
     EXPECT_TRUE(broken.preferenceFilePath().isNull());
     EXPECT_TRUE(broken.autosavePath().isNull()) << "every path is cleared";
-    writeFile(info, PlistFile::toXml(QVariantMap{{QStringLiteral("CFBundleShortVersionString"), QString()}}));
+    writeFile(info, PlistFile::toXml(QVariantMap{{"CFBundleShortVersionString", QString()}}));
     EXPECT_TRUE(BMFCPPrefParser().preferenceFilePath().isNull());
     const QString console = QString::fromStdString(testing::internal::GetCapturedStdout());
     EXPECT_EQ(
@@ -312,19 +311,17 @@ INSTANTIATE_TEST_SUITE_P(
         ScanRow{"FourteenPrefixIsNoKey", renderAfter(1000, 0, 14), kVault}),
     [](const auto& info) { return std::string(info.param.name); });
 
-TEST_F(FcpPrefs, EachKeyStoresItsPathWithItsFolderName) {
+TEST_F(FcpPrefs, EachKeyStoresItsPathWithItsFolderNameAndAKeyBehindMegabytesOfBinaryIsRead) {
     FcsetBuilder builder;
     QStringList expected;
     for (const char* key : {"scratch", "render", "audiorender", "capture", "audiocapture", "waveform",
                             "thumbnail", "autoSaveVault"}) {
         builder.key(key).path(QByteArray("Media:") + key);
-        expected << QStringLiteral("/Volumes/Media/") + key + kFolders[expected.size()];
+        expected << QString("/Volumes/Media/") + key + kFolders[expected.size()];
     }
     writePrefs(builder.bytes());
     EXPECT_EQ(allPaths(loaded()), expected);
-}
 
-TEST_F(FcpPrefs, ReadsAKeyBehindMegabytesOfBinary) {
     QByteArray bytes(9 << 20, 0);
     QRandomGenerator(7).fillRange(reinterpret_cast<quint32*>(bytes.data()), bytes.size() / 4);
     // Random bytes can look like a key; make sure none does.
@@ -345,10 +342,9 @@ TEST_F(FcpPrefs, ConvertsClassicPaths) {
         {"", "/Volumes/"}};
     for (const auto& [classic, posix] : rows)
         EXPECT_EQ(BMFCPPrefParser::formatPath(QString::fromLatin1(classic)), posix) << classic.constData();
-    home().platform().bootVolume = QStringLiteral("Work");
-    EXPECT_EQ(BMFCPPrefParser::formatPath(QStringLiteral("Work:Users:jo")), "/Users/jo");
-    EXPECT_EQ(BMFCPPrefParser::formatPath(QStringLiteral("Macintosh HD:Users:jo")),
-              "/Volumes/Macintosh HD/Users/jo");
+    home().platform().bootVolume = "Work";
+    EXPECT_EQ(BMFCPPrefParser::formatPath("Work:Users:jo"), "/Users/jo");
+    EXPECT_EQ(BMFCPPrefParser::formatPath("Macintosh HD:Users:jo"), "/Volumes/Macintosh HD/Users/jo");
 }
 
 TEST_F(FcpPrefs, PutsMissingFoldersUnderDocumentsOrBesideTheirSiblings) {
@@ -359,9 +355,9 @@ TEST_F(FcpPrefs, PutsMissingFoldersUnderDocumentsOrBesideTheirSiblings) {
         defaults << defaultRoot() + folder;
     EXPECT_EQ(allPaths(parser), defaults);
     BMFCPPrefParser partial;
-    partial.setCaptureScratchPath(QStringLiteral("/Volumes/Cap/Media/Capture Scratch"));
-    partial.setAudioRenderPath(QStringLiteral("/Volumes/R/Audio Render Files"));
-    partial.setThumbnailCachePath(QStringLiteral("/Volumes/T/Thumbnail Cache Files"));
+    partial.setCaptureScratchPath("/Volumes/Cap/Media/Capture Scratch");
+    partial.setAudioRenderPath("/Volumes/R/Audio Render Files");
+    partial.setThumbnailCachePath("/Volumes/T/Thumbnail Cache Files");
     partial.setupDefaults();
     EXPECT_EQ(allPaths(partial),
               (QStringList{"/Volumes/Cap/Media", "/Volumes/R/Render Files", "/Volumes/R/Audio Render Files",
@@ -374,14 +370,14 @@ TEST_F(FcpPrefs, ReadsOnlyTheCacheWhileThePreferenceFileIsUnchanged) {
     EXPECT_EQ(QFileInfo(BMFCPPrefParser::cacheFilePath()).fileName(), "com.brightmoor.Wayfind.cache.plist");
     // Other programs' entries are kept; a damaged file is replaced.
     const SharedCacheFile cache(BMFCPPrefParser::cacheFilePath());
-    ASSERT_TRUE(cache.replaceEntry(QStringLiteral("Final Cut Express"), {{"render", "/x"}}));
+    ASSERT_TRUE(cache.replaceEntry("Final Cut Express", {{"render", "/x"}}));
     writePrefs(FcsetBuilder().key("autoSaveVault").path("Media:First").bytes());
     const QDateTime written = QDateTime::fromSecsSinceEpoch(1700000000, Qt::UTC);
     setModified(prefsPath(), written);
     EXPECT_EQ(loaded().autosavePath(), "/Volumes/Media/First/Autosave Vault");
 
-    EXPECT_EQ(cache.entry(QStringLiteral("Final Cut Express")), (QVariantMap{{"render", "/x"}}));
-    const QVariantMap entry = cache.entry(QStringLiteral("Final Cut Pro"));
+    EXPECT_EQ(cache.entry("Final Cut Express"), (QVariantMap{{"render", "/x"}}));
+    const QVariantMap entry = cache.entry("Final Cut Pro");
     EXPECT_EQ(entry.value("modDate").toDateTime(), written);
     EXPECT_EQ(entry.value("autosaveVault").toString(), "/Volumes/Media/First/Autosave Vault");
     EXPECT_EQ(entry.value("render").toString(), defaultRoot() + "/Render Files");
