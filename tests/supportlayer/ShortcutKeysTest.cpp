@@ -85,7 +85,7 @@ protected:
     QProcess m_bus;
 };
 
-TEST_F(ShortcutWatchList, AnotherKeyReplacesTheEntryAndOtherApplicationsStayAsTheyWere) {
+TEST_F(ShortcutWatchList, AnotherKeyReplacesTheEntryOtherApplicationsStayAsTheyWereAndTheKeyManagerIsRun) {
     const QString path = BMShortcutKeyTableDelegate::watchListPath();
     EXPECT_EQ(path, BMLocalPaths::prefsDirectory(true) + "/com.brightmoor.shortcutkeys.plist");
     const QVariantMap other{
@@ -109,6 +109,14 @@ TEST_F(ShortcutWatchList, AnotherKeyReplacesTheEntryAndOtherApplicationsStayAsTh
     // Without the key manager the list is written all the same, and the log says why.
     EXPECT_TRUE(logText().contains("Unable to setup shortcut keys - shortcut key manager doesn't exist. "
                                    "Please reinstall this software."));
+    // Where it is, the key manager is run with "-setup".
+    const QString manager = BMShortcutKeyTableDelegate::keyManagerPath();
+    ASSERT_TRUE(manager.startsWith(home().machineRoot()));
+    home().writeFile(manager, "#!/bin/sh\nprintf '%s\\n' \"$@\" >> \"$0.ran\"\n");
+    QFile::setPermissions(manager, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    ASSERT_TRUE(BMShortcutKeyTableDelegate::keyManagerExists());
+    ASSERT_TRUE(BMShortcutKeyTableDelegate::setKeyboardShortcut("open", {}, keyA, true, true, false, false));
+    EXPECT_EQ(readFile(manager + ".ran"), "-setup\n");
 }
 
 TEST_F(ShortcutWatchList, TheSelectedRowTakesTheKeyAndClearingRemovesIt) {
@@ -146,16 +154,6 @@ TEST_F(ShortcutWatchList, AListThatCannotBeWrittenLeavesTheRowAsItWasAndSaysWhy)
     QObject::disconnect(connection);
     EXPECT_FALSE(delegate.commands()[0].contains("keyname"));
     EXPECT_TRUE(told.contains(BMShortcutKeyTableDelegate::watchListPath())) << told.toStdString();
-}
-
-TEST_F(ShortcutWatchList, TheKeyManagerIsRunWithSetup) {
-    const QString manager = BMShortcutKeyTableDelegate::keyManagerPath();
-    ASSERT_TRUE(manager.startsWith(home().machineRoot()));
-    home().writeFile(manager, "#!/bin/sh\nprintf '%s\\n' \"$@\" >> \"$0.ran\"\n");
-    QFile::setPermissions(manager, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    ASSERT_TRUE(BMShortcutKeyTableDelegate::keyManagerExists());
-    ASSERT_TRUE(BMShortcutKeyTableDelegate::setKeyboardShortcut("open", {}, keyA, true, true, false, false));
-    EXPECT_EQ(readFile(manager + ".ran"), "-setup\n");
 }
 
 TEST_F(ShortcutWatchList, TheReloadSignalReachesTheSessionBus) {
