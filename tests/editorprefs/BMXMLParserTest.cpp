@@ -37,27 +37,26 @@ TEST_F(XmlParser, EscapesQueryTextAndLogsWhatItDrops) {
     for (const auto& [text, escaped] : rows)
         EXPECT_EQ(BMXMLParser::escapeQueryString(text), escaped) << text.toStdString();
     const QString log = logText();
-    EXPECT_EQ(log.count(QStringLiteral("Stripped character")), 4) << log.toStdString();
-    EXPECT_TRUE(log.contains(QStringLiteral("Stripped character ") + QChar(19)));
+    EXPECT_EQ(log.count("Stripped character"), 4) << log.toStdString();
+    EXPECT_TRUE(log.contains(QString("Stripped character ") + QChar(19)));
 }
 
 TEST_F(XmlParser, GathersTextsAndNodesAndLogsBadQueries) {
     const pugi::xml_document document =
         parse("<r><i>one</i><i></i><i>two<x>2</x></i><j a='attr'>three</j></r>");
     const pugi::xml_node root = document.child("r");
-    EXPECT_EQ(BMXMLParser::stringValuesForQuery(QStringLiteral("./i"), root), (QStringList{"one", "two2"}));
-    EXPECT_EQ(BMXMLParser::stringValueForQuery(QStringLiteral("./j/@a"), root), "attr");
-    EXPECT_TRUE(BMXMLParser::stringValueForQuery(QStringLiteral("./none"), root).isNull());
-    const BMXMLParser::Nodes contexts = BMXMLParser::nodesForQuery(QStringLiteral("./*"), root);
-    EXPECT_EQ(texts(BMXMLParser::queryNodes(contexts + contexts, QStringLiteral("./text()"))),
+    EXPECT_EQ(BMXMLParser::stringValuesForQuery("./i", root), (QStringList{"one", "two2"}));
+    EXPECT_EQ(BMXMLParser::stringValueForQuery("./j/@a", root), "attr");
+    EXPECT_TRUE(BMXMLParser::stringValueForQuery("./none", root).isNull());
+    const BMXMLParser::Nodes contexts = BMXMLParser::nodesForQuery("./*", root);
+    EXPECT_EQ(texts(BMXMLParser::queryNodes(contexts + contexts, "./text()")),
               (QStringList{"one", "two", "three", "one", "two", "three"}));
-    EXPECT_EQ(texts(BMXMLParser::nodesFromQueries(
-                  root, {QStringLiteral("./j"), QStringLiteral("./i"), QStringLiteral("./j | ./i[1]")})),
+    EXPECT_EQ(texts(BMXMLParser::nodesFromQueries(root, {"./j", "./i", "./j | ./i[1]"})),
               (QStringList{"three", "one", "", "two2"}));
 
-    EXPECT_TRUE(BMXMLParser::nodesForQuery(QStringLiteral("./a[["), document).isEmpty());
-    EXPECT_TRUE(BMXMLParser::nodesForQuery(QStringLiteral("count(./a)"), document).isEmpty());
-    EXPECT_EQ(logText().count(QStringLiteral("XML parsing error: ")), 2);
+    EXPECT_TRUE(BMXMLParser::nodesForQuery("./a[[", document).isEmpty());
+    EXPECT_TRUE(BMXMLParser::nodesForQuery("count(./a)", document).isEmpty());
+    EXPECT_EQ(logText().count("XML parsing error: "), 2);
 }
 
 TEST_F(XmlParser, NamesComeFromTheNameElementOrTheId) {
@@ -73,7 +72,7 @@ TEST_F(XmlParser, NamesComeFromTheNameElementOrTheId) {
         {"<c/>", false, nullptr}};
     for (const auto& [xml, immediate, expected] : rows) {
         const QString name = BMXMLParser::nameForNode(parse(xml).first_child(), immediate);
-        EXPECT_EQ(name.isNull() ? QStringLiteral("(null)") : name, expected ? expected : "(null)") << xml;
+        EXPECT_EQ(name.isNull() ? "(null)" : name, expected ? expected : "(null)") << xml;
     }
     const pugi::xml_document document =
         parse("<seq id='s%2D1'><uuid>A-1</uuid><clip id='c'><media><uuid>B%2D2</uuid></media></clip></seq>");
@@ -86,12 +85,10 @@ TEST_F(XmlParser, NamesComeFromTheNameElementOrTheId) {
 }
 
 TEST(XmlPaths, TakeThePathOfAUrl) {
-    EXPECT_EQ(
-        BMXMLParser::filenameFromPathURLString(QStringLiteral("file://localhost/Users/jo/My%20Movie.mov")),
-        "/Users/jo/My Movie.mov");
-    EXPECT_EQ(BMXMLParser::filenameFromPathURLString(QStringLiteral("file:///Volumes/Media/a.mov")),
-              "/Volumes/Media/a.mov");
-    EXPECT_TRUE(BMXMLParser::filenameFromPathURLString(QStringLiteral("file://host/a b%zz")).isNull());
+    EXPECT_EQ(BMXMLParser::filenameFromPathURLString("file://localhost/Users/jo/My%20Movie.mov"),
+              "/Users/jo/My Movie.mov");
+    EXPECT_EQ(BMXMLParser::filenameFromPathURLString("file:///Volumes/Media/a.mov"), "/Volumes/Media/a.mov");
+    EXPECT_TRUE(BMXMLParser::filenameFromPathURLString("file://host/a b%zz").isNull());
 }
 
 TEST_F(XmlParser, WalksUpToANamedParentAndOnToTheNextNode) {
@@ -102,8 +99,8 @@ TEST_F(XmlParser, WalksUpToANamedParentAndOnToTheNextNode) {
         return QString::fromUtf8(BMXMLParser::parentWithName(clip, QString::fromLatin1(name), limits).name());
     };
     EXPECT_EQ(parent("bin"), "bin");
-    EXPECT_EQ(parent("bin", {QStringLiteral("seq")}), "");
-    EXPECT_EQ(parent("track", {QStringLiteral("track")}), "track");
+    EXPECT_EQ(parent("bin", {"seq"}), "");
+    EXPECT_EQ(parent("track", {"track"}), "track");
     EXPECT_EQ(parent("timeline"), "");
     auto next = [&](const char* path) {
         return QString::fromUtf8(BMXMLParser::nextSiblingForNode(document.select_node(path).node()).name());
