@@ -16,7 +16,7 @@ namespace {
 const QByteArray kHeader = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<PremiereData Version=\"3\">\n";
 
 QByteArray preferencesXml(const QStringList& recentDocuments) {
-    QString xml = QStringLiteral("<Preferences ObjectID=\"1\" Version=\"28\"><Properties Version=\"1\">\n");
+    QString xml = "<Preferences ObjectID=\"1\" Version=\"28\"><Properties Version=\"1\">\n";
     for (int i = 0; i < recentDocuments.size(); ++i)
         xml += QStringLiteral("<BE.Prefs.MRU.Document.%1>%2</BE.Prefs.MRU.Document.%1>\n")
                    .arg(QString::number(i), recentDocuments[i]);
@@ -53,10 +53,9 @@ protected:
         return appSupport() + QStringLiteral("/Adobe/Premiere Pro/%1/Adobe Premiere Pro Prefs").arg(version);
     }
     QString defaultFolder(const QString& version) const {
-        return documents() + QStringLiteral("/Adobe/Premiere Pro/") + version;
+        return documents() + "/Adobe/Premiere Pro/" + version;
     }
-    QString project(const QString& relative, const QString& video,
-                    const QString& audio = QStringLiteral("MyDocuments")) {
+    QString project(const QString& relative, const QString& video, const QString& audio = "MyDocuments") {
         return writeFile(home().root() + QLatin1Char('/') + relative, projectXml(video, audio));
     }
     QString apps() const { return home().machineRoot() + "/Applications"; }
