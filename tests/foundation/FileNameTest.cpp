@@ -33,13 +33,13 @@ TEST(FileName, EveryByteSequenceComesBackExactlyAndOnlyInvalidUtf8IsMarked) {
 }
 
 TEST(FileName, DisplayTextEscapesWhatATerminalWouldMangle) {
-    EXPECT_EQ(FileName::displayText(FileName::decode("Caf\xe9 1.fcp")), QStringLiteral("Caf\\xe9 1.fcp"));
-    EXPECT_EQ(FileName::displayText(QStringLiteral("a\nb\tc\rd")), QStringLiteral("a\\nb\\tc\\x0dd"));
+    EXPECT_EQ(FileName::displayText(FileName::decode("Caf\xe9 1.fcp")), "Caf\\xe9 1.fcp");
+    EXPECT_EQ(FileName::displayText("a\nb\tc\rd"), "a\\nb\\tc\\x0dd");
     const QString valid = QString::fromUtf8("Caf\xc3\xa9 \xf0\x9f\x8e\xac");
     EXPECT_EQ(FileName::displayText(valid), valid);
     // The marks that turn the text round are shown; right-to-left letters stay as they are.
     EXPECT_EQ(FileName::displayText(QString::fromUtf8("Shot \u202Eevom.prproj \u2067\u061C")),
-              QStringLiteral("Shot \\u202Eevom.prproj \\u2067\\u061C"));
+              "Shot \\u202Eevom.prproj \\u2067\\u061C");
     const QString hebrew = QString::fromUtf8("\u05E9\u05DC\u05D5\u05DD 1.prproj");
     EXPECT_EQ(FileName::displayText(hebrew), hebrew);
 }
