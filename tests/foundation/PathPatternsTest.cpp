@@ -50,7 +50,7 @@ TEST(ValidateFilename, DropsOneLeadingDotBlanksSlashesAndColons) {
     EXPECT_EQ(valid, (QStringList{"", "hidden", ".x", "abc", "spaced", "Cut 2.prproj"}));
 }
 
-TEST_F(PathPatterns, UniqueNamesCountUpFromTwoPastDanglingLinks) {
+TEST_F(PathPatterns, UniqueNamesCountUpFromTwoPastDanglingLinksKeepAPercentAndFitInAName) {
     EXPECT_EQ(BMFileManager::uniqueFilename(home().writeFile("disk/report")), base + "/report 2");
     const QString a = home().writeFile("disk/a.txt");
     EXPECT_EQ(BMFileManager::uniqueFilename(a), base + "/a 2.txt");
@@ -59,9 +59,7 @@ TEST_F(PathPatterns, UniqueNamesCountUpFromTwoPastDanglingLinks) {
     EXPECT_EQ(BMFileManager::uniqueFilename(base + "/free.txt"), base + "/free.txt");
     ASSERT_TRUE(QFile::link(base + "/gone", base + "/link.mov"));
     EXPECT_EQ(BMFileManager::uniqueFilename(base + "/link.mov"), base + "/link 2.mov");
-}
 
-TEST_F(PathPatterns, UniqueNamesKeepAPercentAndFitInAName) {
     EXPECT_EQ(BMFileManager::uniqueFilename(home().writeFile("disk/Shot %1.prproj")),
               base + "/Shot %1 2.prproj");
     // 255 bytes, two-byte characters before the extension: the number takes a whole one's room.
