@@ -31,7 +31,7 @@ protected:
     QString location, autosave, outside;
 };
 
-TEST_F(Guard, PathsLeadingToProtectedFoldersAreRefusedWithOrWithoutALocation) {
+TEST_F(Guard, PathsLeadingToProtectedFoldersAreRefusedAndWithALocationOnlyWhatReallyLiesInsidePasses) {
     const DestructiveGuard anywhere, inLocation(location);
     for (const DestructiveGuard* guard : {&anywhere, &inLocation}) {
         EXPECT_EQ(guard->refusal(location + "/root/usr"),
@@ -55,9 +55,8 @@ TEST_F(Guard, PathsLeadingToProtectedFoldersAreRefusedWithOrWithoutALocation) {
     home().writeHomeFile(".config/user-dirs.dirs", "XDG_MUSIC_DIR=\"$HOME/Tunes\"\n");
     EXPECT_EQ(DestructiveGuard().refusal(location + "/home/Tunes"),
               really("/home/Tunes", home().home() + "/Tunes") + " is a standard folder of the home");
-}
 
-TEST_F(Guard, OnlyWhatReallyLiesInsideTheLocationPasses) {
+    // With a location, only what really lies inside it passes.
     const DestructiveGuard guard(location);
     EXPECT_TRUE(guard.permits(autosave));
     EXPECT_TRUE(guard.permits(location + "/home")); // the link itself, not what it leads to
