@@ -48,7 +48,8 @@ TEST_F(Settings, FreshAccountReadsTheDefaultsWhichNeverOverwriteStoredValuesAndT
                 store->hasValue("mixed"));
 }
 
-TEST_F(Settings, ChangesAreOnDiskAsAnXmlPlistAtOnceAndSynchronizeReadsOtherWriters) {
+TEST_F(Settings,
+       ChangesAreOnDiskAsAnXmlPlistAtOnceSynchronizeReadsOtherWritersBinaryListsAndUnknownKeysStay) {
     store->setValue(SettingsKey::autosavePaths, QStringList{"/a/Autosave Vault", "/b/Avid Attic"});
     store->setValue(SettingsKey::sortedDescending, true);
     EXPECT_TRUE(readFile(userFile()).startsWith("<?xml"));
@@ -61,11 +62,11 @@ TEST_F(Settings, ChangesAreOnDiskAsAnXmlPlistAtOnceAndSynchronizeReadsOtherWrite
     EXPECT_TRUE(store->synchronize());
     EXPECT_FALSE(store->boolValue(SettingsKey::sortedDescending));
     EXPECT_FALSE(PlistFile::readDictionary(home().home() + "/.config").has_value()) << "a folder is no list";
-}
 
-TEST_F(Settings, ReadsBinaryPlistsAndKeepsUnknownKeys) {
+    // A binary list is read too, and keys unknown here are kept.
     home().writeHomeFile(kUserFile, binaryPlist(QVariantMap{{"manualPaths", QVariantList{"/x/Avid Attic"}},
                                                             {"somethingElse", "kept"}}));
+    ASSERT_TRUE(store->synchronize());
     EXPECT_EQ(store->stringListValue(SettingsKey::manualPaths), QStringList{"/x/Avid Attic"});
     store->setValue(SettingsKey::autoClean, true);
     EXPECT_EQ(PlistFile::readDictionary(userFile())->value("somethingElse").toString(), "kept");
