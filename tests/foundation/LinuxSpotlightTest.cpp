@@ -60,15 +60,13 @@ TEST_F(LinuxSpotlight, FindsFoldersInARealIndex) {
               QStringList{disk("w/Vault [old]*")});
 }
 
-TEST_F(LinuxSpotlight, IsAbsentWithoutEitherToolAndEscapesPatternCharacters) {
+TEST_F(LinuxSpotlight, IsAbsentWithoutEitherToolKeepsOnlyFoldersThatStillExistAndGivesUpOnAToolThatHangs) {
     EXPECT_FALSE(platform().spotlightAvailable());
     EXPECT_TRUE(platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 10).isEmpty());
     // What the real index finds shows the other forms; this one escapes every pattern character.
     EXPECT_EQ(LinuxPlatform::locateArguments(Query::folderNamed("a*b?[c]\\"), ""),
               (QStringList{"-i", "-0", "-b", "--", "*a\\*b\\?\\[c\\]\\\\*"}));
-}
 
-TEST_F(LinuxSpotlight, KeepsOnlyFoldersThatStillExistOfWhatTheToolPrints) {
     // The real index shows the other filters: files, links and longer names are dropped too.
     const RecordingTool locate =
         fakeTool(Tool::Locate, printing({disk("gone/Autosave Vault"), disk("a/Autosave Vault")}));
@@ -77,10 +75,9 @@ TEST_F(LinuxSpotlight, KeepsOnlyFoldersThatStillExistOfWhatTheToolPrints) {
     EXPECT_EQ(platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 10),
               QStringList{disk("a/Autosave Vault")});
     EXPECT_EQ(locate.calls(), (QList<QStringList>{{"-i", "-0", "-b", "--", "*Autosave Vault*"}}));
-}
 
-TEST_F(LinuxSpotlight, TakesAComplaintForNoResultAndGivesUpOnAToolThatHangs) {
-    // With nothing on standard output the runner hands back standard error.
+    // With nothing on standard output the runner hands back standard error: a complaint, no result.
+    platform().setToolPath(Tool::Locate, home().root() + "/missing/locate");
     fakeTool(Tool::Plocate, "echo \"" + disk("a/Autosave Vault").toUtf8() + "\" >&2; exit 1");
     EXPECT_TRUE(platform().spotlightQuery(Query::folderNamed("Autosave Vault"), 10).isEmpty());
     fakeTool(Tool::Plocate, "exec sleep 30");
