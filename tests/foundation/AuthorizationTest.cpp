@@ -92,7 +92,7 @@ INSTANTIATE_TEST_SUITE_P(FileOperations, GuardRefusal,
                          ::testing::Combine(::testing::ValuesIn(kInHome), ::testing::ValuesIn(kFileManager)),
                          rowName);
 
-TEST_F(FileOpsTest, PrivilegedOperationsRefuseRelativeAndMissingPaths) {
+TEST_F(FileOpsTest, PrivilegedOperationsRefuseRelativeAndMissingPathsAndAFailingToolGivesItsStatus) {
     grantingPkexec();
     const RecordingTool rm = fakeTool(Tool::Rm);
     const QString a = writeWork("a", "x"), missing = work("missing");
@@ -108,6 +108,14 @@ TEST_F(FileOpsTest, PrivilegedOperationsRefuseRelativeAndMissingPaths) {
                      "Error in authMoveFile: new path is null", "Error in authCopyFile: old path is null",
                      "Error in authCopyFile: new path is null"}));
     EXPECT_TRUE(m_pkexec.calls().isEmpty() && rm.calls().isEmpty());
+    // A failing tool gives its status, a missing one -2.
+    EXPECT_EQ(auth().authExecTask("/bin/sh", {"-c", "exit 3"}), 3);
+    EXPECT_FALSE(auth().authMoveFile(a, work("missing-folder/a")));
+    EXPECT_EQ(readFile(a), "x");
+    ConsoleCapture again;
+    EXPECT_EQ(auth().authExecTask(work("no-such-tool"), {}), -2);
+    EXPECT_EQ(again.lines(),
+              QStringList{"Unable to execute task: path " + work("no-such-tool") + " doesn't exist"});
 }
 
 TEST_F(FileOpsTest, TheRightIsObtainedOnceAndTheStandardToolsRunWithExactArguments) {
@@ -150,18 +158,6 @@ TEST_F(FileOpsTest, WithoutInterfaceOrWhenDismissedEveryOperationFailsWithMinusO
     EXPECT_FALSE(auth().authRemoveFile(a));
     EXPECT_EQ(m_pkexec.calls(), QList<QStringList>(3, kRight));
     EXPECT_TRUE(QFileInfo::exists(a));
-}
-
-TEST_F(FileOpsTest, AFailingToolGivesItsStatusAndAMissingOneMinusTwo) {
-    grantingPkexec();
-    EXPECT_EQ(auth().authExecTask("/bin/sh", {"-c", "exit 3"}), 3);
-    const QString a = writeWork("a", "x");
-    EXPECT_FALSE(auth().authMoveFile(a, work("missing-folder/a")));
-    EXPECT_EQ(readFile(a), "x");
-    ConsoleCapture console;
-    EXPECT_EQ(auth().authExecTask(work("no-such-tool"), {}), -2);
-    EXPECT_EQ(console.lines(),
-              QStringList{"Unable to execute task: path " + work("no-such-tool") + " doesn't exist"});
 }
 
 TEST_F(FileOpsTest, CredentialsAreRefusedClearlyWhereThePlatformCannotTakeThem) {
