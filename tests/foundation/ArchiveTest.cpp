@@ -72,7 +72,8 @@ protected:
     QString m_source;
 };
 
-TEST_F(Archives, TheFolderIsAtTheTopUnlessOnlyItsContentsAreWantedAndAnOldArchiveGoesToTheTrash) {
+// An old archive of the same name goes to the Trash, and so does what extraction would replace.
+TEST_F(Archives, TheFolderIsAtTheTopUnlessOnlyItsContentsAreWantedAndExtractionGivesBackWhatWasArchived) {
     const QString zip = writeWork("Cut 1.zip", "the old archive");
     EXPECT_TRUE(BMFileManager::compressFile(m_source, zip));
     EXPECT_EQ(unzipList(zip), (QStringList{"Cut 1/", "Cut 1/Cut 1_0101.fcp", "Cut 1/latest", "Cut 1/older/",
@@ -96,11 +97,8 @@ TEST_F(Archives, TheFolderIsAtTheTopUnlessOnlyItsContentsAreWantedAndAnOldArchiv
     // No half-written archive is left beside the results.
     EXPECT_EQ(QDir(work()).entryList(QDir::Files | QDir::Hidden, QDir::Name),
               (QStringList{"Cut 1.zip", "contents.zip", "one.zip"}));
-}
 
-TEST_F(Archives, ExtractionGivesBackWhatWasArchivedTrashesWhatWasThereAndDropsMacMetadata) {
-    const QString zip = work("Cut 1.zip");
-    ASSERT_TRUE(BMFileManager::compressFile(m_source, zip));
+    // Extraction gives back what was archived, trashes what was there and drops Mac metadata.
     const QString out = writeWork("restored/mine.txt", "mine").section('/', 0, -2);
     EXPECT_TRUE(BMFileManager::decompressFile(zip, out));
     EXPECT_EQ(treeOf(out), (QStringList{"Cut 1", "Cut 1/Cut 1_0101.fcp", "Cut 1/latest", "Cut 1/older",
