@@ -59,7 +59,7 @@ TEST_F(Task, CapturesStandardOutputElseStandardErrorAndPassesArgumentsAndEnviron
     EXPECT_EQ(BMTaskEx::stringFromTask(utf8, {}).size(), 5); // ASCII by default
 }
 
-TEST_F(Task, TimeoutCountsWholeSecondsAndRunsEndingInTimeAreNotTerminated) {
+TEST_F(Task, TimeoutCountsWholeSecondsRunsOnTheMainThreadsLoopAndSparesRunsEndingInTime) {
     EXPECT_EQ(BMTaskEx::terminationCodeFromTaskWithTimeout("/bin/sh", {"-c", "exit 4"}, 5), 4);
     EXPECT_EQ(BMTaskEx::stringFromTaskWithTimeout("/bin/echo", {"hi"}, 3), "hi\n");
     QElapsedTimer clock;
@@ -72,18 +72,17 @@ TEST_F(Task, TimeoutCountsWholeSecondsAndRunsEndingInTimeAreNotTerminated) {
     EXPECT_LT(clock.elapsed(), 2800); // 2.9 s would mean the fraction counted
     EXPECT_EQ(logText().count("timed out"), 1);
     EXPECT_TRUE(logText().contains("Task /bin/sleep timed out. Terminating..."));
-}
 
-TEST_F(Task, TimeoutIsCarriedOutOnTheMainThreadWhenItRunsALoopAndACallerCanStopTheChild) {
+    // Carried out on the main thread when it runs a loop; a caller can stop the child too.
     MainThread::setDispatch(MainThread::Dispatch::EventLoop);
     std::atomic<bool> done{false};
     int code = 0;
-    std::thread worker([&] {
+    std::thread looping([&] {
         code = BMTaskEx::terminationCodeFromTaskWithTimeout("/bin/sleep", {"30"}, 1);
         done = true;
     });
     EXPECT_TRUE(QTest::qWaitFor([&] { return done.load(); }, 10000));
-    worker.join();
+    looping.join();
     MainThread::setDispatch(MainThread::Dispatch::Inline);
     EXPECT_EQ(code, 15); // ended by SIGTERM
     TaskSlot slot;
