@@ -11,6 +11,9 @@
 #include "foundation/TrashBatch.h"
 #include "foundation/platform/Platform.h"
 
+#include <QHash>
+#include <QSet>
+
 namespace {
 
 enum class Outcome { Removed, Missing, Failed };
@@ -180,6 +183,14 @@ RemovalReport AutosaveRemoval::removeChildren(const BMAutoItemList& items, const
         const qint64 total = items.size();
         report.total = total;
         TrashBatch batch(pathsOf(items));
+        // A project's folder is tried once, after the last of its autosaves in the list:
+        // trying it after each one read the whole folder again every time.
+        QHash<const BMProject*, qsizetype> toGo;
+        for (const BMAutoItemPtr& item : items) {
+            if (item && item->parent())
+                ++toGo[item->parent().get()];
+        }
+        QSet<const BMProject*> lostOne;
         qint64 done = 0;
         reportProgress(progress, ActionProgress::Stage::Trashing, done, total);
         for (const BMAutoItemPtr& item : items) {
@@ -196,10 +207,13 @@ RemovalReport AutosaveRemoval::removeChildren(const BMAutoItemList& items, const
             reportProgress(progress, ActionProgress::Stage::Trashing, done, total);
             if (outcome == Outcome::Failed && onFailure == OnFailure::Stop)
                 return report;
-            if (outcome == Outcome::Removed) {
-                if (const BMProjectPtr parent = item->parent())
-                    removeFolderIfEmpty(parent->path(), &report, parent->location());
-            }
+            const BMProjectPtr parent = item->parent();
+            if (!parent)
+                continue;
+            if (outcome == Outcome::Removed)
+                lostOne.insert(parent.get());
+            if (--toGo[parent.get()] == 0 && lostOne.contains(parent.get()))
+                removeFolderIfEmpty(parent->path(), &report, parent->location());
         }
     } catch (const std::exception& e) {
         BMException::logException(e, "-[AppController removeChildren:]");

@@ -51,7 +51,11 @@ std::optional<LocationLocks> LocationLocks::acquire(const BMAutoItemList& autosa
 std::optional<LocationLocks> LocationLocks::acquireLocations(const QStringList& given,
                                                              const QString& activity, QString* error) {
     QStringList locations;
+    QSet<QString> seen; // one entry per autosave: each location once, not once per autosave
     for (const QString& each : given) {
+        if (seen.contains(each))
+            continue;
+        seen.insert(each);
         const QString location = LocationLock::canonicalLocation(each);
         if (!location.isEmpty() && !locations.contains(location) && !t_held.contains(location))
             locations << location;

@@ -8,6 +8,7 @@
 #include "foundation/BMLocalPaths.h"
 #include "foundation/BMLog.h"
 #include "foundation/FileName.h"
+#include "foundation/RealPath.h"
 #include "foundation/FileTree.h"
 #include "foundation/LocationLock.h"
 #include "foundation/PathText.h"
@@ -168,15 +169,13 @@ Outcome restoreItem(const TrashedItem& item, QString* reason) {
     }
     // The item goes to the real folder, which a link on the way may have moved.
     const QString parent = PathText::deletingLastComponent(item.originalPath);
-    char* real = ::realpath(FileName::encode(parent).constData(), nullptr);
-    if (!real) {
-        const int failure = errno;
+    int failure = 0;
+    const QByteArray realBytes = RealPath::of(FileName::encode(parent), &failure);
+    if (realBytes.isEmpty()) {
         removeMadeFolders(made);
         *reason = QStringLiteral("%1: %2; it stays in the Trash").arg(shown, cause(failure));
         return Outcome::Failed;
     }
-    const QByteArray realBytes(real);
-    std::free(real);
     const QString realParent = FileName::decode(realBytes);
     // A folder on the way replaced by a link must not take the item out of its location.
     const QString location = LocationLock::canonicalLocation(locationFolder);

@@ -2,6 +2,7 @@
 
 #include "BMLocalPaths.h"
 #include "FileName.h"
+#include "RealPath.h"
 #include "TrashBatch.h"
 #include "platform/Platform.h"
 
@@ -74,10 +75,11 @@ QString DestructiveGuard::resolvedFolder(const QString& path, QString* error) {
             *error = systemError(ENOENT);
         return QString();
     }
-    char resolved[PATH_MAX];
-    if (!::realpath(FileName::encode(path).constData(), resolved)) {
+    int failure = 0;
+    const QByteArray resolved = RealPath::of(FileName::encode(path), &failure);
+    if (resolved.isEmpty()) {
         if (error)
-            *error = systemError(errno);
+            *error = systemError(failure);
         return QString();
     }
     return FileName::decode(resolved);
@@ -104,12 +106,18 @@ QString DestructiveGuard::canonicalPath(const QString& path, QString* error) {
 }
 
 DestructiveGuard::DestructiveGuard(const QString& location) : m_location(location) {
-    if (!location.isEmpty()) {
-        m_canonicalLocation = resolvedFolder(location, &m_locationError);
-        if (m_canonicalLocation.isEmpty() && m_locationError.isEmpty())
-            m_locationError = systemError(ENOENT);
-    }
     TrashBatch* batch = TrashBatch::current();
+    if (!location.isEmpty()) {
+        if (batch && batch->folders.locations.contains(location)) {
+            std::tie(m_canonicalLocation, m_locationError) = batch->folders.locations.value(location);
+        } else {
+            m_canonicalLocation = resolvedFolder(location, &m_locationError);
+            if (m_canonicalLocation.isEmpty() && m_locationError.isEmpty())
+                m_locationError = systemError(ENOENT);
+            if (batch)
+                batch->folders.locations.insert(location, {m_canonicalLocation, m_locationError});
+        }
+    }
     if (batch && batch->folders.guardKnown) {
         m_home = batch->folders.home;
         m_protected = batch->folders.protectedFolders;

@@ -2,6 +2,7 @@
 
 #include "BMLocalPaths.h"
 #include "FileName.h"
+#include "RealPath.h"
 #include "FileTree.h"
 #include "PathText.h"
 
@@ -51,13 +52,8 @@ void writeHolder(int fd, const QString& activity) {
 } // namespace
 
 QString LocationLock::canonicalLocation(const QString& location) {
-    const QByteArray encoded = FileName::encode(location);
-    char* resolved = ::realpath(encoded.constData(), nullptr);
-    if (!resolved)
-        return location;
-    const QString canonical = FileName::decode(resolved);
-    ::free(resolved);
-    return canonical;
+    const QByteArray resolved = RealPath::of(FileName::encode(location));
+    return resolved.isEmpty() ? location : FileName::decode(resolved);
 }
 
 QString LocationLock::lockFilePath(const QString& location) {

@@ -6,6 +6,7 @@
 #include <QStringList>
 
 #include <optional>
+#include <sys/stat.h>
 #include <sys/types.h>
 
 // Many items going to the Trash in one run, in a known order. While one is in force on a
@@ -57,6 +58,12 @@ public:
         QStringList systemFolders;
         bool trashKnown = false;
         QString trash;
+        // Each autosave location as given, resolved once: the location's real path and, when
+        // it cannot be resolved, why not. Every item is still resolved on its own.
+        QHash<QString, std::pair<QString, QString>> locations;
+        // The home Trash once its folders are made, and its status then.
+        QByteArray homeTrashReady;
+        struct stat homeTrashStatus {};
     };
     Folders folders;
     // For a Trash folder and an item's name, how many of the names it takes there this batch

@@ -2,6 +2,7 @@
 
 #include "FileOpsFixture.h"
 #include "foundation/BMFileManager.h"
+#include "foundation/TrashBatch.h"
 
 #include <QDir>
 #include <QFile>
@@ -112,3 +113,18 @@ TEST_F(Guard, FileOperationsRefuseWhatALinkLeadsToAndNeverDescendIntoALinkedFold
 }
 
 } // namespace
+
+// A batch takes each location's real path once. A location swapped for a link while the run
+// goes on then leads every later item out of it, and they are refused, not followed.
+TEST_F(Guard, ALocationSwappedForALinkDuringABatchRefusesWhatLiesBehindTheLink) {
+    const QString item = location + "/Edit/Edit-1.prproj";
+    TrashBatch batch({item});
+    EXPECT_EQ(DestructiveGuard(location).refusal(item), "");
+    const QString elsewhere = home().root() + "/Elsewhere";
+    home().writeFile("Elsewhere/Edit/Edit-1.prproj");
+    ASSERT_TRUE(QDir().rename(location, location + " (moved)"));
+    ASSERT_TRUE(QFile::link(elsewhere, location));
+    EXPECT_EQ(DestructiveGuard(location).refusal(item),
+              item + " (really " + elsewhere + "/Edit/Edit-1.prproj) lies outside its autosave location " +
+                  location);
+}

@@ -91,3 +91,23 @@ TEST_F(TrashBatchTest, AnItemThatFailsMidBatchStaysAndLeavesNoRecordBehind) {
 }
 
 } // namespace
+
+// Someone removes the whole Trash while a long run goes on (to free room at once): the run
+// makes it again instead of failing every item that is left.
+TEST_F(TrashBatchTest, ATrashRemovedMidBatchIsMadeAgainForTheItemsLeft) {
+    const QStringList paths = makeFiles(work("disk"), 1, 4);
+    const QString away = work("old Trash");
+    {
+        TrashBatch batch(paths);
+        QString error;
+        ASSERT_TRUE(BMFileManager::trashFile(paths[0], false, &error)) << error.toStdString();
+        ASSERT_TRUE(QDir().rename(trash(), away));
+        for (const QString& path : paths.mid(1))
+            EXPECT_TRUE(BMFileManager::trashFile(path, false, &error)) << error.toStdString();
+    }
+    EXPECT_EQ(names(trash() + "/files").size(), 3);
+    EXPECT_EQ(names(trash() + "/info").size(), 3);
+    for (const QString& name : names(trash() + "/files"))
+        EXPECT_EQ(readFile(trash() + "/files/" + name), trashedFrom(trash(), name).toUtf8());
+    EXPECT_EQ(names(away + "/files").size(), 1);
+}

@@ -4,12 +4,14 @@
 #include "foundation/CheckedCopy.h"
 #include "foundation/FileName.h"
 #include "foundation/FileTree.h"
+#include "foundation/RealPath.h"
 #include "foundation/TrashBatch.h"
 #include "foundation/UniqueFd.h"
 
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
+#include <QHash>
 
 #include <cerrno>
 #include <cstdlib>
@@ -18,6 +20,8 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <atomic>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -118,10 +122,11 @@ bool makeHomeTrash(const QByteArray& trash, const Owner& owner, QString* error) 
 }
 
 // Creates the record exclusively (that is what reserves the name) and puts it down
-// completely, synced unless the caller syncs it with others. 0, or the errno of the step
-// that failed; the record is then gone.
+// completely, synced unless the caller syncs it with others; such a caller is handed the
+// record still open. 0, or the errno of the step that failed; the record is then gone.
 int createRecord(const QByteArray& recordPath, const QByteArray& contents, const Owner& owner,
-                 bool sync = true) {
+                 int* keptOpen = nullptr) {
+    const bool sync = !keptOpen;
     const int fd = ::open(recordPath.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (fd < 0)
         return errno;
@@ -141,6 +146,10 @@ int createRecord(const QByteArray& recordPath, const QByteArray& contents, const
     }
     if (!failure && sync && ::fsync(fd) != 0)
         failure = errno;
+    if (!failure && keptOpen) {
+        *keptOpen = fd;
+        return 0;
+    }
     if (::close(fd) != 0 && !failure)
         failure = errno;
     if (failure)
@@ -155,7 +164,7 @@ QByteArray recordOf(const QByteArray& trash, const QByteArray& nameInTrash) {
 // A name in the Trash with its record written; nothing, with the cause, when none could be had.
 std::optional<QByteArray> reserveName(const QByteArray& trash, const QString& name,
                                       const QByteArray& contents, const Owner& owner, QString* error,
-                                      bool sync = true) {
+                                      int* keptOpen = nullptr) {
     // In a batch, the names this run took are not tried again: items of the same name, one
     // from each project, would otherwise try every name taken before theirs.
     TrashBatch* batch = TrashBatch::current();
@@ -164,7 +173,7 @@ std::optional<QByteArray> reserveName(const QByteArray& trash, const QString& na
          ++attempt) {
         const QByteArray candidate = FileName::encode(FreedesktopTrash::nameInTrash(name, attempt));
         const QByteArray record = recordOf(trash, candidate);
-        const int failure = createRecord(record, contents, owner, sync);
+        const int failure = createRecord(record, contents, owner, keptOpen);
         if (failure == EEXIST)
             continue;
         if (failure) {
@@ -176,6 +185,8 @@ std::optional<QByteArray> reserveName(const QByteArray& trash, const QString& na
         struct stat info {};
         if (::lstat((trash + "/files/" + candidate).constData(), &info) == 0) {
             ::unlink(record.constData());
+            if (keptOpen)
+                ::close(*keptOpen);
             continue;
         }
         if (batch)
@@ -221,8 +232,9 @@ std::optional<QByteArray> recordWrittenAhead(const Item& item, const QByteArray&
 Outcome renameInto(const Item& item, const QByteArray& trash, const Owner& owner, bool mustBeReal,
                    std::optional<TrashBatch::Record> ahead = std::nullopt) {
     Outcome outcome;
-    if (!makeTrashFolder(trash + "/files", owner, mustBeReal, &outcome.error) ||
-        !makeTrashFolder(trash + "/info", owner, mustBeReal, &outcome.error)) {
+    // The home Trash's folders are made by the caller, once for a whole batch.
+    if (mustBeReal && (!makeTrashFolder(trash + "/files", owner, mustBeReal, &outcome.error) ||
+                       !makeTrashFolder(trash + "/info", owner, mustBeReal, &outcome.error))) {
         if (ahead)
             TrashBatch::removeRecord(*ahead);
         return outcome;
@@ -345,9 +357,12 @@ QByteArray volumeTrash(const QByteArray& topdir, const Owner& owner, QString* er
 }
 
 // The item as found before anything is done to it: its folder resolved, the item itself not
-// followed. Nothing, with the cause, when it cannot be found.
-std::optional<Item> findItem(const QString& path, QString* error) {
-    const QString absolute = QDir::cleanPath(QDir::current().absoluteFilePath(path));
+// followed. Nothing, with the cause, when it cannot be found. Folders already resolved may be
+// given: records written ahead are checked again when their items go.
+std::optional<Item> findItem(const QString& path, QString* error,
+                             QHash<QByteArray, QByteArray>* resolved = nullptr) {
+    const QString absolute =
+        QDir::cleanPath(QDir::isAbsolutePath(path) ? path : QDir::current().absoluteFilePath(path));
     const qsizetype slash = absolute.lastIndexOf(QLatin1Char('/'));
     Item item;
     item.name = absolute.mid(slash + 1);
@@ -355,14 +370,19 @@ std::optional<Item> findItem(const QString& path, QString* error) {
         *error = cause(EINVAL);
         return std::nullopt;
     }
-    char* real =
-        ::realpath(FileName::encode(absolute.left(std::max<qsizetype>(slash, 1))).constData(), nullptr);
-    if (!real) {
-        *error = cause(errno);
-        return std::nullopt;
+    const QByteArray folder = FileName::encode(absolute.left(std::max<qsizetype>(slash, 1)));
+    QByteArray real = resolved ? resolved->value(folder) : QByteArray();
+    if (real.isEmpty()) {
+        int failure = 0;
+        real = RealPath::of(folder, &failure);
+        if (real.isEmpty()) {
+            *error = cause(failure);
+            return std::nullopt;
+        }
+        if (resolved)
+            resolved->insert(folder, real);
     }
-    item.source = join(QByteArray(real), FileName::encode(item.name));
-    std::free(real);
+    item.source = join(real, FileName::encode(item.name));
     item.original = FileName::decode(item.source);
     if (::lstat(item.source.constData(), &item.status) != 0) {
         *error = cause(errno);
@@ -371,8 +391,10 @@ std::optional<Item> findItem(const QString& path, QString* error) {
     return item;
 }
 
-// How many of a batch's items have their records written ahead at a time.
+// How many of a batch's items have their records written ahead at a time, and how many of
+// their syncs are in flight at once.
 constexpr qsizetype kRecordsAhead = 128;
+constexpr int kSyncsInFlight = 8;
 
 // Writes the records of the batch's next items bound for the home Trash, then syncs them:
 // the first sync puts them all on the disk, so the others cost next to nothing. Each is in
@@ -388,22 +410,22 @@ void writeRecordsAhead(TrashBatch& batch, qsizetype from, const QByteArray& home
     };
     std::vector<Written> written;
     const QDateTime now = QDateTime::currentDateTime();
+    QHash<QByteArray, QByteArray> folders;
     for (qsizetype i = from; i < end; ++i) {
         QString ignored;
-        const std::optional<Item> item = findItem(batch.paths()[i], &ignored);
+        const std::optional<Item> item = findItem(batch.paths()[i], &ignored, &folders);
         if (!item || item->status.st_dev != homeDevice || home == item->source ||
             home.startsWith(item->source + '/'))
             continue;
+        int fd = -1;
         const std::optional<QByteArray> name = reserveName(
-            home, item->name, LinuxPlatform::trashRecord(item->original, now), owner, &ignored, false);
+            home, item->name, LinuxPlatform::trashRecord(item->original, now), owner, &ignored, &fd);
         if (!name)
             continue;
         TrashBatch::Record record{home, *name, item->source, recordOf(home, *name), 0, 0};
-        const int fd = ::open(record.file.constData(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
         struct stat info {};
-        if (fd < 0 || ::fstat(fd, &info) != 0) {
-            if (fd >= 0)
-                ::close(fd);
+        if (::fstat(fd, &info) != 0) {
+            ::close(fd);
             ::unlink(record.file.constData());
             continue;
         }
@@ -415,13 +437,26 @@ void writeRecordsAhead(TrashBatch& batch, qsizetype from, const QByteArray& home
     // what is already on its way, and finds the blocks it shares with the others written.
     for (const Written& each : written)
         ::sync_file_range(each.fd, 0, 0, SYNC_FILE_RANGE_WRITE);
-    for (Written& each : written) {
-        const bool synced = ::fsync(each.fd) == 0;
-        ::close(each.fd);
-        if (synced)
-            batch.addRecord(each.path, std::move(each.record));
+    // Syncs in flight together share the disk's cache flushes, which one after another each
+    // wait for on their own.
+    std::vector<char> synced(written.size(), 0);
+    std::atomic<size_t> next{0};
+    const auto syncSome = [&] {
+        for (size_t i = next++; i < written.size(); i = next++)
+            synced[i] = ::fsync(written[i].fd) == 0;
+    };
+    std::vector<std::thread> syncers;
+    for (int i = 1; i < kSyncsInFlight && size_t(i) < written.size(); ++i)
+        syncers.emplace_back(syncSome);
+    syncSome();
+    for (std::thread& syncer : syncers)
+        syncer.join();
+    for (size_t i = 0; i < written.size(); ++i) {
+        ::close(written[i].fd);
+        if (synced[i])
+            batch.addRecord(written[i].path, std::move(written[i].record));
         else
-            TrashBatch::removeRecord(each.record);
+            TrashBatch::removeRecord(written[i].record);
     }
 }
 
@@ -449,15 +484,22 @@ std::optional<QString> FreedesktopTrash::moveToTrash(const QString& path, QStrin
     const QByteArray home = FileName::encode(QDir::cleanPath(m_homeTrash));
     if (home == item.source || home.startsWith(item.source + '/'))
         return fail(QStringLiteral("it holds the Trash %1").arg(shown(home)));
-    const struct stat homeStatus = nearestExisting(home);
+    // A batch makes the home Trash ready for its first item and takes it as it is after that.
+    TrashBatch* batch = TrashBatch::current();
+    const bool ready = batch && batch->folders.homeTrashReady == home;
+    const struct stat homeStatus = ready ? batch->folders.homeTrashStatus : nearestExisting(home);
     const Owner owner = ownerOf(homeStatus);
 
     if (item.status.st_dev == homeStatus.st_dev) {
         QString setupError;
-        if (!makeHomeTrash(home, owner, &setupError))
+        if (!ready && !makeHomeTrash(home, owner, &setupError))
             return fail(setupError);
+        if (batch && !ready) {
+            batch->folders.homeTrashReady = home;
+            batch->folders.homeTrashStatus = homeStatus;
+        }
         std::optional<TrashBatch::Record> ahead;
-        if (TrashBatch* batch = TrashBatch::current()) {
+        if (batch) {
             const qsizetype index = batch->indexOf(path);
             if (index >= batch->recordsThrough())
                 writeRecordsAhead(*batch, index, home, homeStatus.st_dev, owner);
@@ -465,6 +507,13 @@ std::optional<QString> FreedesktopTrash::moveToTrash(const QString& path, QStrin
                 ahead = batch->takeRecord(path);
         }
         Outcome outcome = renameInto(item, home, owner, false, std::move(ahead));
+        // Emptied or removed by something else since the batch made it: made again, tried again.
+        struct stat files {}, info{};
+        if (!outcome.inTrash && ready &&
+            (::stat((home + "/files").constData(), &files) != 0 ||
+             ::stat((home + "/info").constData(), &info) != 0) &&
+            makeHomeTrash(home, owner, &setupError))
+            outcome = renameInto(item, home, owner, false);
         if (outcome.inTrash || outcome.renameFailure != EXDEV)
             return outcome.inTrash ? outcome.inTrash : fail(outcome.error);
     }
