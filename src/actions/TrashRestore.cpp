@@ -8,10 +8,10 @@
 #include "foundation/BMLocalPaths.h"
 #include "foundation/BMLog.h"
 #include "foundation/FileName.h"
-#include "foundation/RealPath.h"
 #include "foundation/FileTree.h"
 #include "foundation/LocationLock.h"
 #include "foundation/PathText.h"
+#include "foundation/RealPath.h"
 #include "foundation/UniqueFd.h"
 #include "foundation/platform/Platform.h"
 #if defined(Q_OS_LINUX)

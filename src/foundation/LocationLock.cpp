@@ -2,9 +2,9 @@
 
 #include "BMLocalPaths.h"
 #include "FileName.h"
-#include "RealPath.h"
 #include "FileTree.h"
 #include "PathText.h"
+#include "RealPath.h"
 
 #include <QCryptographicHash>
 #include <QThread>

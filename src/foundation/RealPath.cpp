@@ -29,7 +29,8 @@ QByteArray namedByKernel(const QByteArray& path, int* error) {
         return QByteArray();
     const QByteArray real(name, length);
     if (real.endsWith(" (deleted)")) {
-        struct stat held {}, found{};
+        struct stat held {};
+        struct stat found {};
         if (::fstat(opened.fd, &held) != 0 || ::stat(real.constData(), &found) != 0 ||
             held.st_dev != found.st_dev || held.st_ino != found.st_ino)
             return QByteArray();

@@ -5,11 +5,10 @@
 #include <QDir>
 #include <QFile>
 
-#include <gtest/gtest.h>
-
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 namespace {
@@ -34,8 +33,8 @@ TEST(RealPath, ResolvesEveryPathAsRealpathDoesAndFailsWithTheSameCause) {
     ASSERT_EQ(::symlink("nowhere", root + "/dangling"), 0);
     ASSERT_EQ(::symlink("loop", root + "/loop"), 0);
     const QByteArray cases[] = {
-        root + "/link",      root + "/link/../link/./file", root + "/to odd",      odd,
-        root + "/real/",     root + "/real/file/",          root + "/dangling",    root + "/loop/x",
+        root + "/link",      root + "/link/../link/./file", root + "/to odd",         odd,
+        root + "/real/",     root + "/real/file/",          root + "/dangling",       root + "/loop/x",
         root + "/missing/x", root + "//real///file",        root + "/to odd/../real", "",
     };
     for (const QByteArray& path : cases) {

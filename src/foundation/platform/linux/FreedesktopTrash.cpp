@@ -13,15 +13,15 @@
 #include <QFile>
 #include <QHash>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
-#include <atomic>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -169,8 +169,8 @@ std::optional<QByteArray> reserveName(const QByteArray& trash, const QString& na
     // from each project, would otherwise try every name taken before theirs.
     TrashBatch* batch = TrashBatch::current();
     const QByteArray taken = trash + '/' + FileName::encode(name);
-    for (int attempt = batch ? batch->namesTaken.value(taken) : 0; attempt < FreedesktopTrash::maxNameAttempts;
-         ++attempt) {
+    for (int attempt = batch ? batch->namesTaken.value(taken) : 0;
+         attempt < FreedesktopTrash::maxNameAttempts; ++attempt) {
         const QByteArray candidate = FileName::encode(FreedesktopTrash::nameInTrash(name, attempt));
         const QByteArray record = recordOf(trash, candidate);
         const int failure = createRecord(record, contents, owner, keptOpen);
@@ -508,7 +508,8 @@ std::optional<QString> FreedesktopTrash::moveToTrash(const QString& path, QStrin
         }
         Outcome outcome = renameInto(item, home, owner, false, std::move(ahead));
         // Emptied or removed by something else since the batch made it: made again, tried again.
-        struct stat files {}, info{};
+        struct stat files {
+        }, info{};
         if (!outcome.inTrash && ready &&
             (::stat((home + "/files").constData(), &files) != 0 ||
              ::stat((home + "/info").constData(), &info) != 0) &&
