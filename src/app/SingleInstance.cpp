@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QLocalServer>
 #include <QLocalSocket>
+#include <QStandardPaths>
 
 #include <unistd.h>
 
@@ -14,7 +15,10 @@ const QByteArray kRaised = QByteArrayLiteral("raised\n");
 } // namespace
 
 QString SingleInstance::socketName() {
-    const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    // Without $XDG_RUNTIME_DIR (su, ssh, cron) Qt offers a folder of the user's own that it
+    // makes private; a bare name would sit in /tmp, where another user could take it first
+    // and be told of, or block, every later start.
+    const QString runtime = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
     if (!runtime.isEmpty() && QDir(runtime).exists())
         return QDir(runtime).filePath(QStringLiteral("vestry.socket"));
     return QStringLiteral("vestry-%1").arg(::getuid());

@@ -11,7 +11,7 @@ class QLocalServer;
 class SingleInstance : public QObject {
     Q_OBJECT
 public:
-    // In $XDG_RUNTIME_DIR where there is one, else a name the system places per user.
+    // In $XDG_RUNTIME_DIR, else in the private runtime folder Qt makes for the user.
     static QString socketName();
 
     explicit SingleInstance(QString name = socketName(), QObject* parent = nullptr);

@@ -2,9 +2,14 @@
 
 #include "TempHome.h"
 
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QSignalSpy>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 // Two starts racing for the name: the one that comes second must not take the first's socket
 // away, or a third start would find nobody to tell.
@@ -21,4 +26,16 @@ TEST(SingleInstance, ALiveSocketIsNeverReplacedAndEveryLaterStartReachesItsOwner
     // The owner answers from its loop, which runs only below: the request waits for it there.
     EXPECT_TRUE(SingleInstance(name).notifyRunning(200));
     EXPECT_TRUE(raised.wait(5000));
+}
+
+// Without a runtime folder (su, ssh) the socket still lies where only its user can reach it.
+TEST(SingleInstance, WithoutARuntimeFolderTheSocketLiesInAFolderOnlyItsUserCanEnter) {
+    TempHome home;
+    qunsetenv("XDG_RUNTIME_DIR");
+    const QString name = SingleInstance::socketName();
+    ASSERT_TRUE(QDir::isAbsolutePath(name)) << name.toStdString();
+    struct stat folder {};
+    ASSERT_EQ(::stat(QFile::encodeName(QFileInfo(name).absolutePath()).constData(), &folder), 0);
+    EXPECT_EQ(folder.st_uid, ::getuid());
+    EXPECT_EQ(folder.st_mode & 077, 0u) << name.toStdString();
 }
