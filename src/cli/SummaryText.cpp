@@ -26,12 +26,12 @@ QString table(const QString& heading, const QList<SpaceShare>& shares, const Spa
     for (const Row& row : rows) {
         const QString* cells[5] = {&row.name, &row.size, &row.share, &row.projects, &row.autosaves};
         for (int i = 0; i < 5; ++i)
-            widths[i] = std::max(widths[i], cells[i]->size());
+            widths[i] = std::max(widths[i], FileName::displayColumns(*cells[i]));
     }
     QString out;
     for (const Row& row : rows) {
         // The name left-aligned, the numbers right-aligned.
-        QString line = row.name.leftJustified(widths[0]);
+        QString line = row.name + QString(widths[0] - FileName::displayColumns(row.name), QLatin1Char(' '));
         const QString* numbers[4] = {&row.size, &row.share, &row.projects, &row.autosaves};
         for (int i = 0; i < 4; ++i)
             line += QStringLiteral("  ") + numbers[i]->rightJustified(widths[i + 1]);

@@ -190,3 +190,33 @@ QString FileName::displayText(const QString& name) {
     }
     return text;
 }
+
+namespace {
+// The wide and fullwidth blocks of Unicode's East Asian Width table, and the emoji planes.
+bool isWide(char32_t c) {
+    static constexpr std::pair<char32_t, char32_t> ranges[] = {
+        {0x1100, 0x115F}, {0x2E80, 0x303E},   {0x3041, 0x33FF},   {0x3400, 0x4DBF},   {0x4E00, 0x9FFF},
+        {0xA000, 0xA4CF}, {0xAC00, 0xD7A3},   {0xF900, 0xFAFF},   {0xFE30, 0xFE4F},   {0xFF00, 0xFF60},
+        {0xFFE0, 0xFFE6}, {0x1F300, 0x1F64F}, {0x1F900, 0x1F9FF}, {0x20000, 0x2FFFD}, {0x30000, 0x3FFFD}};
+    for (const auto& [first, last] : ranges) {
+        if (c >= first && c <= last)
+            return true;
+    }
+    return false;
+}
+} // namespace
+
+qsizetype FileName::displayColumns(const QString& text) {
+    qsizetype columns = 0;
+    for (const char32_t c : text.toUcs4()) {
+        switch (QChar::category(c)) {
+        case QChar::Mark_NonSpacing:
+        case QChar::Mark_Enclosing:
+        case QChar::Other_Format:
+            break;
+        default:
+            columns += isWide(c) ? 2 : 1;
+        }
+    }
+    return columns;
+}

@@ -20,5 +20,8 @@ bool hasInvalidBytes(const QString& name);
 // The name for people and logs: escaped bytes as "\xNN", control characters (a newline,
 // a tab) as "\n", "\t" or "\xNN", everything else unchanged.
 QString displayText(const QString& name);
+// How many columns of a terminal the text takes: a combining accent (a name from a Mac,
+// decomposed) none, a wide East Asian character or an emoji two, everything else one.
+qsizetype displayColumns(const QString& text);
 
 } // namespace FileName

@@ -44,4 +44,17 @@ TEST(FileName, DisplayTextEscapesWhatATerminalWouldMangle) {
     EXPECT_EQ(FileName::displayText(hebrew), hebrew);
 }
 
+// Names line up in a table as a terminal shows them, not by how many characters they hold.
+TEST(FileName, DisplayColumnsCountWhatATerminalShows) {
+    EXPECT_EQ(FileName::displayColumns(QString::fromUtf8("Vide\xcc\x81os")), 6); // decomposed, as from a Mac
+    EXPECT_EQ(FileName::displayColumns(QString::fromUtf8("Vid\xc3\xa9os")), 6);
+    EXPECT_EQ(FileName::displayColumns(QString::fromUtf8("\xe7\xb7\xa8\xe9\x9b\x86 1")),
+              6);                                                                      // two CJK characters
+    EXPECT_EQ(FileName::displayColumns(QString::fromUtf8("\xf0\x9f\x8e\xac Cut")), 6); // an emoji
+    EXPECT_EQ(FileName::displayColumns(QString::fromUtf8("a\xe2\x80\x8b\xef\xb8\x8f"
+                                                         "b")),
+              2); // zero-width space, variation selector
+    EXPECT_EQ(FileName::displayColumns("Caf\\xe9"), 7);
+}
+
 } // namespace
