@@ -20,6 +20,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <system_error>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -446,8 +447,12 @@ void writeRecordsAhead(TrashBatch& batch, qsizetype from, const QByteArray& home
             synced[i] = ::fsync(written[i].fd) == 0;
     };
     std::vector<std::thread> syncers;
-    for (int i = 1; i < kSyncsInFlight && size_t(i) < written.size(); ++i)
-        syncers.emplace_back(syncSome);
+    try {
+        for (int i = 1; i < kSyncsInFlight && size_t(i) < written.size(); ++i)
+            syncers.emplace_back(syncSome);
+    } catch (const std::system_error&) {
+        // No more threads to be had: the ones there are, this one included, sync the rest.
+    }
     syncSome();
     for (std::thread& syncer : syncers)
         syncer.join();
