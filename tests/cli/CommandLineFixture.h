@@ -13,7 +13,7 @@
 #include <QProcess>
 #include <QThread>
 
-#include <gtest/gtest.h>
+#include <functional>
 #include <unistd.h>
 
 using Outcome = ProgramRun;
@@ -94,17 +94,25 @@ protected:
         return held;
     }
 
-    // Starts the program and returns once it waits for the location this test holds.
-    void startWaiting(QProcess& process, const QStringList& arguments) {
+    // Runs the program while this test holds the location: `meanwhile` runs once it waits.
+    Outcome runWhileHeld(const QStringList& arguments, const std::function<void(QProcess&)>& meanwhile = {},
+                         const QString& doing = "vestry archive: archiving autosaves") {
+        std::optional<LocationLock> held = holdLocation(doing);
         QProcessEnvironment env = environment();
         env.insert("VESTRY_LOCK_WAIT_MS", "30000");
+        QProcess process;
         process.setProcessEnvironment(env);
         process.start(VESTRY_PROGRAM, arguments);
         QElapsedTimer clock;
         clock.start();
         while (!hasOpen(process.processId(), LocationLock::lockFilePath(premiere)) && clock.elapsed() < 20000)
             QThread::msleep(10);
+        if (meanwhile)
+            meanwhile(process);
+        held.reset();
+        return finishProgram(process, 30000);
     }
+    QString settingsFile() const { return home().home() + "/.config/com.brightmoor.Vestry.plist"; }
 
     QString premiere;
 };
