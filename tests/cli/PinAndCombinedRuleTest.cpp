@@ -6,18 +6,12 @@
 #include "support/MacMetadata.h"
 #include "support/ZipEntries.h"
 
-#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
-#include <QThread>
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <memory>
 #include <sys/stat.h>
-#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -188,30 +182,20 @@ TEST_F(Pins, SetByRunsAtOnceAreAllKept) {
     for (const QString& name : kAll)
         paths << at(name);
     std::vector<std::unique_ptr<QProcess>> runs;
-    for (const QString& path : paths) {
-        runs.push_back(std::make_unique<QProcess>());
-        runs.back()->setProcessEnvironment(environment());
-        runs.back()->start(VESTRY_PROGRAM, {"pin", path});
-    }
+    for (const QString& path : paths)
+        runs.push_back(startProgram(VESTRY_PROGRAM, {"pin", path}, {environment()}));
     for (const auto& pin : runs) {
-        if (!pin->waitForFinished(30000)) {
-            pin->kill();
-            pin->waitForFinished();
-        }
-        EXPECT_EQ(pin->exitCode(), 0) << pin->readAllStandardError().toStdString();
+        const ProgramRun result = finishProgram(*pin, 30000);
+        EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
     }
     EXPECT_EQ(stored().size(), paths.size()) << stored().join(", ").toStdString();
 }
 
 // The pin is set while the prune waits for another run, after it listed the location.
 TEST_F(Pins, SetWhileAPruneWaitsForAnotherRunStillKeepTheAutosave) {
-    std::optional<LocationLock> held = holdLocation();
-    ASSERT_TRUE(held);
-    QProcess prune;
-    startWaiting(prune, {"prune", "--keep", "1", premiere});
-    EXPECT_EQ(run({"pin", at("Beta/Beta-1.prproj")}).exitCode, 0);
-    held.reset();
-    const ProgramRun pruned = finishProgram(prune, 20000);
+    const ProgramRun pruned = runWhileHeld({"prune", "--keep", "1", premiere}, [&](QProcess&) {
+        EXPECT_EQ(run({"pin", at("Beta/Beta-1.prproj")}).exitCode, 0);
+    });
     EXPECT_EQ(pruned.exitCode, 0) << pruned.err.toStdString();
     EXPECT_EQ(autosavesLeft(),
               (QStringList{"Alpha/Alpha-1.prproj", "Beta/Beta-1.prproj", "Beta/Beta-3.prproj"}));
