@@ -100,14 +100,6 @@ TEST_F(ShortcutPane, ACapturedKeyIsTheActionsAndBackspaceGivesItsOwnBack) {
     EXPECT_TRUE(BMShortcutKeyTableDelegate::storedShortcuts().isEmpty());
 }
 
-TEST_F(ShortcutPane, CheckForUpdatesSaysThereIsNoUpdater) {
-    menu().checkForUpdates->trigger();
-    QMessageBox* box = visibleAlert();
-    ASSERT_NE(box, nullptr);
-    EXPECT_EQ(box->text(), "Unable to launch Software Update - path doesn't exist");
-    box->close();
-}
-
 } // namespace
 
 // Each key reaches one command only, the menus show it, and the keys the user set none for
