@@ -5,8 +5,6 @@
 #include "app/AutosaveIcons.h"
 #include "app/RecentlyRemovedDialog.h"
 #include "catalogue/PinnedPaths.h"
-#include "foundation/BMSettings.h"
-#include "foundation/SettingsKeys.h"
 #include "support/Programs.h"
 
 #include <QAction>
@@ -28,10 +26,6 @@ protected:
         for (const char* file : {"Alpha/Alpha-1.prproj", "Beta/Beta-1.prproj"})
             write("Documents/Adobe Premiere Pro Auto-Save/" + QString(file), file);
         BMSettings::standard().setValue(SettingsKey::autosavePaths, QStringList{premiere()});
-    }
-    QString premiere(const QString& relative = "") const {
-        return home().home() + "/Documents/Adobe Premiere Pro Auto-Save" +
-               (relative.isEmpty() ? "" : "/" + relative);
     }
     // Whether the row's icon carries the badge: it differs from the kind's plain icon.
     bool badged(const QModelIndex& index) const {
@@ -135,27 +129,26 @@ TEST_F(RecentlyRemoved, ListsWhatTheRemovalTrashedAndPutsTheSelectedRowBack) {
     EXPECT_EQ(projectNames(), (QStringList{"Alpha", "Beta"}));
 }
 
-TEST_F(RecentlyRemoved, AFileAtTheOriginalPathIsNeverReplacedAndTheAlertSaysWhy) {
+// A file at the original path is never replaced, and while another run holds the location
+// nothing is put back: the alert says why, naming the holder.
+TEST_F(RecentlyRemoved, NothingIsPutBackOverAFileNorWhileAnotherRunHoldsTheLocationAndTheAlertSaysWhy) {
     start();
     removeProject("Beta");
     write("Documents/Adobe Premiere Pro Auto-Save/Beta/Beta-1.prproj", "newer work");
-    const QString why = refusedPutBack();
+    QString why = refusedPutBack();
     EXPECT_TRUE(why.contains("Beta-1.prproj")) << why.toStdString();
     EXPECT_EQ(readFile(premiere("Beta/Beta-1.prproj")), "newer work");
     EXPECT_EQ(readFile(inTrash("Beta-1.prproj")), "Beta/Beta-1.prproj");
-}
 
-TEST_F(RecentlyRemoved, WhileAnotherRunHoldsTheLocationNothingIsPutBackAndTheAlertNamesTheHolder) {
-    start();
-    removeProject("Alpha");
+    ASSERT_TRUE(QFile::remove(premiere("Beta/Beta-1.prproj")));
     const auto held = holdLocation(premiere(), "vestry-helper -clean");
     ASSERT_TRUE(held);
-    const QString why = refusedPutBack();
+    why = refusedPutBack();
     EXPECT_TRUE(why.contains(
         QString(" is busy: another Vestry run (process %1, vestry-helper -clean)").arg(::getpid())))
         << why.toStdString();
-    EXPECT_EQ(readFile(inTrash("Alpha-1.prproj")), "Alpha/Alpha-1.prproj");
-    EXPECT_FALSE(QFileInfo::exists(premiere("Alpha")));
+    EXPECT_EQ(readFile(inTrash("Beta-1.prproj")), "Beta/Beta-1.prproj");
+    EXPECT_FALSE(QFileInfo::exists(premiere("Beta/Beta-1.prproj")));
 }
 
 // `vestry pin` and `vestry unpin` while the window is open: the window's own writes to the
