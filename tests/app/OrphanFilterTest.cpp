@@ -1,8 +1,6 @@
 // The window's filter of orphaned Premiere projects, on real gzip-compressed autosaves.
 #include "LogLines.h"
 #include "WindowFixture.h"
-#include "foundation/BMSettings.h"
-#include "foundation/SettingsKeys.h"
 #include "support/Gzip.h"
 #include "support/PremiereXml.h"
 
@@ -20,12 +18,11 @@ protected:
         write("Projects/Live.prproj", "live");
         autosave("Live/Live-1.prproj", liveProject());
         autosave("Gone/Gone-1.prproj", "/Volumes/Gone/Gone.prproj");
-        BMSettings::standard().setValue(SettingsKey::autosavePaths, QStringList{location()});
+        settings().setValue(SettingsKey::autosavePaths, QStringList{premiere()});
     }
-    QString location() const { return home().home() + "/Documents/Adobe Premiere Pro Auto-Save"; }
     QString liveProject() const { return home().home() + "/Projects/Live.prproj"; }
     void autosave(const QString& name, const QString& recorded) const {
-        home().writeFile(location() + "/" + name, gzipCompressed(premiereProjectXml(recorded)));
+        home().writeFile(premiere(name), gzipCompressed(premiereProjectXml(recorded)));
     }
     // Turns the filter on or off from the View menu.
     void filter(bool on) const {
@@ -84,7 +81,7 @@ TEST_F(OrphanFilter, ShowsOnlyOrphansFoundOnAWorkerAndEverythingAgainWhenOff) {
 }
 
 TEST_F(OrphanFilter, SaysSoWhenNoProjectIsAnOrphanAndGivesBackWhatItHid) {
-    ASSERT_TRUE(QDir(location() + "/Gone").removeRecursively());
+    ASSERT_TRUE(QDir(premiere("Gone")).removeRecursively());
     start();
     outline()->expand(projectIndex("Live"));
     QSignalSpy found(controller.get(), &AppController::orphansFound);
