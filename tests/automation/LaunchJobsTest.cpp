@@ -59,7 +59,7 @@ const QList<QStringList> load{
 const QList<QStringList> removal{
     {"stop", pathUnit}, {"disable", pathUnit}, {"stop", service}, {"daemon-reload"}};
 
-TEST_F(LaunchJobsTest, StartWritesBothUnitsAndLoadsThemAfterRemovingTheOldJob) {
+TEST_F(LaunchJobsTest, StartWritesBothUnitsAndLoadsThemAfterRemovingTheOldJobAndAComputerWideOneIsRoots) {
     ASSERT_FALSE(QFileInfo::exists(userJobs())); // made when missing
     EXPECT_TRUE(BMLaunchd::startLaunchAgent(label, job(), true));
     EXPECT_EQ(m_systemctl.calls(), user(unload + load));
@@ -81,9 +81,9 @@ TEST_F(LaunchJobsTest, StartWritesBothUnitsAndLoadsThemAfterRemovingTheOldJob) {
     EXPECT_EQ(m_systemctl.calls(), user(removal));
     EXPECT_EQ(QDir(userJobs()).entryList(QDir::Files), QStringList());
     EXPECT_TRUE(m_alerts.isEmpty());
-}
 
-TEST_F(LaunchJobsTest, AComputerWideJobIsRootsAndLoadedWithoutUser) {
+    // A computer-wide job is root's and loaded without --user.
+    QFile::remove(m_systemctl.path() + ".record");
     EXPECT_TRUE(BMLaunchd::startJob(label, job(), false, true, false));
     const QString folder = BMLaunchd::jobsFolder(false, true);
     EXPECT_TRUE(folder.startsWith(home().machineRoot())) << qPrintable(folder);
