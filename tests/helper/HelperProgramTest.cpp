@@ -122,18 +122,6 @@ protected:
         lines.sort();
         return lines;
     }
-    static bool canRunAsNobody() { return ::getuid() == 0 && QFileInfo("/usr/bin/setpriv").isExecutable(); }
-    // Two autosaves a one-day limit thins out, in a home the user nobody may work in.
-    void twoAutosavesNobodyMayClean() {
-        set({{autoCleanUseCriteriaAge, true}, {autoCleanCriteriaAge, 1}});
-        autosave("Edit/Edit-1.prproj", 3);
-        autosave("Edit/Edit-2.prproj", 2);
-        ASSERT_EQ(runProgram("chmod", {"-R", "a+rwX", home().root()}).exitCode, 0);
-    }
-    Outcome cleanAsNobody() {
-        return run(setprivAsNobody() + QStringList{VESTRY_HELPER_PROGRAM, "-clean", location}, QString(),
-                   "/usr/bin/setpriv");
-    }
 
     // The job's last run as the task log has it: "ok: <result>" or "failed: <result>".
     QString lastRun(const QString& job) const {
@@ -297,24 +285,10 @@ TEST_F(HelperProgram, TwoRunsAtOnceMoveEachAutosaveOnce) {
     EXPECT_EQ(results, (QStringList{"moved 28 autosaves (392 B) to the Trash", "nothing to do"}));
 }
 
-TEST_F(HelperProgram, AMissingFolderFailsNamingItAndTouchesNothing) {
-    autosave("Edit/Edit-1.prproj", 40);
-    const QStringList before = listing();
-    const QString missing = home().home() + "/Gone/Adobe Premiere Pro Auto-Save";
-    const Outcome result = run({"-clean", missing});
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_TRUE(result.err.contains("Error: The autosave path " + missing + " does not exist."))
-        << result.err.toStdString();
-    EXPECT_EQ(listing(), before);
-    EXPECT_TRUE(lastRun("clean").startsWith("failed: ")) << lastRun("clean").toStdString();
-    const Outcome unknown = run({"-trash", "--force"});
-    EXPECT_EQ(unknown.exitCode, 2);
-    EXPECT_TRUE(unknown.err.contains("Usage: vestry-helper")) << unknown.err.toStdString();
-}
-
-// The autosave folder replaced by a link after the job was switched on: to another autosave
-// folder it is cleaned; to the editor's project files, nothing is touched.
-TEST_F(HelperProgram, AFolderReplacedByALinkIsCleanedOnlyWhereItLeadsToAnAutosaveFolder) {
+// A missing folder fails naming it. The autosave folder replaced by a link after the job was
+// switched on: to another autosave folder it is cleaned; to the editor's project files, nothing
+// is touched.
+TEST_F(HelperProgram, AMissingFolderFailsAndOneReplacedByALinkIsCleanedOnlyWhereItLeadsToAnAutosaveFolder) {
     set({{autoCleanUseCriteriaSize, true}, {autoCleanCriteriaSize, 0}, {guardMinutes, 0}});
     const QString projects = home().home() + "/Films";
     home().writeFile(projects + "/Wedding/Wedding-v1.prproj", "real work");
@@ -325,6 +299,15 @@ TEST_F(HelperProgram, AFolderReplacedByALinkIsCleanedOnlyWhereItLeadsToAnAutosav
     ASSERT_TRUE(QDir().mkpath(home().home() + "/Big") && QDir().rename(location, moved) &&
                 QFile::link(projects, location));
     const QStringList before = listing();
+    const QString missing = home().home() + "/Gone/Adobe Premiere Pro Auto-Save";
+    const Outcome gone = run({"-clean", missing});
+    EXPECT_EQ(gone.exitCode, 1);
+    EXPECT_TRUE(gone.err.contains("Error: The autosave path " + missing + " does not exist."))
+        << gone.err.toStdString();
+    EXPECT_TRUE(lastRun("clean").startsWith("failed: ")) << lastRun("clean").toStdString();
+    const Outcome unknown = run({"-trash", "--force"});
+    EXPECT_EQ(unknown.exitCode, 2);
+    EXPECT_TRUE(unknown.err.contains("Usage: vestry-helper")) << unknown.err.toStdString();
     const Outcome refused = run({"-clean", location});
     EXPECT_EQ(refused.exitCode, 1);
     EXPECT_TRUE(
@@ -339,22 +322,43 @@ TEST_F(HelperProgram, AFolderReplacedByALinkIsCleanedOnlyWhereItLeadsToAnAutosav
     EXPECT_TRUE(QFileInfo::exists(moved + "/Edit/Edit-2.prproj"));
 }
 
-// A cache folder left to root (a run under sudo): every run would fail to lock, so that is a
-// failure, never "ok: skipped" as when another run is busy.
-TEST_F(HelperProgram, ARunThatCannotLockAtAllFailsNamingTheCause) {
-    if (!canRunAsNobody())
+// Run as nobody, with two autosaves a one-day limit thins out. A cache folder left to root (a run
+// under sudo): every run would fail to lock, so that is a failure, never "ok: skipped" as when
+// another run is busy. Then a folder nobody may not take files out of: without a window to ask
+// in, nothing asks.
+TEST_F(HelperProgram, ARunThatCannotLockAtAllOrMoveAFileFailsNamingTheCause) {
+    if (::getuid() != 0 || !QFileInfo("/usr/bin/setpriv").isExecutable())
         GTEST_SKIP() << "needs root to run the helper as the user nobody";
-    twoAutosavesNobodyMayClean();
+    set({{autoCleanUseCriteriaAge, true}, {autoCleanCriteriaAge, 1}});
+    autosave("Edit/Edit-1.prproj", 3);
+    autosave("Edit/Edit-2.prproj", 2);
+    ASSERT_EQ(runProgram("chmod", {"-R", "a+rwX", home().root()}).exitCode, 0);
+    const auto cleanAsNobody = [&] {
+        return run(setprivAsNobody() + QStringList{VESTRY_HELPER_PROGRAM, "-clean", location}, QString(),
+                   "/usr/bin/setpriv");
+    };
+    const QFile::Permissions readOnlyToOthers =
+        QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadOther | QFile::ExeOther;
     const QString cache = home().home() + "/.cache";
-    ASSERT_TRUE(QDir().mkpath(cache) &&
-                QFile::setPermissions(cache, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner |
-                                                 QFile::ReadOther | QFile::ExeOther));
-    const Outcome result = cleanAsNobody();
+    ASSERT_TRUE(QDir().mkpath(cache) && QFile::setPermissions(cache, readOnlyToOthers));
+    Outcome result = cleanAsNobody();
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_TRUE(result.out.endsWith(cache + "/Vestry/locks: Permission denied\n"))
         << result.out.toStdString();
     EXPECT_TRUE(lastRun("clean").startsWith("failed: Unable to lock")) << lastRun("clean").toStdString();
     EXPECT_EQ(left(), (QStringList{"Edit/Edit-1.prproj", "Edit/Edit-2.prproj"}));
+
+    ASSERT_TRUE(QFile::setPermissions(cache, readOnlyToOthers | QFile::WriteOther) &&
+                QFile::setPermissions(location + "/Edit", readOnlyToOthers));
+    result = cleanAsNobody();
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(left(), (QStringList{"Edit/Edit-1.prproj", "Edit/Edit-2.prproj"}));
+    EXPECT_TRUE(
+        result.out.contains(QRegularExpression("^Unable to move " + QRegularExpression::escape(location) +
+                                                   "/Edit/Edit-1.prproj .*: Permission denied; "
+                                                   "moved 0 autosaves \\(0 B\\) to the Trash$",
+                                               QRegularExpression::MultilineOption)))
+        << result.out.toStdString();
 }
 
 // A location another run is working on: the run fails naming the holder, and says what it
@@ -375,25 +379,6 @@ TEST_F(HelperProgram, ALocationAnotherRunHoldsFailsTheRunNamingTheHolder) {
                   .arg(location)
                   .arg(QCoreApplication::applicationPid()));
     EXPECT_EQ(left(), (QStringList{"Edit/Edit-1.prproj", "Edit/Edit-2.prproj"}));
-}
-
-TEST_F(HelperProgram, ARefusedMoveNamesTheFileAndTheCauseWithoutAsking) {
-    if (!canRunAsNobody())
-        GTEST_SKIP() << "needs root to run the helper as the user nobody";
-    twoAutosavesNobodyMayClean();
-    ASSERT_TRUE(QFile::setPermissions(location + "/Edit", QFile::ReadOwner | QFile::WriteOwner |
-                                                              QFile::ExeOwner | QFile::ReadOther |
-                                                              QFile::ExeOther));
-    // Nobody may not take files out of Edit; without a window to ask in, nothing asks.
-    const Outcome result = cleanAsNobody();
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(left(), (QStringList{"Edit/Edit-1.prproj", "Edit/Edit-2.prproj"}));
-    EXPECT_TRUE(
-        result.out.contains(QRegularExpression("^Unable to move " + QRegularExpression::escape(location) +
-                                                   "/Edit/Edit-1.prproj .*: Permission denied; "
-                                                   "moved 0 autosaves \\(0 B\\) to the Trash$",
-                                               QRegularExpression::MultilineOption)))
-        << result.out.toStdString();
 }
 
 TEST_F(HelperProgram, AProjectFileInTheTrashTakesItsProjectsAutosaves) {
