@@ -71,6 +71,13 @@ protected:
                     keepOriginalModificationTime(path, written));
     }
 
+    // The project's autosaves NAME-1, NAME-2... created so many days ago.
+    void autosaves(const QString& project, std::initializer_list<double> daysAgo) {
+        int n = 0;
+        for (const double days : daysAgo)
+            autosave(QString("%1/%1-%2.prproj").arg(project).arg(++n), days);
+    }
+
     RunOptions options(const QString& timeLimitMs = QString()) const {
         RunOptions options{QProcessEnvironment::systemEnvironment(), home().home()};
         options.environment.insert("LC_ALL", "en_US.UTF-8");
@@ -134,9 +141,7 @@ protected:
 
 TEST_F(HelperProgram, CleanTrashesWhatBreaksALimitOldestFirstAndKeepsEachNewest) {
     set({{autoCleanUseCriteriaAge, true}, {autoCleanUseCriteriaSize, true}, {autoCleanCriteriaSize, 2}});
-    autosave("Edit/Edit-1.prproj", 40);
-    autosave("Edit/Edit-2.prproj", 35);
-    autosave("Edit/Edit-3.prproj", 31); // the newest of Edit: kept although old
+    autosaves("Edit", {40, 35, 31}); // Edit-3, the newest of Edit, is kept although old
     autosave("Cut/Cut-1.prproj", 5, 1536 * 1024);
     autosave("Cut/Cut-2.prproj", 4, 1536 * 1024);
     autosave("Cut/Cut-3.prproj", 3, 1024); // 3 MB in all; the oldest goes, 1.5 MB stays
@@ -177,11 +182,8 @@ TEST_F(HelperProgram, CleanNeverTakesAPinnedAutosaveNorOneOfAPinnedProjectAndSay
     set({{autoCleanUseCriteriaAge, true},
          {pinnedPaths,
           QStringList{"~/Share/Adobe Premiere Pro Auto-Save/Edit/Edit-1.prproj", location + "/Cut"}}});
-    autosave("Edit/Edit-1.prproj", 40);
-    autosave("Edit/Edit-2.prproj", 35);
-    autosave("Edit/Edit-3.prproj", 1);
-    autosave("Cut/Cut-1.prproj", 40);
-    autosave("Cut/Cut-2.prproj", 1);
+    autosaves("Edit", {40, 35, 1});
+    autosaves("Cut", {40, 1});
 
     // Only the pinned ones the age limit would have taken; Cut-2 is kept as the newest anyway.
     const Outcome dry = run({"-clean", location, "--dry-run"});
@@ -206,9 +208,7 @@ TEST_F(HelperProgram, CleanNeverTakesAPinnedAutosaveNorOneOfAPinnedProjectAndSay
 
 TEST_F(HelperProgram, ArchivesBesideTheFolderThenTrashesAndNeverReplacesAnArchive) {
     set({{autoCleanAction, 1}, {autoCleanUseCriteriaAge, true}});
-    autosave("Edit/Edit-1.prproj", 40);
-    autosave("Edit/Edit-2.prproj", 35);
-    autosave("Edit/Edit-3.prproj", 1);
+    autosaves("Edit", {40, 35, 1});
     autosave("Solo/Solo-1.prproj", 90);
     const QString archives = home().home() + "/Share/Vestry Archives/";
     const QString today = QDate::currentDate().toString(Qt::ISODate);
@@ -233,8 +233,7 @@ TEST_F(HelperProgram, DryRunSaysWhatAndWhyAndChangesNothing) {
          {autoCleanAction, 1},
          {autoCleanUseCriteriaTotalSize, true},
          {autoCleanCriteriaTotalSize, 0}});
-    autosave("Edit/Edit-1.prproj", 3);
-    autosave("Edit/Edit-2.prproj", 2);
+    autosaves("Edit", {3, 2});
     autosave("Cut/Cut-1.prproj", 1);
     const QStringList before = listing();
 
@@ -294,8 +293,7 @@ TEST_F(HelperProgram, AMissingFolderFailsAndOneReplacedByALinkIsCleanedOnlyWhere
     home().writeFile(projects + "/Wedding/Wedding-v1.prproj", "real work");
     home().writeFile(projects + "/Wedding/Wedding-v2.prproj", "real work");
     const QString moved = home().home() + "/Big/Adobe Premiere Pro Auto-Save";
-    autosave("Edit/Edit-1.prproj", 3);
-    autosave("Edit/Edit-2.prproj", 2);
+    autosaves("Edit", {3, 2});
     ASSERT_TRUE(QDir().mkpath(home().home() + "/Big") && QDir().rename(location, moved) &&
                 QFile::link(projects, location));
     const QStringList before = listing();
@@ -330,8 +328,7 @@ TEST_F(HelperProgram, ARunThatCannotLockAtAllOrMoveAFileFailsNamingTheCause) {
     if (::getuid() != 0 || !QFileInfo("/usr/bin/setpriv").isExecutable())
         GTEST_SKIP() << "needs root to run the helper as the user nobody";
     set({{autoCleanUseCriteriaAge, true}, {autoCleanCriteriaAge, 1}});
-    autosave("Edit/Edit-1.prproj", 3);
-    autosave("Edit/Edit-2.prproj", 2);
+    autosaves("Edit", {3, 2});
     ASSERT_EQ(runProgram("chmod", {"-R", "a+rwX", home().root()}).exitCode, 0);
     const auto cleanAsNobody = [&] {
         return run(setprivAsNobody() + QStringList{VESTRY_HELPER_PROGRAM, "-clean", location}, QString(),
@@ -365,8 +362,7 @@ TEST_F(HelperProgram, ARunThatCannotLockAtAllOrMoveAFileFailsNamingTheCause) {
 // did before, in one sentence.
 TEST_F(HelperProgram, ALocationAnotherRunHoldsFailsTheRunNamingTheHolder) {
     set({{autoCleanUseCriteriaAge, true}, {autoCleanCriteriaAge, 1}});
-    autosave("Edit/Edit-1.prproj", 3);
-    autosave("Edit/Edit-2.prproj", 2);
+    autosaves("Edit", {3, 2});
     QString error;
     const auto held = LocationLock::acquire(location, "a prune", std::chrono::milliseconds(0), &error);
     ASSERT_TRUE(held) << error.toStdString();
@@ -387,11 +383,8 @@ TEST_F(HelperProgram, AProjectFileInTheTrashTakesItsProjectsAutosaves) {
          {autoRemoveUseCriteriaTotalCount, true},
          {autoRemoveCriteriaTotalCount, 1},
          {autosavePaths, QStringList{location}}});
-    autosave("Edit/Edit-1.prproj", 3);
-    autosave("Edit/Edit-2.prproj", 2);
-    autosave("Edit/Edit-3.prproj", 1);
-    autosave("Other/Other-1.prproj", 3);
-    autosave("Other/Other-2.prproj", 2);
+    autosaves("Edit", {3, 2, 1});
+    autosaves("Other", {3, 2});
     // The Trash renamed it; its record keeps the name it had.
     trashRecord(".local/share/Trash/", "Edit 2.prproj",
                 QUrl::toPercentEncoding(home().home() + "/Projects/Edit.prproj", "/"));
@@ -434,8 +427,7 @@ TEST_F(HelperProgram, AProjectFileInAnotherVolumesTrashCounts) {
         GTEST_SKIP() << volume.why().toStdString();
     location = home().home() + "/Volume/Adobe Premiere Pro Auto-Save";
     set({{autoRemove, true}, {autosavePaths, QStringList{location}}});
-    autosave("Edit/Edit-1.prproj", 2);
-    autosave("Edit/Edit-2.prproj", 1);
+    autosaves("Edit", {2, 1});
     const QString trash = QString("Volume/.Trash-%1/").arg(::getuid());
     trashRecord(trash, "Edit.prproj", "Edit.prproj"); // relative to the volume's top
 
