@@ -10,8 +10,6 @@
 #include <QJsonObject>
 
 #include <cstring>
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <sys/xattr.h>
 
 namespace {

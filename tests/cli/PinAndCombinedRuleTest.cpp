@@ -10,8 +10,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <vector>
 
 namespace {
@@ -158,10 +156,7 @@ TEST_F(Pins, KeepAnAutosaveFromTheRulesAndFromTheTrashAfterAnArchive) {
 // The settings file holds text: such a pin would be stored as "Caf?", which keeps nothing.
 TEST_F(Pins, OfAPathThatIsNotUtf8AreRefusedNotStoredAsAnotherPath) {
     ASSERT_EQ(run({"pin", at("Beta")}).exitCode, 0);
-    const QByteArray cafe = QFile::encodeName(premiere) + "/Caf\xe9", file = cafe + "/Caf\xe9-1.prproj";
-    ASSERT_EQ(::mkdir(cafe.constData(), 0755), 0);
-    const int fd = ::open(file.constData(), O_CREAT | O_WRONLY, 0644);
-    ASSERT_TRUE(fd >= 0 && ::close(fd) == 0);
+    cafeProject();
     // A shell passes the name's bytes, which a QString argument cannot.
     const ProgramRun pin =
         run({"-c", "exec \"$0\" pin \"$1$(printf '\\351')\"", VESTRY_PROGRAM, premiere + "/Caf"},
@@ -172,8 +167,6 @@ TEST_F(Pins, OfAPathThatIsNotUtf8AreRefusedNotStoredAsAnotherPath) {
                                  "hold\nvestry pin: nothing was changed\n"))
         << pin.err.toStdString();
     EXPECT_EQ(stored(), QStringList{QString("~/") + kLocation + "/Beta"});
-    ::unlink(file.constData());
-    ::rmdir(cafe.constData());
 }
 
 // A script that pins in the background, one run per path: each pin is kept.
