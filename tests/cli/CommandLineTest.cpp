@@ -9,6 +9,7 @@
 #include "foundation/FileName.h"
 #include "foundation/PlistFile.h"
 #include "foundation/SettingsKeys.h"
+#include "support/LogLines.h"
 #include "support/Tmpfs.h"
 #include "support/ZipEntries.h"
 
@@ -24,16 +25,14 @@
 
 struct StatusRow {
     const char* rowName;
-    QStringList arguments; // "%" stands for the Premiere location, "@" for the home
+    QString arguments; // split at "|"; "%" stands for the Premiere location, "@" for the home
     int exitCode;
     QString message; // on standard error ("@" for the home); nothing at all when empty
 };
 
 // Counts are decimal whatever their leading zeros (a row below); anything but digits is refused.
 StatusRow notAWholeNumber(const char* rowName, const char* option, const char* value) {
-    return {rowName,
-            {"prune", option, value, "%"},
-            2,
+    return {rowName, QString("prune|%1|%2|%").arg(option, value), 2,
             QString("%1: a whole number is expected, not \"%2\"").arg(option, value)};
 }
 
@@ -42,7 +41,7 @@ class ExitStatus : public CommandLine, public ::testing::WithParamInterface<Stat
 TEST_P(ExitStatus, IsExplainedOnStandardErrorAndNothingIsTouched) {
     const StatusRow& row = GetParam();
     const Outcome result =
-        run(QStringList(row.arguments).replaceInStrings("%", premiere).replaceInStrings("@", home().home()));
+        run(row.arguments.split('|').replaceInStrings("%", premiere).replaceInStrings("@", home().home()));
     EXPECT_EQ(result.exitCode, row.exitCode);
     const QString message = QString(row.message).replace("@", home().home());
     EXPECT_TRUE(message.isEmpty() ? result.err.isEmpty() : result.err.contains(message))
@@ -54,57 +53,40 @@ TEST_P(ExitStatus, IsExplainedOnStandardErrorAndNothingIsTouched) {
 INSTANTIATE_TEST_SUITE_P(
     Rows, ExitStatus,
     ::testing::Values(
-        StatusRow{"NothingToPrune", {"prune", "--keep", "3", "%"}, 0, ""},
-        StatusRow{"MissingFolder",
-                  {"list", "@/Gone/Avid Attic"},
-                  1,
+        StatusRow{"NothingToPrune", "prune|--keep|3|%", 0, ""},
+        StatusRow{"MissingFolder", "list|@/Gone/Avid Attic", 1,
                   "vestry list: @/Gone/Avid Attic: no such folder\n"},
         StatusRow{
-            "NotALocation",
-            {"list", "@/Documents"},
-            1,
+            "NotALocation", "list|@/Documents", 1,
             "vestry list: @/Documents: not an autosave location: its path must end with \"Autosave Vault\", "
             "\"Adobe Premiere Pro Auto-Save\", \"Avid Attic\", \"Unity Attic\" or \".fcpbundle\"\n"},
-        StatusRow{"TrailingSlash", {"list", "%/"}, 1, "(write it without the trailing \"/\")"},
-        StatusRow{"UnknownSortKey", {"list", "--sort", "kind"}, 2, "--sort"},
-        StatusRow{"DescendingNeedsSort", {"list", "--descending"}, 2, "--descending requires --sort"},
-        StatusRow{"PruneWithoutRule", {"prune", "%"}, 2, "[--older-than,--keep,--max-size] is required"},
+        StatusRow{"TrailingSlash", "list|%/", 1, "(write it without the trailing \"/\")"},
+        StatusRow{"UnknownSortKey", "list|--sort|kind", 2, "--sort"},
+        StatusRow{"DescendingNeedsSort", "list|--descending", 2, "--descending requires --sort"},
+        StatusRow{"PruneWithoutRule", "prune|%", 2, "[--older-than,--keep,--max-size] is required"},
         // Together the rules keep Beta's three: none is old, and nothing is over the size.
-        StatusRow{"PruneWithEveryRule",
-                  {"prune", "--keep", "1", "--older-than", "3", "--max-size", "1.5K", "%"},
-                  0,
-                  ""},
-        StatusRow{"MaxSizeWithoutUnit",
-                  {"prune", "--max-size", "500", "%"},
-                  2,
+        StatusRow{"PruneWithEveryRule", "prune|--keep|1|--older-than|3|--max-size|1.5K|%", 0, ""},
+        StatusRow{"MaxSizeWithoutUnit", "prune|--max-size|500|%", 2,
                   "--max-size: a size with a unit is expected (\"500M\", \"1.5G\"; units B, K, M, G, T), not "
                   "\"500\""},
-        StatusRow{"MaxSizeOfNothing", {"prune", "--max-size", "0.0001K", "%"}, 2, "a size above zero"},
-        StatusRow{"PruneKeepingNone",
-                  {"prune", "--keep", "0", "%"},
-                  2,
+        StatusRow{"MaxSizeOfNothing", "prune|--max-size|0.0001K|%", 2, "a size above zero"},
+        StatusRow{"PruneKeepingNone", "prune|--keep|0|%", 2,
                   "--keep: a whole number from 1 to 1000000 is expected, not 0"},
-        StatusRow{"KeepNineWithALeadingZero", {"prune", "--keep", "09", "%"}, 0, ""},
+        StatusRow{"KeepNineWithALeadingZero", "prune|--keep|09|%", 0, ""},
         notAWholeNumber("KeepInHex", "--keep", "0x2"), notAWholeNumber("KeepAFraction", "--keep", "1.5"),
         notAWholeNumber("KeepANegative", "--keep", "-1"), notAWholeNumber("KeepNothing", "--keep", ""),
         notAWholeNumber("OlderThanInHex", "--older-than", "0x1"),
-        StatusRow{"ListAnEmptyPath", {"list", "%", ""}, 2, "PATH: a path is expected, not an empty text"},
-        StatusRow{"PruneAnEmptyPath", {"prune", "--keep", "1", ""}, 2, "PATH: a path is expected"},
-        StatusRow{"ArchiveToAnEmptyPath", {"archive", "--to", "", "%/Beta"}, 2, "--to: a path is expected"},
-        StatusRow{"ArchiveAnEmptyPath", {"archive", "--to", "@/A.zip", ""}, 2, "PATH: a path is expected"},
-        StatusRow{"PruneWithALocationMissing",
-                  {"prune", "--keep", "1", "%", "@/Nowhere"},
-                  1,
+        StatusRow{"ListAnEmptyPath", "list|%|", 2, "PATH: a path is expected, not an empty text"},
+        StatusRow{"PruneAnEmptyPath", "prune|--keep|1|", 2, "PATH: a path is expected"},
+        StatusRow{"ArchiveToAnEmptyPath", "archive|--to||%/Beta", 2, "--to: a path is expected"},
+        StatusRow{"ArchiveAnEmptyPath", "archive|--to|@/A.zip|", 2, "PATH: a path is expected"},
+        StatusRow{"PruneWithALocationMissing", "prune|--keep|1|%|@/Nowhere", 1,
                   "vestry prune: @/Nowhere: no such folder\n"},
-        StatusRow{
-            "ArchiveNotToAZip", {"archive", "--to", "@/Autosaves.tar", "%/Beta"}, 1, "must end in \".zip\""},
-        StatusRow{"ArchiveWithAPathMissing",
-                  {"archive", "--to", "@/A.zip", "%/Beta", "@/Gone.prproj"},
-                  1,
+        StatusRow{"ArchiveNotToAZip", "archive|--to|@/Autosaves.tar|%/Beta", 1, "must end in \".zip\""},
+        StatusRow{"ArchiveWithAPathMissing", "archive|--to|@/A.zip|%/Beta|@/Gone.prproj", 1,
                   "vestry archive: @/Gone.prproj: no such file or folder"},
-        StatusRow{
-            "ArchiveTheLocationItself", {"archive", "--to", "@/A.zip", "%"}, 1, "is an autosave location"}),
-    [](const ::testing::TestParamInfo<StatusRow>& info) { return std::string(info.param.rowName); });
+        StatusRow{"ArchiveTheLocationItself", "archive|--to|@/A.zip|%", 1, "is an autosave location"}),
+    byRowName);
 
 TEST_F(CommandLine, PruneDryRunChangesNothingThenPruneTrashesAndReportsInJson) {
     const Outcome result = run({"prune", "--keep", "1", "--dry-run", premiere});
