@@ -200,7 +200,7 @@ TEST_F(Controller, LocationsAnotherProgramStoredMeanwhileSurviveAddingAndRemovin
         << now.join(", ").toStdString();
 }
 
-TEST_F(Controller, TurningTheAdminPasswordOffNeedsAuthorisationAndAnalyticsHaveTheirOwnFile) {
+TEST_F(Controller, TurningTheAdminPasswordOffOrStartingWithItNeedsAuthorisationAndAnalyticsHaveTheirOwnFile) {
     start();
     QCheckBox* box = controller->preferencesWindow()->adminPasswordBox();
     box->click(); // on: no authorisation asked
@@ -225,6 +225,15 @@ TEST_F(Controller, TurningTheAdminPasswordOffNeedsAuthorisationAndAnalyticsHaveT
     controller->preferencesWindow()->analyticsBox()->click();
     EXPECT_TRUE(BMSettings::analytics().boolValue(SettingsKey::logQC));
     EXPECT_FALSE(settings().hasValue(SettingsKey::logQC));
+
+    // Required again, a refused authorisation at start ends the application.
+    settings().setComputerWideValue(SettingsKey::requireAdminPassword, 1);
+    authorizeAnswer = false;
+    controller->waitForWorkers();
+    controller = std::make_unique<AppController>(environment());
+    EXPECT_FALSE(controller->awakeFromNib());
+    EXPECT_EQ(authorizations, 3);
+    EXPECT_TRUE(controller->preferencesWindow()->adminPasswordBox()->isChecked());
 }
 
 TEST_F(Controller, AnalyticsQuestionAtTheSecondLaunchIsASheetAndTheBoxFollowsTheAnswer) {
@@ -279,15 +288,6 @@ TEST_F(Controller, UnreadableSettingsFilesAreToldAndOnlyTheUsersIsSetAside) {
     clickButton(box, "OK");
     EXPECT_FALSE(controller->preferencesWindow()->adminPasswordBox()->isChecked());
     EXPECT_EQ(readFile(wide), "not a property list");
-}
-
-TEST_F(Controller, RefusedAuthorisationAtStartEndsTheApplication) {
-    settings().setComputerWideValue(SettingsKey::requireAdminPassword, 1);
-    authorizeAnswer = false;
-    controller = std::make_unique<AppController>(environment());
-    EXPECT_FALSE(controller->awakeFromNib());
-    EXPECT_EQ(authorizations, 1);
-    EXPECT_TRUE(controller->preferencesWindow()->adminPasswordBox()->isChecked());
 }
 
 TEST_F(Controller, HelpAndLogMenusOpenTheirPlacesOrSayWhyNotAndGatherLogsPutsBothProgramsLogsOnTheDesktop) {
