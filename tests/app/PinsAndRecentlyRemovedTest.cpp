@@ -70,7 +70,7 @@ using RecentlyRemoved = AlphaAndBeta;
 
 } // namespace
 
-TEST_F(Pins, PinAndUnpinFollowTheSelectionStoreTheSettingAndBadgeTheRows) {
+TEST_F(Pins, PinAndUnpinFollowTheSelectionStoreTheSettingAndBadgeTheRowsWhichStillGoByHand) {
     start();
     select({projectIndex("Alpha")});
     EXPECT_TRUE(menu().pin->isEnabled());
@@ -95,12 +95,10 @@ TEST_F(Pins, PinAndUnpinFollowTheSelectionStoreTheSettingAndBadgeTheRows) {
     EXPECT_FALSE(badged(projectIndex("Alpha")));
     EXPECT_FALSE(badged(itemIndex("Alpha", 0)));
     EXPECT_FALSE(menu().unpin->isEnabled());
-}
 
-TEST_F(Pins, RemovingPinnedRowsByHandSaysSoAndStillTrashesThem) {
-    PinnedPaths::store(BMSettings::standard(), {premiere("Alpha")});
-    start();
-    ASSERT_TRUE(badged(projectIndex("Alpha"))) << path(projectIndex("Alpha")).toStdString();
+    // Removing pinned rows by hand says so, and still trashes them.
+    select({projectIndex("Alpha")});
+    menu().pin->trigger();
     select({projectIndex("Alpha"), projectIndex("Beta")});
     Answerer answer("Remove");
     expectRebuild([&] { menu().remove->trigger(); });
@@ -108,7 +106,7 @@ TEST_F(Pins, RemovingPinnedRowsByHandSaysSoAndStillTrashesThem) {
     EXPECT_TRUE(projectNames().isEmpty());
 }
 
-TEST_F(RecentlyRemoved, ListsWhatTheRemovalTrashedAndPutsTheSelectedRowBack) {
+TEST_F(RecentlyRemoved, ListsWhatTheRemovalTrashedAndPutsTheSelectedRowBackButNeverOverAFileOrWhileHeld) {
     start();
     removeProject("Alpha");
     RecentlyRemovedDialog* dialog = openDialog();
@@ -127,12 +125,9 @@ TEST_F(RecentlyRemoved, ListsWhatTheRemovalTrashedAndPutsTheSelectedRowBack) {
     EXPECT_EQ(readFile(premiere("Alpha/Alpha-1.prproj")), "Alpha/Alpha-1.prproj");
     EXPECT_EQ(dialog->list()->topLevelItemCount(), 0);
     EXPECT_EQ(projectNames(), (QStringList{"Alpha", "Beta"}));
-}
 
-// A file at the original path is never replaced, and while another run holds the location
-// nothing is put back: the alert says why, naming the holder.
-TEST_F(RecentlyRemoved, NothingIsPutBackOverAFileNorWhileAnotherRunHoldsTheLocationAndTheAlertSaysWhy) {
-    start();
+    // A file at the original path is never replaced, and while another run holds the location
+    // nothing is put back: the alert says why, naming the holder.
     removeProject("Beta");
     write("Documents/Adobe Premiere Pro Auto-Save/Beta/Beta-1.prproj", "newer work");
     QString why = refusedPutBack();
