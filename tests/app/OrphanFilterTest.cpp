@@ -4,7 +4,6 @@
 #include "support/Gzip.h"
 #include "support/PremiereXml.h"
 
-#include <QAction>
 #include <QFont>
 #include <QLabel>
 

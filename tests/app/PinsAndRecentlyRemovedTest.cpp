@@ -7,8 +7,6 @@
 #include "catalogue/PinnedPaths.h"
 #include "support/Programs.h"
 
-#include <QAction>
-#include <QImage>
 #include <QPushButton>
 #include <QTreeWidget>
 

@@ -4,8 +4,6 @@
 #include "app/PreferencesWindow.h"
 #include "support/LogLines.h"
 
-#include <QTabWidget>
-
 namespace {
 
 struct RefreshRow {

@@ -6,9 +6,7 @@
 
 #include <QKeyEvent>
 #include <QLabel>
-#include <QMenu>
 #include <QMenuBar>
-#include <QTabWidget>
 #include <QTest>
 
 namespace {

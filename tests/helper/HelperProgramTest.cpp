@@ -17,7 +17,6 @@
 #include <QCoreApplication>
 #include <QDirIterator>
 #include <QFile>
-#include <QProcess>
 #include <QRegularExpression>
 #include <QUrl>
 
