@@ -4,8 +4,6 @@
 
 #include <QSignalSpy>
 
-#include <gtest/gtest.h>
-
 // Two starts racing for the name: the one that comes second must not take the first's socket
 // away, or a third start would find nobody to tell.
 TEST(SingleInstance, ALiveSocketIsNeverReplacedAndEveryLaterStartReachesItsOwner) {

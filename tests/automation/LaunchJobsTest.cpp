@@ -12,7 +12,6 @@
 #include <QFile>
 #include <QFileInfo>
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <thread>
 

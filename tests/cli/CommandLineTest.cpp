@@ -4,7 +4,6 @@
 #include "automation/HelperRunLog.h"
 #include "catalogue/OutlineText.h"
 #include "foundation/BMLocalPaths.h"
-#include "foundation/BMLog.h"
 #include "foundation/BMSettings.h"
 #include "foundation/FileName.h"
 #include "foundation/PlistFile.h"
@@ -17,7 +16,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QRegularExpression>
 #include <QTimeZone>
 
 #include <csignal>

@@ -7,7 +7,6 @@
 #include "foundation/LocationLock.h"
 #include "foundation/PlistFile.h"
 #include "foundation/SettingsKeys.h"
-#include "foundation/platform/linux/LinuxPlatform.h"
 #include "helper/HelperRun.h"
 #include "support/MacMetadata.h"
 #include "support/Programs.h"
@@ -20,7 +19,6 @@
 #include <QRegularExpression>
 #include <QUrl>
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
