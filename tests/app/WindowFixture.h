@@ -161,6 +161,11 @@ protected:
         EXPECT_TRUE(rebuilt.wait(10000));
         controller->waitForWorkers();
     }
+    // Triggers the menu command and waits for the work it started.
+    void triggerAndWait(QAction* action) {
+        action->trigger();
+        controller->waitForWorkers();
+    }
     // Runs what must end without one.
     void expectNoRebuild(const std::function<void()>& action) {
         QSignalSpy rebuilt(controller.get(), &AppController::catalogueRebuilt);
