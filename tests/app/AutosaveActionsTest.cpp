@@ -107,8 +107,7 @@ TEST_F(Actions, OneAutosaveOpensWithoutAQuestionMoreAskWithTheCountAndCancelOpen
         EXPECT_EQ(cancel.count, 0);
         // Cancelling opens nothing and restores no event either; its backups are not counted.
         select({projectIndex("Alpha"), projectIndex("Ceremony")});
-        menu().open->trigger();
-        controller->waitForWorkers();
+        triggerAndWait(menu().open);
         EXPECT_EQ(cancel.text, "Are you sure you wish to open 1 item?");
         EXPECT_TRUE(home().platform().launched().isEmpty());
         EXPECT_EQ(readFile(ceremony("CurrentVersion")),
@@ -116,8 +115,7 @@ TEST_F(Actions, OneAutosaveOpensWithoutAQuestionMoreAskWithTheCountAndCancelOpen
     }
     select({projectIndex("Beta")});
     Answerer answer("Open");
-    menu().open->trigger();
-    controller->waitForWorkers();
+    triggerAndWait(menu().open);
     EXPECT_EQ(answer.text, "Are you sure you wish to open 2 items?");
     EXPECT_EQ(answer.informative,
               "Opening a large number of autosaves at once could slow down your computer.");
@@ -137,26 +135,22 @@ TEST_F(Actions, EventBackupsAreRestoredByOpenOrByTheirOwnMenuEachStartingFinalCu
     EXPECT_FALSE(menu().restoreEvent->isEnabled()); // offered for a backup row only
     {
         Answerer answer("Open");
-        menu().open->trigger();
-        controller->waitForWorkers();
+        triggerAndWait(menu().open);
         EXPECT_EQ(answer.text, "Are you sure you wish to open 0 items?");
         EXPECT_EQ(home().platform().launched(), QStringList{"com.apple.FinalCut"});
         EXPECT_EQ(readFile(ceremony("CurrentVersion")), readFile(ceremony("Backups/Ceremony 2")));
 
         select({itemIndex("Ceremony", 0)});
         EXPECT_TRUE(menu().restoreEvent->isEnabled());
-        menu().restoreEvent->trigger();
-        controller->waitForWorkers();
+        triggerAndWait(menu().restoreEvent);
         EXPECT_EQ(answer.count, 1);
         EXPECT_EQ(readFile(ceremony("CurrentVersion")), readFile(ceremony("Backups/Ceremony 1")));
         EXPECT_EQ(home().platform().launched(), (QStringList{"com.apple.FinalCut", "com.apple.FinalCut"}));
     }
     home().platform().canLaunch = false;
     Answerer answer("OK");
-    for (QAction* action : {menu().restoreEvent, menu().open}) {
-        action->trigger();
-        controller->waitForWorkers();
-    }
+    for (QAction* action : {menu().restoreEvent, menu().open})
+        triggerAndWait(action);
     EXPECT_EQ(answer.count, 2);
     EXPECT_EQ(answer.text, "Final Cut Pro X could not be started.");
     EXPECT_EQ(answer.informative, "No application that opens Final Cut Pro X events could be started.");
@@ -288,8 +282,7 @@ TEST_F(Actions, RevealShowsTheFirstSelectedRowAndOpenAndRevealFailuresAreAlerts)
     }
     {
         Answerer answer("Show in File Manager");
-        menu().open->trigger();
-        controller->waitForWorkers();
+        triggerAndWait(menu().open);
         ASSERT_TRUE(waitFor([&] { return answer.count == 1; }));
         EXPECT_EQ(home().platform().revealed(),
                   (QList<FakePlatform::Revealed>{alpha, {premiere("Beta/Beta-1.prproj"), premiere("Beta")}}));
