@@ -92,7 +92,7 @@ TEST_F(Controller, CellsShowTheOutlineTextsAndTheLocationColumnIsHiddenUntilShow
     EXPECT_TRUE(menu().showLocation->isChecked());
 }
 
-TEST_F(Controller, HeaderClicksSortAscendingThenDescending) {
+TEST_F(Controller, HeaderClicksSortAscendingThenDescendingAndTheOpenButtonIsTitledByTheKindsSelected) {
     start();
     clickHeader(AutosaveOutlineModel::NameColumn);
     EXPECT_EQ(projectNames(), (QStringList{"Alpha", "Beta", "Gamma", "Promo"}));
@@ -110,10 +110,8 @@ TEST_F(Controller, HeaderClicksSortAscendingThenDescending) {
     EXPECT_EQ(settings().stringValue(SettingsKey::sortColumn), "colSize");
     expectRebuild([&] { controller->populateData(); });
     EXPECT_EQ(projectNames(), (QStringList{"Gamma", "Promo", "Alpha", "Beta"}));
-}
 
-TEST_F(Controller, OpenButtonIsTitledByTheKindsSelectedAndOnlyOneKindGetsTheMenu) {
-    start();
+    // The Open button is titled by the kinds selected, and only one kind gets the menu.
     const QModelIndex beta = projectIndex("Beta");
     const QModelIndex promo = projectIndex("Promo");
     QToolButton* open = controller->mainWindow()->openButton();
