@@ -40,7 +40,7 @@ inline SelectedRows selectRows(const BMProjectList& projects, const QStringList&
 // Promo-2; the Final Cut Pro X library holds the event Ceremony with its current version and
 // two backups. Every file's contents are its path relative to the home.
 class ActionsTest : public TempHomeTest {
-protected:
+public:
     void SetUp() override {
         TempHomeTest::SetUp();
         BMLog::createNewLog("VestryTests");

@@ -20,7 +20,7 @@
 namespace {
 
 class Archiver : public ActionsTest {
-protected:
+public:
     QString destination() const { return home().home() + "/Autosaves.zip"; }
     QStringList premiereEntries() const {
         return QDir(premiere()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
@@ -263,12 +263,7 @@ using LogRow = LogLinesRow<ActionsLogLines>;
 // their failures are logged.
 class ActionsLogLines : public Archiver, public ::testing::WithParamInterface<LogRow> {
 public:
-    using Archiver::halvern;
     using Archiver::home;
-    using Archiver::premiere;
-    using Archiver::rows;
-    using Archiver::scan;
-    using Archiver::write;
 
     AutosaveArchiver::Result archive(const QStringList& names, const QString& destination,
                                      const ProgressCallback& progress = {}) {

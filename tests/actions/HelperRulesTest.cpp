@@ -83,7 +83,9 @@ TEST(HelperRules, CleanupSizeLimitsTakeTheOldestFirstUntilWithin) {
               QString("oldest of a folder over %1 GB: Cut/c2 Edit/e3 Edit/e1").arg(14.0 / 1024));
 }
 
-TEST(HelperRules, LimitsComeFromTheSettingsInUnitsOf1024) {
+// Limits come from the settings in units of 1024. A hand-edited or damaged settings file: a limit
+// read as 0 or wrapped round to a negative number would take every autosave but the newest.
+TEST(HelperRules, LimitsComeFromTheSettingsAndOneThatIsNoNumberIsOffAndAHugeOneTakesNothing) {
     QTemporaryDir dir;
     BMSettings settings([&] { return dir.path() + "/s.plist"; });
     settings.registerDefaults(BMSettings::applicationDefaults());
@@ -96,19 +98,11 @@ TEST(HelperRules, LimitsComeFromTheSettingsInUnitsOf1024) {
     EXPECT_EQ(limits.folderBytes, 2 * 1073741824LL);
     settings.setValue(SettingsKey::autoRemoveUseCriteria, 1);
     EXPECT_FALSE(RemovalLimits::fromSettings(settings).any()) << "row 1 without a criterion";
-}
 
-// A hand-edited or damaged settings file: a limit read as 0 or wrapped round to a negative
-// number would take every autosave but the newest.
-TEST(HelperRules, ALimitThatIsNoNumberIsOffAndAHugeOneTakesNothing) {
-    QTemporaryDir dir;
-    BMSettings settings([&] { return dir.path() + "/s.plist"; });
-    settings.registerDefaults(BMSettings::applicationDefaults());
     for (const char* use : {SettingsKey::autoCleanUseCriteriaAge, SettingsKey::autoCleanUseCriteriaSize,
                             SettingsKey::autoCleanUseCriteriaTotalSize, SettingsKey::autoRemoveUseCriteriaAge,
                             SettingsKey::autoRemoveUseCriteriaTotalCount})
         settings.setValue(use, true);
-    settings.setValue(SettingsKey::autoRemoveUseCriteria, 1);
     const BMProjectPtr edit = project("Edit", {{"e1", 400, 900 * kMB}, {"e2", 300, 900 * kMB}, {"e3", 1}});
 
     settings.setValue(SettingsKey::autoCleanCriteriaAge, "thirty");

@@ -29,7 +29,9 @@ TEST_F(Transfer, OntoAFullVolumeNothingHalfMadeIsLeftAndTheCauseIsGiven) {
     }
 }
 
-TEST_F(Transfer, MovingIntoTheFolderItIsInLeavesItsName) {
+// Moving into the folder an autosave is in leaves its name; a folder gone before the move is
+// named as the cause.
+TEST_F(Transfer, MovingIntoTheFolderItIsInLeavesItsNameAndAFolderGoneIsNamedAsTheCause) {
     const QString link = home().root() + "/to Beta";
     ASSERT_TRUE(QFile::link(premiere("Beta"), link));
     scan();
@@ -41,11 +43,7 @@ TEST_F(Transfer, MovingIntoTheFolderItIsInLeavesItsName) {
         EXPECT_EQ(QDir(premiere("Beta")).entryList(QDir::Files),
                   (QStringList{"Beta-1.prproj", "Beta-2.prproj"}));
     }
-}
-
-TEST_F(Transfer, AFolderGoneBeforeTheCopyIsNamedAsTheCause) {
     const QString gone = home().root() + "/Unmounted/Kept";
-    scan();
     const auto report = AutosaveOpener::copyFiles(rows({"Beta"}), gone, AutosaveOpener::Transfer::Move);
     EXPECT_EQ(report.failed.size(), 2);
     EXPECT_EQ(report.reasons.value(premiere("Beta/Beta-1.prproj")), gone + ": No such file or directory");

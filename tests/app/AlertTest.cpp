@@ -1,6 +1,5 @@
 #include "WindowFixture.h"
 #include "app/BMAlert.h"
-#include "foundation/BMSettings.h"
 
 #include <QCheckBox>
 #include <QMainWindow>
@@ -31,7 +30,7 @@ protected:
 
 } // namespace
 
-TEST_F(Alert, EachButtonHasItsAnswerAndAMessageHasOnlyOKAndShowsPercentSignsAsTheyAre) {
+TEST_F(Alert, EachButtonHasItsAnswerAMessageHasOnlyOKAndAWindowWithASheetGetsItInAWindowOfItsOwn) {
     QMainWindow window;
     window.show();
     const BMAlert::Texts texts{"Remove 3 autosaves?", "Remove", "Cancel", "Show", "They go to the Trash."};
@@ -40,13 +39,26 @@ TEST_F(Alert, EachButtonHasItsAnswerAndAMessageHasOnlyOKAndShowsPercentSignsAsTh
         EXPECT_EQ(BMAlert::alertSheetWithButtons(texts, &window, true), expected) << pressed;
         EXPECT_EQ(answer.buttons, (QStringList{"Cancel", "Remove", "Show"}));
     }
-    Answerer answer("OK");
-    EXPECT_EQ(BMAlert::alertSheetWithMessageText("Done", "100% of %@ moved", nullptr), 1);
-    EXPECT_EQ(answer.buttons, QStringList{"OK"});
-    EXPECT_EQ(answer.informative, "100% of %@ moved");
+    {
+        Answerer answer("OK");
+        EXPECT_EQ(BMAlert::alertSheetWithMessageText("Done", "100% of %@ moved", nullptr), 1);
+        EXPECT_EQ(answer.buttons, QStringList{"OK"});
+        EXPECT_EQ(answer.informative, "100% of %@ moved");
+    }
+    // A window that shows a sheet already gets the alert in a window of its own.
+    QMessageBox sheet(&window);
+    sheet.setWindowModality(Qt::WindowModal);
+    sheet.show();
+    Answerer answer("OK", &sheet);
+    EXPECT_EQ(BMAlert::alertSheetWithMessageText("Second question", "", &window), 1);
+    EXPECT_EQ(answer.count, 1);
+    EXPECT_EQ(answer.parent, nullptr);
+    sheet.close();
 }
 
-TEST_F(Alert, NonBlockingReturnsAtOnceAndLaterCallsTheDelegate) {
+// Not blocking, the alert object returns at once and calls the delegate later; the delegate
+// form blocks even when asked not to, and needs the selector.
+TEST_F(Alert, NonBlockingCallsTheDelegateLaterAndTheDelegateFormBlocksAndNeedsTheSelector) {
     Receiver receiver;
     EXPECT_EQ(BMAlert::alertSheetWithAlertObject({"Archive finished", "OK", "Reveal", {}, {}}, nullptr,
                                                  &receiver, "sheetEnded", false, nullptr),
@@ -56,15 +68,13 @@ TEST_F(Alert, NonBlockingReturnsAtOnceAndLaterCallsTheDelegate) {
     clickButton(visibleAlert(), "Reveal");
     EXPECT_EQ(receiver.calls, 1);
     EXPECT_EQ(receiver.lastAnswer, 0);
-}
 
-TEST_F(Alert, TheDelegateFormBlocksEvenWhenAskedNotToAndNeedsTheSelector) {
-    Receiver receiver;
     Answerer answer("No");
     EXPECT_EQ(BMAlert::alertSheetWithDelegate({"Question", "Yes", "No", {}, {}}, nullptr, &receiver,
                                               "sheetEnded", false),
               0);
-    EXPECT_EQ(receiver.calls, 1);
+    EXPECT_EQ(receiver.calls, 2);
+    EXPECT_EQ(receiver.lastAnswer, 0);
 
     testing::internal::CaptureStdout();
     EXPECT_EQ(BMAlert::alertSheetWithDelegate({"Question", "Yes", "No", {}, {}}, nullptr, &receiver,
@@ -96,18 +106,6 @@ TEST_F(Alert, TimedAlertAnswersItselfUnlessTheUserAnswersFirstAndALateTimerChang
     EXPECT_EQ(reused->returnCode(), 0);
     reused->defaultReturnAfterTimeInterval(0); // a timer of its own, late too
     EXPECT_EQ(reused->returnCode(), 0);
-}
-
-TEST_F(Alert, WindowWithASheetGetsTheAlertInAWindowOfItsOwn) {
-    QMainWindow window;
-    window.show();
-    auto sheet = std::make_unique<QMessageBox>(&window);
-    sheet->setWindowModality(Qt::WindowModal);
-    sheet->show();
-    Answerer answer("OK", sheet.get());
-    EXPECT_EQ(BMAlert::alertSheetWithMessageText("Second question", "", &window), 1);
-    EXPECT_EQ(answer.count, 1);
-    EXPECT_EQ(answer.parent, nullptr);
 }
 
 TEST_F(Alert, SuppressionBoxIsBoundToItsSetting) {

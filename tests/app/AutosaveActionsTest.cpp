@@ -3,8 +3,6 @@
 #include "WindowFixture.h"
 #include "app/BusySpinner.h"
 #include "app/ProgressSheet.h"
-#include "foundation/BMSettings.h"
-#include "foundation/SettingsKeys.h"
 
 #include <QAction>
 #include <QContextMenuEvent>
@@ -32,10 +30,6 @@ protected:
         BMSettings::standard().setValue(SettingsKey::autosavePaths, QStringList{premiere(), library()});
         // The rules' questions as asked straight away; RulePreviewTest has the preview before them.
         BMSettings::standard().setValue(SettingsKey::previewRules, false);
-    }
-    QString premiere(const QString& relative = "") const {
-        return home().home() + "/Documents/Adobe Premiere Pro Auto-Save" +
-               (relative.isEmpty() ? "" : "/" + relative);
     }
     QString library() const { return home().home() + "/Movies/Wedding.fcpbundle"; }
     QString ceremony(const QString& file) const { return library() + "/Ceremony/" + file + ".fcpevent"; }
@@ -113,8 +107,7 @@ TEST_F(Actions, OneAutosaveOpensWithoutAQuestionMoreAskWithTheCountAndCancelOpen
         EXPECT_EQ(cancel.count, 0);
         // Cancelling opens nothing and restores no event either; its backups are not counted.
         select({projectIndex("Alpha"), projectIndex("Ceremony")});
-        menu().open->trigger();
-        controller->waitForWorkers();
+        triggerAndWait(menu().open);
         EXPECT_EQ(cancel.text, "Are you sure you wish to open 1 item?");
         EXPECT_TRUE(home().platform().launched().isEmpty());
         EXPECT_EQ(readFile(ceremony("CurrentVersion")),
@@ -122,8 +115,7 @@ TEST_F(Actions, OneAutosaveOpensWithoutAQuestionMoreAskWithTheCountAndCancelOpen
     }
     select({projectIndex("Beta")});
     Answerer answer("Open");
-    menu().open->trigger();
-    controller->waitForWorkers();
+    triggerAndWait(menu().open);
     EXPECT_EQ(answer.text, "Are you sure you wish to open 2 items?");
     EXPECT_EQ(answer.informative,
               "Opening a large number of autosaves at once could slow down your computer.");
@@ -143,26 +135,22 @@ TEST_F(Actions, EventBackupsAreRestoredByOpenOrByTheirOwnMenuEachStartingFinalCu
     EXPECT_FALSE(menu().restoreEvent->isEnabled()); // offered for a backup row only
     {
         Answerer answer("Open");
-        menu().open->trigger();
-        controller->waitForWorkers();
+        triggerAndWait(menu().open);
         EXPECT_EQ(answer.text, "Are you sure you wish to open 0 items?");
         EXPECT_EQ(home().platform().launched(), QStringList{"com.apple.FinalCut"});
         EXPECT_EQ(readFile(ceremony("CurrentVersion")), readFile(ceremony("Backups/Ceremony 2")));
 
         select({itemIndex("Ceremony", 0)});
         EXPECT_TRUE(menu().restoreEvent->isEnabled());
-        menu().restoreEvent->trigger();
-        controller->waitForWorkers();
+        triggerAndWait(menu().restoreEvent);
         EXPECT_EQ(answer.count, 1);
         EXPECT_EQ(readFile(ceremony("CurrentVersion")), readFile(ceremony("Backups/Ceremony 1")));
         EXPECT_EQ(home().platform().launched(), (QStringList{"com.apple.FinalCut", "com.apple.FinalCut"}));
     }
     home().platform().canLaunch = false;
     Answerer answer("OK");
-    for (QAction* action : {menu().restoreEvent, menu().open}) {
-        action->trigger();
-        controller->waitForWorkers();
-    }
+    for (QAction* action : {menu().restoreEvent, menu().open})
+        triggerAndWait(action);
     EXPECT_EQ(answer.count, 2);
     EXPECT_EQ(answer.text, "Final Cut Pro X could not be started.");
     EXPECT_EQ(answer.informative, "No application that opens Final Cut Pro X events could be started.");
@@ -217,14 +205,6 @@ TEST_F(Actions, RightClickActsOnTheRowUnderThePointerOrOnTheSelectionItFallsIn) 
     EXPECT_EQ(trashed(), (QStringList{"Alpha-1.prproj", "Beta-1.prproj", "Beta-2.prproj"}));
 }
 
-TEST_F(Actions, RevealShowsTheFirstSelectedRow) {
-    start();
-    select({itemIndex("Beta", 1), projectIndex("Alpha")});
-    menu().reveal->trigger();
-    EXPECT_EQ(home().platform().revealed(),
-              (QList<FakePlatform::Revealed>{{premiere("Alpha"), premiere("Alpha")}}));
-}
-
 TEST_F(Actions, ArchivingErrorsArePanelsOfTheirOwnAndASuccessPacksTheSelectionAndTrashesIt) {
     start();
     chosenArchive = home().home() + "/Alpha.zip";
@@ -251,9 +231,25 @@ TEST_F(Actions, ArchivingErrorsArePanelsOfTheirOwnAndASuccessPacksTheSelectionAn
     EXPECT_FALSE(controller->mainWindow()->spinner()->isSpinning());
 }
 
-TEST_F(Actions, MovingTheOnlyAutosaveTakesTheFolderAndRebuildsCopyingDoesNeither) {
+// A move while another run holds the location moves nothing and the alert names the holder.
+TEST_F(Actions, MovingTheOnlyAutosaveTakesTheFolderAndRebuildsCopyingDoesNeitherAndAHeldLocationNothing) {
     start();
     chosenFolder = home().makeFolder("Kept");
+    select({projectIndex("Alpha")});
+    {
+        auto held = holdLocation(premiere(), "vestry prune: moving autosaves to the Trash");
+        ASSERT_TRUE(held);
+        Answerer answer("OK");
+        QSignalSpy finished(actions, &AutosaveActions::workFinished);
+        menu().move->trigger();
+        ASSERT_TRUE(waitFor([&] { return finished.size() == 1; }));
+        EXPECT_EQ(answer.text, "No autosaves were moved.");
+        EXPECT_TRUE(answer.informative.contains(
+            QString("(process %1, vestry prune: moving autosaves to the Trash)").arg(::getpid())))
+            << answer.informative.toStdString();
+        EXPECT_TRUE(QFileInfo::exists(premiere("Alpha/Alpha-1.prproj")));
+        EXPECT_TRUE(QDir(chosenFolder).isEmpty());
+    }
     select({projectIndex("Alpha")});
     expectNoRebuild([&] { menu().copy->trigger(); });
     EXPECT_TRUE(QFileInfo::exists(chosenFolder + "/Alpha-1.prproj"));
@@ -263,28 +259,14 @@ TEST_F(Actions, MovingTheOnlyAutosaveTakesTheFolderAndRebuildsCopyingDoesNeither
     EXPECT_EQ(projectNames(), (QStringList{"Beta", "Ceremony"}));
 }
 
-TEST_F(Actions, AMoveWhileAnotherRunHoldsTheLocationMovesNothingAndTheAlertNamesTheHolder) {
-    start();
-    const auto held = holdLocation(premiere(), "vestry prune: moving autosaves to the Trash");
-    ASSERT_TRUE(held);
-    chosenFolder = home().makeFolder("Kept");
-    select({projectIndex("Alpha")});
-    Answerer answer("OK");
-    QSignalSpy finished(actions, &AutosaveActions::workFinished);
-    menu().move->trigger();
-    ASSERT_TRUE(waitFor([&] { return finished.size() == 1; }));
-    EXPECT_EQ(answer.text, "No autosaves were moved.");
-    EXPECT_TRUE(answer.informative.contains(
-        QString("(process %1, vestry prune: moving autosaves to the Trash)").arg(::getpid())))
-        << answer.informative.toStdString();
-    EXPECT_TRUE(QFileInfo::exists(premiere("Alpha/Alpha-1.prproj")));
-    EXPECT_TRUE(QDir(chosenFolder).isEmpty());
-}
-
 // Nothing opens .prproj files and no file manager starts: each failure is an alert naming the
 // file; a failed open offers the file manager instead.
-TEST_F(Actions, OpenAndRevealFailuresAreAlertsAndAFailedOpenOffersTheFileManager) {
+TEST_F(Actions, RevealShowsTheFirstSelectedRowAndOpenAndRevealFailuresAreAlerts) {
     start();
+    select({itemIndex("Beta", 1), projectIndex("Alpha")});
+    menu().reveal->trigger();
+    const FakePlatform::Revealed alpha{premiere("Alpha"), premiere("Alpha")};
+    EXPECT_EQ(home().platform().revealed(), QList<FakePlatform::Revealed>{alpha});
     home().platform().canOpen = false;
     select({itemIndex("Beta", 0)});
     {
@@ -296,15 +278,14 @@ TEST_F(Actions, OpenAndRevealFailuresAreAlertsAndAFailedOpenOffersTheFileManager
         EXPECT_EQ(answer.informative, "No application that opens .prproj files could be started. "
                                       "The file manager can show it instead.");
         EXPECT_EQ(answer.buttons, (QStringList{"Cancel", "Show in File Manager"}));
-        EXPECT_TRUE(home().platform().revealed().isEmpty());
+        EXPECT_EQ(home().platform().revealed().size(), 1);
     }
     {
         Answerer answer("Show in File Manager");
-        menu().open->trigger();
-        controller->waitForWorkers();
+        triggerAndWait(menu().open);
         ASSERT_TRUE(waitFor([&] { return answer.count == 1; }));
         EXPECT_EQ(home().platform().revealed(),
-                  (QList<FakePlatform::Revealed>{{premiere("Beta/Beta-1.prproj"), premiere("Beta")}}));
+                  (QList<FakePlatform::Revealed>{alpha, {premiere("Beta/Beta-1.prproj"), premiere("Beta")}}));
     }
     home().platform().canReveal = false;
     Answerer answer("OK");

@@ -2,8 +2,6 @@
 #include "app/PreferencesWindow.h"
 #include "automation/HelperJobs.h"
 #include "foundation/BMLog.h"
-#include "foundation/BMSettings.h"
-#include "foundation/SettingsKeys.h"
 #include "support/Tmpfs.h"
 
 #include <QCheckBox>
@@ -21,7 +19,6 @@ protected:
         WindowTest::SetUp();
         BMLog::createNewLog(QStringLiteral("Vestry"));
         write("Documents/Adobe Premiere Pro Auto-Save/Alpha/Alpha-1.prproj");
-        premiere = home().home() + "/Documents/Adobe Premiere Pro Auto-Save";
         units = home().home() + "/.config/systemd/user";
         calls = home().root() + "/systemctl.calls";
         hold = home().root() + "/hold";
@@ -34,7 +31,7 @@ protected:
                              reloaded.toUtf8() + "';;\nesac\n");
         QFile::setPermissions(systemctl, QFileDevice::ReadOwner | QFileDevice::ExeOwner);
         home().platform().setToolPath(Tool::Systemctl, systemctl);
-        settings().setValue(SettingsKey::autosavePaths, QStringList{premiere});
+        settings().setValue(SettingsKey::autosavePaths, QStringList{premiere()});
     }
     void TearDown() override {
         if (controller)
@@ -43,7 +40,6 @@ protected:
         jobsVolume.reset();
         WindowTest::TearDown();
     }
-    static BMSettings& settings() { return BMSettings::standard(); }
     QString unit(const char* label, const char* kind) const { return units + "/" + label + "." + kind; }
     bool installed(const char* label) const {
         return QFileInfo::exists(unit(label, "service")) && QFileInfo::exists(unit(label, "path"));
@@ -51,7 +47,6 @@ protected:
     bool anyUnit() const { return !QDir(units).entryList(QDir::Files).isEmpty(); }
     PreferencesWindow* preferences() const { return controller->preferencesWindow(); }
 
-    QString premiere;
     QString units;
     QString calls;
     QString hold;
@@ -82,7 +77,7 @@ TEST_F(HelperPreferences, TheRemovalBoxInstallsTheTrashJobWithoutHoldingTheWindo
 TEST_F(HelperPreferences, TheChosenFolderIsStoredWithATildeAndTheCleanJobInstalledForIt) {
     settings().setValue(SettingsKey::autoClean, true);
     start();
-    chosenAutosaveFolder = premiere;
+    chosenAutosaveFolder = premiere();
     expectRebuild([&] { preferences()->browseButton()->click(); });
     EXPECT_EQ(settings().stringValue(SettingsKey::autosaveFolder),
               "~/Documents/Adobe Premiere Pro Auto-Save");
@@ -125,7 +120,7 @@ TEST_F(HelperPreferences, AReadOnlyJobsFolderAtStartLeavesBothHelpersAlone) {
         GTEST_SKIP() << "the tmpfs could not be made read-only";
     settings().setValue(SettingsKey::autoRemove, 1);
     settings().setValue(SettingsKey::autoClean, true);
-    settings().setValue(SettingsKey::autosaveFolder, premiere);
+    settings().setValue(SettingsKey::autosaveFolder, premiere());
     start();
     controller->waitForWorkers();
     EXPECT_FALSE(anyUnit());

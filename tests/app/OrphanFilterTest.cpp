@@ -1,12 +1,9 @@
 // The window's filter of orphaned Premiere projects, on real gzip-compressed autosaves.
 #include "LogLines.h"
 #include "WindowFixture.h"
-#include "foundation/BMSettings.h"
-#include "foundation/SettingsKeys.h"
 #include "support/Gzip.h"
 #include "support/PremiereXml.h"
 
-#include <QAction>
 #include <QFont>
 #include <QLabel>
 
@@ -20,12 +17,11 @@ protected:
         write("Projects/Live.prproj", "live");
         autosave("Live/Live-1.prproj", liveProject());
         autosave("Gone/Gone-1.prproj", "/Volumes/Gone/Gone.prproj");
-        BMSettings::standard().setValue(SettingsKey::autosavePaths, QStringList{location()});
+        settings().setValue(SettingsKey::autosavePaths, QStringList{premiere()});
     }
-    QString location() const { return home().home() + "/Documents/Adobe Premiere Pro Auto-Save"; }
     QString liveProject() const { return home().home() + "/Projects/Live.prproj"; }
     void autosave(const QString& name, const QString& recorded) const {
-        home().writeFile(location() + "/" + name, gzipCompressed(premiereProjectXml(recorded)));
+        home().writeFile(premiere(name), gzipCompressed(premiereProjectXml(recorded)));
     }
     // Turns the filter on or off from the View menu.
     void filter(bool on) const {
@@ -41,7 +37,7 @@ protected:
 
 } // namespace
 
-TEST_F(OrphanFilter, ShowsOnlyOrphansFoundOnAWorkerAndEverythingAgainWhenOff) {
+TEST_F(OrphanFilter, ShowsOnlyOrphansFoundOnAWorkerOrSaysThereAreNoneAndEverythingAgainWhenOff) {
     start();
     EXPECT_EQ(projectNames(), (QStringList{"Gone", "Live"}));
     EXPECT_TRUE(looks().isEmpty()) << "the autosaves were read without the filter";
@@ -81,13 +77,11 @@ TEST_F(OrphanFilter, ShowsOnlyOrphansFoundOnAWorkerAndEverythingAgainWhenOff) {
     EXPECT_FALSE(controller->orphansKnown());
     EXPECT_FALSE(controller->model()->isOrphan(*controller->model()->projectAt(projectIndex("Gone"))));
     EXPECT_FALSE(projectIndex("Gone").data(Qt::FontRole).value<QFont>().italic());
-}
 
-TEST_F(OrphanFilter, SaysSoWhenNoProjectIsAnOrphanAndGivesBackWhatItHid) {
-    ASSERT_TRUE(QDir(location() + "/Gone").removeRecursively());
-    start();
+    // With no orphan it says so, and gives back what it hid as it was.
+    ASSERT_TRUE(QDir(premiere("Gone")).removeRecursively());
+    expectRebuild([&] { menu().refresh->trigger(); });
     outline()->expand(projectIndex("Live"));
-    QSignalSpy found(controller.get(), &AppController::orphansFound);
     filter(true);
     ASSERT_TRUE(found.wait(10000));
     EXPECT_TRUE(controller->orphansKnown());
@@ -96,5 +90,5 @@ TEST_F(OrphanFilter, SaysSoWhenNoProjectIsAnOrphanAndGivesBackWhatItHid) {
     filter(false);
     EXPECT_EQ(projectNames(), QStringList{"Live"});
     EXPECT_EQ(placeholder(), "");
-    EXPECT_TRUE(outline()->isExpanded(projectIndex("Live"))) << "what the filter hid opens as it was";
+    EXPECT_TRUE(outline()->isExpanded(projectIndex("Live")));
 }

@@ -5,12 +5,8 @@
 #include "app/AutosaveIcons.h"
 #include "app/RecentlyRemovedDialog.h"
 #include "catalogue/PinnedPaths.h"
-#include "foundation/BMSettings.h"
-#include "foundation/SettingsKeys.h"
 #include "support/Programs.h"
 
-#include <QAction>
-#include <QImage>
 #include <QPushButton>
 #include <QTreeWidget>
 
@@ -28,10 +24,6 @@ protected:
         for (const char* file : {"Alpha/Alpha-1.prproj", "Beta/Beta-1.prproj"})
             write("Documents/Adobe Premiere Pro Auto-Save/" + QString(file), file);
         BMSettings::standard().setValue(SettingsKey::autosavePaths, QStringList{premiere()});
-    }
-    QString premiere(const QString& relative = "") const {
-        return home().home() + "/Documents/Adobe Premiere Pro Auto-Save" +
-               (relative.isEmpty() ? "" : "/" + relative);
     }
     // Whether the row's icon carries the badge: it differs from the kind's plain icon.
     bool badged(const QModelIndex& index) const {
@@ -76,7 +68,7 @@ using RecentlyRemoved = AlphaAndBeta;
 
 } // namespace
 
-TEST_F(Pins, PinAndUnpinFollowTheSelectionStoreTheSettingAndBadgeTheRows) {
+TEST_F(Pins, PinAndUnpinFollowTheSelectionStoreTheSettingAndBadgeTheRowsWhichStillGoByHand) {
     start();
     select({projectIndex("Alpha")});
     EXPECT_TRUE(menu().pin->isEnabled());
@@ -101,12 +93,10 @@ TEST_F(Pins, PinAndUnpinFollowTheSelectionStoreTheSettingAndBadgeTheRows) {
     EXPECT_FALSE(badged(projectIndex("Alpha")));
     EXPECT_FALSE(badged(itemIndex("Alpha", 0)));
     EXPECT_FALSE(menu().unpin->isEnabled());
-}
 
-TEST_F(Pins, RemovingPinnedRowsByHandSaysSoAndStillTrashesThem) {
-    PinnedPaths::store(BMSettings::standard(), {premiere("Alpha")});
-    start();
-    ASSERT_TRUE(badged(projectIndex("Alpha"))) << path(projectIndex("Alpha")).toStdString();
+    // Removing pinned rows by hand says so, and still trashes them.
+    select({projectIndex("Alpha")});
+    menu().pin->trigger();
     select({projectIndex("Alpha"), projectIndex("Beta")});
     Answerer answer("Remove");
     expectRebuild([&] { menu().remove->trigger(); });
@@ -114,7 +104,7 @@ TEST_F(Pins, RemovingPinnedRowsByHandSaysSoAndStillTrashesThem) {
     EXPECT_TRUE(projectNames().isEmpty());
 }
 
-TEST_F(RecentlyRemoved, ListsWhatTheRemovalTrashedAndPutsTheSelectedRowBack) {
+TEST_F(RecentlyRemoved, ListsWhatTheRemovalTrashedAndPutsTheSelectedRowBackButNeverOverAFileOrWhileHeld) {
     start();
     removeProject("Alpha");
     RecentlyRemovedDialog* dialog = openDialog();
@@ -133,29 +123,25 @@ TEST_F(RecentlyRemoved, ListsWhatTheRemovalTrashedAndPutsTheSelectedRowBack) {
     EXPECT_EQ(readFile(premiere("Alpha/Alpha-1.prproj")), "Alpha/Alpha-1.prproj");
     EXPECT_EQ(dialog->list()->topLevelItemCount(), 0);
     EXPECT_EQ(projectNames(), (QStringList{"Alpha", "Beta"}));
-}
 
-TEST_F(RecentlyRemoved, AFileAtTheOriginalPathIsNeverReplacedAndTheAlertSaysWhy) {
-    start();
+    // A file at the original path is never replaced, and while another run holds the location
+    // nothing is put back: the alert says why, naming the holder.
     removeProject("Beta");
     write("Documents/Adobe Premiere Pro Auto-Save/Beta/Beta-1.prproj", "newer work");
-    const QString why = refusedPutBack();
+    QString why = refusedPutBack();
     EXPECT_TRUE(why.contains("Beta-1.prproj")) << why.toStdString();
     EXPECT_EQ(readFile(premiere("Beta/Beta-1.prproj")), "newer work");
     EXPECT_EQ(readFile(inTrash("Beta-1.prproj")), "Beta/Beta-1.prproj");
-}
 
-TEST_F(RecentlyRemoved, WhileAnotherRunHoldsTheLocationNothingIsPutBackAndTheAlertNamesTheHolder) {
-    start();
-    removeProject("Alpha");
+    ASSERT_TRUE(QFile::remove(premiere("Beta/Beta-1.prproj")));
     const auto held = holdLocation(premiere(), "vestry-helper -clean");
     ASSERT_TRUE(held);
-    const QString why = refusedPutBack();
+    why = refusedPutBack();
     EXPECT_TRUE(why.contains(
         QString(" is busy: another Vestry run (process %1, vestry-helper -clean)").arg(::getpid())))
         << why.toStdString();
-    EXPECT_EQ(readFile(inTrash("Alpha-1.prproj")), "Alpha/Alpha-1.prproj");
-    EXPECT_FALSE(QFileInfo::exists(premiere("Alpha")));
+    EXPECT_EQ(readFile(inTrash("Beta-1.prproj")), "Beta/Beta-1.prproj");
+    EXPECT_FALSE(QFileInfo::exists(premiere("Beta/Beta-1.prproj")));
 }
 
 // `vestry pin` and `vestry unpin` while the window is open: the window's own writes to the

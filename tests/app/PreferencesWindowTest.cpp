@@ -61,7 +61,7 @@ TEST_F(Preferences, RemovalTabEnablesWhatItsBoxRuleAndCriteriaAllow) {
     EXPECT_EQ(settings().integerValue(SettingsKey::autoRemoveCriteriaAge), 14);
 }
 
-TEST_F(Preferences, CleanUpTabFollowsItsBox) {
+TEST_F(Preferences, CleanUpTabFollowsItsBoxAndItsFolderChoicesKeepWhatTheUserTyped) {
     EXPECT_FALSE(window->autosaveFolderField()->isEnabled());
     EXPECT_FALSE(window->browseButton()->isEnabled());
     EXPECT_FALSE(window->cleanActionChoice()->isEnabled());
@@ -78,9 +78,7 @@ TEST_F(Preferences, CleanUpTabFollowsItsBox) {
     window->cleanCriterionBox(1)->click();
     EXPECT_TRUE(window->cleanCriterionValue(1)->isEnabled());
     EXPECT_TRUE(window->cleanNote()->isHidden());
-}
 
-TEST_F(Preferences, FolderChoicesKeepWhatTheUserTyped) {
     settings().setValue(SettingsKey::autosaveFolder, "~/Movies/Autosave Vault");
     window->refreshFromSettings();
     window->clearAutosaveFolderChoices();

@@ -9,8 +9,6 @@
 
 #include <QImage>
 
-#include <gtest/gtest.h>
-
 namespace {
 
 using RecentWriteBadge = TempHomeTest;

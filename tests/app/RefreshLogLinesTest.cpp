@@ -2,12 +2,7 @@
 // first, as each trigger sets one off.
 #include "WindowFixture.h"
 #include "app/PreferencesWindow.h"
-#include "foundation/BMLog.h"
-#include "foundation/BMSettings.h"
-#include "foundation/SettingsKeys.h"
 #include "support/LogLines.h"
-
-#include <QTabWidget>
 
 namespace {
 
@@ -37,8 +32,7 @@ class RefreshLogLines : public WindowTest, public ::testing::WithParamInterface<
 TEST_P(RefreshLogLines, AreWrittenAsTheyRead) {
     const RefreshRow& row = GetParam();
     home().writeHomeFile("Documents/Adobe Premiere Pro Auto-Save/Alpha/Alpha-1.prproj");
-    BMSettings::standard().setValue(SettingsKey::autosavePaths,
-                                    QStringList{home().home() + "/Documents/Adobe Premiere Pro Auto-Save"});
+    settings().setValue(SettingsKey::autosavePaths, QStringList{premiere()});
     BMLog::createNewLog();
     start();
     if (row.trigger) {

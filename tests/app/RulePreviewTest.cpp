@@ -2,8 +2,6 @@
 #include "WindowFixture.h"
 #include "app/PreferencesWindow.h"
 #include "app/ThinOutDialog.h"
-#include "foundation/BMSettings.h"
-#include "foundation/SettingsKeys.h"
 #include "support/Gzip.h"
 #include "support/PremiereXml.h"
 
@@ -26,12 +24,9 @@ protected:
         WindowTest::SetUp();
         for (const char* file :
              {"Alpha/Alpha-1.prproj", "Beta/Beta-1.prproj", "Beta/Beta-2.prproj", "Beta/Beta-3.prproj"})
-            write(location() + "/" + file, QByteArray(3 * kMB / 2, 'x'));
-        BMSettings::standard().setValue(SettingsKey::autosavePaths,
-                                        QStringList{home().home() + "/" + location()});
+            home().writeFile(premiere(file), QByteArray(3 * kMB / 2, 'x'));
+        settings().setValue(SettingsKey::autosavePaths, QStringList{premiere()});
     }
-    static QString location() { return "Documents/Adobe Premiere Pro Auto-Save"; }
-    QString path(const QString& file) const { return home().home() + "/" + location() + "/" + file; }
     // The preview's answer replaced.
     void answerPreview(std::function<bool(RulePreviewSheet&)> preview) {
         AutosaveActions::Environment env;
@@ -66,37 +61,10 @@ protected:
 
 } // namespace
 
-TEST_F(RulePreviewTest, UntickedAutosaveStaysTheRestGoAndTheQuestionCountsWhatIsTicked) {
-    start();
-    select({projectIndex("Alpha"), projectIndex("Beta")});
-    QString before;
-    QString after;
-    Qt::CheckState betaState = Qt::Unchecked;
-    answerPreview([&](RulePreviewSheet& sheet) {
-        before = sheet.totalLabel()->text();
-        EXPECT_EQ(sheet.tree()->topLevelItemCount(), 2);
-        // The project row unticks its autosaves; one ticked again leaves it partly ticked.
-        QTreeWidgetItem* beta = sheet.rowOf(path("Beta/Beta-1.prproj"))->parent();
-        beta->setCheckState(0, Qt::Unchecked);
-        EXPECT_EQ(sheet.checked().size(), 1);
-        sheet.rowOf(path("Beta/Beta-2.prproj"))->setCheckState(0, Qt::Checked);
-        sheet.rowOf(path("Beta/Beta-3.prproj"))->setCheckState(0, Qt::Checked);
-        betaState = beta->checkState(0);
-        after = sheet.totalLabel()->text();
-        return true;
-    });
-    Answerer answer("Remove");
-    expectRebuild([&] { triggerSevenDays(); });
-    EXPECT_EQ(before, "4 autosaves, 6 MB will be moved to the Trash.");
-    EXPECT_EQ(after, "3 autosaves, 4.5 MB will be moved to the Trash.");
-    EXPECT_EQ(betaState, Qt::PartiallyChecked);
-    EXPECT_EQ(answer.text, "Are you sure you wish to remove 3 autosaves?");
-    EXPECT_EQ(trashed(), (QStringList{"Alpha-1.prproj", "Beta-2.prproj", "Beta-3.prproj"}));
-    EXPECT_TRUE(QFile::exists(path("Beta/Beta-1.prproj")));
-}
-
-// The real sheet, answered by its buttons.
-TEST_F(RulePreviewTest, CancelOrNothingTickedAsksNothingAndRemovesNothing) {
+// The real sheet, answered by its buttons: Cancel, or nothing ticked, asks nothing and removes
+// nothing. Answered by the test: an unticked autosave stays, the rest go, and the question counts
+// what is ticked.
+TEST_F(RulePreviewTest, CancelOrNothingTickedRemovesNothingAndAnUntickedAutosaveStays) {
     start();
     answerPreview({});
     select({projectIndex("Beta")});
@@ -119,13 +87,38 @@ TEST_F(RulePreviewTest, CancelOrNothingTickedAsksNothingAndRemovesNothing) {
     QApplication::processEvents();
     EXPECT_EQ(answer.count, 0);
     EXPECT_TRUE(trashed().isEmpty());
+
+    select({projectIndex("Alpha"), projectIndex("Beta")});
+    QString before;
+    QString after;
+    Qt::CheckState betaState = Qt::Unchecked;
+    answerPreview([&](RulePreviewSheet& sheet) {
+        before = sheet.totalLabel()->text();
+        EXPECT_EQ(sheet.tree()->topLevelItemCount(), 2);
+        // The project row unticks its autosaves; one ticked again leaves it partly ticked.
+        QTreeWidgetItem* beta = sheet.rowOf(premiere("Beta/Beta-1.prproj"))->parent();
+        beta->setCheckState(0, Qt::Unchecked);
+        EXPECT_EQ(sheet.checked().size(), 1);
+        sheet.rowOf(premiere("Beta/Beta-2.prproj"))->setCheckState(0, Qt::Checked);
+        sheet.rowOf(premiere("Beta/Beta-3.prproj"))->setCheckState(0, Qt::Checked);
+        betaState = beta->checkState(0);
+        after = sheet.totalLabel()->text();
+        return true;
+    });
+    expectRebuild([&] { triggerSevenDays(); });
+    EXPECT_EQ(before, "4 autosaves, 6 MB will be moved to the Trash.");
+    EXPECT_EQ(after, "3 autosaves, 4.5 MB will be moved to the Trash.");
+    EXPECT_EQ(betaState, Qt::PartiallyChecked);
+    EXPECT_EQ(answer.text, "Are you sure you wish to remove 3 autosaves?");
+    EXPECT_EQ(trashed(), (QStringList{"Alpha-1.prproj", "Beta-2.prproj", "Beta-3.prproj"}));
+    EXPECT_TRUE(QFile::exists(premiere("Beta/Beta-1.prproj")));
 }
 
 TEST_F(RulePreviewTest, PreferenceOffAsksStraightAwayAndAProjectWithoutItsFileIsMarked) {
     // Beta's newest autosave records a project file that is gone; the Orphans filter is off, so
     // the preview reads it itself.
-    write(location() + "/Beta/Beta-3.prproj",
-          gzipCompressed(premiereProjectXml("/Volumes/Gone/Beta.prproj")));
+    home().writeFile(premiere("Beta/Beta-3.prproj"),
+                     gzipCompressed(premiereProjectXml("/Volumes/Gone/Beta.prproj")));
     start();
     select({projectIndex("Alpha"), projectIndex("Beta")});
     QStringList projectTexts;

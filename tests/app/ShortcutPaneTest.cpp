@@ -6,9 +6,7 @@
 
 #include <QKeyEvent>
 #include <QLabel>
-#include <QMenu>
 #include <QMenuBar>
-#include <QTabWidget>
 #include <QTest>
 
 namespace {
@@ -98,14 +96,6 @@ TEST_F(ShortcutPane, ACapturedKeyIsTheActionsAndBackspaceGivesItsOwnBack) {
     EXPECT_EQ(refresh->shortcuts(), original);
     EXPECT_EQ(original.size(), 2);
     EXPECT_TRUE(BMShortcutKeyTableDelegate::storedShortcuts().isEmpty());
-}
-
-TEST_F(ShortcutPane, CheckForUpdatesSaysThereIsNoUpdater) {
-    menu().checkForUpdates->trigger();
-    QMessageBox* box = visibleAlert();
-    ASSERT_NE(box, nullptr);
-    EXPECT_EQ(box->text(), "Unable to launch Software Update - path doesn't exist");
-    box->close();
 }
 
 } // namespace

@@ -7,7 +7,6 @@
 #include <QFileInfo>
 #include <QSignalSpy>
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

@@ -3,8 +3,6 @@
 
 #include "WindowFixture.h"
 #include "app/SizeShareDelegate.h"
-#include "foundation/BMSettings.h"
-#include "foundation/SettingsKeys.h"
 
 #include <QHelpEvent>
 #include <QToolTip>
@@ -20,9 +18,8 @@ protected:
         write("Documents/Adobe Premiere Pro Auto-Save/Beta/Beta-1.prproj", QByteArray(1000, 'b'));
         write("Movies/Wedding.fcpbundle/Ceremony/CurrentVersion.fcpevent");
         write("Movies/Wedding.fcpbundle/Ceremony/Backups/Ceremony 1.fcpevent", QByteArray(1000, 'c'));
-        BMSettings::standard().setValue(SettingsKey::autosavePaths,
-                                        QStringList{home().home() + "/Documents/Adobe Premiere Pro Auto-Save",
-                                                    home().home() + "/Movies/Wedding.fcpbundle"});
+        settings().setValue(SettingsKey::autosavePaths,
+                            QStringList{premiere(), home().home() + "/Movies/Wedding.fcpbundle"});
         start();
         controller->mainWindow()->resize(800, 500);
         controller->mainWindow()->show();
@@ -32,31 +29,29 @@ protected:
 
 } // namespace
 
-TEST_F(SpaceView, BarSplitsTheTotalByEditorAndLocationWithToolTips) {
+TEST_F(SpaceView, BarSplitsTheTotalByEditorAndLocationAndProjectSizeCellsShowTheirShareOfTheLargest) {
     ASSERT_TRUE(bar()->isVisible());
     const QList<SpaceBar::Segment> segments = bar()->segments();
     ASSERT_EQ(segments.size(), 4); // two editors, two locations
-    const SpaceBar::Segment& premiere = segments[0];
+    const SpaceBar::Segment& premierePro = segments[0];
     const SpaceBar::Segment& finalCut = segments[1];
-    EXPECT_EQ(premiere.label, "Premiere Pro");
+    EXPECT_EQ(premierePro.label, "Premiere Pro");
     EXPECT_EQ(finalCut.label, "Final Cut Pro X");
-    EXPECT_NE(premiere.colour, finalCut.colour);
+    EXPECT_NE(premierePro.colour, finalCut.colour);
     // 4000 of 5000 bytes: four fifths of the bar, the rest meeting it and ending where it ends.
-    const qreal whole = premiere.rect.width() + finalCut.rect.width();
-    EXPECT_NEAR(premiere.rect.width() / whole, 0.8, 0.001);
-    EXPECT_DOUBLE_EQ(premiere.rect.right(), finalCut.rect.left());
-    EXPECT_NEAR(finalCut.rect.right(), bar()->width() - premiere.rect.left(), 0.001);
+    const qreal whole = premierePro.rect.width() + finalCut.rect.width();
+    EXPECT_NEAR(premierePro.rect.width() / whole, 0.8, 0.001);
+    EXPECT_DOUBLE_EQ(premierePro.rect.right(), finalCut.rect.left());
+    EXPECT_NEAR(finalCut.rect.right(), bar()->width() - premierePro.rect.left(), 0.001);
     EXPECT_EQ(segments[2].toolTip.toStdString(),
-              (home().home() + "/Documents/Adobe Premiere Pro Auto-Save: 3.91 KB, 80.0% (2 projects)")
-                  .toStdString());
+              (premiere() + ": 3.91 KB, 80.0% (2 projects)").toStdString());
 
     QHelpEvent help(QEvent::ToolTip, finalCut.rect.center().toPoint(),
                     bar()->mapToGlobal(finalCut.rect.center().toPoint()));
     QApplication::sendEvent(bar(), &help);
     EXPECT_EQ(QToolTip::text().toStdString(), "Final Cut Pro X: 1,000 B, 20.0% (1 project)");
-}
 
-TEST_F(SpaceView, SizeCellsOfProjectsShowTheirShareOfTheLargest) {
+    // The size cells of projects show their share of the largest.
     auto* delegate =
         qobject_cast<SizeShareDelegate*>(outline()->itemDelegateForColumn(AutosaveOutlineModel::SizeColumn));
     ASSERT_NE(delegate, nullptr);

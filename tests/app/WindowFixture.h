@@ -8,7 +8,9 @@
 #include "app/MainWindow.h"
 #include "app/RulePreviewSheet.h"
 #include "foundation/BMAuthorization.h"
+#include "foundation/BMSettings.h"
 #include "foundation/LocationLock.h"
+#include "foundation/SettingsKeys.h"
 #include "support/BMQC.h"
 
 #include <QAbstractButton>
@@ -23,7 +25,6 @@
 #include <QTimer>
 
 #include <functional>
-#include <memory>
 
 // A visible alert other than the one given.
 inline QMessageBox* visibleAlert(const QMessageBox* except = nullptr) {
@@ -112,6 +113,12 @@ protected:
     QString write(const QString& relative, const QByteArray& contents = QByteArray()) const {
         return home().writeHomeFile(relative, contents);
     }
+    // The home's Premiere location, or a path in it.
+    QString premiere(const QString& relative = "") const {
+        return home().home() + "/Documents/Adobe Premiere Pro Auto-Save" +
+               (relative.isEmpty() ? "" : "/" + relative);
+    }
+    static BMSettings& settings() { return BMSettings::standard(); }
 
     AppController::Environment environment() {
         AppController::Environment env;
@@ -152,6 +159,11 @@ protected:
         QSignalSpy rebuilt(controller.get(), &AppController::catalogueRebuilt);
         action();
         EXPECT_TRUE(rebuilt.wait(10000));
+        controller->waitForWorkers();
+    }
+    // Triggers the menu command and waits for the work it started.
+    void triggerAndWait(QAction* action) {
+        action->trigger();
         controller->waitForWorkers();
     }
     // Runs what must end without one.

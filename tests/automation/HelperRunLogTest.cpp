@@ -5,8 +5,6 @@
 
 #include <QTimeZone>
 
-#include <gtest/gtest.h>
-
 namespace {
 
 QString entry(const QDateTime& when, const QString& text) {

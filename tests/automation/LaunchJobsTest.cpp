@@ -12,7 +12,6 @@
 #include <QFile>
 #include <QFileInfo>
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <thread>
 
@@ -59,7 +58,7 @@ const QList<QStringList> load{
 const QList<QStringList> removal{
     {"stop", pathUnit}, {"disable", pathUnit}, {"stop", service}, {"daemon-reload"}};
 
-TEST_F(LaunchJobsTest, StartWritesBothUnitsAndLoadsThemAfterRemovingTheOldJob) {
+TEST_F(LaunchJobsTest, StartWritesBothUnitsAndLoadsThemAfterRemovingTheOldJobAndAComputerWideOneIsRoots) {
     ASSERT_FALSE(QFileInfo::exists(userJobs())); // made when missing
     EXPECT_TRUE(BMLaunchd::startLaunchAgent(label, job(), true));
     EXPECT_EQ(m_systemctl.calls(), user(unload + load));
@@ -81,9 +80,9 @@ TEST_F(LaunchJobsTest, StartWritesBothUnitsAndLoadsThemAfterRemovingTheOldJob) {
     EXPECT_EQ(m_systemctl.calls(), user(removal));
     EXPECT_EQ(QDir(userJobs()).entryList(QDir::Files), QStringList());
     EXPECT_TRUE(m_alerts.isEmpty());
-}
 
-TEST_F(LaunchJobsTest, AComputerWideJobIsRootsAndLoadedWithoutUser) {
+    // A computer-wide job is root's and loaded without --user.
+    QFile::remove(m_systemctl.path() + ".record");
     EXPECT_TRUE(BMLaunchd::startJob(label, job(), false, true, false));
     const QString folder = BMLaunchd::jobsFolder(false, true);
     EXPECT_TRUE(folder.startsWith(home().machineRoot())) << qPrintable(folder);
@@ -187,7 +186,24 @@ TEST_F(LaunchJobsTest, TheUnitsOfBothJobsPassSystemdsVerification) {
     EXPECT_FALSE(QFileInfo::exists(userJobs() + '/' + service));
 }
 
-TEST_F(LaunchJobsTest, TheCleanJobWatchesTheFolderItsProjectsAndTheAtticsBins) {
+TEST_F(LaunchJobsTest, TheTrashJobWatchesWhereTrashedFilesLandTheCleanJobTheFolderItsProjectsAndBins) {
+    HelperJobs jobs;
+    ASSERT_FALSE(QFileInfo::exists(userJobs()));
+    EXPECT_TRUE(jobs.jobsFolderWritable()); // its nearest parent is
+    EXPECT_TRUE(jobs.setupTrashHelper());
+    const QString files = BMLocalPaths::trashDirectory() + "/files";
+    EXPECT_TRUE(QFileInfo(files).isDir());
+    // For this user only, as the Trash's own code makes it: it will hold what is thrown away.
+    for (const QString& folder : {BMLocalPaths::trashDirectory(), files}) {
+        struct stat info {};
+        EXPECT_EQ(::stat(QFile::encodeName(folder).constData(), &info) == 0 ? info.st_mode & 07777 : 0, 0700u)
+            << qPrintable(folder);
+    }
+    EXPECT_EQ(jobs.trashState().watchedPaths, QStringList{files});
+    EXPECT_TRUE(readFile(userJobs() + '/' + service).contains("\"-trash\"\n"));
+    jobs.stopTrashHelper();
+    EXPECT_FALSE(jobs.trashState().installed);
+
     // Listed in this order: a project folder, a plain file, the attic.
     const QString folder = QDir(home().home()).filePath("Autosaves");
     const QString attic = folder + "/Media Composer Avid Attic";
@@ -200,7 +216,6 @@ TEST_F(LaunchJobsTest, TheCleanJobWatchesTheFolderItsProjectsAndTheAtticsBins) {
 
     BMSettings::standard().setValue(SettingsKey::autosaveFolder, "~/Autosaves");
     BMSettings::standard().setValue(SettingsKey::autoClean, true);
-    HelperJobs jobs;
     EXPECT_TRUE(jobs.setupCleanHelper());
     const HelperJobs::JobState state = jobs.cleanState();
     EXPECT_TRUE(state.switchedOn && state.installed);
@@ -259,25 +274,6 @@ TEST_F(LaunchJobsTest, AProjectFolderAUnitCannotNameIsLeftOutAndTheOthersAreWatc
         << qPrintable(leftOut.value(0));
     EXPECT_TRUE(logText().contains(folder + "/Rough cut  ends in a space"));
     EXPECT_TRUE(m_alerts.isEmpty());
-}
-
-TEST_F(LaunchJobsTest, TheTrashJobWatchesWhereTrashedFilesLand) {
-    HelperJobs jobs;
-    ASSERT_FALSE(QFileInfo::exists(userJobs()));
-    EXPECT_TRUE(jobs.jobsFolderWritable()); // its nearest parent is
-    EXPECT_TRUE(jobs.setupTrashHelper());
-    const QString files = BMLocalPaths::trashDirectory() + "/files";
-    EXPECT_TRUE(QFileInfo(files).isDir());
-    // For this user only, as the Trash's own code makes it: it will hold what is thrown away.
-    for (const QString& folder : {BMLocalPaths::trashDirectory(), files}) {
-        struct stat info {};
-        EXPECT_EQ(::stat(QFile::encodeName(folder).constData(), &info) == 0 ? info.st_mode & 07777 : 0, 0700u)
-            << qPrintable(folder);
-    }
-    EXPECT_EQ(jobs.trashState().watchedPaths, QStringList{files});
-    EXPECT_TRUE(readFile(userJobs() + '/' + service).contains("\"-trash\"\n"));
-    jobs.stopTrashHelper();
-    EXPECT_FALSE(jobs.trashState().installed);
 }
 
 TEST_F(LaunchJobsTest, AnUnreachableServiceManagerLeavesTheFilesAndSaysWhy) {

@@ -4,8 +4,6 @@
 
 #include <QStandardPaths>
 
-#include <sys/stat.h>
-
 namespace {
 
 // Beta's three autosaves archived by the program.

@@ -13,7 +13,9 @@
 #include <QProcess>
 #include <QThread>
 
-#include <gtest/gtest.h>
+#include <fcntl.h>
+#include <functional>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using Outcome = ProgramRun;
@@ -43,6 +45,23 @@ protected:
             write(autosave(name), name.toUtf8().repeated(10));
             QThread::msleep(5);
         }
+    }
+    // QTemporaryDir cannot remove what it cannot name (a name that is not UTF-8).
+    void TearDown() override {
+        runProgram("rm", {"-rf", home().home()});
+        TempHomeTest::TearDown();
+    }
+    // The project "Caf\xe9" (not UTF-8) of the location with Caf\xe9-1 and -2, in that order, each
+    // holding the last 8 bytes of its name; its path.
+    QByteArray cafeProject() const {
+        const QByteArray cafe = QFile::encodeName(premiere) + "/Caf\xe9";
+        EXPECT_EQ(::mkdir(cafe.constData(), 0755), 0);
+        for (const QByteArray& file : {cafe + "/Caf\xe9-1.prproj", cafe + "/Caf\xe9-2.prproj"}) {
+            const int fd = ::open(file.constData(), O_CREAT | O_WRONLY, 0644);
+            EXPECT_TRUE(fd >= 0 && ::write(fd, file.right(8).constData(), 8) == 8 && ::close(fd) == 0);
+            QThread::msleep(5);
+        }
+        return cafe;
     }
 
     // Every file of a test is in its temporary folder.
@@ -94,17 +113,25 @@ protected:
         return held;
     }
 
-    // Starts the program and returns once it waits for the location this test holds.
-    void startWaiting(QProcess& process, const QStringList& arguments) {
+    // Runs the program while this test holds the location: `meanwhile` runs once it waits.
+    Outcome runWhileHeld(const QStringList& arguments, const std::function<void(QProcess&)>& meanwhile = {},
+                         const QString& doing = "vestry archive: archiving autosaves") {
+        std::optional<LocationLock> held = holdLocation(doing);
         QProcessEnvironment env = environment();
         env.insert("VESTRY_LOCK_WAIT_MS", "30000");
+        QProcess process;
         process.setProcessEnvironment(env);
         process.start(VESTRY_PROGRAM, arguments);
         QElapsedTimer clock;
         clock.start();
         while (!hasOpen(process.processId(), LocationLock::lockFilePath(premiere)) && clock.elapsed() < 20000)
             QThread::msleep(10);
+        if (meanwhile)
+            meanwhile(process);
+        held.reset();
+        return finishProgram(process, 30000);
     }
+    QString settingsFile() const { return home().home() + "/.config/com.brightmoor.Vestry.plist"; }
 
     QString premiere;
 };

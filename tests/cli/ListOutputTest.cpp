@@ -5,19 +5,12 @@
 #include "support/MacMetadata.h"
 #include "support/PremiereXml.h"
 
-#include <QDir>
-#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 
 #include <cstring>
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <sys/xattr.h>
-#include <unistd.h>
 
 namespace {
 
@@ -33,48 +26,27 @@ const char kJson[] =
     R"~({"endDate":"2012-01-05T09:17:07Z","items":[{"createdDate":"2012-01-05T09:17:07Z","name":"Day 1.fcpevent","path":"@/Lib.fcpbundle/Day/Backups/Day 1.fcpevent","size":5,"type":4}],"name":"Day","path":"@/Lib.fcpbundle/Day/CurrentVersion.fcpevent","size":5,"startDate":"2012-01-05T09:17:07Z","type":4}]}
 )~";
 
-const char kText[] =
-    R"~(Loose                                   1 MB  01/05/2012 09:07:07 - 9:08:07 AM
-)~"
-    R"~(  Loose-3.prproj                     1,023 B  Jan 5, 2012 9:07:07 AM
-)~"
-    R"~(  Loose-4.prproj                        1 MB  Jan 5, 2012 9:08:07 AM
-)~"
-    R"~(Quote "and" back\slash             978.06 KB  01/05/2012 09:01:07 - 9:02:07 AM
-)~"
-    R"~(  Quote "and" back\slash-1.prproj     1.5 KB  Jan 5, 2012 9:01:07 AM
-)~"
-    R"~(  Quote "and" back\slash-2.prproj  976.56 KB  Jan 5, 2012 9:02:07 AM
-)~"
-    R"~(Tab\there\x01\x7f                        0 B  Jan 5, 2012 9:04:07 AM
-)~"
-    R"~(  Bad\xff\xfe-1.prproj                   0 B  Jan 5, 2012 9:04:07 AM
-)~"
-    R"~(Untitled                           117.74 MB  Jan 5, 2012 9:09:07 AM
-)~"
-    R"~(  Untitled.prproj                  117.74 MB  Jan 5, 2012 9:09:07 AM
-)~"
-    R"~(Ünï cødé 名 🎬                        4.66 GB  Jan 5, 2012 9:03:07 AM
-)~"
-    R"~(  Cut-1.prproj                       4.66 GB  Jan 5, 2012 9:03:07 AM
-)~"
-    R"~(jo                                   4.93 KB  01/05/2012 09:11:07 - 9:12:07 AM
-)~"
-    R"~(  Reel 1.2.avb                       2.93 KB  Jan 5, 2012 9:12:07 AM
-)~"
-    R"~(  Reel 1.avb                            2 KB  Jan 5, 2012 9:11:07 AM
-)~"
-    R"~(Cut                                    165 B  01/05/2012 09:14:07 - 9:15:07 AM
-)~"
-    R"~(  Cut_01-02-12_1030                     77 B  Jan 5, 2012 9:14:07 AM
-)~"
-    R"~(  Motion_2012-01-02_1030.motn           88 B  Jan 5, 2012 9:15:07 AM
-)~"
-    R"~(Day                                      5 B  Jan 5, 2012 9:17:07 AM
-)~"
-    R"~(  Day 1.fcpevent                         5 B  Jan 5, 2012 9:17:07 AM
-)~"
-    R"~(Total: 8 projects, 12 autosaves, 5,125,513,142 bytes (4.77 GB)
+const char kText[] = R"~(Loose                                   1 MB  01/05/2012 09:07:07 - 9:08:07 AM
+  Loose-3.prproj                     1,023 B  Jan 5, 2012 9:07:07 AM
+  Loose-4.prproj                        1 MB  Jan 5, 2012 9:08:07 AM
+Quote "and" back\slash             978.06 KB  01/05/2012 09:01:07 - 9:02:07 AM
+  Quote "and" back\slash-1.prproj     1.5 KB  Jan 5, 2012 9:01:07 AM
+  Quote "and" back\slash-2.prproj  976.56 KB  Jan 5, 2012 9:02:07 AM
+Tab\there\x01\x7f                        0 B  Jan 5, 2012 9:04:07 AM
+  Bad\xff\xfe-1.prproj                   0 B  Jan 5, 2012 9:04:07 AM
+Untitled                           117.74 MB  Jan 5, 2012 9:09:07 AM
+  Untitled.prproj                  117.74 MB  Jan 5, 2012 9:09:07 AM
+Ünï cødé 名 🎬                        4.66 GB  Jan 5, 2012 9:03:07 AM
+  Cut-1.prproj                       4.66 GB  Jan 5, 2012 9:03:07 AM
+jo                                   4.93 KB  01/05/2012 09:11:07 - 9:12:07 AM
+  Reel 1.2.avb                       2.93 KB  Jan 5, 2012 9:12:07 AM
+  Reel 1.avb                            2 KB  Jan 5, 2012 9:11:07 AM
+Cut                                    165 B  01/05/2012 09:14:07 - 9:15:07 AM
+  Cut_01-02-12_1030                     77 B  Jan 5, 2012 9:14:07 AM
+  Motion_2012-01-02_1030.motn           88 B  Jan 5, 2012 9:15:07 AM
+Day                                      5 B  Jan 5, 2012 9:17:07 AM
+  Day 1.fcpevent                         5 B  Jan 5, 2012 9:17:07 AM
+Total: 8 projects, 12 autosaves, 5,125,513,142 bytes (4.77 GB)
 )~";
 
 class ListOutput : public CommandLine {
@@ -105,25 +77,14 @@ protected:
 
     QByteArray list(const QStringList& options, const QStringList& locations, QByteArray* err = nullptr,
                     bool asNobody = false) {
-        QStringList arguments{"list"};
-        arguments << options;
+        QStringList arguments = QStringList{"list"} + options;
         for (const QString& location : locations)
             arguments << QFile::decodeName(root) + "/" + location;
-        QProcess process;
-        process.setProcessEnvironment(environment());
-        if (asNobody)
-            process.start("/usr/bin/setpriv", setprivAsNobody() + QStringList{VESTRY_PROGRAM} + arguments);
-        else
-            process.start(VESTRY_PROGRAM, arguments);
-        if (!process.waitForFinished(60000)) {
-            process.kill();
-            process.waitForFinished();
-            ADD_FAILURE() << "vestry did not finish";
-        }
-        EXPECT_EQ(process.exitCode(), 0) << process.readAllStandardError().toStdString();
+        const Outcome result = asNobody ? runAsNobody(arguments, environment()) : run(arguments);
+        EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
         if (err)
-            *err = process.readAllStandardError().replace(root, "@");
-        return process.readAllStandardOutput().replace(root, "@");
+            *err = result.err.toUtf8().replace(root, "@");
+        return result.out.toUtf8().replace(root, "@");
     }
 
     QByteArray root;

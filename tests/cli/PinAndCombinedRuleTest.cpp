@@ -6,18 +6,9 @@
 #include "support/MacMetadata.h"
 #include "support/ZipEntries.h"
 
-#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
-#include <QProcess>
-#include <QThread>
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <memory>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -33,7 +24,7 @@ protected:
     QString at(const QString& relative) const { return autosave(relative); }
 };
 
-TEST_F(Pins, ArePinnedOnceRefusedByNameAndTakenOffEvenWhenTheFileIsGone) {
+TEST_F(Pins, ArePinnedOnceRefusedByNameOrForNotBeingUtf8AndTakenOffEvenWhenTheFileIsGone) {
     const ProgramRun first = run({"pin", at("Beta/"), at("Alpha/Alpha-1.prproj")});
     EXPECT_EQ(first.out, "Pinned " + at("Beta") + "\nPinned " + at("Alpha/Alpha-1.prproj") + "\n");
     EXPECT_EQ(run({"pin", QString(kLocation) + "/Beta"}).exitCode, 0); // relative, and again
@@ -64,10 +55,26 @@ TEST_F(Pins, ArePinnedOnceRefusedByNameAndTakenOffEvenWhenTheFileIsGone) {
     EXPECT_EQ(gone.exitCode, 1);
     EXPECT_EQ(gone.err, "vestry unpin: " + at("Alpha/Alpha-1.prproj") +
                             ": no such file or folder\nvestry unpin: nothing was changed\n");
+
+    // The settings file holds text: a pin of a path that is not UTF-8 would be stored as "Caf?",
+    // which keeps nothing.
+    ASSERT_EQ(run({"pin", at("Beta")}).exitCode, 0);
+    cafeProject();
+    // A shell passes the name's bytes, which a QString argument cannot.
+    const ProgramRun pin =
+        run({"-c", "exec \"$0\" pin \"$1$(printf '\\351')\"", VESTRY_PROGRAM, premiere + "/Caf"},
+            environment(), "/bin/sh");
+    EXPECT_EQ(pin.exitCode, 1);
+    EXPECT_TRUE(pin.err.endsWith("vestry pin: " + premiere +
+                                 "/Caf\\xe9: the path is not valid UTF-8, which the settings file cannot "
+                                 "hold\nvestry pin: nothing was changed\n"))
+        << pin.err.toStdString();
+    EXPECT_EQ(stored(), QStringList{tilde + "/Beta"});
 }
 
-// What the background jobs leave alone for being just written is marked too: Beta-3 only.
-TEST_F(Pins, AndRecentWritesAreMarkedInTheListingAndLeaveTheOtherBytesAlone) {
+// Pins are marked in the listing, and so is what the background jobs leave alone for being just
+// written (Beta-3 only); the listing's other bytes stay as they were.
+TEST_F(Pins, AndRecentWritesAreMarkedInTheListingAndLeaveItsOtherBytesAlone) {
     const QDateTime now = QDateTime::currentDateTimeUtc();
     for (const auto& [name, secondsAgo] : {std::pair{"Alpha/Alpha-1.prproj", 3600},
                                            {"Beta/Beta-1.prproj", 3600},
@@ -76,6 +83,21 @@ TEST_F(Pins, AndRecentWritesAreMarkedInTheListingAndLeaveTheOtherBytesAlone) {
         ASSERT_TRUE(keepOriginalModificationTime(at(name), now.addSecs(-secondsAgo)));
     const auto marked = [&] { return run({"list", premiere}).out.split('\n').filter("(recent)"); };
     const QString json = run({"list", "--json", premiere}).out;
+    ASSERT_EQ(run({"pin", at("Beta"), at("Alpha/Alpha-1.prproj")}).exitCode, 0);
+    QString expected = json;
+    for (const char* path :
+         {"Alpha/Alpha-1.prproj", "Beta", "Beta/Beta-1.prproj", "Beta/Beta-2.prproj", "Beta/Beta-3.prproj"}) {
+        const QString key = "\"path\":\"" + at(path) + "\",";
+        ASSERT_EQ(expected.count(key), 1) << key.toStdString();
+        expected.replace(key, key + "\"pinned\":true,");
+    }
+    EXPECT_EQ(run({"list", "--json", premiere}).out, expected);
+    // In text a project's row stands for its autosaves; an autosave pinned alone has its own mark.
+    const QStringList lines = run({"list", premiere}).out.split('\n').filter("(pinned)");
+    EXPECT_TRUE(lines.size() == 2 && lines[0].startsWith("  Alpha-1.prproj") && lines[1].startsWith("Beta "));
+    ASSERT_EQ(run({"unpin", at("Beta"), at("Alpha/Alpha-1.prproj")}).exitCode, 0);
+    EXPECT_EQ(run({"list", "--json", premiere}).out, json);
+
     EXPECT_EQ(json.count("\"recent\":true"), 1) << json.toStdString();
     EXPECT_TRUE(json.contains("\"path\":\"" + at("Beta/Beta-3.prproj") + "\",\"recent\":true,\"size\":180,"))
         << json.toStdString();
@@ -93,25 +115,6 @@ TEST_F(Pins, AndRecentWritesAreMarkedInTheListingAndLeaveTheOtherBytesAlone) {
     BMSettings::standard().synchronize();
     EXPECT_EQ(run({"list", "--json", premiere}).out, QString(json).replace(",\"recent\":true", ""));
     EXPECT_EQ(marked(), QStringList());
-}
-
-TEST_F(Pins, AreMarkedInTheListingAndOtherwiseLeaveItsBytesAsTheyWere) {
-    const QString before = run({"list", "--json", premiere}).out;
-    ASSERT_EQ(run({"pin", at("Beta"), at("Alpha/Alpha-1.prproj")}).exitCode, 0);
-    QString expected = before;
-    for (const char* path :
-         {"Alpha/Alpha-1.prproj", "Beta", "Beta/Beta-1.prproj", "Beta/Beta-2.prproj", "Beta/Beta-3.prproj"}) {
-        const QString key = "\"path\":\"" + at(path) + "\",";
-        ASSERT_EQ(expected.count(key), 1) << key.toStdString();
-        expected.replace(key, key + "\"pinned\":true,");
-    }
-    EXPECT_EQ(run({"list", "--json", premiere}).out, expected);
-    // In text a project's row stands for its autosaves; an autosave pinned alone has its own mark.
-    const QStringList lines = run({"list", premiere}).out.split('\n').filter("(pinned)");
-    EXPECT_TRUE(lines.size() == 2 && lines[0].startsWith("  Alpha-1.prproj") && lines[1].startsWith("Beta "));
-
-    ASSERT_EQ(run({"unpin", at("Beta"), at("Alpha/Alpha-1.prproj")}).exitCode, 0);
-    EXPECT_EQ(run({"list", "--json", premiere}).out, before);
 }
 
 // A drive reached through a link in the home: a pin is its real path, and matches either way.
@@ -161,57 +164,26 @@ TEST_F(Pins, KeepAnAutosaveFromTheRulesAndFromTheTrashAfterAnArchive) {
     EXPECT_FALSE(QFile::exists(at("Beta/Beta-3.prproj")));
 }
 
-// The settings file holds text: such a pin would be stored as "Caf?", which keeps nothing.
-TEST_F(Pins, OfAPathThatIsNotUtf8AreRefusedNotStoredAsAnotherPath) {
-    ASSERT_EQ(run({"pin", at("Beta")}).exitCode, 0);
-    const QByteArray cafe = QFile::encodeName(premiere) + "/Caf\xe9", file = cafe + "/Caf\xe9-1.prproj";
-    ASSERT_EQ(::mkdir(cafe.constData(), 0755), 0);
-    const int fd = ::open(file.constData(), O_CREAT | O_WRONLY, 0644);
-    ASSERT_TRUE(fd >= 0 && ::close(fd) == 0);
-    // A shell passes the name's bytes, which a QString argument cannot.
-    const ProgramRun pin =
-        run({"-c", "exec \"$0\" pin \"$1$(printf '\\351')\"", VESTRY_PROGRAM, premiere + "/Caf"},
-            environment(), "/bin/sh");
-    EXPECT_EQ(pin.exitCode, 1);
-    EXPECT_TRUE(pin.err.endsWith("vestry pin: " + premiere +
-                                 "/Caf\\xe9: the path is not valid UTF-8, which the settings file cannot "
-                                 "hold\nvestry pin: nothing was changed\n"))
-        << pin.err.toStdString();
-    EXPECT_EQ(stored(), QStringList{QString("~/") + kLocation + "/Beta"});
-    ::unlink(file.constData());
-    ::rmdir(cafe.constData());
-}
-
 // A script that pins in the background, one run per path: each pin is kept.
 TEST_F(Pins, SetByRunsAtOnceAreAllKept) {
     QStringList paths{at("Alpha"), at("Beta")};
     for (const QString& name : kAll)
         paths << at(name);
     std::vector<std::unique_ptr<QProcess>> runs;
-    for (const QString& path : paths) {
-        runs.push_back(std::make_unique<QProcess>());
-        runs.back()->setProcessEnvironment(environment());
-        runs.back()->start(VESTRY_PROGRAM, {"pin", path});
-    }
+    for (const QString& path : paths)
+        runs.push_back(startProgram(VESTRY_PROGRAM, {"pin", path}, {environment()}));
     for (const auto& pin : runs) {
-        if (!pin->waitForFinished(30000)) {
-            pin->kill();
-            pin->waitForFinished();
-        }
-        EXPECT_EQ(pin->exitCode(), 0) << pin->readAllStandardError().toStdString();
+        const ProgramRun result = finishProgram(*pin, 30000);
+        EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
     }
     EXPECT_EQ(stored().size(), paths.size()) << stored().join(", ").toStdString();
 }
 
 // The pin is set while the prune waits for another run, after it listed the location.
 TEST_F(Pins, SetWhileAPruneWaitsForAnotherRunStillKeepTheAutosave) {
-    std::optional<LocationLock> held = holdLocation();
-    ASSERT_TRUE(held);
-    QProcess prune;
-    startWaiting(prune, {"prune", "--keep", "1", premiere});
-    EXPECT_EQ(run({"pin", at("Beta/Beta-1.prproj")}).exitCode, 0);
-    held.reset();
-    const ProgramRun pruned = finishProgram(prune, 20000);
+    const ProgramRun pruned = runWhileHeld({"prune", "--keep", "1", premiere}, [&](QProcess&) {
+        EXPECT_EQ(run({"pin", at("Beta/Beta-1.prproj")}).exitCode, 0);
+    });
     EXPECT_EQ(pruned.exitCode, 0) << pruned.err.toStdString();
     EXPECT_EQ(autosavesLeft(),
               (QStringList{"Alpha/Alpha-1.prproj", "Beta/Beta-1.prproj", "Beta/Beta-3.prproj"}));

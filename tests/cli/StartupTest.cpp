@@ -11,8 +11,6 @@
 #include <QThread>
 
 #include <cstring>
-#include <gtest/gtest.h>
-#include <memory>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>

@@ -7,7 +7,6 @@
 #include "foundation/LocationLock.h"
 #include "foundation/PlistFile.h"
 #include "foundation/SettingsKeys.h"
-#include "foundation/platform/linux/LinuxPlatform.h"
 #include "helper/HelperRun.h"
 #include "support/MacMetadata.h"
 #include "support/Programs.h"
@@ -17,11 +16,9 @@
 #include <QCoreApplication>
 #include <QDirIterator>
 #include <QFile>
-#include <QProcess>
 #include <QRegularExpression>
 #include <QUrl>
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -69,6 +66,13 @@ protected:
         const QDateTime written = writtenMinutesAgo < 0 ? created : now.addSecs(-60 * writtenMinutesAgo);
         ASSERT_TRUE(setDosAttrib(path, dosAttribRecord(4, created)) &&
                     keepOriginalModificationTime(path, written));
+    }
+
+    // The project's autosaves NAME-1, NAME-2... created so many days ago.
+    void autosaves(const QString& project, std::initializer_list<double> daysAgo) {
+        int n = 0;
+        for (const double days : daysAgo)
+            autosave(QString("%1/%1-%2.prproj").arg(project).arg(++n), days);
     }
 
     RunOptions options(const QString& timeLimitMs = QString()) const {
@@ -122,18 +126,6 @@ protected:
         lines.sort();
         return lines;
     }
-    static bool canRunAsNobody() { return ::getuid() == 0 && QFileInfo("/usr/bin/setpriv").isExecutable(); }
-    // Two autosaves a one-day limit thins out, in a home the user nobody may work in.
-    void twoAutosavesNobodyMayClean() {
-        set({{autoCleanUseCriteriaAge, true}, {autoCleanCriteriaAge, 1}});
-        autosave("Edit/Edit-1.prproj", 3);
-        autosave("Edit/Edit-2.prproj", 2);
-        ASSERT_EQ(runProgram("chmod", {"-R", "a+rwX", home().root()}).exitCode, 0);
-    }
-    Outcome cleanAsNobody() {
-        return run(setprivAsNobody() + QStringList{VESTRY_HELPER_PROGRAM, "-clean", location}, QString(),
-                   "/usr/bin/setpriv");
-    }
 
     // The job's last run as the task log has it: "ok: <result>" or "failed: <result>".
     QString lastRun(const QString& job) const {
@@ -146,9 +138,7 @@ protected:
 
 TEST_F(HelperProgram, CleanTrashesWhatBreaksALimitOldestFirstAndKeepsEachNewest) {
     set({{autoCleanUseCriteriaAge, true}, {autoCleanUseCriteriaSize, true}, {autoCleanCriteriaSize, 2}});
-    autosave("Edit/Edit-1.prproj", 40);
-    autosave("Edit/Edit-2.prproj", 35);
-    autosave("Edit/Edit-3.prproj", 31); // the newest of Edit: kept although old
+    autosaves("Edit", {40, 35, 31}); // Edit-3, the newest of Edit, is kept although old
     autosave("Cut/Cut-1.prproj", 5, 1536 * 1024);
     autosave("Cut/Cut-2.prproj", 4, 1536 * 1024);
     autosave("Cut/Cut-3.prproj", 3, 1024); // 3 MB in all; the oldest goes, 1.5 MB stays
@@ -189,11 +179,8 @@ TEST_F(HelperProgram, CleanNeverTakesAPinnedAutosaveNorOneOfAPinnedProjectAndSay
     set({{autoCleanUseCriteriaAge, true},
          {pinnedPaths,
           QStringList{"~/Share/Adobe Premiere Pro Auto-Save/Edit/Edit-1.prproj", location + "/Cut"}}});
-    autosave("Edit/Edit-1.prproj", 40);
-    autosave("Edit/Edit-2.prproj", 35);
-    autosave("Edit/Edit-3.prproj", 1);
-    autosave("Cut/Cut-1.prproj", 40);
-    autosave("Cut/Cut-2.prproj", 1);
+    autosaves("Edit", {40, 35, 1});
+    autosaves("Cut", {40, 1});
 
     // Only the pinned ones the age limit would have taken; Cut-2 is kept as the newest anyway.
     const Outcome dry = run({"-clean", location, "--dry-run"});
@@ -218,9 +205,7 @@ TEST_F(HelperProgram, CleanNeverTakesAPinnedAutosaveNorOneOfAPinnedProjectAndSay
 
 TEST_F(HelperProgram, ArchivesBesideTheFolderThenTrashesAndNeverReplacesAnArchive) {
     set({{autoCleanAction, 1}, {autoCleanUseCriteriaAge, true}});
-    autosave("Edit/Edit-1.prproj", 40);
-    autosave("Edit/Edit-2.prproj", 35);
-    autosave("Edit/Edit-3.prproj", 1);
+    autosaves("Edit", {40, 35, 1});
     autosave("Solo/Solo-1.prproj", 90);
     const QString archives = home().home() + "/Share/Vestry Archives/";
     const QString today = QDate::currentDate().toString(Qt::ISODate);
@@ -245,8 +230,7 @@ TEST_F(HelperProgram, DryRunSaysWhatAndWhyAndChangesNothing) {
          {autoCleanAction, 1},
          {autoCleanUseCriteriaTotalSize, true},
          {autoCleanCriteriaTotalSize, 0}});
-    autosave("Edit/Edit-1.prproj", 3);
-    autosave("Edit/Edit-2.prproj", 2);
+    autosaves("Edit", {3, 2});
     autosave("Cut/Cut-1.prproj", 1);
     const QStringList before = listing();
 
@@ -297,34 +281,28 @@ TEST_F(HelperProgram, TwoRunsAtOnceMoveEachAutosaveOnce) {
     EXPECT_EQ(results, (QStringList{"moved 28 autosaves (392 B) to the Trash", "nothing to do"}));
 }
 
-TEST_F(HelperProgram, AMissingFolderFailsNamingItAndTouchesNothing) {
-    autosave("Edit/Edit-1.prproj", 40);
-    const QStringList before = listing();
-    const QString missing = home().home() + "/Gone/Adobe Premiere Pro Auto-Save";
-    const Outcome result = run({"-clean", missing});
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_TRUE(result.err.contains("Error: The autosave path " + missing + " does not exist."))
-        << result.err.toStdString();
-    EXPECT_EQ(listing(), before);
-    EXPECT_TRUE(lastRun("clean").startsWith("failed: ")) << lastRun("clean").toStdString();
-    const Outcome unknown = run({"-trash", "--force"});
-    EXPECT_EQ(unknown.exitCode, 2);
-    EXPECT_TRUE(unknown.err.contains("Usage: vestry-helper")) << unknown.err.toStdString();
-}
-
-// The autosave folder replaced by a link after the job was switched on: to another autosave
-// folder it is cleaned; to the editor's project files, nothing is touched.
-TEST_F(HelperProgram, AFolderReplacedByALinkIsCleanedOnlyWhereItLeadsToAnAutosaveFolder) {
+// A missing folder fails naming it. The autosave folder replaced by a link after the job was
+// switched on: to another autosave folder it is cleaned; to the editor's project files, nothing
+// is touched.
+TEST_F(HelperProgram, AMissingFolderFailsAndOneReplacedByALinkIsCleanedOnlyWhereItLeadsToAnAutosaveFolder) {
     set({{autoCleanUseCriteriaSize, true}, {autoCleanCriteriaSize, 0}, {guardMinutes, 0}});
     const QString projects = home().home() + "/Films";
     home().writeFile(projects + "/Wedding/Wedding-v1.prproj", "real work");
     home().writeFile(projects + "/Wedding/Wedding-v2.prproj", "real work");
     const QString moved = home().home() + "/Big/Adobe Premiere Pro Auto-Save";
-    autosave("Edit/Edit-1.prproj", 3);
-    autosave("Edit/Edit-2.prproj", 2);
+    autosaves("Edit", {3, 2});
     ASSERT_TRUE(QDir().mkpath(home().home() + "/Big") && QDir().rename(location, moved) &&
                 QFile::link(projects, location));
     const QStringList before = listing();
+    const QString missing = home().home() + "/Gone/Adobe Premiere Pro Auto-Save";
+    const Outcome gone = run({"-clean", missing});
+    EXPECT_EQ(gone.exitCode, 1);
+    EXPECT_TRUE(gone.err.contains("Error: The autosave path " + missing + " does not exist."))
+        << gone.err.toStdString();
+    EXPECT_TRUE(lastRun("clean").startsWith("failed: ")) << lastRun("clean").toStdString();
+    const Outcome unknown = run({"-trash", "--force"});
+    EXPECT_EQ(unknown.exitCode, 2);
+    EXPECT_TRUE(unknown.err.contains("Usage: vestry-helper")) << unknown.err.toStdString();
     const Outcome refused = run({"-clean", location});
     EXPECT_EQ(refused.exitCode, 1);
     EXPECT_TRUE(
@@ -339,30 +317,49 @@ TEST_F(HelperProgram, AFolderReplacedByALinkIsCleanedOnlyWhereItLeadsToAnAutosav
     EXPECT_TRUE(QFileInfo::exists(moved + "/Edit/Edit-2.prproj"));
 }
 
-// A cache folder left to root (a run under sudo): every run would fail to lock, so that is a
-// failure, never "ok: skipped" as when another run is busy.
-TEST_F(HelperProgram, ARunThatCannotLockAtAllFailsNamingTheCause) {
-    if (!canRunAsNobody())
+// Run as nobody, with two autosaves a one-day limit thins out. A cache folder left to root (a run
+// under sudo): every run would fail to lock, so that is a failure, never "ok: skipped" as when
+// another run is busy. Then a folder nobody may not take files out of: without a window to ask
+// in, nothing asks.
+TEST_F(HelperProgram, ARunThatCannotLockAtAllOrMoveAFileFailsNamingTheCause) {
+    if (::getuid() != 0 || !QFileInfo("/usr/bin/setpriv").isExecutable())
         GTEST_SKIP() << "needs root to run the helper as the user nobody";
-    twoAutosavesNobodyMayClean();
+    set({{autoCleanUseCriteriaAge, true}, {autoCleanCriteriaAge, 1}});
+    autosaves("Edit", {3, 2});
+    ASSERT_EQ(runProgram("chmod", {"-R", "a+rwX", home().root()}).exitCode, 0);
+    const auto cleanAsNobody = [&] {
+        return run(setprivAsNobody() + QStringList{VESTRY_HELPER_PROGRAM, "-clean", location}, QString(),
+                   "/usr/bin/setpriv");
+    };
+    const QFile::Permissions readOnlyToOthers =
+        QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadOther | QFile::ExeOther;
     const QString cache = home().home() + "/.cache";
-    ASSERT_TRUE(QDir().mkpath(cache) &&
-                QFile::setPermissions(cache, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner |
-                                                 QFile::ReadOther | QFile::ExeOther));
-    const Outcome result = cleanAsNobody();
+    ASSERT_TRUE(QDir().mkpath(cache) && QFile::setPermissions(cache, readOnlyToOthers));
+    Outcome result = cleanAsNobody();
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_TRUE(result.out.endsWith(cache + "/Vestry/locks: Permission denied\n"))
         << result.out.toStdString();
     EXPECT_TRUE(lastRun("clean").startsWith("failed: Unable to lock")) << lastRun("clean").toStdString();
     EXPECT_EQ(left(), (QStringList{"Edit/Edit-1.prproj", "Edit/Edit-2.prproj"}));
+
+    ASSERT_TRUE(QFile::setPermissions(cache, readOnlyToOthers | QFile::WriteOther) &&
+                QFile::setPermissions(location + "/Edit", readOnlyToOthers));
+    result = cleanAsNobody();
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(left(), (QStringList{"Edit/Edit-1.prproj", "Edit/Edit-2.prproj"}));
+    EXPECT_TRUE(
+        result.out.contains(QRegularExpression("^Unable to move " + QRegularExpression::escape(location) +
+                                                   "/Edit/Edit-1.prproj .*: Permission denied; "
+                                                   "moved 0 autosaves \\(0 B\\) to the Trash$",
+                                               QRegularExpression::MultilineOption)))
+        << result.out.toStdString();
 }
 
 // A location another run is working on: the run fails naming the holder, and says what it
 // did before, in one sentence.
 TEST_F(HelperProgram, ALocationAnotherRunHoldsFailsTheRunNamingTheHolder) {
     set({{autoCleanUseCriteriaAge, true}, {autoCleanCriteriaAge, 1}});
-    autosave("Edit/Edit-1.prproj", 3);
-    autosave("Edit/Edit-2.prproj", 2);
+    autosaves("Edit", {3, 2});
     QString error;
     const auto held = LocationLock::acquire(location, "a prune", std::chrono::milliseconds(0), &error);
     ASSERT_TRUE(held) << error.toStdString();
@@ -377,43 +374,34 @@ TEST_F(HelperProgram, ALocationAnotherRunHoldsFailsTheRunNamingTheHolder) {
     EXPECT_EQ(left(), (QStringList{"Edit/Edit-1.prproj", "Edit/Edit-2.prproj"}));
 }
 
-TEST_F(HelperProgram, ARefusedMoveNamesTheFileAndTheCauseWithoutAsking) {
-    if (!canRunAsNobody())
-        GTEST_SKIP() << "needs root to run the helper as the user nobody";
-    twoAutosavesNobodyMayClean();
-    ASSERT_TRUE(QFile::setPermissions(location + "/Edit", QFile::ReadOwner | QFile::WriteOwner |
-                                                              QFile::ExeOwner | QFile::ReadOther |
-                                                              QFile::ExeOther));
-    // Nobody may not take files out of Edit; without a window to ask in, nothing asks.
-    const Outcome result = cleanAsNobody();
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(left(), (QStringList{"Edit/Edit-1.prproj", "Edit/Edit-2.prproj"}));
-    EXPECT_TRUE(
-        result.out.contains(QRegularExpression("^Unable to move " + QRegularExpression::escape(location) +
-                                                   "/Edit/Edit-1.prproj .*: Permission denied; "
-                                                   "moved 0 autosaves \\(0 B\\) to the Trash$",
-                                               QRegularExpression::MultilineOption)))
-        << result.out.toStdString();
-}
-
-TEST_F(HelperProgram, AProjectFileInTheTrashTakesItsProjectsAutosaves) {
+// The Trash renamed the project file; its record keeps the name it had. Odd things in the Trash
+// neither block nor stop the run: a named pipe for a record (it blocked the run for good), a
+// folder named like a project file, a project file without a record (which counts by its name).
+TEST_F(HelperProgram, AProjectFileInTheTrashTakesItsProjectsAutosavesAndOddItemsThereNeitherBlockNorStop) {
     set({{autoRemove, true},
          {autoRemoveUseCriteria, 1},
          {autoRemoveUseCriteriaTotalCount, true},
          {autoRemoveCriteriaTotalCount, 1},
          {autosavePaths, QStringList{location}}});
-    autosave("Edit/Edit-1.prproj", 3);
-    autosave("Edit/Edit-2.prproj", 2);
-    autosave("Edit/Edit-3.prproj", 1);
-    autosave("Other/Other-1.prproj", 3);
-    autosave("Other/Other-2.prproj", 2);
-    // The Trash renamed it; its record keeps the name it had.
+    autosaves("Edit", {3, 2, 1});
+    autosaves("Other", {3, 2});
+    autosave("Orphan/Orphan-1.prproj", 3);
     trashRecord(".local/share/Trash/", "Edit 2.prproj",
                 QUrl::toPercentEncoding(home().home() + "/Projects/Edit.prproj", "/"));
+    const QString trash = home().home() + "/.local/share/Trash/";
+    home().writeFile(trash + "files/Orphan.prproj", "no record");
+    home().writeFile(trash + "files/Pipe.prproj", "its record is a pipe");
+    ASSERT_EQ(::mkfifo(QFile::encodeName(trash + "info/Pipe.prproj.trashinfo").constData(), 0600), 0);
+    ASSERT_TRUE(QDir().mkpath(trash + "files/Folder.prproj"));
 
     // All but the newest with the count limit; everything with rule row 0.
-    ASSERT_EQ(run({"-trash"}).exitCode, 0);
-    EXPECT_EQ(left(), (QStringList{"Edit/Edit-3.prproj", "Other/Other-1.prproj", "Other/Other-2.prproj"}));
+    RunOptions limited = options();
+    limited.timeoutMs = 20000;
+    const Outcome first = runProgram(VESTRY_HELPER_PROGRAM, {"-trash"}, limited);
+    EXPECT_TRUE(first.finished && !first.leftBehind);
+    ASSERT_EQ(first.exitCode, 0) << first.err.toStdString();
+    EXPECT_EQ(left(), (QStringList{"Edit/Edit-3.prproj", "Orphan/Orphan-1.prproj", "Other/Other-1.prproj",
+                                   "Other/Other-2.prproj"}));
     EXPECT_TRUE(lastRun("trash").startsWith("ok: moved 2 autosaves")) << lastRun("trash").toStdString();
     set({{autoRemoveUseCriteria, 0}});
     const Outcome result = run({"-trash"});
@@ -422,35 +410,13 @@ TEST_F(HelperProgram, AProjectFileInTheTrashTakesItsProjectsAutosaves) {
     EXPECT_EQ(left(), (QStringList{"Other/Other-1.prproj", "Other/Other-2.prproj"}));
 }
 
-// Odd things in the Trash: a named pipe for a record (it blocked the run for good), a folder
-// named like a project file, a project file without a record; the real record still counts.
-TEST_F(HelperProgram, OddItemsInTheTrashNeitherBlockNorStopTheRun) {
-    set({{autoRemove, 1}, {autosavePaths, QStringList{location}}, {guardMinutes, 0}});
-    autosave("Edit/Edit-1.prproj", 3);
-    autosave("Orphan/Orphan-1.prproj", 3);
-    trashRecord(".local/share/Trash/", "Edit.prproj", (home().home() + "/Projects/Edit.prproj").toUtf8());
-    const QString trash = home().home() + "/.local/share/Trash/";
-    home().writeFile(trash + "files/Orphan.prproj", "no record");
-    home().writeFile(trash + "files/Pipe.prproj", "its record is a pipe");
-    ASSERT_EQ(::mkfifo(QFile::encodeName(trash + "info/Pipe.prproj.trashinfo").constData(), 0600), 0);
-    ASSERT_TRUE(QDir().mkpath(trash + "files/Folder.prproj"));
-    RunOptions limited = options();
-    limited.timeoutMs = 20000;
-    const Outcome result = runProgram(VESTRY_HELPER_PROGRAM, {"-trash"}, limited);
-    EXPECT_TRUE(result.finished && !result.leftBehind);
-    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
-    EXPECT_TRUE(lastRun("trash").startsWith("ok: moved 2 autosaves")) << lastRun("trash").toStdString();
-    EXPECT_EQ(left(), QStringList());
-}
-
 TEST_F(HelperProgram, AProjectFileInAnotherVolumesTrashCounts) {
     Tmpfs volume(home().home() + "/Volume", "size=4m");
     if (!volume.mounted())
         GTEST_SKIP() << volume.why().toStdString();
     location = home().home() + "/Volume/Adobe Premiere Pro Auto-Save";
     set({{autoRemove, true}, {autosavePaths, QStringList{location}}});
-    autosave("Edit/Edit-1.prproj", 2);
-    autosave("Edit/Edit-2.prproj", 1);
+    autosaves("Edit", {2, 1});
     const QString trash = QString("Volume/.Trash-%1/").arg(::getuid());
     trashRecord(trash, "Edit.prproj", "Edit.prproj"); // relative to the volume's top
 
