@@ -190,3 +190,10 @@ QString FileName::displayText(const QString& name) {
     }
     return text;
 }
+
+QString FileName::notStorableInSettings(const QString& path) {
+    if (!hasInvalidBytes(path))
+        return QString();
+    return QStringLiteral("%1: the path is not valid UTF-8, which the settings file cannot hold")
+        .arg(displayText(path));
+}

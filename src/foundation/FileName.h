@@ -20,5 +20,8 @@ bool hasInvalidBytes(const QString& name);
 // The name for people and logs: escaped bytes as "\xNN", control characters (a newline,
 // a tab) as "\n", "\t" or "\xNN", everything else unchanged.
 QString displayText(const QString& name);
+// Why the settings file cannot keep the path, naming it; null when it can. The file holds
+// text: bytes that are not UTF-8 would come back as "?", naming a folder that is not there.
+QString notStorableInSettings(const QString& path);
 
 } // namespace FileName
