@@ -692,10 +692,10 @@ void AppController::outlineViewSelectionDidChange() {
 
 void AppController::updateStatusLine() {
     qint64 autosaves = 0;
-    double bytes = 0;
+    DistinctBytes bytes;
     for (const BMProjectPtr& project : dataArray()) {
         autosaves += project->childCount();
-        bytes += project->fileSize();
+        bytes.add(*project);
     }
     const qint64 projects = dataArray().size();
     const QLocale locale;
@@ -703,8 +703,8 @@ void AppController::updateStatusLine() {
         projects == 1 ? tr("1 project") : tr("%1 projects").arg(locale.toString(projects));
     const QString autosaveText =
         autosaves == 1 ? tr("1 autosave") : tr("%1 autosaves").arg(locale.toString(autosaves));
-    QString text =
-        QStringLiteral("%1, %2, %3").arg(projectText, autosaveText, OutlineText().formatFileSize(bytes));
+    QString text = QStringLiteral("%1, %2, %3")
+                       .arg(projectText, autosaveText, OutlineText().formatFileSize(bytes.total()));
     QStringList offline;
     for (const QString& location : m_offlineLocations)
         offline << tr("%1 (offline)").arg(FileName::displayText(abbreviated(location)));
