@@ -20,8 +20,6 @@ TEST_F(WindowTest, ACleanFolderWhosePathIsNotUtf8IsRefusedAndTheOneBeforeStays) 
     home().platform().setToolPath(Tool::Systemctl, systemctl);
     write("Documents/Adobe Premiere Pro Auto-Save/Alpha/Alpha-1.prproj");
     BMSettings& settings = BMSettings::standard();
-    settings.setValue(SettingsKey::autosavePaths,
-                      QStringList{home().home() + "/Documents/Adobe Premiere Pro Auto-Save"});
     settings.setValue(SettingsKey::autoClean, true);
     settings.setValue(SettingsKey::autosaveFolder, "~/Documents/Adobe Premiere Pro Auto-Save");
     start();
