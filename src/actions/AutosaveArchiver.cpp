@@ -127,6 +127,7 @@ Result gatherAndCompress(const BMAutoItemList& autosaves, const QString& temp, c
     // The copies are this run's own, so a stop may cut one short: it goes with the scratch folder.
     control.cancelled = cancel;
     control.observer = manifest.observer();
+    control.flush = false; // the copies go with the scratch folder once zipped
     if (progress) {
         control.progress = [&](quint64 copied) {
             reportProgress(progress, ActionProgress::Stage::Gathering, doneBytes + qint64(copied),
@@ -295,7 +296,10 @@ AutosaveArchiver::archiveSelectionToFile(const SelectedRows& rows, const QString
         QString error;
         const std::optional<LocationLocks> locks = LocationLocks::acquire(
             AutosaveSelection::autosavesOf(rows),
-            QStringLiteral("archiving autosaves to %1").arg(PathText::lastComponent(destination)), &error);
+            QStringLiteral("archiving autosaves to %1").arg(PathText::lastComponent(destination)), &error,
+            cancel);
+        if (!locks && isCancelled(cancel))
+            return cancelled();
         if (!locks)
             return failed(error, QStringLiteral("Unable to archive: an autosave location is busy."), error);
         const BMAutoItemList autosaves = existingAutosaves(rows);

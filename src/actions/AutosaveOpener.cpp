@@ -270,9 +270,15 @@ AutosaveOpener::TransferReport AutosaveOpener::copyFiles(const SelectedRows& row
     std::optional<LocationLocks> locks;
     if (transfer == Transfer::Move) {
         locks = LocationLocks::acquire(AutosaveSelection::autosavesOf(rows),
-                                       QStringLiteral("moving autosaves to %1").arg(folder), &report.error);
+                                       QStringLiteral("moving autosaves to %1").arg(folder), &report.error,
+                                       cancel);
         if (!locks) {
             BMLog::appendLog(report.error);
+            if (isCancelled(cancel)) {
+                report.error.clear();
+                report.cancelled = true;
+                report.total = AutosaveSelection::autosavesOf(rows).size();
+            }
             return report;
         }
     }
@@ -295,6 +301,12 @@ AutosaveOpener::TransferReport AutosaveOpener::copyFiles(const SelectedRows& row
             QString refusal;
             if (transfer == Transfer::Move &&
                 !DestructiveGuard(AutosaveSelection::locationOf(item)).permits(source, &refusal)) {
+                BMLog::appendLog(QStringLiteral("Not moving: %1.").arg(refusal));
+                report.failed << source;
+                report.reasons.insert(source, refusal);
+                continue;
+            }
+            if (transfer == Transfer::Move && AutosaveRemoval::changedSinceListed(*item, &refusal)) {
                 BMLog::appendLog(QStringLiteral("Not moving: %1.").arg(refusal));
                 report.failed << source;
                 report.reasons.insert(source, refusal);

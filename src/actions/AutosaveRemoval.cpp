@@ -18,25 +18,6 @@ namespace {
 
 enum class Outcome { Removed, Missing, Failed };
 
-// A list that is minutes or days old may show a file that an editor has since written again
-// under the same name (Premiere reuses its autosave names): that file is not the one the user
-// or a rule chose. Folders are left to the guard and the Trash; their dates say little.
-bool changedSinceListed(const BMAutoItem& item, QString* why) {
-    if (item.modifiedMsecs() == BMAutoItem::noDate)
-        return false;
-    const std::optional<FileFacts> facts = Platform::current().fileFacts(item.path(), false);
-    if (!facts || facts->isDirectory)
-        return false;
-    if (BMAutoItem::msecsOf(facts->modified) == item.modifiedMsecs() &&
-        double(facts->size) == item.fileSize())
-        return false;
-    *why = QStringLiteral("%1: written again since it was listed (now %2 bytes, %3); it stays where it is")
-               .arg(FileName::displayText(item.path()))
-               .arg(facts->size)
-               .arg(facts->modified.toLocalTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")));
-    return true;
-}
-
 Outcome trashAutosave(const BMAutoItemPtr& item, RemovalReport& report) {
     const QString& path = item->path();
     if (!FileTree::exists(path)) {
@@ -52,7 +33,7 @@ Outcome trashAutosave(const BMAutoItemPtr& item, RemovalReport& report) {
         return Outcome::Failed;
     }
     QString changed;
-    if (changedSinceListed(*item, &changed)) {
+    if (AutosaveRemoval::changedSinceListed(*item, &changed)) {
         BMLog::appendLog(QStringLiteral("Not moving to the Trash: %1.").arg(changed));
         report.failed << path;
         report.reasons.insert(path, changed);
@@ -77,11 +58,18 @@ Outcome trashAutosave(const BMAutoItemPtr& item, RemovalReport& report) {
     return Outcome::Removed;
 }
 
-std::optional<LocationLocks> lockLocations(const BMAutoItemList& autosaves, RemovalReport& report) {
-    std::optional<LocationLocks> locks =
-        LocationLocks::acquire(autosaves, QStringLiteral("moving autosaves to the Trash"), &report.error);
+std::optional<LocationLocks> lockLocations(const BMAutoItemList& autosaves, RemovalReport& report,
+                                           const CancelFlag* cancel) {
+    std::optional<LocationLocks> locks = LocationLocks::acquire(
+        autosaves, QStringLiteral("moving autosaves to the Trash"), &report.error, cancel);
     if (!locks)
         BMLog::appendLog(report.error);
+    if (!locks && isCancelled(cancel)) {
+        // Stopped while another run held a location: nothing was touched, which is no failure.
+        report.error.clear();
+        report.cancelled = true;
+        report.total = autosaves.size();
+    }
     return locks;
 }
 
@@ -129,7 +117,7 @@ RemovalReport AutosaveRemoval::removeIndexSet(const SelectedRows& rows, const Pr
     const RemovalJournal::Recorder recorder(report);
     try {
         BMLog::appendLog(QStringLiteral("Removing autosaves manually..."));
-        const auto locks = lockLocations(AutosaveSelection::autosavesOf(rows), report);
+        const auto locks = lockLocations(AutosaveSelection::autosavesOf(rows), report, cancel);
         if (!locks)
             return report;
         const BMAutoItemList autosaves = AutosaveSelection::autosavesOf(rows);
@@ -177,7 +165,7 @@ RemovalReport AutosaveRemoval::removeChildren(const BMAutoItemList& items, const
     const RemovalJournal::Recorder recorder(report);
     try {
         BMLog::appendLog(QStringLiteral("Removing children manually..."));
-        const auto locks = lockLocations(items, report);
+        const auto locks = lockLocations(items, report, cancel);
         if (!locks)
             return report;
         const qint64 total = items.size();
@@ -219,4 +207,20 @@ RemovalReport AutosaveRemoval::removeChildren(const BMAutoItemList& items, const
         BMException::logException(e, "-[AppController removeChildren:]");
     }
     return report;
+}
+
+bool AutosaveRemoval::changedSinceListed(const BMAutoItem& item, QString* why) {
+    if (item.modifiedMsecs() == BMAutoItem::noDate)
+        return false;
+    const std::optional<FileFacts> facts = Platform::current().fileFacts(item.path(), false);
+    if (!facts || facts->isDirectory)
+        return false;
+    if (BMAutoItem::msecsOf(facts->modified) == item.modifiedMsecs() &&
+        double(facts->size) == item.fileSize())
+        return false;
+    *why = QStringLiteral("%1: written again since it was listed (now %2 bytes, %3); it stays where it is")
+               .arg(FileName::displayText(item.path()))
+               .arg(facts->size)
+               .arg(facts->modified.toLocalTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")));
+    return true;
 }

@@ -63,4 +63,11 @@ public:
     // version) is never touched, nor a folder that really lies outside the location.
     static bool removeFolderIfEmpty(const QString& path, RemovalReport* report = nullptr,
                                     const QString& location = QString());
+
+    // A list that is minutes or days old may show a file that an editor has since written
+    // again under the same name (Premiere reuses its autosave names): that file is not the one
+    // the user or a rule chose, so nothing takes it away. True, with why naming the file and
+    // what it is now, when its size or modification time are no longer those listed. Folders
+    // are left to the guard and the Trash; their dates say little.
+    static bool changedSinceListed(const BMAutoItem& item, QString* why);
 };

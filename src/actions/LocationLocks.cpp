@@ -19,9 +19,7 @@ thread_local QSet<QString> t_held;
 } // namespace
 
 std::chrono::milliseconds LocationLocks::wait() {
-    bool ok = false;
-    const qint64 ms = qEnvironmentVariable("VESTRY_LOCK_WAIT_MS").toLongLong(&ok, 10);
-    return ok && ms >= 0 ? std::chrono::milliseconds(ms) : LocationLock::defaultWait;
+    return LocationLock::configuredWait();
 }
 
 QString LocationLocks::locationOf(const BMAutoItemPtr& autosave) {
@@ -39,17 +37,18 @@ QString LocationLocks::describeRun(const QString& activity) {
 }
 
 std::optional<LocationLocks> LocationLocks::acquire(const BMAutoItemList& autosaves, const QString& activity,
-                                                    QString* error) {
+                                                    QString* error, const CancelFlag* cancel) {
     QStringList given;
     for (const BMAutoItemPtr& item : autosaves) {
         if (item)
             given << locationOf(item);
     }
-    return acquireLocations(given, activity, error);
+    return acquireLocations(given, activity, error, cancel);
 }
 
 std::optional<LocationLocks> LocationLocks::acquireLocations(const QStringList& given,
-                                                             const QString& activity, QString* error) {
+                                                             const QString& activity, QString* error,
+                                                             const CancelFlag* cancel) {
     QStringList locations;
     QSet<QString> seen; // one entry per autosave: each location once, not once per autosave
     for (const QString& each : given) {
@@ -64,7 +63,7 @@ std::optional<LocationLocks> LocationLocks::acquireLocations(const QStringList& 
     LocationLocks locks;
     for (const QString& location : locations) {
         std::optional<LocationLock> lock =
-            LocationLock::acquire(location, describeRun(activity), wait(), error);
+            LocationLock::acquire(location, describeRun(activity), wait(), error, cancel);
         if (!lock)
             return std::nullopt; // those taken so far are let go here
         locks.m_locks.push_back(std::move(*lock));

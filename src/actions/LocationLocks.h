@@ -1,5 +1,6 @@
 #pragma once
 
+#include "actions/ActionProgress.h"
 #include "catalogue/BMProject.h"
 #include "foundation/LocationLock.h"
 
@@ -21,11 +22,13 @@ public:
     // The locations of the autosaves (their projects' locations as the scan found them), all
     // locked, waiting up to wait() for each. Nothing, with LocationLock's message naming the
     // location and the holder's process, when one did not come free.
+    // A set cancel flag ends the wait at once (see LocationLock::acquire).
     static std::optional<LocationLocks> acquire(const BMAutoItemList& autosaves, const QString& activity,
-                                                QString* error);
+                                                QString* error, const CancelFlag* cancel = nullptr);
     // The same for locations given by their paths.
     static std::optional<LocationLocks> acquireLocations(const QStringList& locations,
-                                                         const QString& activity, QString* error);
+                                                         const QString& activity, QString* error,
+                                                         const CancelFlag* cancel = nullptr);
     // How long a run waits for another to let go: LocationLock::defaultWait, or the whole
     // number of milliseconds in VESTRY_LOCK_WAIT_MS (tests and scripts that would rather fail
     // at once).

@@ -226,6 +226,15 @@ std::optional<TrashedItem> newestFrom(const QList<TrashedItem>& items, const QSt
     return std::nullopt;
 }
 
+// A stop asked for while another run held a location: nothing was put back, and that is no
+// failure of its own.
+void stoppedWaiting(RestoreReport& report, const CancelFlag* cancel) {
+    if (!isCancelled(cancel))
+        return;
+    report.error.clear();
+    report.cancelled = true;
+}
+
 } // namespace
 
 std::optional<TrashRestore::Record> TrashRestore::parseRecord(const QByteArray& record) {
@@ -335,12 +344,13 @@ QList<TrashedItem> TrashRestore::list(const QStringList& locations) {
     return items;
 }
 
-std::optional<LocationLocks> TrashRestore::lockLocations(const QList<TrashedItem>& items, QString* error) {
+std::optional<LocationLocks> TrashRestore::lockLocations(const QList<TrashedItem>& items, QString* error,
+                                                         const CancelFlag* cancel) {
     QStringList locations;
     for (const TrashedItem& item : items)
         locations << locationOf(item.originalPath);
     std::optional<LocationLocks> locks = LocationLocks::acquireLocations(
-        locations, QStringLiteral("putting autosaves back from the Trash"), error);
+        locations, QStringLiteral("putting autosaves back from the Trash"), error, cancel);
     if (!locks)
         BMLog::appendLog(*error);
     return locks;
@@ -349,9 +359,11 @@ std::optional<LocationLocks> TrashRestore::lockLocations(const QList<TrashedItem
 RestoreReport TrashRestore::restore(const QList<TrashedItem>& items, const CancelFlag* cancel) {
     RestoreReport report;
     report.total = items.size();
-    const std::optional<LocationLocks> locks = lockLocations(items, &report.error);
-    if (!locks)
+    const std::optional<LocationLocks> locks = lockLocations(items, &report.error, cancel);
+    if (!locks) {
+        stoppedWaiting(report, cancel);
         return report;
+    }
     for (const TrashedItem& item : items) {
         if (isCancelled(cancel)) {
             report.cancelled = true;
@@ -394,9 +406,12 @@ RestoreReport restoreNewest(const QStringList& originalPaths, const QStringList&
         wanted << item;
     }
     RestoreReport report;
-    const std::optional<LocationLocks> locks = TrashRestore::lockLocations(wanted, &report.error);
-    if (!locks)
+    const std::optional<LocationLocks> locks = TrashRestore::lockLocations(wanted, &report.error, cancel);
+    if (!locks) {
+        report.total = wanted.size();
+        stoppedWaiting(report, cancel);
         return report;
+    }
     const QList<TrashedItem> trashed = TrashRestore::list(locations);
     QList<TrashedItem> chosen;
     QStringList notFound;

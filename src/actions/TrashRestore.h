@@ -59,7 +59,9 @@ public:
     static RestoreReport restore(const QList<TrashedItem>& items, const CancelFlag* cancel = nullptr);
     // The locks restore takes, for a caller that puts items back one by one and would have no
     // other run work between two of them. restore does not take a lock this thread holds.
-    static std::optional<LocationLocks> lockLocations(const QList<TrashedItem>& items, QString* error);
+    // A set cancel flag ends the wait for another run at once.
+    static std::optional<LocationLocks> lockLocations(const QList<TrashedItem>& items, QString* error,
+                                                      const CancelFlag* cancel = nullptr);
     // The newest item removed from each path.
     static RestoreReport restorePaths(const QStringList& originalPaths, const QStringList& locations,
                                       const CancelFlag* cancel = nullptr);

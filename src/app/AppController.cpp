@@ -692,10 +692,10 @@ void AppController::outlineViewSelectionDidChange() {
 
 void AppController::updateStatusLine() {
     qint64 autosaves = 0;
-    double bytes = 0;
+    DistinctBytes bytes;
     for (const BMProjectPtr& project : dataArray()) {
         autosaves += project->childCount();
-        bytes += project->fileSize();
+        bytes.add(*project);
     }
     const qint64 projects = dataArray().size();
     const QLocale locale;
@@ -703,8 +703,8 @@ void AppController::updateStatusLine() {
         projects == 1 ? tr("1 project") : tr("%1 projects").arg(locale.toString(projects));
     const QString autosaveText =
         autosaves == 1 ? tr("1 autosave") : tr("%1 autosaves").arg(locale.toString(autosaves));
-    QString text =
-        QStringLiteral("%1, %2, %3").arg(projectText, autosaveText, OutlineText().formatFileSize(bytes));
+    QString text = QStringLiteral("%1, %2, %3")
+                       .arg(projectText, autosaveText, OutlineText().formatFileSize(bytes.total()));
     QStringList offline;
     for (const QString& location : m_offlineLocations)
         offline << tr("%1 (offline)").arg(FileName::displayText(abbreviated(location)));
@@ -805,15 +805,17 @@ void AppController::prefsAddManualPath() {
             chosen = vault;
         if (!m_manualPathArray.contains(chosen))
             m_manualPathArray << chosen;
-        // `vestry discover` may have stored locations since the window read the list.
-        settings().synchronize();
-        QStringList known = CatalogueLocations::storedPaths(settings(), SettingsKey::autosavePaths);
-        if (!known.contains(chosen)) {
-            known << chosen;
-            settings().setValue(SettingsKey::autosavePaths, CatalogueLocations::storablePaths(known));
-        }
-        settings().setValue(SettingsKey::manualPaths, CatalogueLocations::storablePaths(m_manualPathArray));
-        settings().synchronize();
+        // `vestry discover` may have stored locations since the window read the list, or be
+        // storing some now.
+        settings().update(QStringLiteral("Vestry: adding a location"), [&] {
+            QStringList known = CatalogueLocations::storedPaths(settings(), SettingsKey::autosavePaths);
+            if (!known.contains(chosen)) {
+                known << chosen;
+                settings().setValue(SettingsKey::autosavePaths, CatalogueLocations::storablePaths(known));
+            }
+            return settings().setValue(SettingsKey::manualPaths,
+                                       CatalogueLocations::storablePaths(m_manualPathArray));
+        });
         m_preferences->setManualPaths(m_manualPathArray);
     }
     populateDataNoSave();
@@ -824,12 +826,13 @@ void AppController::prefsRemoveManualPath() {
     if (row < 0 || row >= m_manualPathArray.size())
         return;
     const QString path = m_manualPathArray.takeAt(row);
-    settings().synchronize(); // as when adding
-    QStringList known = CatalogueLocations::storedPaths(settings(), SettingsKey::autosavePaths);
-    if (known.removeAll(path) > 0)
-        settings().setValue(SettingsKey::autosavePaths, CatalogueLocations::storablePaths(known));
-    settings().setValue(SettingsKey::manualPaths, CatalogueLocations::storablePaths(m_manualPathArray));
-    settings().synchronize();
+    settings().update(QStringLiteral("Vestry: removing a location"), [&] { // as when adding
+        QStringList known = CatalogueLocations::storedPaths(settings(), SettingsKey::autosavePaths);
+        if (known.removeAll(path) > 0)
+            settings().setValue(SettingsKey::autosavePaths, CatalogueLocations::storablePaths(known));
+        return settings().setValue(SettingsKey::manualPaths,
+                                   CatalogueLocations::storablePaths(m_manualPathArray));
+    });
     m_preferences->setManualPaths(m_manualPathArray);
 }
 
@@ -935,6 +938,15 @@ void AppController::autosaveDirBrowseDidEnd(const QString& chosen) {
     try {
         if (chosen.isEmpty())
             return;
+        // Refused as `vestry helper enable clean` refuses it: stored, the path would name a folder
+        // that is not there, and the job that works now would be stopped for nothing.
+        if (const QString refusal = FileName::notStorableInSettings(QDir::cleanPath(chosen));
+            !refusal.isEmpty()) {
+            BMAlert::alertSheetWithMessageText(tr("This folder cannot be kept clean."),
+                                               refusal + QStringLiteral("; nothing was changed."),
+                                               m_preferences);
+            return;
+        }
         const QString stored = abbreviated(QDir::cleanPath(chosen));
         settings().setValue(SettingsKey::autosaveFolder, stored);
         m_preferences->setAutosaveFolderText(stored);

@@ -44,25 +44,35 @@ void PinCommands::change(bool pin) {
     const auto* actions = m_controller->findChild<AutosaveActions*>();
     if (!actions)
         return;
-    // Added to the pins `vestry pin` may have stored since the window last read them.
-    BMSettings::standard().synchronize();
-    const PinnedPaths pins = PinnedPaths::stored();
-    QStringList paths = pins.paths();
-    for (const SelectedRow& row : actions->selectedRows()) {
-        if (pin && !isPinned(pins, row)) {
-            paths << PinnedPaths::storedForm(row.path());
-        } else if (!pin) {
-            paths = PinnedPaths::removing(paths, row.path());
-            if (!row.isProject() && row.item->parent())
-                paths = PinnedPaths::removing(paths, row.item->parent()->path());
-        }
-    }
-    if (paths == pins.paths())
+    // Read, changed and written under the lock `vestry pin` takes, so that neither writes back
+    // a list without the other's pin.
+    bool unchanged = false;
+    QStringList paths;
+    QString error;
+    const bool stored = BMSettings::standard().update(
+        QStringLiteral("Vestry: changing the pins"),
+        [&] {
+            const PinnedPaths pins = PinnedPaths::stored();
+            paths = pins.paths();
+            for (const SelectedRow& row : actions->selectedRows()) {
+                if (pin && !isPinned(pins, row)) {
+                    paths << PinnedPaths::storedForm(row.path());
+                } else if (!pin) {
+                    paths = PinnedPaths::removing(paths, row.path());
+                    if (!row.isProject() && row.item->parent())
+                        paths = PinnedPaths::removing(paths, row.item->parent()->path());
+                }
+            }
+            unchanged = paths == pins.paths();
+            return unchanged || PinnedPaths::store(BMSettings::standard(), paths);
+        },
+        &error);
+    if (unchanged)
         return;
-    if (!PinnedPaths::store(BMSettings::standard(), paths)) {
+    if (!stored) {
         BMAlert::alertSheetWithMessageText(
             pin ? tr("The pins could not be saved.") : tr("The pins could not be removed."),
-            tr("The settings file could not be written. The log has the details."),
+            error.isEmpty() ? tr("The settings file could not be written. The log has the details.") : error,
             m_controller->mainWindow());
         return;
     }

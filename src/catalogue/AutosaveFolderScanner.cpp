@@ -134,6 +134,7 @@ struct Attributes {
     // bin to keep older backups, is not: listed, it would count 4 KB and take its whole
     // contents to the Trash with it.
     bool isFolder = false;
+    quint32 sharedFile = 0; // see BMAutoItem::sharedFile
 };
 
 // The seam answers "nothing" on failure; the reason is the errno of its status call.
@@ -148,8 +149,9 @@ std::optional<Attributes> attributesOf(const OpenFolder& folder, const QString& 
                           : QStringLiteral("The file could not be examined");
         return std::nullopt;
     }
-    return Attributes{facts->created, double(facts->size), BMAutoItem::msecsOf(facts->modified),
-                      facts->isDirectory};
+    return Attributes{
+        facts->created, double(facts->size), BMAutoItem::msecsOf(facts->modified), facts->isDirectory,
+        facts->links > 1 && !facts->isDirectory ? BMAutoItem::sharedFileOf(facts->device, facts->inode) : 0};
 }
 
 // Attributes for the layouts that list a file even when its attributes cannot be read.
@@ -184,6 +186,7 @@ void warnInvalidName(const QString& path, const WarningHook& hook) {
 BMAutoItemPtr makeItem(int type, const QString& name, const QString& path, const Attributes& attributes) {
     BMAutoItemPtr item = BMAutoItem::autoItemType(type, name, path, attributes.created, attributes.size);
     item->setModifiedMsecs(attributes.modified);
+    item->setSharedFile(attributes.sharedFile);
     return item;
 }
 

@@ -1,5 +1,8 @@
 #include "BMAutoItem.h"
 
+#include <map>
+#include <mutex>
+
 BMAutoItem::BMAutoItem(Token) : m_created(QDateTime::currentMSecsSinceEpoch()) {
 }
 
@@ -48,4 +51,13 @@ std::weak_ordering compareNumbers(double a, double b) {
     if (a > b)
         return std::weak_ordering::greater;
     return std::weak_ordering::equivalent;
+}
+
+quint32 BMAutoItem::sharedFileOf(quint64 device, quint64 inode) {
+    // Only files with several links come here, which are few: a map for the process's life.
+    static std::mutex mutex;
+    static std::map<std::pair<quint64, quint64>, quint32> numbers;
+    const std::lock_guard lock(mutex);
+    const auto [at, added] = numbers.try_emplace({device, inode}, quint32(numbers.size() + 1));
+    return at->second;
 }

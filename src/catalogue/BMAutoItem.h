@@ -50,6 +50,12 @@ public:
     void setFileSize(double size) { m_fileSize.store(size, std::memory_order_relaxed); }
     int type() const { return m_type.load(std::memory_order_relaxed); }
     void setType(int type) { m_type.store(type, std::memory_order_relaxed); }
+    // 0 for a file with one name; for one with several hard links, a number that every name
+    // of that file shares in this process (see sharedFileOf), so that totals count it once.
+    quint32 sharedFile() const { return m_sharedFile; }
+    void setSharedFile(quint32 id) { m_sharedFile = id; }
+    // The number of the file on that device with that inode, the same for each of its names.
+    static quint32 sharedFileOf(quint64 device, quint64 inode);
     // The project that last took this item as a child; null when there is none (any more).
     std::shared_ptr<BMProject> parent() const { return m_parent.load().lock(); }
     void setParent(const std::shared_ptr<BMProject>& project) { m_parent.store(project); }
@@ -77,6 +83,7 @@ private:
     std::atomic<qint64> m_modified{noDate};
     std::atomic<double> m_fileSize{0.0};
     std::atomic<int> m_type{0};
+    quint32 m_sharedFile = 0; // set once, before the item is shared; fits beside m_type
     std::atomic<std::weak_ptr<BMProject>> m_parent;
 };
 

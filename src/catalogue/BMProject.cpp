@@ -1,5 +1,7 @@
 #include "BMProject.h"
 
+#include <QSet>
+
 #include <algorithm>
 
 BMProjectPtr BMProject::projectType(int type, const QString& name, const QString& path) {
@@ -38,8 +40,16 @@ void BMProject::removeChild(const BMAutoItemPtr& item) {
 void BMProject::calculateFileSize() {
     try {
         double sum = 0.0;
-        for (const BMAutoItemPtr& child : std::as_const(m_children))
+        QSet<quint32> shared; // only ever filled for files with several links
+        for (const BMAutoItemPtr& child : std::as_const(m_children)) {
+            if (const quint32 file = child->sharedFile(); file != 0) {
+                if (shared.contains(file))
+                    continue;
+                shared.insert(file);
+            }
             sum += child->fileSize();
+        }
+        m_hasSharedFiles.store(!shared.isEmpty(), std::memory_order_relaxed);
         setFileSize(sum);
     } catch (const std::exception& e) {
         BMException::logException(e, "-[BMProject calculateFileSize]");
@@ -109,4 +119,22 @@ void BMProject::sortChildrenByDate(bool descending) {
 
 void BMProject::sortChildrenBySize(bool descending) {
     sortChildren([](const BMAutoItem& a, const BMAutoItem& b) { return a.sizeCompare(b); }, descending);
+}
+
+double DistinctBytes::add(const BMProject& project) {
+    double bytes = project.fileSize();
+    if (project.hasSharedFiles()) {
+        QSet<quint32> mine;
+        for (const BMAutoItemPtr& child : project.children()) {
+            const quint32 file = child->sharedFile();
+            if (file == 0 || mine.contains(file))
+                continue;
+            mine.insert(file);
+            if (m_counted.contains(file))
+                bytes -= child->fileSize();
+        }
+        m_counted.unite(mine);
+    }
+    m_total += bytes;
+    return bytes;
 }

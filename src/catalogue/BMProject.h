@@ -5,6 +5,7 @@
 
 #include <QDateTime>
 #include <QList>
+#include <QSet>
 #include <QString>
 
 #include <atomic>
@@ -79,7 +80,11 @@ public:
     int type() const { return m_type.load(std::memory_order_relaxed); }
     void setType(int type) { m_type.store(type, std::memory_order_relaxed); }
 
+    // The children's sizes, a file with several links among them counted once.
     void calculateFileSize();
+    // Whether a child has a name elsewhere (a hard link): then the project's size may overlap
+    // another's (see DistinctBytes).
+    bool hasSharedFiles() const { return m_hasSharedFiles.load(std::memory_order_relaxed); }
     // One child: both bounds are its date. Otherwise the earliest and the latest, the first
     // of equal dates winning; children without a date take no part.
     void calculateDateRange();
@@ -111,6 +116,22 @@ private:
     std::atomic<qint64> m_start{BMAutoItem::noDate};
     std::atomic<qint64> m_end{BMAutoItem::noDate};
     std::atomic<int> m_type{0};
+    std::atomic<bool> m_hasSharedFiles{false};
+};
+
+// The bytes of projects as the disk holds them: a file with several hard links among them (a
+// location copied with `cp -al`, a backup made of links) counts once, with the first project
+// that has it, as that is all the space its removal frees. Projects without such files cost
+// nothing more than their sizes.
+class DistinctBytes {
+public:
+    // What the project adds to the projects added before it.
+    double add(const BMProject& project);
+    double total() const { return m_total; }
+
+private:
+    QSet<quint32> m_counted;
+    double m_total = 0.0;
 };
 
 template <typename T>

@@ -243,9 +243,20 @@ LocationDiscovery::Outcome LocationDiscovery::searchForNewPaths() {
             }
             // Only here: without the name search nothing is remembered.
             if (!outcome.found.isEmpty()) {
-                outcome.stored = m_settings.setValue(QLatin1String(SettingsKey::autosavePaths),
-                                                     CatalogueLocations::storablePaths(outcome.locations));
-                m_settings.synchronize();
+                // Added to the list as it is now: while this search ran, another (the window's,
+                // `vestry discover`) or the preferences may have stored or taken away a location.
+                outcome.stored =
+                    m_settings.update(QStringLiteral("storing the autosave locations found"), [&] {
+                        QStringList now = CatalogueLocations::storedPaths(
+                            m_settings, QLatin1String(SettingsKey::autosavePaths));
+                        for (const QString& path : std::as_const(outcome.found)) {
+                            if (!now.contains(path))
+                                now << path;
+                        }
+                        outcome.locations = now;
+                        return m_settings.setValue(QLatin1String(SettingsKey::autosavePaths),
+                                                   CatalogueLocations::storablePaths(now));
+                    });
                 if (hooks.populateDataNoSave)
                     hooks.populateDataNoSave();
             }

@@ -7,9 +7,11 @@
 
 void SpaceSummary::add(const BMProject& project) {
     const int type = AutosaveType::normalized(project.type());
-    addTo(m_editors, editorName(type), type, project);
-    addTo(m_locations, project.location(), -1, project);
-    m_totalBytes += project.fileSize();
+    // A file linked into several projects counts with the first: the shares add up to the total.
+    const double bytes = m_distinct.add(project);
+    addTo(m_editors, editorName(type), type, project, bytes);
+    addTo(m_locations, project.location(), -1, project, bytes);
+    m_totalBytes += bytes;
     m_largestProject = std::max(m_largestProject, project.fileSize());
     ++m_projects;
     m_autosaves += project.childCount();
@@ -48,7 +50,8 @@ QList<SpaceShare> SpaceSummary::sorted(QList<SpaceShare> shares) {
     return shares;
 }
 
-void SpaceSummary::addTo(QList<SpaceShare>& shares, const QString& name, int type, const BMProject& project) {
+void SpaceSummary::addTo(QList<SpaceShare>& shares, const QString& name, int type, const BMProject& project,
+                         double bytes) {
     auto found = std::find_if(shares.begin(), shares.end(), [&](const SpaceShare& share) {
         return share.name == name && share.type == type;
     });
@@ -56,7 +59,7 @@ void SpaceSummary::addTo(QList<SpaceShare>& shares, const QString& name, int typ
         shares.append({name, type});
         found = shares.end() - 1;
     }
-    found->bytes += project.fileSize();
+    found->bytes += bytes;
     ++found->projects;
     found->autosaves += project.childCount();
 }

@@ -37,7 +37,8 @@ public:
 
 private:
     static QList<SpaceShare> sorted(QList<SpaceShare> shares);
-    static void addTo(QList<SpaceShare>& shares, const QString& name, int type, const BMProject& project);
+    static void addTo(QList<SpaceShare>& shares, const QString& name, int type, const BMProject& project,
+                      double bytes);
 
     QList<SpaceShare> m_editors;
     QList<SpaceShare> m_locations;
@@ -45,4 +46,5 @@ private:
     qsizetype m_projects = 0;
     qsizetype m_autosaves = 0;
     double m_largestProject = 0.0;
+    DistinctBytes m_distinct;
 };

@@ -340,13 +340,11 @@ int HelperCommand::enable() {
             return 1;
         // Refused before the settings or the installed job change: the settings would keep the
         // path with "?" for its bytes, and the job that works now would be stopped for nothing.
-        QString refusal;
-        if (FileName::hasInvalidBytes(folder))
-            refusal = QStringLiteral("%1: the path is not valid UTF-8, which the settings file cannot hold")
-                          .arg(FileName::displayText(folder));
-        else if (!Platform::current().launchJobFiles(
-                     QLatin1String(HelperJobs::cleanLabel),
-                     HelperJobs::cleanJob(HelperJobs::helperProgram(), folder, {folder}), m_system, &refusal))
+        QString refusal = FileName::notStorableInSettings(folder);
+        if (refusal.isEmpty() &&
+            !Platform::current().launchJobFiles(
+                QLatin1String(HelperJobs::cleanLabel),
+                HelperJobs::cleanJob(HelperJobs::helperProgram(), folder, {folder}), m_system, &refusal))
             refusal = QStringLiteral("the clean job cannot watch it: %1").arg(refusal);
         if (!refusal.isEmpty()) {
             warn(refusal + QStringLiteral("; nothing was changed"));

@@ -43,7 +43,7 @@ public:
                            !projectPinned && m_pins.isPinnedItself(*item), m_guard.guards(*item, m_now)});
             ++m_itemCount;
         }
-        m_totalBytes += project.fileSize();
+        m_totalBytes += m_distinct.add(project);
         ++m_projectCount;
     }
 
@@ -128,6 +128,7 @@ private:
     qsizetype m_projectCount = 0;
     qsizetype m_itemCount = 0;
     double m_totalBytes = 0.0;
+    DistinctBytes m_distinct;
     bool m_lastDate = false;
     qint64 m_lastSecond = 0;
     QString m_lastDateText;

@@ -66,10 +66,7 @@ int PinCommand::run() {
             const QString stored = PinnedPaths::storedForm(path);
             // Stored, such a pin would name another path, and the autosave would not be kept.
             if (FileName::hasInvalidBytes(stored)) {
-                CatalogueArguments::warn(
-                    name,
-                    QStringLiteral("%1: the path is not valid UTF-8, which the settings file cannot hold")
-                        .arg(FileName::displayText(path)));
+                CatalogueArguments::warn(name, FileName::notStorableInSettings(path));
                 resolved = false;
                 continue;
             }

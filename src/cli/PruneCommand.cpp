@@ -133,36 +133,48 @@ int PruneCommand::run() {
     const SelectedRows rows = AutosaveSelection::allProjects(projects);
     // The choice is made once no other run works on these locations, and with the pins as
     // they are then: a pin set while this prune waited for another run must still hold.
+    const auto choose = [&] {
+        const int rules = (m_olderThan > 0) + (m_keep > 0) + (m_maxSize > 0);
+        RetentionChoice choice;
+        if (rules == 1 && m_olderThan > 0) {
+            choice = RetentionRules::removeOlderAutosaves(rows, m_olderThan);
+        } else if (rules == 1 && m_keep > 0) {
+            choice = RetentionRules::removeAllExceptMostRecent(rows, m_keep);
+        } else {
+            CombinedRule rule;
+            if (m_keep > 0)
+                rule.keepNewest = m_keep;
+            if (m_olderThan > 0)
+                rule.olderThanDays = m_olderThan;
+            if (m_maxSize > 0)
+                rule.maxProjectBytes = m_maxSize;
+            for (const RuleChoice& each : rule.choose(projects, PinnedPaths::stored()))
+                choice.autosaves << each.item;
+        }
+        return choice;
+    };
     std::optional<Interruption> interruption;
     std::optional<LocationLocks> locks;
     if (!m_dryRun) {
         interruption.emplace();
         QString error;
         locks = LocationLocks::acquire(AutosaveSelection::autosavesOf(rows),
-                                       QStringLiteral("moving autosaves to the Trash"), &error);
+                                       QStringLiteral("moving autosaves to the Trash"), &error,
+                                       interruption->flag());
+        if (!locks && interruption->happened()) {
+            // Stopped before the first file: what would have gone, untouched.
+            BMSettings::standard().synchronize();
+            CatalogueArguments::warn(kCommand, ActionTexts::cancelled(QStringLiteral("moved to the Trash"), 0,
+                                                                      choose().autosaves.size()));
+            return interruption->exitStatus();
+        }
         if (!locks) {
             CatalogueArguments::warn(kCommand, QStringLiteral("%1 Nothing was moved.").arg(error));
             return 1;
         }
         BMSettings::standard().synchronize();
     }
-    const int rules = (m_olderThan > 0) + (m_keep > 0) + (m_maxSize > 0);
-    RetentionChoice choice;
-    if (rules == 1 && m_olderThan > 0) {
-        choice = RetentionRules::removeOlderAutosaves(rows, m_olderThan);
-    } else if (rules == 1 && m_keep > 0) {
-        choice = RetentionRules::removeAllExceptMostRecent(rows, m_keep);
-    } else {
-        CombinedRule rule;
-        if (m_keep > 0)
-            rule.keepNewest = m_keep;
-        if (m_olderThan > 0)
-            rule.olderThanDays = m_olderThan;
-        if (m_maxSize > 0)
-            rule.maxProjectBytes = m_maxSize;
-        for (const RuleChoice& each : rule.choose(projects, PinnedPaths::stored()))
-            choice.autosaves << each.item;
-    }
+    const RetentionChoice choice = choose();
 
     QList<RemovedAutosave> autosaves;
     int status = 0;

@@ -56,21 +56,6 @@ QString archiveError(archive* a) {
     return error;
 }
 
-// A name beside the final one, so that a half-written result never carries that name.
-QString partialPathFor(const QString& path) {
-    const QString suffix = QStringLiteral(".%1.partial").arg(BMLocalPaths::randomString(8));
-    // A name near the limit of 255 bytes leaves no room for the marks: it is shortened by whole
-    // characters, so that the archive may still have any name the system allows.
-    QString name = PathText::lastComponent(path);
-    while (!name.isEmpty() && FileName::encode(QLatin1Char('.') + name + suffix).size() > 255) {
-        const bool pair =
-            name.size() > 1 && name.back().isLowSurrogate() && name[name.size() - 2].isHighSurrogate();
-        name.chop(pair ? 2 : 1);
-    }
-    return PathText::appendingComponent(PathText::deletingLastComponent(path),
-                                        QLatin1Char('.') + name + suffix);
-}
-
 bool renameIntoPlace(const QString& from, const QString& to) {
     return ::renameat2(AT_FDCWD, FileName::encode(from).constData(), AT_FDCWD,
                        FileName::encode(to).constData(), RENAME_NOREPLACE) == 0;
@@ -173,7 +158,8 @@ private:
 
 bool writeZip(const QString& source, const QString& destination, bool includeParent, QString* error,
               const std::atomic<bool>* cancelled) {
-    const QString partial = partialPathFor(destination);
+    // A name beside the final one, so that a half-written result never carries that name.
+    const QString partial = FileTree::partialPathFor(destination);
     bool ok = false;
     {
         ZipWriter writer(partial, cancelled);
@@ -360,7 +346,8 @@ bool extractZip(const QString& file, const QString& folder, QString* error) {
 }
 
 bool extractSafely(const QString& file, const QString& destination, QString* error) {
-    const QString partial = partialPathFor(destination);
+    // A name beside the final one, so that a half-written result never carries that name.
+    const QString partial = FileTree::partialPathFor(destination);
     if (!QDir().mkdir(partial)) {
         *error = FileTree::errorDescription(partial, errno);
         return false;

@@ -3,6 +3,7 @@
 #include "BMLocalPaths.h"
 #include "BMLog.h"
 #include "FileName.h"
+#include "LocationLock.h"
 #include "PathText.h"
 #include "PlistFile.h"
 #include "SettingsKeys.h"
@@ -347,6 +348,23 @@ bool BMSettings::removeValue(const QString& key) {
     if (m_user.remove(key) == 0)
         return true;
     return writeUserFile();
+}
+
+bool BMSettings::update(const QString& activity, const std::function<bool()>& change, QString* error) {
+    // The lock of the file's own path: the one `vestry pin` takes.
+    QString why;
+    const std::optional<LocationLock> lock =
+        LocationLock::acquire(userFilePath(), activity, LocationLock::configuredWait(), &why);
+    if (!lock) {
+        BMLog::appendLog(why);
+        if (error)
+            *error = why;
+        return false;
+    }
+    synchronize();
+    const bool changed = change();
+    synchronize();
+    return changed;
 }
 
 bool BMSettings::synchronize() {

@@ -51,6 +51,12 @@ public:
     bool removeValue(const QString& key);
     // Writes what is pending and reads back what other programs changed.
     bool synchronize();
+    // A change made from the file as it is now, with the file held against other Vestry runs
+    // doing the same (`vestry pin`, the window's pins and locations, a location search), so
+    // that no run writes back a list it read before another run changed it. False, with
+    // error naming the holder, when another run held the file past LocationLock's wait; the
+    // change is then not made. What change returns is returned.
+    bool update(const QString& activity, const std::function<bool()>& change, QString* error = nullptr);
 
     // Writes a value into the computer-wide file (which needs administrator rights where
     // the folder is protected). False when there is no such layer or the write failed.

@@ -220,3 +220,10 @@ qsizetype FileName::displayColumns(const QString& text) {
     }
     return columns;
 }
+
+QString FileName::notStorableInSettings(const QString& path) {
+    if (!hasInvalidBytes(path))
+        return QString();
+    return QStringLiteral("%1: the path is not valid UTF-8, which the settings file cannot hold")
+        .arg(displayText(path));
+}

@@ -23,5 +23,8 @@ QString displayText(const QString& name);
 // How many columns of a terminal the text takes: a combining accent (a name from a Mac,
 // decomposed) none, a wide East Asian character or an emoji two, everything else one.
 qsizetype displayColumns(const QString& text);
+// Why the settings file cannot keep the path, naming it; null when it can. The file holds
+// text: bytes that are not UTF-8 would come back as "?", naming a folder that is not there.
+QString notStorableInSettings(const QString& path);
 
 } // namespace FileName

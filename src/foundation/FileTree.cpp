@@ -2,9 +2,11 @@
 
 #include "foundation/CheckedCopy.h"
 #include "foundation/FileName.h"
+#include "foundation/PathText.h"
 #include "foundation/UniqueFd.h"
 
 #include <QFile>
+#include <QRandomGenerator>
 
 #include <cerrno>
 #include <cstdio>
@@ -26,6 +28,7 @@ struct CopyState {
     quint64 copied = 0;
     bool cancelled() const { return control && control->cancelled && control->cancelled->load(); }
     ContentObserver* observer() const { return control ? control->observer : nullptr; }
+    bool flush() const { return !control || control->flush; }
     void report(quint64 bytes) {
         copied += bytes;
         if (control && control->progress)
@@ -156,7 +159,7 @@ bool copyTree(const QByteArray& source, const QByteArray& destination, CopyState
             copyAttributes(from.fd, to.fd);
         if (to.fd >= 0)
             copyOwnerModeTimes(to.fd, info);
-        return true;
+        return to.fd >= 0 && (!state.flush() || ::fsync(to.fd) == 0);
     }
     if (!S_ISREG(info.st_mode)) {
         // Devices, pipes and sockets are not documents; copying one means nothing.
@@ -178,7 +181,21 @@ bool copyTree(const QByteArray& source, const QByteArray& destination, CopyState
         observer->fileFinished();
     copyAttributes(from.fd, to.fd);
     copyOwnerModeTimes(to.fd, info);
-    return true;
+    return !state.flush() || ::fsync(to.fd) == 0;
+}
+
+bool renameNoReplace(const QByteArray& from, const QByteArray& to) {
+    if (::renameat2(AT_FDCWD, from.constData(), AT_FDCWD, to.constData(), RENAME_NOREPLACE) == 0)
+        return true;
+    if (errno != EINVAL)
+        return false;
+    // A file system without no-replace renames.
+    struct stat info {};
+    if (::lstat(to.constData(), &info) == 0) {
+        errno = EEXIST;
+        return false;
+    }
+    return ::rename(from.constData(), to.constData()) == 0;
 }
 
 } // namespace
@@ -192,6 +209,22 @@ QString errorDescription(const QString& path, int error) {
     return QStringLiteral("%1: %2").arg(path, QString::fromLocal8Bit(std::strerror(error)));
 }
 
+QString partialPathFor(const QString& path) {
+    static const char alphabet[] = "abcdefghijklmnopqrstuvwxyz0123456789";
+    QString suffix = QStringLiteral(".");
+    for (int i = 0; i < 8; ++i)
+        suffix += QLatin1Char(alphabet[QRandomGenerator::global()->bounded(36)]);
+    suffix += QStringLiteral(".partial");
+    QString name = PathText::lastComponent(path);
+    while (!name.isEmpty() && FileName::encode(QLatin1Char('.') + name + suffix).size() > 255) {
+        const bool pair =
+            name.size() > 1 && name.back().isLowSurrogate() && name[name.size() - 2].isHighSurrogate();
+        name.chop(pair ? 2 : 1);
+    }
+    return PathText::appendingComponent(PathText::deletingLastComponent(path),
+                                        QLatin1Char('.') + name + suffix);
+}
+
 bool copyItem(const QString& source, const QString& destination, QString* error, const CopyControl* control) {
     if (exists(destination)) {
         if (error)
@@ -201,15 +234,25 @@ bool copyItem(const QString& source, const QString& destination, QString* error,
     }
     CopyState state;
     state.control = control;
+    const QByteArray from = FileName::encode(source);
+    const QByteArray to = FileName::encode(destination);
+    QByteArray partial;
     bool created = false;
-    if (copyTree(FileName::encode(source), FileName::encode(destination), state, &created))
+    bool copied = false;
+    for (int attempt = 0; attempt < 16; ++attempt) {
+        partial = FileName::encode(partialPathFor(destination));
+        copied = copyTree(from, partial, state, &created);
+        if (copied || created || errno != EEXIST)
+            break;
+    }
+    if (copied && renameNoReplace(partial, to))
         return true;
     const int failure = errno;
     if (error)
-        *error = errorDescription(source, failure);
-    // The partial copy is ours alone: the destination did not exist before.
+        *error = errorDescription(copied ? destination : source, failure);
+    // The partial copy is ours alone: its name was free when it was made.
     if (created)
-        removeItem(destination, nullptr);
+        removeItem(FileName::decode(partial), nullptr);
     errno = failure;
     return false;
 }

@@ -33,13 +33,21 @@ struct CopyControl {
     const std::atomic<bool>* cancelled = nullptr;
     // The contents then pass through this process rather than being copied by the kernel.
     ContentObserver* observer = nullptr;
+    // Files are flushed to the disk before the copy takes its name; a copy that is thrown
+    // away soon after (an archive's gathering) can do without.
+    bool flush = true;
 };
 
 // Copies the item with its permissions, dates and extended attributes (and owner, for
 // root). The destination must not exist; on failure nothing of the copy is left behind
-// and errno tells why.
+// and errno tells why. The copy is made under a hidden name beside the destination (see
+// partialPathFor) and renamed only once whole and flushed, so that a run killed midway or a
+// power cut never leaves part of a file under the name of the whole.
 bool copyItem(const QString& source, const QString& destination, QString* error,
               const CopyControl* control = nullptr);
+// A free-looking hidden name beside path (".NAME.XXXXXXXX.partial") for something still being
+// written; a name near the limit of 255 bytes is shortened by whole characters to fit.
+QString partialPathFor(const QString& path);
 // The bytes of file contents in the item (links not followed).
 quint64 contentSize(const QString& path);
 // Removes an item that this process made itself a moment ago (a half-made copy, an

@@ -56,6 +56,12 @@ QString LocationLock::canonicalLocation(const QString& location) {
     return resolved.isEmpty() ? location : FileName::decode(resolved);
 }
 
+std::chrono::milliseconds LocationLock::configuredWait() {
+    bool ok = false;
+    const qint64 ms = qEnvironmentVariable("VESTRY_LOCK_WAIT_MS").toLongLong(&ok, 10);
+    return ok && ms >= 0 ? std::chrono::milliseconds(ms) : defaultWait;
+}
+
 QString LocationLock::lockFilePath(const QString& location) {
     const QByteArray key =
         QCryptographicHash::hash(FileName::encode(LocationLock::canonicalLocation(location)),
@@ -79,7 +85,8 @@ std::optional<LocationLock::Holder> LocationLock::currentHolder(const QString& l
 }
 
 std::optional<LocationLock> LocationLock::acquire(const QString& location, const QString& activity,
-                                                  std::chrono::milliseconds wait, QString* error) {
+                                                  std::chrono::milliseconds wait, QString* error,
+                                                  const std::atomic<bool>* cancelled) {
     const QString path = lockFilePath(location);
     QString folderError;
     if (!FileTree::createDirectories(lockFolder(), &folderError)) {
@@ -104,7 +111,8 @@ std::optional<LocationLock> LocationLock::acquire(const QString& location, const
             ::close(fd);
             return std::nullopt;
         }
-        if (std::chrono::steady_clock::now() >= deadline) {
+        const bool stopped = cancelled && cancelled->load();
+        if (stopped || std::chrono::steady_clock::now() >= deadline) {
             const Holder holder = readHolder(fd).value_or(Holder{});
             if (error) {
                 const QString who = holder.pid > 0 ? QStringLiteral("process %1%2")
@@ -113,13 +121,19 @@ std::optional<LocationLock> LocationLock::acquire(const QString& location, const
                                                                   ? QString()
                                                                   : QStringLiteral(", ") + holder.activity)
                                                    : QStringLiteral("another process");
-                *error = QStringLiteral("%1 is busy: another Vestry run (%2) is working on it. Try again "
-                                        "when it has finished.")
-                             .arg(FileName::displayText(location), who);
+                *error = stopped
+                             ? QStringLiteral("Stopped while waiting for %1, which another Vestry run (%2) "
+                                              "is working on.")
+                                   .arg(FileName::displayText(location), who)
+                             : QStringLiteral("%1 is busy: another Vestry run (%2) is working on it. Try "
+                                              "again when it has finished.")
+                                   .arg(FileName::displayText(location), who);
             }
             ::close(fd);
+            errno = stopped ? ECANCELED : EWOULDBLOCK;
             return std::nullopt;
         }
+        // Short steps: a stop asked for is acted on at once, not after the wait.
         QThread::msleep(50);
     }
     writeHolder(fd, activity);

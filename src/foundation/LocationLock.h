@@ -2,6 +2,7 @@
 
 #include <QString>
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -21,12 +22,17 @@ public:
     };
 
     // Takes the lock of a location, waiting up to the given time for another run to let go.
-    // Nothing, with a message naming the location and the holder, when it did not come.
+    // Nothing, with a message naming the location and the holder, when it did not come. A set
+    // cancelled flag (Ctrl+C, a Cancel button) ends the wait at once, with errno ECANCELED.
     static std::optional<LocationLock> acquire(const QString& location, const QString& activity,
-                                               std::chrono::milliseconds wait, QString* error);
+                                               std::chrono::milliseconds wait, QString* error,
+                                               const std::atomic<bool>* cancelled = nullptr);
     // The default wait: long enough for another run's removal of a few files to finish,
     // short enough that nobody takes the program for hung.
     static constexpr std::chrono::milliseconds defaultWait{15000};
+    // defaultWait, or the whole number of milliseconds in VESTRY_LOCK_WAIT_MS (tests and
+    // scripts that would rather fail at once).
+    static std::chrono::milliseconds configuredWait();
 
     // Two spellings of one folder (a link, a trailing "/", "..") meet on one lock: the
     // location's real path, or the path as given when it cannot be resolved.

@@ -86,6 +86,10 @@ struct FileFacts {
     bool isDirectory = false;
     bool isSymbolicLink = false; // only when links are not followed
     quint64 size = 0;
+    // The file's identity, for one with several hard links: its names are one file on disk.
+    quint64 links = 1;
+    quint64 device = 0;
+    quint64 inode = 0;
     // The creation date a Mac gave the file where a Samba share keeps it, else the birth
     // time where the file system records it, else the modification time.
     QDateTime created;

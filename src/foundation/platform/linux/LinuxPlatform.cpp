@@ -297,6 +297,9 @@ std::optional<FileFacts> factsOf(int folder, const char* name, bool followLinks,
     facts.isDirectory = S_ISDIR(info.stx_mode);
     facts.isSymbolicLink = S_ISLNK(info.stx_mode);
     facts.size = info.stx_size;
+    facts.links = info.stx_nlink;
+    facts.device = (quint64(info.stx_dev_major) << 32) | info.stx_dev_minor;
+    facts.inode = info.stx_ino;
     facts.modified = toDate(info.stx_mtime);
     // The one place that decides an item's creation date. A file a Mac copied to a Samba
     // share was born on the server at the copy; the date the Mac gave it is in Samba's record.
