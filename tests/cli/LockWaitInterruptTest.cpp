@@ -20,17 +20,14 @@ TEST_F(CommandLine, ASignalEndsTheWaitForAnotherRunAtOnce) {
          "vestry restore: Cancelled: 0 of 1 autosave was put back; the other one is untouched.\n"},
     };
     const QStringList before = autosavesLeft();
-    std::optional<LocationLock> held = holdLocation();
-    ASSERT_TRUE(held);
     for (const auto& [arguments, signal, said] : commands) {
         SCOPED_TRACE(arguments.join(' ').toStdString());
-        QProcess command;
-        startWaiting(command, arguments); // told to wait up to 30 s
-        QElapsedTimer clock;
-        clock.start();
-        ASSERT_EQ(::kill(pid_t(command.processId()), signal), 0);
-        const Outcome result = finishProgram(command, 10000);
-        EXPECT_LT(clock.elapsed(), 3000);
+        bool endedWhileHeld = false;
+        const Outcome result = runWhileHeld(arguments, [&, signal = signal](QProcess& command) {
+            ASSERT_EQ(::kill(pid_t(command.processId()), signal), 0);
+            endedWhileHeld = command.waitForFinished(3000);
+        });
+        EXPECT_TRUE(endedWhileHeld);
         EXPECT_EQ(result.exitCode, 128 + signal);
         EXPECT_EQ(result.err, said);
     }

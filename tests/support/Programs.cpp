@@ -30,7 +30,8 @@ ProgramRun finishProgram(QProcess& process, int timeoutMs) {
     if (process.error() == QProcess::FailedToStart)
         return run; // not there to run: the test says what that means
     run.pid = process.processId();
-    run.finished = process.waitForFinished(timeoutMs);
+    // Qt's wait says false for a process that had already ended.
+    run.finished = process.state() == QProcess::NotRunning || process.waitForFinished(timeoutMs);
     if (!run.finished) {
         process.kill();
         process.waitForFinished(5000);
