@@ -1,5 +1,7 @@
 #include "FileName.h"
 
+#include <QList>
+
 namespace {
 
 constexpr char16_t escapeBase = 0xDC00;
