@@ -16,6 +16,8 @@
 #include "foundation/SettingsKeys.h"
 #include "foundation/platform/Platform.h"
 
+#include <QUrl>
+
 namespace {
 
 const QString kVaultKey = QStringLiteral("autoSaveVault");
@@ -31,7 +33,16 @@ public:
         : m_locations(locations), m_found(found), m_unstorable(unstorable), m_scanner(scanner) {}
 
     void consider(const QString& path, Announce announce) {
-        if (path.isEmpty() || !BMFileManager::isDirectoryAtPath(path))
+        if (path.isEmpty())
+            return;
+        // A damaged preference file can name "Autosave Vault" or "Media/Auto-Save": tested as
+        // it is, that is a folder of whatever directory the search was started in.
+        if (!path.startsWith(QLatin1Char('/'))) {
+            BMLog::appendLog(QStringLiteral("Ignored %1: a folder must be given by its absolute path")
+                                 .arg(FileName::displayText(path)));
+            return;
+        }
+        if (!BMFileManager::isDirectoryAtPath(path))
             return;
         // Exact text: "~", a trailing slash or a link make a different entry.
         if (m_locations.contains(path))
@@ -175,9 +186,19 @@ QString LocationDiscovery::motionAutosavePath() {
     if (!motion || motion->typeId() != QMetaType::QVariantMap)
         return QString();
     const QVariant path = motion->toMap().value(QStringLiteral("OZPreferenceManager::AutosaveVaultPath"));
-    return path.typeId() == QMetaType::QString
-               ? PathText::expandingTilde(path.toString(), Platform::current().homeDirectory())
-               : QString();
+    if (path.typeId() != QMetaType::QString)
+        return QString();
+    const QString text = path.toString();
+    // A folder chosen in a panel can be kept as its URL: "file:///Volumes/M%C3%A9dia/Autosave%20Vault/".
+    if (text.startsWith(QLatin1String("file:"), Qt::CaseInsensitive)) {
+        const QUrl url(text, QUrl::StrictMode);
+        if (!url.isValid() || !url.isLocalFile() ||
+            !(url.host().isEmpty() || url.host() == QLatin1String("localhost")))
+            return QString();
+        // The path itself: toLocalFile() would make "localhost" the first folder.
+        return PathText::appendingComponent(QStringLiteral("/"), url.path(QUrl::FullyDecoded));
+    }
+    return PathText::expandingTilde(text, Platform::current().homeDirectory());
 }
 
 LocationDiscovery::Outcome LocationDiscovery::searchForNewPaths() {

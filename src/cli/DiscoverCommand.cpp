@@ -22,12 +22,13 @@ QByteArray jsonString(const QString& text) {
 
 // Written by hand: each location's path comes before its mark, which a JSON object of Qt's
 // would sort the other way round.
-QByteArray locationsJson(const QStringList& stored, const QStringList& added,
+QByteArray locationsJson(const QStringList& stored, const QStringList& added, const QStringList& offline,
                          const QList<LocationDiscovery::SearchedVolume>* volumes) {
     QByteArrayList locations;
     for (const QString& path : stored) {
         locations << "{\"path\":" + jsonString(path) +
-                         ",\"new\":" + (added.contains(path) ? "true" : "false") + "}";
+                         ",\"new\":" + (added.contains(path) ? "true" : "false") +
+                         ",\"offline\":" + (offline.contains(path) ? "true" : "false") + "}";
     }
     QByteArray json = "{\"locations\":[" + locations.join(',') + "]";
     if (volumes) {
@@ -58,13 +59,14 @@ QString volumesText(const QList<LocationDiscovery::SearchedVolume>& volumes) {
     return out;
 }
 
-QString locationsText(const QStringList& stored, const QStringList& added) {
+QString locationsText(const QStringList& stored, const QStringList& added, const QStringList& offline) {
     QString out;
     qsizetype newCount = 0;
     for (const QString& path : stored) {
         const bool isNew = added.contains(path);
+        // As `vestry list` marks it: a drive not mounted now keeps its place in the list.
         out += (isNew ? QStringLiteral("new  ") : QStringLiteral("     ")) + FileName::displayText(path) +
-               QLatin1Char('\n');
+               (offline.contains(path) ? QStringLiteral(" (offline)\n") : QStringLiteral("\n"));
         newCount += isNew ? 1 : 0;
     }
     QLocale locale;
@@ -114,6 +116,7 @@ int DiscoverCommand::run() {
     const QStringList stored =
         CatalogueLocations::storedPaths(settings, QLatin1String(SettingsKey::autosavePaths));
     const QStringList added = outcome.stored ? outcome.found : QStringList();
+    const QStringList offline = CatalogueLocations::offlineLocations(stored);
     int status = 0;
     if (outcome.nameSearchAvailable && !outcome.found.isEmpty() && !outcome.stored) {
         const QString problem = settings.userFileProblem();
@@ -125,10 +128,10 @@ int DiscoverCommand::run() {
     }
     if (m_json)
         writeStandardOutput(
-            QString::fromUtf8(locationsJson(stored, added, m_volumes ? &outcome.volumes : nullptr)) +
+            QString::fromUtf8(locationsJson(stored, added, offline, m_volumes ? &outcome.volumes : nullptr)) +
             QLatin1Char('\n'));
     else
         writeStandardOutput((m_volumes ? volumesText(outcome.volumes) : QString()) +
-                            locationsText(stored, added));
+                            locationsText(stored, added, offline));
     return status;
 }

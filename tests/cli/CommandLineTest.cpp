@@ -219,8 +219,9 @@ TEST_F(CommandLine, DiscoverStoresTheVaultTheIndexKnowsMarksItNewOnceAndNeverRep
 
     const Outcome json = run({"discover", "--json"}, env);
     EXPECT_EQ(json.exitCode, 0) << json.err.toStdString();
-    EXPECT_EQ(json.out, "{\"locations\":[{\"path\":\"" + known + "\",\"new\":false},{\"path\":\"" +
-                            QString(vault).replace("\"", "\\\"") + "\",\"new\":true}]}\n");
+    EXPECT_EQ(json.out, "{\"locations\":[{\"path\":\"" + known +
+                            "\",\"new\":false,\"offline\":false},{\"path\":\"" +
+                            QString(vault).replace("\"", "\\\"") + "\",\"new\":true,\"offline\":false}]}\n");
     EXPECT_EQ(PlistFile::readDictionary(settings)->value("autosavePaths").toStringList(),
               (QStringList{known, vault}));
     EXPECT_EQ(run({"discover"}, env).out, "     " + known + "\n     " + vault + "\n2 locations, 0 new\n");
