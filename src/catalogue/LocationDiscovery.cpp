@@ -237,6 +237,13 @@ LocationDiscovery::Outcome LocationDiscovery::searchForNewPaths() {
         Platform& platform = Platform::current();
         const bool indexAvailable = platform.spotlightAvailable();
         const QStringList volumes = platform.removableAndNetworkVolumes();
+        {
+            // A drive taken out may come back as another drive at the same mount point (drives
+            // of one make share a label): the first one's walk tells nothing of the second.
+            std::lock_guard lock(m_volumesMutex);
+            m_walked.removeIf(
+                [&](decltype(m_walked)::iterator walked) { return !volumes.contains(walked.key()); });
+        }
         // The walk of the volumes needs no tool: it is a name search of its own.
         outcome.nameSearchAvailable = indexAvailable || !volumes.isEmpty();
         outcome.nameSearchProblem = platform.spotlightProblem();

@@ -86,7 +86,8 @@ public:
     // How long the name search may take, per query.
     static constexpr double nameSearchTimeoutSeconds = 10.0;
     // A volume walked completely is walked again at most this often by one discovery object
-    // (the window searches every minute); a volume newly mounted is walked at once.
+    // (the window searches every minute); a volume newly mounted, or mounted again after a
+    // search that did not see it, is walked at once.
     static constexpr qint64 volumeRewalkSeconds = 3600;
 
     // Makes its own Final Cut Pro and Final Cut Express readers.
