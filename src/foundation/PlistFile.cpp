@@ -9,8 +9,11 @@
 #include <QFileInfo>
 
 #include <cmath>
+#include <fcntl.h>
 #include <memory>
 #include <plist/plist.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -185,7 +188,23 @@ std::optional<QVariant> PlistFile::read(const QString& path) {
     if (path.isEmpty())
         return std::nullopt;
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly) || file.size() > maximumSize)
+    // Opening a named pipe to read waits for a writer, for good where none comes: only a
+    // regular file is read (a resource, ":/...", has no descriptor).
+    if (!path.startsWith(QLatin1Char(':'))) {
+        const int fd =
+            ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+        struct stat info {};
+        if (fd < 0)
+            return std::nullopt;
+        if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) ||
+            !file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+            ::close(fd);
+            return std::nullopt;
+        }
+    } else if (!file.open(QIODevice::ReadOnly)) {
+        return std::nullopt;
+    }
+    if (file.size() > maximumSize)
         return std::nullopt;
     return parse(file.readAll());
 }
