@@ -83,4 +83,10 @@ void LoggedHomeTest::SetUp() {
     BMLog::createNewLog();
 }
 
+void DiscoveryHomeTest::SetUp() {
+    LoggedHomeTest::SetUp();
+    home().platform().setToolPath(Tool::Plocate, home().root() + "/missing/plocate");
+    home().platform().setToolPath(Tool::Locate, home().root() + "/missing/locate");
+}
+
 } // namespace CatalogueTest

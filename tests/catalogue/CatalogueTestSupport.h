@@ -38,4 +38,10 @@ protected:
     void SetUp() override;
 };
 
+// Discovery never asks the machine's own file index: only what a test points the tools at.
+class DiscoveryHomeTest : public LoggedHomeTest {
+protected:
+    void SetUp() override;
+};
+
 } // namespace CatalogueTest

@@ -8,17 +8,15 @@
 #include <gtest/gtest.h>
 #include <memory>
 
-class DiscoveryDriveSwap : public CatalogueTest::LoggedHomeTest {
+class DiscoveryDriveSwap : public CatalogueTest::DiscoveryHomeTest {
 protected:
     void SetUp() override {
-        LoggedHomeTest::SetUp();
-        home().platform().setToolPath(Tool::Plocate, home().root() + "/missing/plocate");
-        home().platform().setToolPath(Tool::Locate, home().root() + "/missing/locate");
+        DiscoveryHomeTest::SetUp();
         mountPoint = home().root() + "/media/EDIT";
     }
     void TearDown() override {
         drive.reset();
-        LoggedHomeTest::TearDown();
+        DiscoveryHomeTest::TearDown();
     }
     // Another drive of the same label at the same place, holding one Premiere folder.
     QString plugIn(const QString& job) {

@@ -10,17 +10,15 @@
 
 #include <gtest/gtest.h>
 
-class DiscoveryPathText : public CatalogueTest::LoggedHomeTest {
+class DiscoveryPathText : public CatalogueTest::DiscoveryHomeTest {
 protected:
     void SetUp() override {
-        LoggedHomeTest::SetUp();
-        home().platform().setToolPath(Tool::Plocate, home().root() + "/missing/plocate");
-        home().platform().setToolPath(Tool::Locate, home().root() + "/missing/locate");
+        DiscoveryHomeTest::SetUp();
         previous = QDir::currentPath();
     }
     void TearDown() override {
         QDir::setCurrent(previous);
-        LoggedHomeTest::TearDown();
+        DiscoveryHomeTest::TearDown();
     }
     QString vault(const QString& path) const {
         home().writeFile(path + "/Titles/Titles_2026-11-20_1030.motn", "x");

@@ -29,13 +29,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-class Discovery : public CatalogueTest::LoggedHomeTest {
+class Discovery : public CatalogueTest::DiscoveryHomeTest {
 protected:
     void SetUp() override {
-        LoggedHomeTest::SetUp();
-        // Never the machine's own index: only what a test points at.
-        home().platform().setToolPath(Tool::Plocate, home().root() + "/missing/plocate");
-        home().platform().setToolPath(Tool::Locate, home().root() + "/missing/locate");
+        DiscoveryHomeTest::SetUp();
         discovery = std::make_unique<LocationDiscovery>(settings());
         discovery->setWindowHooks(recordingHooks());
     }
